@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+
+#include "detection/identity/CFileInfoManager.h"
+#include "services/KeyedList.h"
+#include "services/Logger.h"
+
+namespace bkfd {
+
+/// Judges files, and answers what on this machine has to go. Nothing is changed by it.
+class CPaDetector {
+  public:
+    /// Fills the four signature sets.
+    CPaDetector();
+
+    /// Must be called first. With a null manager the detector makes its own; one that is given is
+    /// ignored, on purpose, and leaves the detector without any.
+    void Init(LoggerRef logger, std::shared_ptr<CFileInfoManager> fileInfoManager);
+    /// Names no company and isn't known to be good.
+    bool IsSuspiciousRunningModule(const Text& file);
+    /// Names no company, and its size and content hash are those of known good files.
+    bool IsGoodRunningModule(const Text& file);
+    bool IsSuspiciousBHO(const Text& file);
+    bool IsParasiteBHO(const Text& file);
+    bool IsParasiteRunningModule(const Text& file);
+    /// Makes both lists anew: full paths of the files to disable, and class identifiers of the
+    /// helper objects to delete, each as item and key. A failure is logged and leaves the lists as
+    /// far as they got.
+    void DetectParasites(KeyedList& files, KeyedList& bhos);
+
+  private:
+    void FillParasiteSizes();
+    void FillParasiteHashes();
+    void FillGoodSizes();
+    void FillGoodHashes();
+
+    LoggerRef logger_;
+    std::shared_ptr<CFileInfoManager> fileInfoManager_;
+    KeyedList moParasiteSizes;
+    KeyedList moParasiteHashes;
+    KeyedList moGoodSizes;
+    KeyedList moGoodHashes;
+};
+
+}  // namespace bkfd

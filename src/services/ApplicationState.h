@@ -1,0 +1,14 @@
+#pragma once
+
+#include "base/Text.h"
+
+namespace bkfd {
+
+// Facts of the process, written once at start-up and read freely afterwards.
+
+extern bool gIsNT;         // the NT family
+extern bool gIsNT4;        // NT with major version 4
+extern Text gWindowsPath;  // the Windows folder, in lower case, ending in a backslash
+extern Text gSystemPath;   // its system32 (NT) or system (9x) folder, likewise
+
+}  // namespace bkfd

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/Machine.h"
+#include "services/KeyedList.h"
+
+namespace bkfd {
+
+/// Reads and writes the registry. A value or key that doesn't exist is no failure: a read leaves an
+/// empty text or 0, a delete does nothing. No operation throws for what the registry answers; the
+/// status tells it, and most callers take empty for absent.
+class RegistryAccess {
+  public:
+    /// Reads a string value (plain, expandable or the first of many; a terminating NUL is dropped,
+    /// variables aren't expanded). The empty name reads the key's default value. Values of other
+    /// types read as empty.
+    Status ReadString(RegistryRoot root, TextView subkey, TextView name, Text& value);
+    /// Reads a 32-bit value; values of other types read as 0.
+    Status ReadDword(RegistryRoot root, TextView subkey, TextView name, std::int32_t& value);
+    Status WriteString(RegistryRoot root, TextView subkey, TextView name, TextView value);
+    Status WriteDword(RegistryRoot root, TextView subkey, TextView name, std::int32_t value);
+    Status DeleteValue(RegistryRoot root, TextView subkey, TextView name);
+    /// Names of the key's subkeys, without keys in the list.
+    KeyedList EnumSubkeys(RegistryRoot root, TextView subkey);
+    /// Names of the key's values, without keys in the list.
+    KeyedList EnumValues(RegistryRoot root, TextView subkey);
+    /// Deletes a key with all below it. True on success; a key that isn't there is none.
+    bool DeleteKey(RegistryRoot root, TextView subkey);
+    /// The key with all its subkeys and values as a section of an export file, each ended by an
+    /// empty line, without the file's header. Empty for a key that doesn't exist.
+    Text ExportKey(RegistryRoot root, TextView subkey);
+    /// One value in the same form; empty when it doesn't exist.
+    Text ExportValue(RegistryRoot root, TextView subkey, TextView name);
+    /// "HKEY_LOCAL_MACHINE" and so on.
+    static Text RootName(RegistryRoot root);
+};
+
+}  // namespace bkfd
