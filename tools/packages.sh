@@ -1,0 +1,47 @@
+# Debian 12 packages that this project builds, tests and runs with. Sourced by ./run and ./test.
+
+packages_native="cmake ninja-build g++ pkg-config googletest libbenchmark-dev zlib1g-dev
+    libcurl4-openssl-dev libcli11-dev nlohmann-json3-dev python3"
+packages_windows="g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 libz-mingw-w64-dev
+    librsvg2-bin icoutils"
+packages_wine="wine wine64 xvfb xauth xdotool imagemagick"
+packages_checks="clang-format clang-tidy clang libxml2-utils zip unzip p7zip-full git"
+
+# need_packages NAME...: installs those that are missing; needs root or sudo for that alone.
+need_packages() {
+    local missing=()
+    for name in "$@"; do
+        [ "$(dpkg-query -W -f '${db:Status-Abbrev}' "$name" 2>/dev/null)" = "ii " ] || missing+=("$name")
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    echo "Installing ${missing[*]} ..." >&2
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || { echo "Missing packages: ${missing[*]}; install them as root." >&2; return 1; }
+        as_root=(sudo)
+    fi
+    local log
+    log=$(mktemp)
+    if ! { "${as_root[@]}" apt-get update && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1 </dev/null; then
+        tail -n 20 "$log" >&2
+        rm -f "$log"
+        return 1
+    fi
+    rm -f "$log"
+}
+
+# build_preset PRESET TARGET...: configures where needed and builds, showing output only on failure.
+build_preset() {
+    local preset=$1 log
+    shift
+    mkdir -p build
+    log=build/$preset.log
+    echo "Building $preset ..." >&2
+    if ! { { [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset"; } &&
+            cmake --build "build/$preset" ${1:+--target "$@"}; } >"$log" 2>&1; then
+        grep -E -A12 'error|FAILED|CMake Error' "$log" | head -n 60 >&2 || tail -n 40 "$log" >&2
+        echo "Building $preset failed; the whole output is in $log." >&2
+        return 1
+    fi
+}

@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Shows the main job on a machine image: what is found, the cleanup, and that nothing is left.
+# Usage: tools/show_cleanup.sh PROGRAM IMAGE
+set -euo pipefail
+program=$1
+image=$2
+
+# headline TEXT: what comes next.
+headline() { printf '\n\033[1m%s\033[0m\n' "$1" | if [ -t 1 ]; then cat; else sed 's/\x1b\[[0-9]*m//g'; fi; }
+
+# expect STATUS COMMAND...: runs a command whose exit status is known.
+expect() {
+    local wanted=$1 status=0
+    shift
+    "$@" || status=$?
+    [ "$status" -eq "$wanted" ] || { echo "$* ended with $status instead of $wanted" >&2; exit 1; }
+}
+
+headline "A hijacked Windows XP machine (a throwaway copy at $image)"
+expect 1 "$program" --machine "$image" scan
