@@ -44,7 +44,8 @@ class RuntimeError : public std::exception {
 };
 
 /// The error that is being handled, as a RuntimeError: itself, or Out of memory or Internal for an
-/// exception of the C++ library. Call it inside a catch block.
+/// exception of the C++ library. Call it inside a catch block. What is no std::exception, such as
+/// ProgramEnd, is no error: it goes on its way up.
 RuntimeError CurrentError();
 
 }  // namespace bkfd

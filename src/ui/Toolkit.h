@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ProgramEnd.h"
 #include "base/Text.h"
 
 namespace bkfd {
@@ -28,6 +29,10 @@ class Toolkit {
     virtual MessageResult ShowMessageBox(const Text& prompt, int style, const Text& title) = 0;
     /// Lets the window system process the messages that are waiting.
     virtual void PumpMessages() {}
+    /// Ends the program at once, from however deep inside: no step of any caller runs after it, no
+    /// handler of errors takes it for one. Where the program's end is the process's, the toolkit
+    /// ends the process; elsewhere a `ProgramEnd` goes up to the main function.
+    [[noreturn]] virtual void EndProgram() { throw ProgramEnd{}; }
     Pointer CurrentPointer() const { return pointer_; }
     virtual void SetPointer(Pointer pointer) { pointer_ = pointer; }
 
