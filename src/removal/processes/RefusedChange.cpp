@@ -1,0 +1,15 @@
+#include "removal/processes/RefusedChange.h"
+
+#include "services/SysUtil.h"
+
+namespace bkfd {
+
+void LogRefusedChange(Logger& logger, Status status, const Text& what, const Text& source) {
+    if (status.IsOk()) return;
+    logger.Write(0,
+                 SysUtil::FormatTemplate(u"Cannot write %1. %2",
+                                         {what, SysUtil::SystemErrorText(status.code)}),
+                 LogLevel::SystemFailure, source);
+}
+
+}  // namespace bkfd

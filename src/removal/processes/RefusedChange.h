@@ -1,0 +1,13 @@
+#pragma once
+
+#include "base/Text.h"
+#include "platform/Result.h"
+#include "services/Logger.h"
+
+namespace bkfd {
+
+/// Writes one line to the log when the system refused a change whose outcome nobody waits for:
+/// "Cannot write `what`. " and the system's text.
+void LogRefusedChange(Logger& logger, Status status, const Text& what, const Text& source);
+
+}  // namespace bkfd
