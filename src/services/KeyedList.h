@@ -34,6 +34,8 @@ class KeyedList : public Object {
     const Variant& Item(std::int32_t position) const;
     /// By key: a key that isn't there is InvalidProcedureCall.
     const Variant& Item(TextView key) const;
+    const Variant& Item(const Text& key) const { return Item(TextView(key)); }
+    const Variant& Item(const char16_t* key) const { return Item(TextView(key)); }
     /// An integer is a position, a text a key.
     const Variant& Item(const Variant& positionOrKey) const;
     void Clear();
