@@ -1,0 +1,73 @@
+#include "ui/terminal/TerminalToolkit.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace bkfd {
+namespace {
+
+using Answers = TerminalToolkit::Answers;
+
+struct Shown {
+    MessageResult result;
+    std::string text;
+    std::size_t keysLeft;
+};
+
+Shown Show(Answers answers, std::string keys, int style, const Text& prompt = u"Clean up? ") {
+    std::ostringstream messages;
+    std::size_t used = 0;
+    TerminalToolkit toolkit(
+        messages,
+        [&]() -> std::optional<char> {
+            return used < keys.size() ? std::optional(keys[used++]) : std::nullopt;
+        },
+        answers);
+    const MessageResult result = toolkit.ShowMessageBox(prompt, style, u"Brackenfold");
+    return {result, messages.str(), keys.size() - used};
+}
+
+TEST(TerminalToolkit, AnswersQuestions) {
+    constexpr int kQuestion = MessageStyle::Exclamation | MessageStyle::OkCancel;
+    const struct {
+        const char* label;
+        Answers answers;
+        const char* keys;
+        MessageResult result;
+        std::size_t keysLeft;
+        const char* lastLine;
+    } rows[] = {
+        {"o is OK", Answers::Ask, "oc", MessageResult::Ok, 1, "  O = OK, C = Cancel: OK\n"},
+        {"Y is OK", Answers::Ask, "Y", MessageResult::Ok, 0, "  O = OK, C = Cancel: OK\n"},
+        {"c is Cancel", Answers::Ask, "co", MessageResult::Cancel, 1,
+         "  O = OK, C = Cancel: Cancel\n"},
+        {"Escape is Cancel", Answers::Ask, "\x1b", MessageResult::Cancel, 0,
+         "  O = OK, C = Cancel: Cancel\n"},
+        {"Enter and others say nothing", Answers::Ask, "\n x\to", MessageResult::Ok, 0,
+         "  O = OK, C = Cancel: OK\n"},
+        {"end of input", Answers::Ask, "\n", MessageResult::Cancel, 0,
+         "  O = OK, C = Cancel: \n  Cancel (nobody answered)\n"},
+        {"nobody is asked", Answers::SafeChoice, "o", MessageResult::Cancel, 1,
+         "  Cancel (nobody was asked)\n"},
+        {"yes to everything", Answers::Yes, "c", MessageResult::Ok, 1,
+         "  OK (as told beforehand)\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        const Shown shown = Show(row.answers, row.keys, kQuestion);
+        EXPECT_EQ(shown.result, row.result);
+        EXPECT_EQ(shown.keysLeft, row.keysLeft);
+        EXPECT_EQ(shown.text, std::string("[!] Brackenfold: Clean up?\n") + row.lastLine);
+    }
+}
+
+TEST(TerminalToolkit, ShowsPlainMessagesWithoutWaiting) {
+    const Shown shown = Show(Answers::Ask, "c", MessageStyle::Critical, u"No\x1b[2J such\nfile");
+    EXPECT_EQ(shown.result, MessageResult::Ok);
+    EXPECT_EQ(shown.keysLeft, 1U);
+    EXPECT_EQ(shown.text, "[error] Brackenfold: No\\u001b[2J such\nfile\n");
+}
+
+}  // namespace
+}  // namespace bkfd
