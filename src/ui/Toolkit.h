@@ -30,9 +30,14 @@ class Toolkit {
     /// Lets the window system process the messages that are waiting.
     virtual void PumpMessages() {}
     /// Ends the program at once, from however deep inside: no step of any caller runs after it, no
-    /// handler of errors takes it for one. Where the program's end is the process's, the toolkit
-    /// ends the process; elsewhere a `ProgramEnd` goes up to the main function.
-    [[noreturn]] virtual void EndProgram() { throw ProgramEnd{}; }
+    /// handler of errors takes it for one. A `ProgramEnd` goes up to the main function, unless the
+    /// toolkit ends the process.
+    [[noreturn]] void EndProgram() {
+        EndProcess();
+        throw ProgramEnd{};
+    }
+    /// Doesn't return where an exception can't go up, through frames of the window system.
+    virtual void EndProcess() {}
     Pointer CurrentPointer() const { return pointer_; }
     virtual void SetPointer(Pointer pointer) { pointer_ = pointer; }
 
