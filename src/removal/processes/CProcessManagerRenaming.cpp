@@ -158,7 +158,8 @@ void CProcessManager::RenameParasiteFile(const Text& file, bool& ok) {
     if (!ok) return;
     const Status noted =
         RegistryAccess().WriteString(kRemovedFilesRoot, kRemovedFilesKey, path, path);
-    LogRefusedChange(*logger_, noted, u"'" + path + u"' to the list of removed files", operation);
+    LogRefusedChange(*logger_, noted, u"note '" + path + u"' in the list of removed files",
+                     operation);
 }
 
 void CProcessManager::RenameFileNT(const Text& source, const Text& target, bool& ok) {

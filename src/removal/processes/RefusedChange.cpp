@@ -4,12 +4,12 @@
 
 namespace bkfd {
 
-void LogRefusedChange(Logger& logger, Status status, const Text& what, const Text& source) {
+void LogRefusedChange(Logger& logger, Status status, const Text& change, const Text& source) {
     if (status.IsOk()) return;
-    logger.Write(0,
-                 SysUtil::FormatTemplate(u"Cannot write %1. %2",
-                                         {what, SysUtil::SystemErrorText(status.code)}),
-                 LogLevel::SystemFailure, source);
+    logger.Write(
+        0,
+        SysUtil::FormatTemplate(u"Cannot %1. %2", {change, SysUtil::SystemErrorText(status.code)}),
+        LogLevel::SystemFailure, source);
 }
 
 }  // namespace bkfd

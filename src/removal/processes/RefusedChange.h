@@ -7,7 +7,7 @@
 namespace bkfd {
 
 /// Writes one line to the log when the system refused a change whose outcome nobody waits for:
-/// "Cannot write `what`. " and the system's text.
-void LogRefusedChange(Logger& logger, Status status, const Text& what, const Text& source);
+/// "Cannot `change`. " and the system's text.
+void LogRefusedChange(Logger& logger, Status status, const Text& change, const Text& source);
 
 }  // namespace bkfd

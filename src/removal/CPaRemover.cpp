@@ -1,0 +1,175 @@
+#include "removal/CPaRemover.h"
+
+#include <cmath>
+#include <utility>
+
+#include "detection/CBHOManager.h"
+#include "detection/CPaDetector.h"
+#include "detection/CStartupManager.h"
+#include "platform/Machine.h"
+#include "removal/ConfigurationSettings.h"
+#include "removal/MReboot.h"
+#include "removal/processes/CProcessManager.h"
+#include "removal/processes/RefusedChange.h"
+#include "resources/StringTable.h"
+#include "services/ErrorMode.h"
+#include "services/MAPI.h"
+#include "ui/Toolkit.h"
+
+namespace bkfd {
+namespace {
+
+constexpr RegistryRoot kStampRoot = RegistryRoot::CurrentUser;
+constexpr char16_t kStampKey[] = u"Software\\Tarnwick Labs\\Brackenfold\\Current Version\\";
+constexpr char16_t kStampName[] = u"PaRemover Cleanup Time";
+
+constexpr Date kSameBoot = 0.001388888888888889;  // 2 minutes, in days
+
+constexpr std::int16_t kTrue = -1;
+constexpr std::int16_t kFalse = 0;
+
+// Numbers of the questions.
+constexpr int kParasitesStillFound = 149;
+constexpr int kParasitesFound = 150;
+constexpr int kRestartStillNeeded = 151;
+constexpr int kCleanUpComplete = 153;
+
+bool Ask(int question, int icon) {
+    return ShowMessage(ResourceString(question), icon | MessageStyle::OkCancel) ==
+           MessageResult::Ok;
+}
+
+/// Runs the steps; a failure stops them, is logged and shown.
+template <class Steps>
+void RunAndReport(Logger& logger, const Text& source, Steps&& steps) {
+    try {
+        std::forward<Steps>(steps)();
+    } catch (...) {
+        const RuntimeError error = CurrentError();
+        logger.Failure(error, LogLevel::SystemFailure, source);
+        ShowMessage(
+            u"Unexpected error. Please use 'Contact Support' tab to report. " + error.Description(),
+            MessageStyle::Exclamation);
+    }
+}
+
+bool FitsTheCodePage(const Text& text) {
+    SystemFacts& system = TheMachine().System();
+    const Text back = system.MultiByteToWideChar(system.WideCharToMultiByte(text));
+    return back.find(u'?') == Text::npos;
+}
+
+}  // namespace
+
+void CPaRemover::Init(LoggerRef logger) {
+    logger_ = std::move(logger);
+    registry_.emplace();
+}
+
+void CPaRemover::Check() {
+    const Text source = u"CPaRemover.Check";
+    ParasitesFound = kFalse;
+    LogErrors(*logger_, LogLevel::SystemFailure, source, [&] {
+        CPaDetector detector;
+        detector.Init(logger_, nullptr);
+        KeyedList files;
+        KeyedList bhos;
+        detector.DetectParasites(files, bhos);
+        if (files.Count() + bhos.Count() > 0) ParasitesFound = kTrue;
+    });
+    logger_->Trace(ParasitesFound ? u"True" : u"False", source);
+}
+
+void CPaRemover::Perform() {
+    RunAndReport(*logger_, u"CPaRemover.Perform", [this] { Decide(); });
+}
+
+void CPaRemover::Decide() {
+    Text stamp;
+    (void)registry_->ReadString(kStampRoot, kStampKey, kStampName, stamp);
+    const bool isStamped = !stamp.empty();
+    const Date stampedBoot = isStamped ? TextToDate(stamp) : Date{};
+    const Date boot = GetBootTime();
+    const bool isSameBoot = isStamped && std::abs(boot - stampedBoot) < kSameBoot;
+
+    if (!isStamped) {
+        if (ParasitesFound && Ask(kParasitesFound, MessageStyle::Exclamation)) CleanUp();
+        return;
+    }
+    if (!isSameBoot) {
+        // Parasites that outlived a cleanup and a restart get no second offer, on purpose.
+        if (!ParasitesFound) DeleteStamp();
+        return;
+    }
+    if (!Ask(ParasitesFound ? kParasitesStillFound : kRestartStillNeeded,
+             MessageStyle::Exclamation)) {
+        DeleteStamp();
+        return;
+    }
+    if (ParasitesFound) {
+        CleanUp();
+    } else {
+        RestartWindowsAndEnd(*logger_, u"CPaRemover.Perform");
+    }
+}
+
+void CPaRemover::CleanUp() {
+    const Text source = u"CPaRemover.CleanUp";
+    TheToolkit().SetPointer(Pointer::Hourglass);
+    RunAndReport(*logger_, source, [&] {
+        logger_->Trace(u"CleanUp started", source);
+        RemoveParasites();
+        RestoreConfigurationSettings();
+        if (Ask(kCleanUpComplete, MessageStyle::Information)) StampAndRestart();
+    });
+    TheToolkit().SetPointer(Pointer::Default);
+}
+
+/// The order keeps parasites from restoring one another: first the registrations, then the names of
+/// the files while their holders still run, then all holders in one pass.
+void CPaRemover::RemoveParasites() {
+    CPaDetector detector;
+    detector.Init(logger_, nullptr);
+    CBHOManager bhoManager;
+    bhoManager.Init(logger_);
+    CProcessManager processManager;
+    processManager.Init(logger_);
+    CStartupManager startupManager;
+    startupManager.Init(logger_);
+
+    KeyedList files;
+    KeyedList bhos;
+    detector.DetectParasites(files, bhos);
+    for (const Variant& bho : bhos) bhoManager.DeleteBHO(bho.AsText());
+    // Other files keep their startup entries, which point at a name that is no more.
+    for (const Variant& file : files) {
+        if (!FitsTheCodePage(file.AsText())) startupManager.RemoveStartup(file.AsText());
+    }
+    processManager.RenameParasiteFilesEx(files);
+    processManager.TerminateProcessesByModules(files, true);
+}
+
+/// The stamp is written first, so that it is there whether or not the restart works.
+void CPaRemover::StampAndRestart() {
+    const Text source = u"CPaRemover.CleanUp";
+    const Status stamped =
+        registry_->WriteString(kStampRoot, kStampKey, kStampName, DateToText(GetBootTime()));
+    LogRefusedChange(*logger_, stamped, u"write the cleanup stamp", source);
+    RestartWindowsAndEnd(*logger_, source);
+}
+
+void CPaRemover::DeleteStamp() {
+    const Status deleted = registry_->DeleteValue(kStampRoot, kStampKey, kStampName);
+    if (deleted.IsNotThere()) return;
+    LogRefusedChange(*logger_, deleted, u"delete the cleanup stamp", u"CPaRemover.Perform");
+}
+
+void CPaRemover::RestoreConfigurationSettings() {
+    const Text source = u"CPaRemover.RestoreConfigurationSettings";
+    LogErrors(*logger_, LogLevel::SystemFailure, source, [&] {
+        logger_->Trace(u"Restoring all configuration settings", source);
+        RestoreSettings(*registry_, *logger_, source);
+    });
+}
+
+}  // namespace bkfd

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "base/Text.h"
+#include "services/Logger.h"
+#include "services/RegistryAccess.h"
+
+namespace bkfd {
+
+/// Puts every setting of the table to its fixed value, in the table's order. What the system
+/// refuses stays as it was and leaves a line in the log under `source`.
+void RestoreSettings(RegistryAccess& registry, Logger& logger, const Text& source);
+
+}  // namespace bkfd
