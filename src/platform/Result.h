@@ -31,6 +31,7 @@ inline constexpr std::uint32_t PartialCopy = 299;
 inline constexpr std::uint32_t PrivilegeNotHeld = 1314;
 inline constexpr std::uint32_t IoDevice = 1117;
 inline constexpr std::uint32_t KeyDeleted = 1018;
+inline constexpr std::uint32_t UnsupportedType = 1630;
 inline constexpr std::uint32_t ClassNotRegistered = 0x80040154;
 }  // namespace SystemError
 

@@ -15,7 +15,8 @@ namespace SysUtil {
 /// A text that no other call yields, usable in file names and as an `Id`.
 Text NewUniqueId();
 /// Replaces "%1" with element 0, "%2" with element 1 and so on, in one pass: text that comes from
-/// an argument isn't searched again. A number without an argument stays as it is.
+/// an argument isn't searched again. The longest number that has an argument counts ("%12" with two
+/// arguments is the first and a "2"); one without an argument stays as it is.
 Text FormatTemplate(TextView format, const std::vector<Variant>& arguments);
 /// Makes a new empty temporary file and returns its full name; the file's name begins with
 /// `prefix`.
@@ -24,12 +25,13 @@ Text GetTempFileName(const Text& prefix);
 void PumpMessages();
 /// Replaces each `%name%` with the variable's value; text without such a name stays as it is.
 Text ExpandEnvironment(const Text& text);
-/// The version facts and a readable text of them. `platformId` is 1 on the Windows 95 family and 2
-/// on the NT family. If the system doesn't tell, all are 0 and empty.
+/// The version facts and a readable text of them, "Windows XP 5.1.2600 Service Pack 2".
+/// `platformId` is 1 on the Windows 95 family and 2 on the NT family. If the system doesn't tell,
+/// all are 0 and empty.
 Text GetWindowsVersion(std::int32_t& major, std::int32_t& minor, std::int32_t& build,
                        std::int32_t& platformId, Text& servicePack);
 /// Base64 of one byte a character; `TextToBytes` is the inverse. A text with a character above 255
-/// is encoded as UTF-8 behind the mark EF BB BF instead, so that nothing is lost.
+/// is encoded as generalised UTF-8 behind the mark EF BB BF instead, so that nothing is lost.
 Text EncodeText(TextView text);
 /// The user's temporary folder.
 Text GetTempPath();
@@ -38,7 +40,8 @@ Text BytesToText(std::span<const std::uint8_t> bytes);
 /// The inverse of both. Text that isn't base64 is InvalidProcedureCall.
 Bytes TextToBytes(TextView text);
 /// Makes text safe between two XML tags and in attributes, in plain ASCII: the five markup
-/// characters and everything above 126 become references, what XML 1.0 forbids becomes U+FFFD.
+/// characters, tab, line ends and everything above 126 become references, so that a parser gives
+/// them back unchanged; what XML 1.0 forbids becomes U+FFFD.
 Text XmlEscape(TextView text);
 /// True for an array with no elements and for one never allocated.
 bool IsArrayEmpty(const Bytes* bytes);

@@ -1,0 +1,65 @@
+#include "services/SysUtil.h"
+
+namespace bkfd::SysUtil {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+constexpr char32_t kLastPlain = 126;
+
+struct MarkupCharacter {
+    char16_t character;
+    TextView reference;
+};
+
+constexpr MarkupCharacter kMarkup[] = {
+    {u'&', u"&amp;"}, {u'<', u"&lt;"}, {u'>', u"&gt;"}, {u'"', u"&quot;"}, {u'\'', u"&apos;"},
+};
+
+bool IsWhiteSpaceControl(char32_t point) {
+    return point == u'\t' || point == u'\n' || point == u'\r';
+}
+
+/// The characters of XML 1.0 (production "Char").
+bool IsAllowed(char32_t point) {
+    if (point < 0x20) return IsWhiteSpaceControl(point);
+    if (point >= 0xD800 && point <= 0xDFFF) return false;
+    return point != 0xFFFE && point != 0xFFFF;
+}
+
+/// The character at `position`, which is moved behind it; a lone surrogate stands for itself.
+char32_t NextCharacter(TextView text, std::size_t& position) {
+    const char32_t unit = text[position++];
+    if (unit < 0xD800 || unit > 0xDBFF || position == text.size()) return unit;
+    const char32_t next = text[position];
+    if (next < 0xDC00 || next > 0xDFFF) return unit;
+    ++position;
+    return 0x10000 + ((unit - 0xD800) << 10) + (next - 0xDC00);
+}
+
+void AppendEscaped(Text& out, char32_t point) {
+    for (const MarkupCharacter& markup : kMarkup) {
+        if (point == markup.character) {
+            out += markup.reference;
+            return;
+        }
+    }
+    if (!IsAllowed(point)) point = kReplacement;
+    if (point <= kLastPlain && !IsWhiteSpaceControl(point)) {
+        out += static_cast<char16_t>(point);
+        return;
+    }
+    out.append(u"&#").append(ToText(static_cast<std::int64_t>(point))).append(u";");
+}
+
+}  // namespace
+
+Text XmlEscape(TextView text) {
+    Text out;
+    out.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();) {
+        AppendEscaped(out, NextCharacter(text, position));
+    }
+    return out;
+}
+
+}  // namespace bkfd::SysUtil
