@@ -1,0 +1,83 @@
+#include "platform/memory/MachineDump.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace bkfd {
+namespace {
+
+std::string Hex(std::uint32_t number, int digits) {
+    char room[16];
+    std::snprintf(room, sizeof room, "%0*x", digits, number);
+    return room;
+}
+
+bool IsPlainText(const RegistryValue& value) {
+    return value.type == RegistryType::String &&
+           value.data == MakeStringValue(TextOfValue(value)).data;
+}
+
+std::string DumpValue(const RegistryValue& value) {
+    if (IsPlainText(value)) return '"' + ToUtf8(TextOfValue(value)) + '"';
+    if (value.type == RegistryType::Dword && value.data.size() == 4) {
+        std::uint32_t number = 0;
+        for (std::size_t i = 4; i-- > 0;) number = number << 8 | value.data[i];
+        return "dword:" + Hex(number, 8);
+    }
+    std::string out = "hex(" + Hex(static_cast<std::uint32_t>(value.type), 1) + "):";
+    for (std::size_t i = 0; i < value.data.size(); ++i)
+        out += (i == 0 ? "" : ",") + Hex(value.data[i], 2);
+    return out;
+}
+
+void DumpKey(const RegistryKey& key, const std::string& path, std::string& out) {
+    if (!key.values.empty() || key.subkeys.empty()) out += '[' + path + "]\n";
+    std::vector<std::pair<Text, const RegistryKey::NamedValue*>> sorted;
+    for (const auto& named : key.values) sorted.emplace_back(ToLower(named.name), &named);
+    std::sort(sorted.begin(), sorted.end());
+    for (const auto& [folded, named] : sorted)
+        out += "  " + (folded.empty() ? "@" : ToUtf8(named->name)) + " = " +
+               DumpValue(named->value) + '\n';
+    for (const auto& [folded, below] : key.subkeys)
+        DumpKey(*below, path + '\\' + ToUtf8(below->name), out);
+}
+
+}  // namespace
+
+std::string DumpRegistryTree(const RegistryTree& tree) {
+    std::string out;
+    for (const RegistryRoot root : RegistryTree::kRoots) {
+        const RegistryKey& key = tree.Root(root);
+        if (!key.subkeys.empty() || !key.values.empty()) DumpKey(key, ToUtf8(key.name), out);
+    }
+    return out;
+}
+
+std::string DumpVolumeEntries(const std::vector<VolumeEntry>& entries, const FileRules& rules) {
+    std::string out;
+    for (const VolumeEntry& entry : entries) {
+        const FileRule rule = rules.Get(entry.path);
+        out += ToUtf8(entry.path);
+        out += entry.isFolder ? " folder" : ' ' + std::to_string(entry.size);
+        if (rule.attributes && *rule.attributes != FileAttribute::Archive)
+            out += " attributes " + std::to_string(*rule.attributes);
+        if (rule.isLocked) out += " locked";
+        if (rule.isUnreadable) out += " unreadable";
+        out += '\n';
+    }
+    return out;
+}
+
+std::string DumpProcessRecords(const std::vector<ProcessRecord>& records) {
+    std::string out;
+    for (const ProcessRecord& record : records) {
+        out += "process " + std::to_string(record.id) + ' ' + ToUtf8(record.path);
+        if (record.denied) out += " denied";
+        if (record.self) out += " self";
+        out += '\n';
+        for (const Text& module : record.modules) out += "  " + ToUtf8(module) + '\n';
+    }
+    return out;
+}
+
+}  // namespace bkfd

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <array>
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "platform/Machine.h"
+
+namespace bkfd {
+
+struct TextLess {
+    using is_transparent = void;
+    bool operator()(TextView a, TextView b) const { return a < b; }
+};
+
+/// One key with its values and subkeys. Names ignore case and keep the case that they came with.
+class RegistryKey {
+  public:
+    struct NamedValue {
+        Text name;
+        RegistryValue value;
+    };
+    using Subkeys = std::map<Text, std::unique_ptr<RegistryKey>, TextLess>;
+
+    explicit RegistryKey(Text keyName) : name(std::move(keyName)) {}
+
+    /// The key below this one by its path, null if it isn't there; the empty path is this key.
+    /// Backslashes at the end and doubled ones don't count.
+    RegistryKey* Find(TextView path);
+    const RegistryKey* Find(TextView path) const;
+    /// The same, made with all above it where they are missing.
+    RegistryKey& Make(TextView path);
+    /// Removes the key at `path` with all below it; false if it isn't there or `path` is empty.
+    bool Remove(TextView path);
+
+    const RegistryValue* FindValue(TextView valueName) const;
+    void SetValue(TextView valueName, RegistryValue value);
+    bool RemoveValue(TextView valueName);
+
+    Text name;
+    std::vector<NamedValue> values;
+    Subkeys subkeys;  // under their lower-cased names
+};
+
+/// The keys of a machine below the roots that hold keys of their own.
+class RegistryTree {
+  public:
+    static constexpr RegistryRoot kRoots[] = {RegistryRoot::LocalMachine, RegistryRoot::CurrentUser,
+                                              RegistryRoot::Users};
+
+    RegistryTree();
+    /// `root` is any but ClassesRoot, which is a view of the others.
+    RegistryKey& Root(RegistryRoot root);
+    const RegistryKey& Root(RegistryRoot root) const;
+
+  private:
+    std::array<RegistryKey, 3> roots_;
+};
+
+/// "HKEY_LOCAL_MACHINE" and so on.
+TextView RegistryRootName(RegistryRoot root);
+/// Cuts "HKEY_LOCAL_MACHINE\Software" into root and key; false for another root. The short names
+/// "HKLM", "HKCU", "HKCR" and "HKU" are understood too.
+bool SplitRegistryPath(TextView path, RegistryRoot& root, Text& key);
+/// One component of a key path; `rest` keeps what follows. Empty at the end.
+TextView NextKeyComponent(TextView& rest);
+
+/// A string value with its terminating NUL.
+RegistryValue MakeStringValue(TextView text, RegistryType type = RegistryType::String);
+RegistryValue MakeDwordValue(std::uint32_t number);
+/// The characters of a text value, with no NUL at the end.
+Text TextOfValue(const RegistryValue& value);
+
+}  // namespace bkfd
