@@ -1,0 +1,218 @@
+#include "platform/win32/Win32Registry.h"
+
+#include <windows.h>
+
+#include "platform/win32/NativeText.h"
+#include "platform/win32/Owned.h"
+
+namespace bkfd {
+namespace {
+
+struct KeyTraits {
+    using Type = HKEY;
+    static HKEY Invalid() { return nullptr; }
+    static void Close(HKEY key) { ::RegCloseKey(key); }
+};
+using Key = Owned<KeyTraits>;
+
+Status ToStatus(LSTATUS code) {
+    return {static_cast<std::uint32_t>(code)};
+}
+
+/// A root's handle is its number with the sign extended.
+HKEY Native(RegistryRoot root) {
+    return reinterpret_cast<HKEY>(static_cast<LONG_PTR>(static_cast<LONG>(root)));
+}
+
+bool HasNul(TextView name) {
+    return name.find(u'\0') != TextView::npos;
+}
+
+Status OpenKey(RegistryRoot root, TextView subkey, REGSAM access, Key& key) {
+    if (HasNul(subkey)) return {SystemError::InvalidName};
+    return ToStatus(CallWithText(
+        subkey,
+        [&](const wchar_t* name) {
+            return ::RegOpenKeyExW(Native(root), name, 0, access, key.Receive());
+        },
+        [&](const char* name) {
+            return ::RegOpenKeyExA(Native(root), name, 0, access, key.Receive());
+        }));
+}
+
+Status CreateKey(RegistryRoot root, TextView subkey, Key& key) {
+    if (HasNul(subkey)) return {SystemError::InvalidName};
+    return ToStatus(CallWithText(
+        subkey,
+        [&](const wchar_t* name) {
+            return ::RegCreateKeyExW(Native(root), name, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                     KEY_SET_VALUE, nullptr, key.Receive(), nullptr);
+        },
+        [&](const char* name) {
+            return ::RegCreateKeyExA(Native(root), name, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                     KEY_SET_VALUE, nullptr, key.Receive(), nullptr);
+        }));
+}
+
+// The ANSI calls hold text values in the code page; the seam holds them as UTF-16LE.
+
+bool IsTextType(DWORD type) {
+    return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
+
+Bytes ToUtf16Bytes(std::span<const std::uint8_t> ansi) {
+    const Text text = FromAnsi({reinterpret_cast<const char*>(ansi.data()), ansi.size()});
+    Bytes bytes;
+    bytes.reserve(2 * text.size());
+    for (const char16_t unit : text) {
+        bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+        bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+    }
+    return bytes;
+}
+
+Bytes ToAnsiBytes(std::span<const std::uint8_t> utf16) {
+    Text text;
+    for (std::size_t i = 0; i + 1 < utf16.size(); i += 2) {
+        text.push_back(static_cast<char16_t>(utf16[i] | utf16[i + 1] << 8));
+    }
+    const std::string ansi = ToAnsi(text);
+    return Bytes(ansi.begin(), ansi.end());
+}
+
+/// Calls `query(data, size)` with a growing buffer until the value, which others may change
+/// meanwhile, fits. A size that the system leaves alone on `MoreData` is doubled.
+template <class Query>
+LSTATUS ReadGrowing(Bytes& data, Query query) {
+    data.resize(256);
+    for (int round = 0; round < 32; ++round) {
+        auto size = static_cast<DWORD>(data.size());
+        const LSTATUS result = query(data.data(), &size);
+        if (result != ERROR_MORE_DATA) {
+            data.resize(result == ERROR_SUCCESS ? size : 0);
+            return result;
+        }
+        data.resize(size > data.size() ? std::size_t{size} : 2 * data.size());
+    }
+    return ERROR_MORE_DATA;
+}
+
+/// Collects names by calling `next(index, buffer, length)`, which returns as RegEnumKeyEx does.
+template <class Unit, class Next>
+LSTATUS CollectNames(std::vector<std::basic_string<Unit>>& names, Next next) {
+    std::basic_string<Unit> buffer(512, Unit{});
+    for (DWORD index = 0;;) {
+        auto length = static_cast<DWORD>(buffer.size());
+        const LSTATUS result = next(index, buffer.data(), &length);
+        if (result == ERROR_NO_MORE_ITEMS) return ERROR_SUCCESS;
+        if (result == ERROR_MORE_DATA && buffer.size() < 0x10000) {
+            buffer.resize(2 * buffer.size());
+            continue;
+        }
+        if (result != ERROR_SUCCESS) return result;
+        names.push_back(buffer.substr(0, length));
+        ++index;
+    }
+}
+
+template <class WideNext, class AnsiNext>
+Result<std::vector<Text>> EnumNames(RegistryRoot root, TextView subkey, REGSAM access,
+                                    WideNext wideNext, AnsiNext ansiNext) {
+    Key key;
+    const Status opened = OpenKey(root, subkey, access, key);
+    if (!opened.IsOk()) return opened;
+    std::vector<Text> names;
+    if (HasWideCalls()) {
+        const LSTATUS result =
+            CollectNames(names, [&](DWORD index, char16_t* buffer, DWORD* length) {
+                return wideNext(key.Get(), index, Wide(buffer), length, nullptr, nullptr, nullptr,
+                                nullptr);
+            });
+        if (result != ERROR_SUCCESS) return ToStatus(result);
+        return names;
+    }
+    std::vector<std::string> ansiNames;
+    const LSTATUS result = CollectNames(ansiNames, [&](DWORD index, char* buffer, DWORD* length) {
+        return ansiNext(key.Get(), index, buffer, length, nullptr, nullptr, nullptr, nullptr);
+    });
+    if (result != ERROR_SUCCESS) return ToStatus(result);
+    for (const std::string& name : ansiNames) names.push_back(FromAnsi(name));
+    return names;
+}
+
+}  // namespace
+
+Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryRoot root, TextView subkey,
+                                                      TextView name) {
+    if (HasNul(name)) return Status{SystemError::InvalidName};
+    Key key;
+    const Status opened = OpenKey(root, subkey, KEY_QUERY_VALUE, key);
+    if (!opened.IsOk()) return opened;
+    DWORD type = REG_NONE;
+    RegistryValue value;
+    const LSTATUS result = CallWithText(
+        name,
+        [&](const wchar_t* wideName) {
+            return ReadGrowing(value.data, [&](BYTE* data, DWORD* size) {
+                return ::RegQueryValueExW(key.Get(), wideName, nullptr, &type, data, size);
+            });
+        },
+        [&](const char* ansiName) {
+            return ReadGrowing(value.data, [&](BYTE* data, DWORD* size) {
+                return ::RegQueryValueExA(key.Get(), ansiName, nullptr, &type, data, size);
+            });
+        });
+    if (result != ERROR_SUCCESS) return ToStatus(result);
+    value.type = static_cast<RegistryType>(type);
+    if (!HasWideCalls() && IsTextType(type)) value.data = ToUtf16Bytes(value.data);
+    return value;
+}
+
+Status Win32Registry::RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+                                     const RegistryValue& value) {
+    if (HasNul(name)) return {SystemError::InvalidName};
+    Key key;
+    const Status created = CreateKey(root, subkey, key);
+    if (!created.IsOk()) return created;
+    const auto type = static_cast<DWORD>(value.type);
+    const Bytes data = !HasWideCalls() && IsTextType(type) ? ToAnsiBytes(value.data) : value.data;
+    const auto size = static_cast<DWORD>(data.size());
+    return ToStatus(CallWithText(
+        name,
+        [&](const wchar_t* wideName) {
+            return ::RegSetValueExW(key.Get(), wideName, 0, type, data.data(), size);
+        },
+        [&](const char* ansiName) {
+            return ::RegSetValueExA(key.Get(), ansiName, 0, type, data.data(), size);
+        }));
+}
+
+Status Win32Registry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) {
+    if (HasNul(name)) return {SystemError::InvalidName};
+    Key key;
+    const Status opened = OpenKey(root, subkey, KEY_SET_VALUE, key);
+    if (!opened.IsOk()) return opened;
+    return ToStatus(CallWithText(
+        name, [&](const wchar_t* wideName) { return ::RegDeleteValueW(key.Get(), wideName); },
+        [&](const char* ansiName) { return ::RegDeleteValueA(key.Get(), ansiName); }));
+}
+
+Result<std::vector<Text>> Win32Registry::RegEnumKeyExW(RegistryRoot root, TextView subkey) {
+    return EnumNames(root, subkey, KEY_ENUMERATE_SUB_KEYS, ::RegEnumKeyExW, ::RegEnumKeyExA);
+}
+
+Result<std::vector<Text>> Win32Registry::RegEnumValueW(RegistryRoot root, TextView subkey) {
+    return EnumNames(root, subkey, KEY_QUERY_VALUE, ::RegEnumValueW, ::RegEnumValueA);
+}
+
+Status Win32Registry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
+    // The Windows 95 family would delete all that is below the key too.
+    const Result<std::vector<Text>> below = RegEnumKeyExW(root, subkey);
+    if (!below.IsOk()) return below;
+    if (!below.value.empty()) return {SystemError::AccessDenied};
+    return ToStatus(CallWithText(
+        subkey, [&](const wchar_t* name) { return ::RegDeleteKeyW(Native(root), name); },
+        [&](const char* name) { return ::RegDeleteKeyA(Native(root), name); }));
+}
+
+}  // namespace bkfd

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "platform/Machine.h"
+
+namespace bkfd {
+
+/// The registry. A key or value name with an embedded NUL, which these calls can't reach, is
+/// `InvalidName`: cut at the NUL it would be another key's name.
+class Win32Registry : public Registry {
+  public:
+    Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
+                                           TextView name) override;
+    Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+                          const RegistryValue& value) override;
+    Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) override;
+    Result<std::vector<Text>> RegEnumKeyExW(RegistryRoot root, TextView subkey) override;
+    Result<std::vector<Text>> RegEnumValueW(RegistryRoot root, TextView subkey) override;
+    Status RegDeleteKeyW(RegistryRoot root, TextView subkey) override;
+};
+
+}  // namespace bkfd

@@ -1,0 +1,102 @@
+#include "platform/win32/Win32SystemFacts.h"
+
+#include <windows.h>
+
+#include "platform/win32/NativeStatus.h"
+#include "platform/win32/NativeText.h"
+#include "platform/win32/NativeTime.h"
+
+namespace bkfd {
+namespace {
+
+template <class Info>
+WindowsVersion VersionFrom(const Info& info, Text servicePack) {
+    WindowsVersion version;
+    version.major = static_cast<std::int32_t>(info.dwMajorVersion);
+    version.minor = static_cast<std::int32_t>(info.dwMinorVersion);
+    version.build = static_cast<std::int32_t>(info.dwBuildNumber);
+    version.platformId = static_cast<std::int32_t>(info.dwPlatformId);
+    version.servicePack = std::move(servicePack);
+    return version;
+}
+
+}  // namespace
+
+std::uint32_t Win32SystemFacts::GetVersion() {
+    return ::GetVersion();
+}
+
+Result<WindowsVersion> Win32SystemFacts::GetVersionExW() {
+    if (HasWideCalls()) {
+        OSVERSIONINFOW info = {};
+        info.dwOSVersionInfoSize = sizeof(info);
+        if (::GetVersionExW(&info) == 0) return LastFailure();
+        return VersionFrom(info, Text(reinterpret_cast<const char16_t*>(info.szCSDVersion)));
+    }
+    OSVERSIONINFOA info = {};
+    info.dwOSVersionInfoSize = sizeof(info);
+    if (::GetVersionExA(&info) == 0) return LastFailure();
+    return VersionFrom(info, FromAnsi(info.szCSDVersion));
+}
+
+std::uint32_t Win32SystemFacts::GetTickCount() {
+    return ::GetTickCount();
+}
+
+Date Win32SystemFacts::GetLocalTime() {
+    SYSTEMTIME now = {};
+    ::GetLocalTime(&now);
+    return ToDate(now);
+}
+
+Text Win32SystemFacts::ExpandEnvironmentStringsW(TextView text) {
+    if (text.find(u'%') == TextView::npos) return Text(text);
+    // These calls count the NUL.
+    const auto withoutNul = [](DWORD size) { return size == 0 ? 0 : size - 1; };
+    const Text wideText(text);
+    const std::string ansiText = HasWideCalls() ? std::string() : ToAnsi(text);
+    Text expanded = ReadText(
+        [&](wchar_t* buffer, DWORD size) {
+            return withoutNul(::ExpandEnvironmentStringsW(Wide(wideText), buffer, size));
+        },
+        [&](char* buffer, DWORD size) {
+            return withoutNul(::ExpandEnvironmentStringsA(ansiText.c_str(), buffer, size));
+        });
+    return expanded.empty() ? wideText : expanded;
+}
+
+Text Win32SystemFacts::GetTempPathW() {
+    return ReadText([](wchar_t* buffer, DWORD size) { return ::GetTempPathW(size, buffer); },
+                    [](char* buffer, DWORD size) { return ::GetTempPathA(size, buffer); });
+}
+
+Text Win32SystemFacts::GetModuleFileNameW() {
+    return ReadText(
+        [](wchar_t* buffer, DWORD size) { return ::GetModuleFileNameW(nullptr, buffer, size); },
+        [](char* buffer, DWORD size) { return ::GetModuleFileNameA(nullptr, buffer, size); });
+}
+
+Text Win32SystemFacts::FormatMessageW(std::uint32_t code) {
+    // A message can't ask for a larger buffer; the longest of the system's are far below this.
+    constexpr DWORD kSize = 4096;
+    constexpr DWORD kFlags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+    if (HasWideCalls()) {
+        Text buffer(kSize, u'\0');
+        const DWORD length =
+            ::FormatMessageW(kFlags, nullptr, code, 0, Wide(buffer.data()), kSize, nullptr);
+        return buffer.substr(0, length);
+    }
+    std::string buffer(kSize, '\0');
+    const DWORD length = ::FormatMessageA(kFlags, nullptr, code, 0, buffer.data(), kSize, nullptr);
+    return FromAnsi(buffer.substr(0, length));
+}
+
+std::string Win32SystemFacts::WideCharToMultiByte(TextView text) {
+    return ToAnsi(text);
+}
+
+Text Win32SystemFacts::MultiByteToWideChar(std::string_view bytes) {
+    return FromAnsi(bytes);
+}
+
+}  // namespace bkfd

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "platform/Machine.h"
+
+namespace bkfd {
+
+class Win32SystemFacts : public SystemFacts {
+  public:
+    std::uint32_t GetVersion() override;
+    Result<WindowsVersion> GetVersionExW() override;
+    std::uint32_t GetTickCount() override;
+    Date GetLocalTime() override;
+    Text ExpandEnvironmentStringsW(TextView text) override;
+    Text GetTempPathW() override;
+    Text GetModuleFileNameW() override;
+    Text FormatMessageW(std::uint32_t code) override;
+    std::string WideCharToMultiByte(TextView text) override;
+    Text MultiByteToWideChar(std::string_view bytes) override;
+};
+
+}  // namespace bkfd
