@@ -1,0 +1,34 @@
+#pragma once
+
+#include "ui/Control.h"
+
+namespace bkfd {
+
+/// A text on the window. The letter behind an "&" moves the focus to the control that follows the
+/// label in the tab order.
+class Label : public Control {
+  public:
+    Label(Container& parent, Text name, Text caption = {});
+
+    const Text& Caption() const { return caption_; }
+    void SetCaption(Text caption);
+    /// An auto-sized label takes the size of its caption, now and at every new caption.
+    bool AutoSize() const { return autoSize_; }
+    void SetAutoSize(bool autoSize);
+    /// A link is underlined, in the system's link colour, with a hand for a pointer. Its owner acts
+    /// on `onMouseUp`.
+    bool IsLink() const { return link_; }
+    void SetLink(bool link);
+
+    char16_t Mnemonic() const override { return MnemonicOf(caption_); }
+    void Accept(ControlVisitor& visitor) override { visitor.Visit(*this); }
+
+  private:
+    void Fit();
+
+    Text caption_;
+    bool autoSize_ = false;
+    bool link_ = false;
+};
+
+}  // namespace bkfd
