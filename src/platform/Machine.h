@@ -43,6 +43,7 @@ class SystemFacts {
     /// Milliseconds since Windows started, modulo 2^32.
     virtual std::uint32_t GetTickCount() = 0;
     virtual Date GetLocalTime() = 0;
+    virtual void Sleep(std::uint32_t milliseconds) = 0;
     /// Replaces each %name% whose variable exists; other text stays as it is.
     virtual Text ExpandEnvironmentStringsW(TextView text) = 0;
     /// The user's temporary folder, with a backslash at its end.
@@ -178,7 +179,14 @@ class Files {
     /// The first entry that matches; wildcards * and ? stand in the last component. The handle is
     /// `kInvalidHandle` on failure.
     virtual Handle FindFirstFileA(std::string_view path, FindData& data) = 0;
+    virtual Handle FindFirstFileW(TextView path, FindData& data) = 0;
+    /// The next entry of a wide search; `NoMoreFiles` behind the last one.
+    virtual Status FindNextFileW(Handle search, FindData& data) = 0;
     virtual Status FindClose(Handle search) = 0;
+
+    virtual Status SetCurrentDirectoryW(TextView path) = 0;
+    /// The label of a volume by its root ("C:\"), or with the empty text of the current folder's.
+    virtual Result<Text> GetVolumeInformationW(TextView root) = 0;
 
     /// Looks a name up in the system's search order: the program's folder, the current folder, the
     /// system folders, the Windows folder, then %PATH%. A name with a path is looked up as it is;
@@ -275,6 +283,49 @@ class Components {
     virtual Text CoCreateGuid() = 0;
 };
 
+// ---------------------------------------------------------------- shell
+
+class Shell {
+  public:
+    virtual ~Shell() = default;
+
+    /// Opens a file or folder with a verb, in a normal window.
+    virtual Status ShellExecuteA(std::string_view verb, std::string_view file) = 0;
+    /// The verb on the file's item, such as "properties", without messages of the system's own.
+    /// `mask` is a sum of the platform's flags.
+    virtual Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask) = 0;
+    /// Starts a command line in a normal window.
+    virtual Status WinExec(TextView commandLine) = 0;
+};
+
+// ---------------------------------------------------------------- HTTP
+
+/// One exchange of the system's XML service, asynchronous; members have its names. The object may
+/// be dropped at any time.
+class HttpRequest {
+  public:
+    virtual ~HttpRequest() = default;
+
+    virtual Status open(TextView method, TextView url) = 0;
+    virtual Status setRequestHeader(TextView name, TextView value) = 0;
+    /// The body holds one byte a character.
+    virtual Status send(TextView body) = 0;
+    /// 0 not opened, 1 opened, 2 sent, 3 receiving, 4 complete, also after a failure of the
+    /// network. Asking lets the exchange go on where nothing else drives it.
+    virtual std::int32_t readyState() = 0;
+    /// The answer's status; a failure when there is no answer.
+    virtual Result<std::int32_t> status() = 0;
+    virtual Text statusText() = 0;
+    virtual void abort() = 0;
+};
+
+class Http {
+  public:
+    virtual ~Http() = default;
+
+    virtual Result<std::unique_ptr<HttpRequest>> CreateXmlHttpRequest() = 0;
+};
+
 // ---------------------------------------------------------------- the whole
 
 class Machine {
@@ -287,6 +338,8 @@ class Machine {
     virtual Processes& ProcessTable() = 0;
     virtual Restart& Session() = 0;
     virtual Components& ComponentObjects() = 0;
+    virtual Shell& ShellCommands() = 0;
+    virtual Http& HttpRequests() = 0;
 };
 
 /// The machine that the engine works on. `InstallMachine` must have been called; the machine must

@@ -32,6 +32,8 @@ inline constexpr std::uint32_t PrivilegeNotHeld = 1314;
 inline constexpr std::uint32_t IoDevice = 1117;
 inline constexpr std::uint32_t KeyDeleted = 1018;
 inline constexpr std::uint32_t UnsupportedType = 1630;
+/// No connection, or no such host (URL monikers).
+inline constexpr std::uint32_t ResourceNotFound = 0x800C0005;
 inline constexpr std::uint32_t ClassNotRegistered = 0x80040154;
 }  // namespace SystemError
 

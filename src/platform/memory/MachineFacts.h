@@ -39,6 +39,7 @@ struct MachineFacts {
     Text programFolder = u"C:\\Program Files\\Brackenfold";
     Text programFile = u"Brackenfold.exe";
     Text currentFolder = u"C:\\";
+    Text volumeLabel;
     bool isRestartDenied = false;
     std::vector<Text> missingComponents;
 };

@@ -8,9 +8,11 @@
 #include "platform/memory/MemoryVolume.h"
 #include "platform/memory/ModelComponents.h"
 #include "platform/memory/ModelFiles.h"
+#include "platform/memory/ModelHttp.h"
 #include "platform/memory/ModelProcesses.h"
 #include "platform/memory/ModelRegistry.h"
 #include "platform/memory/ModelSession.h"
+#include "platform/memory/ModelShell.h"
 #include "platform/memory/ModelSystem.h"
 
 namespace bkfd {
@@ -23,6 +25,7 @@ class ManualClock final : public ModelClock {
 
     Date Now() override { return now; }
     std::uint32_t TickCount() override { return tickCount; }
+    void Sleep(std::uint32_t milliseconds) override { Advance(milliseconds); }
     void Restart() override;
     void Advance(std::uint32_t milliseconds);
 
@@ -95,6 +98,11 @@ class MemoryMachine final : public Machine {
     }
     void RemoveComponent(TextView name) { facts_.missingComponents.emplace_back(name); }
 
+    /// What the XML service's requests are; without it the service is missing.
+    void SetHttp(ModelHttp::Factory make) { http_.SetFactory(std::move(make)); }
+    /// What the shell was asked to open or start, a line each, in order.
+    const std::vector<Text>& Launched() const { return shell_.Launched(); }
+
     /// The machine's state for people and assertions: "[key]" and its values, files with size and
     /// what is particular about them, processes with modules. Empty folders and keys are left out
     /// only where something below them stands for them. Sorted, UTF-8, one item a line.
@@ -109,6 +117,8 @@ class MemoryMachine final : public Machine {
     Processes& ProcessTable() override { return processes_; }
     Restart& Session() override { return session_; }
     Components& ComponentObjects() override { return components_; }
+    Shell& ShellCommands() override { return shell_; }
+    Http& HttpRequests() override { return http_; }
 
   private:
     RegistryKey& RealKey(RegistryRoot root, TextView key);
@@ -126,6 +136,8 @@ class MemoryMachine final : public Machine {
     ModelSystem system_;
     ModelSession session_;
     ModelComponents components_;
+    ModelShell shell_;
+    ModelHttp http_;
 };
 
 /// Installs a machine and, at its end, the one that was installed before.

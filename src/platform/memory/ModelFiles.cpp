@@ -193,37 +193,76 @@ Result<std::unique_ptr<OpenFile>> ModelFiles::CreateFileW(TextView path, FileMod
     return parts_.volume.Create(full.value);
 }
 
-Result<VolumeEntry> ModelFiles::FindMatch(TextView pattern) const {
-    const auto folder = parts_.volume.Find(WindowsPath::Parent(pattern));
-    if (!folder.IsOk()) return folder;
-    const TextView name = WindowsPath::Name(pattern);
-    if (folder.value.path.size() > 3 && WindowsPath::MatchesWildcards(u".", name)) {
-        VolumeEntry self = folder.value;
-        self.path = WindowsPath::Join(self.path, u".");
-        return self;
+std::vector<VolumeEntry> ModelFiles::FindMatches(TextView pattern) const {
+    const auto full = FullPath(pattern);
+    if (!full.IsOk() || full.value.size() <= 3 || pattern.ends_with(u'\\')) return {};
+    const TextView name = WindowsPath::Name(full.value);
+    if (!WindowsPath::HasWildcards(name)) {
+        const auto entry = parts_.volume.Find(full.value);
+        return entry.IsOk() ? std::vector{entry.value} : std::vector<VolumeEntry>();
+    }
+    const auto folder = parts_.volume.Find(WindowsPath::Parent(full.value));
+    if (!folder.IsOk()) return {};
+    std::vector<VolumeEntry> matches;
+    for (const TextView self : {TextView(u"."), TextView(u"..")}) {
+        if (folder.value.path.size() <= 3 || !WindowsPath::MatchesWildcards(self, name)) continue;
+        matches.push_back(folder.value);
+        matches.back().path = WindowsPath::Join(folder.value.path, self);
     }
     const auto listed = parts_.volume.List(folder.value);
-    if (!listed.IsOk()) return Status(listed);
-    for (const VolumeEntry& entry : listed.value)
+    if (!listed.IsOk()) return matches;
+    for (const VolumeEntry& entry : listed.value) {
         if (WindowsPath::StreamColon(entry.path) == TextView::npos &&
             WindowsPath::MatchesWildcards(WindowsPath::Name(entry.path), name))
-            return entry;
-    return Status{SystemError::FileNotFound};
+            matches.push_back(entry);
+    }
+    return matches;
+}
+
+FindData ModelFiles::Describe(const VolumeEntry& entry) const {
+    FindData data;
+    data.attributes = AttributesOf(entry);
+    data.sizeHigh = static_cast<std::uint32_t>(entry.size >> 32);
+    data.sizeLow = static_cast<std::uint32_t>(entry.size);
+    data.lastWrite = entry.lastWrite;
+    data.name = WindowsPath::Name(entry.path);
+    return data;
 }
 
 Handle ModelFiles::FindFirstFileA(std::string_view path, FindData& data) {
-    const auto full = FullPath(parts_.codePage.Decode(path));
-    if (!full.IsOk() || full.value.size() <= 3 || path.ends_with('\\')) return kInvalidHandle;
-    const bool isPattern = WindowsPath::HasWildcards(WindowsPath::Name(full.value));
-    const auto entry = isPattern ? FindMatch(full.value) : parts_.volume.Find(full.value);
-    if (!entry.IsOk()) return kInvalidHandle;
-    data.attributes = AttributesOf(entry.value);
-    data.sizeHigh = static_cast<std::uint32_t>(entry.value.size >> 32);
-    data.sizeLow = static_cast<std::uint32_t>(entry.value.size);
-    data.lastWrite = entry.value.lastWrite;
-    data.name = WindowsPath::Name(entry.value.path);
-    searches_.insert(++lastSearch_);
+    return FindFirstFileW(parts_.codePage.Decode(path), data);
+}
+
+Handle ModelFiles::FindFirstFileW(TextView path, FindData& data) {
+    std::vector<VolumeEntry> matches = FindMatches(path);
+    if (matches.empty()) return kInvalidHandle;
+    std::ranges::reverse(matches);
+    searches_[++lastSearch_] = std::move(matches);
+    (void)FindNextFileW(lastSearch_, data);
     return lastSearch_;
+}
+
+Status ModelFiles::FindNextFileW(Handle search, FindData& data) {
+    const auto found = searches_.find(search);
+    if (found == searches_.end()) return {SystemError::InvalidHandle};
+    if (found->second.empty()) return {SystemError::NoMoreFiles};
+    data = Describe(found->second.back());
+    found->second.pop_back();
+    return {};
+}
+
+Status ModelFiles::SetCurrentDirectoryW(TextView path) {
+    const auto folder = Find(path);
+    if (!folder.IsOk()) return folder;
+    if (!folder.value.isFolder) return {SystemError::PathNotFound};
+    parts_.facts.currentFolder = folder.value.path;
+    return {};
+}
+
+Result<Text> ModelFiles::GetVolumeInformationW(TextView root) {
+    const Text full = root.empty() ? parts_.facts.currentFolder : Text(root);
+    if (!parts_.volume.Find(full.substr(0, 3)).IsOk()) return Status{SystemError::PathNotFound};
+    return parts_.facts.volumeLabel;
 }
 
 Status ModelFiles::FindClose(Handle search) {

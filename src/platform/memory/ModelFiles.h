@@ -1,6 +1,6 @@
 #pragma once
 
-#include <unordered_set>
+#include <unordered_map>
 
 #include "platform/memory/ChangeLog.h"
 #include "platform/memory/CodePage.h"
@@ -17,7 +17,7 @@ class ModelFiles final : public Files {
     struct Parts {
         Volume& volume;
         FileRules& rules;
-        const MachineFacts& facts;
+        MachineFacts& facts;
         CodePage& codePage;
         ModelProcesses& processes;
         ChangeLog* log;  // may be null
@@ -41,7 +41,11 @@ class ModelFiles final : public Files {
     Status CreateDirectoryW(TextView path) override;
     Result<std::unique_ptr<OpenFile>> CreateFileW(TextView path, FileMode mode) override;
     Handle FindFirstFileA(std::string_view path, FindData& data) override;
+    Handle FindFirstFileW(TextView path, FindData& data) override;
+    Status FindNextFileW(Handle search, FindData& data) override;
     Status FindClose(Handle search) override;
+    Status SetCurrentDirectoryW(TextView path) override;
+    Result<Text> GetVolumeInformationW(TextView root) override;
     SearchPathResult SearchPathW(TextView name, std::span<char16_t> buffer) override;
     SearchPathResult SearchPathA(std::string_view name, std::span<char> buffer) override;
     std::uint32_t GetLongPathNameW(TextView path, std::span<char16_t> buffer) override;
@@ -56,13 +60,15 @@ class ModelFiles final : public Files {
     Status Move(TextView source, TextView target, bool mayReplace);
     std::vector<VolumeEntry> StreamsOf(const VolumeEntry& file) const;
     Result<std::unique_ptr<OpenFile>> OpenExisting(const VolumeEntry& entry, FileMode mode);
-    Result<VolumeEntry> FindMatch(TextView pattern) const;
+    /// The entries that a search finds, none where it fails.
+    std::vector<VolumeEntry> FindMatches(TextView pattern) const;
+    FindData Describe(const VolumeEntry& entry) const;
     /// The path as the caller would find it, empty if there is nothing of the name.
     Text Search(TextView name) const;
     std::vector<Text> SearchFolders() const;
 
     Parts parts_;
-    std::unordered_set<Handle> searches_;
+    std::unordered_map<Handle, std::vector<VolumeEntry>> searches_;  // what is left, last first
     Handle lastSearch_ = 0x1000'0000;
 };
 

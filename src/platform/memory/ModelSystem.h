@@ -12,6 +12,7 @@ class ModelClock {
     virtual ~ModelClock() = default;
     virtual Date Now() = 0;
     virtual std::uint32_t TickCount() = 0;
+    virtual void Sleep(std::uint32_t milliseconds) = 0;
     /// Windows starts anew: the tick count begins again, at a boot time that no earlier start had.
     virtual void Restart() = 0;
 };
@@ -26,6 +27,7 @@ class ModelSystem final : public SystemFacts {
     Result<WindowsVersion> GetVersionExW() override;
     std::uint32_t GetTickCount() override { return clock_.TickCount(); }
     Date GetLocalTime() override { return clock_.Now(); }
+    void Sleep(std::uint32_t milliseconds) override { clock_.Sleep(milliseconds); }
     Text ExpandEnvironmentStringsW(TextView text) override;
     Text GetTempPathW() override;
     Text GetModuleFileNameW() override;

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cwchar>
 
 #include "platform/win32/DynamicCall.h"
 #include "platform/win32/NativeStatus.h"
@@ -21,6 +22,25 @@ std::uint32_t Deliver(TextView text, std::span<char16_t> buffer) {
     std::copy(text.begin(), text.end(), buffer.begin());
     buffer[text.size()] = u'\0';
     return length;
+}
+
+template <class Found>
+FindData Describe(const Found& found, Text name) {
+    FindData data;
+    data.attributes = found.dwFileAttributes;
+    data.sizeHigh = found.nFileSizeHigh;
+    data.sizeLow = found.nFileSizeLow;
+    data.lastWrite = ToLocalDate(found.ftLastWriteTime);
+    data.name = std::move(name);
+    return data;
+}
+
+FindData Describe(const WIN32_FIND_DATAA& found) {
+    return Describe(found, FromAnsi(found.cFileName));
+}
+
+FindData Describe(const WIN32_FIND_DATAW& found) {
+    return Describe(found, Text(FromWide(found.cFileName, std::wcslen(found.cFileName))));
 }
 
 }  // namespace
@@ -85,12 +105,54 @@ Handle Win32Files::FindFirstFileA(std::string_view path, FindData& data) {
     WIN32_FIND_DATAA found = {};
     const HANDLE search = ::FindFirstFileA(std::string(path).c_str(), &found);
     if (search == INVALID_HANDLE_VALUE) return kInvalidHandle;
-    data.attributes = found.dwFileAttributes;
-    data.sizeHigh = found.nFileSizeHigh;
-    data.sizeLow = found.nFileSizeLow;
-    data.lastWrite = ToLocalDate(found.ftLastWriteTime);
-    data.name = FromAnsi(found.cFileName);
+    data = Describe(found);
     return reinterpret_cast<Handle>(search);
+}
+
+Handle Win32Files::FindFirstFileW(TextView path, FindData& data) {
+    if (!HasWideCalls()) return FindFirstFileA(ToAnsi(path), data);
+    WIN32_FIND_DATAW found = {};
+    const HANDLE search = ::FindFirstFileW(Wide(Text(path)), &found);
+    if (search == INVALID_HANDLE_VALUE) return kInvalidHandle;
+    data = Describe(found);
+    return reinterpret_cast<Handle>(search);
+}
+
+Status Win32Files::FindNextFileW(Handle search, FindData& data) {
+    if (HasWideCalls()) {
+        WIN32_FIND_DATAW found = {};
+        if (!::FindNextFileW(reinterpret_cast<HANDLE>(search), &found)) return LastFailure();
+        data = Describe(found);
+        return {};
+    }
+    WIN32_FIND_DATAA found = {};
+    if (!::FindNextFileA(reinterpret_cast<HANDLE>(search), &found)) return LastFailure();
+    data = Describe(found);
+    return {};
+}
+
+Status Win32Files::SetCurrentDirectoryW(TextView path) {
+    return StatusOf(CallWithText(path, ::SetCurrentDirectoryW, ::SetCurrentDirectoryA));
+}
+
+Result<Text> Win32Files::GetVolumeInformationW(TextView root) {
+    constexpr DWORD kLongestLabel = MAX_PATH + 1;
+    wchar_t wide[kLongestLabel] = {};
+    char ansi[kLongestLabel] = {};
+    // A null root is the current folder's.
+    const bool told =
+        CallWithText(
+            root,
+            [&](const wchar_t* name) {
+                return ::GetVolumeInformationW(*name ? name : nullptr, wide, kLongestLabel, nullptr,
+                                               nullptr, nullptr, nullptr, 0);
+            },
+            [&](const char* name) {
+                return ::GetVolumeInformationA(*name ? name : nullptr, ansi, kLongestLabel, nullptr,
+                                               nullptr, nullptr, nullptr, 0);
+            }) != 0;
+    if (!told) return LastFailure();
+    return HasWideCalls() ? Text(FromWide(wide, std::wcslen(wide))) : FromAnsi(ansi);
 }
 
 Status Win32Files::FindClose(Handle search) {

@@ -17,7 +17,11 @@ class Win32Files : public Files {
     Status CreateDirectoryW(TextView path) override;
     Result<std::unique_ptr<OpenFile>> CreateFileW(TextView path, FileMode mode) override;
     Handle FindFirstFileA(std::string_view path, FindData& data) override;
+    Handle FindFirstFileW(TextView path, FindData& data) override;
+    Status FindNextFileW(Handle search, FindData& data) override;
     Status FindClose(Handle search) override;
+    Status SetCurrentDirectoryW(TextView path) override;
+    Result<Text> GetVolumeInformationW(TextView root) override;
     SearchPathResult SearchPathW(TextView name, std::span<char16_t> buffer) override;
     SearchPathResult SearchPathA(std::string_view name, std::span<char> buffer) override;
     std::uint32_t GetLongPathNameW(TextView path, std::span<char16_t> buffer) override;

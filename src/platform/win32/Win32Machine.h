@@ -2,9 +2,11 @@
 
 #include "platform/win32/Win32Components.h"
 #include "platform/win32/Win32Files.h"
+#include "platform/win32/Win32Http.h"
 #include "platform/win32/Win32Processes.h"
 #include "platform/win32/Win32Registry.h"
 #include "platform/win32/Win32Restart.h"
+#include "platform/win32/Win32Shell.h"
 #include "platform/win32/Win32SystemFacts.h"
 
 namespace bkfd {
@@ -18,6 +20,8 @@ class Win32Machine : public Machine {
     Processes& ProcessTable() override { return processes_; }
     Restart& Session() override { return restart_; }
     Components& ComponentObjects() override { return components_; }
+    Shell& ShellCommands() override { return shell_; }
+    Http& HttpRequests() override { return http_; }
 
   private:
     Win32SystemFacts system_;
@@ -26,6 +30,8 @@ class Win32Machine : public Machine {
     Win32Processes processes_;
     Win32Restart restart_;
     Win32Components components_;
+    Win32Shell shell_;
+    Win32Http http_;
 };
 
 }  // namespace bkfd

@@ -49,6 +49,10 @@ Date Win32SystemFacts::GetLocalTime() {
     return ToDate(now);
 }
 
+void Win32SystemFacts::Sleep(std::uint32_t milliseconds) {
+    ::Sleep(milliseconds);
+}
+
 Text Win32SystemFacts::ExpandEnvironmentStringsW(TextView text) {
     if (text.find(u'%') == TextView::npos) return Text(text);
     // These calls count the NUL.

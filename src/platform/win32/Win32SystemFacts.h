@@ -10,6 +10,7 @@ class Win32SystemFacts : public SystemFacts {
     Result<WindowsVersion> GetVersionExW() override;
     std::uint32_t GetTickCount() override;
     Date GetLocalTime() override;
+    void Sleep(std::uint32_t milliseconds) override;
     Text ExpandEnvironmentStringsW(TextView text) override;
     Text GetTempPathW() override;
     Text GetModuleFileNameW() override;
