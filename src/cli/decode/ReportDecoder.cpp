@@ -1,0 +1,235 @@
+#include "cli/decode/ReportDecoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+#include <pugixml.hpp>
+#include <set>
+#include <stdexcept>
+
+#include "formats/Base64.h"
+#include "formats/Zip.h"
+
+namespace bkfd {
+namespace {
+
+/// What is wrong with the input; never leaves this file.
+struct Malformed : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+constexpr std::size_t kLargestEnvelope = std::size_t{1} << 30;
+
+enum class Form { Plain, Xml, Bytes };
+
+/// How entries are sent and what their files are called. Entries that aren't listed are plain.
+struct EntryForm {
+    const char* name;
+    const char* file;
+    Form form;
+};
+constexpr EntryForm kEntries[] = {
+    {"SuspiciousFiles", "SuspiciousFiles.xml", Form::Xml},
+    {"ZoneMap", "ZoneMap.reg", Form::Bytes},
+    {"Hosts", "Hosts", Form::Bytes},
+    {"Log", "Log", Form::Bytes},
+    {"FNHWLog", "FNHWLog", Form::Bytes},
+    {"Processes", "Processes.xml", Form::Xml},
+    {"ProcessFileInfo", "ProcessFileInfo.xml", Form::Xml},
+};
+
+bool StartsWith(std::span<const std::uint8_t> bytes, std::string_view prefix) {
+    return bytes.size() >= prefix.size() &&
+           std::memcmp(bytes.data(), prefix.data(), prefix.size()) == 0;
+}
+
+Bytes FromString(std::string_view text) {
+    return {text.begin(), text.end()};
+}
+
+/// application/x-www-form-urlencoded, one value.
+std::string FormDecode(std::string_view value) {
+    const auto digit = [](char c) -> int {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        return -1;
+    };
+    std::string out;
+    out.reserve(value.size());
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const bool isEscape = value[i] == '%' && i + 2 < value.size() && digit(value[i + 1]) >= 0 &&
+                              digit(value[i + 2]) >= 0;
+        if (isEscape) {
+            out += static_cast<char>(digit(value[i + 1]) * 16 + digit(value[i + 2]));
+            i += 2;
+        } else {
+            out += value[i] == '+' ? ' ' : value[i];
+        }
+    }
+    return out;
+}
+
+/// The field's value in a form body, if the body has it.
+std::optional<std::string> FormField(std::string_view body, std::string_view name) {
+    while (!body.empty()) {
+        const std::string_view field = body.substr(0, body.find('&'));
+        if (field.starts_with(name) && field.substr(name.size()).starts_with('=')) {
+            return FormDecode(field.substr(name.size() + 1));
+        }
+        body.remove_prefix(std::min(body.size(), field.size() + 1));
+    }
+    return std::nullopt;
+}
+
+Bytes DecodeEntry(std::string_view base64, const char* what) {
+    auto bytes = DecodeBase64(FromUtf8(base64));
+    if (!bytes) throw Malformed(std::string(what) + " isn't valid base64");
+    return *std::move(bytes);
+}
+
+class SpanSource : public ByteSource {
+  public:
+    explicit SpanSource(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+    std::uint64_t Size() override { return bytes_.size(); }
+    bool Read(std::uint64_t offset, std::span<std::uint8_t> buffer) override {
+        if (offset > bytes_.size() || buffer.size() > bytes_.size() - offset) return false;
+        std::ranges::copy(bytes_.subspan(static_cast<std::size_t>(offset), buffer.size()),
+                          buffer.begin());
+        return true;
+    }
+
+  private:
+    std::span<const std::uint8_t> bytes_;
+};
+
+Bytes EnvelopeOfArchive(std::span<const std::uint8_t> archive) {
+    SpanSource source(archive);
+    const auto directory = ReadZipDirectory(source);
+    if (!directory) throw Malformed("the archive is cut or damaged");
+    const auto envelope = std::ranges::find_if(
+        directory->entries, [](const ZipEntry& entry) { return entry.name.ends_with(".xml"); });
+    if (envelope == directory->entries.end()) throw Malformed("the archive holds no envelope");
+    auto content = ReadZipEntry(source, *envelope, {}, kLargestEnvelope);
+    if (!content) throw Malformed("the envelope in the archive can't be unpacked");
+    return *std::move(content);
+}
+
+Bytes EnvelopeOf(std::span<const std::uint8_t> input) {
+    if (StartsWith(input, "PK")) return EnvelopeOfArchive(input);
+    if (StartsWith(input, "<?xml")) return {input.begin(), input.end()};
+    const std::string_view body(reinterpret_cast<const char*>(input.data()), input.size());
+    const auto value = FormField(body, "value");
+    if (!value) throw Malformed("it is no posted report, archive or envelope");
+    const Bytes archive = DecodeEntry(*value, "the posted archive");
+    if (!StartsWith(archive, "PK")) throw Malformed("the posted value is no archive");
+    return EnvelopeOfArchive(archive);
+}
+
+/// An XML document as UTF-8 without a declaration, whatever it was sent in.
+Bytes XmlAsUtf8(const Bytes& sent) {
+    std::string utf8(sent.begin(), sent.end());
+    if (StartsWith(sent, "\xFF\xFE")) {
+        Text text;
+        for (std::size_t i = 2; i + 1 < sent.size(); i += 2) {
+            text += static_cast<char16_t>(sent[i] | sent[i + 1] << 8);
+        }
+        utf8 = ToUtf8(text);
+    }
+    if (utf8.starts_with("<?xml")) {
+        const std::size_t end = utf8.find("?>");
+        utf8.erase(0, end == std::string::npos ? utf8.size() : end + 2);
+        // Documents with a declaration are ISO-8859-1.
+        utf8 = ToUtf8(FromBytes(FromString(utf8)));
+    }
+    return FromString(utf8);
+}
+
+std::string SafeName(std::string_view name) {
+    std::string safe;
+    for (const char c : name) {
+        const bool isPlain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') ||
+                             (c >= 'a' && c <= 'z') || c == '_' || c == '-';
+        safe += isPlain ? c : '_';
+    }
+    return safe;
+}
+
+DecodedFile DecodeElement(const pugi::xml_node& element) {
+    const std::string_view value = element.text().get();
+    const auto* known = std::ranges::find_if(kEntries, [&](const EntryForm& entry) {
+        return std::strcmp(entry.name, element.name()) == 0;
+    });
+    if (known == std::end(kEntries)) return {SafeName(element.name()), FromString(value)};
+    Bytes bytes = DecodeEntry(value, known->name);
+    return {known->file, known->form == Form::Xml ? XmlAsUtf8(bytes) : std::move(bytes)};
+}
+
+std::vector<Text> PathsOf(const Bytes& document) {
+    pugi::xml_document xml;
+    if (!xml.load_buffer(document.data(), document.size(), pugi::parse_default,
+                         pugi::encoding_utf8)) {
+        throw Malformed("the document of suspicious files isn't well-formed");
+    }
+    std::vector<Text> paths;
+    for (const auto& file : xml.document_element().children("f")) {
+        paths.push_back(FromUtf8(file.attribute("i").value()));
+    }
+    return paths;
+}
+
+/// Several entries of one name get a number behind the second and later ones.
+void MakeNamesUnique(std::vector<DecodedFile>& files) {
+    std::set<std::string> taken;
+    for (DecodedFile& file : files) {
+        std::string name = file.name;
+        for (int number = 2; !taken.insert(name).second; ++number) {
+            name = file.name + "-" + std::to_string(number);
+        }
+        file.name = name;
+    }
+}
+
+DecodedReport DecodeEnvelope(const Bytes& envelope) {
+    pugi::xml_document xml;
+    const auto parsed = xml.load_buffer(envelope.data(), envelope.size());
+    if (!parsed)
+        throw Malformed(std::string("the envelope isn't well-formed: ") + parsed.description());
+    DecodedReport report;
+    for (const auto& element : xml.document_element().children()) {
+        const std::string_view name = element.name();
+        if (name == "cat") {
+            report.category = FromUtf8(element.text().get());
+        } else if (name == "id") {
+            report.id = FromUtf8(element.text().get());
+        } else {
+            report.files.push_back(DecodeElement(element));
+        }
+        if (name == "SuspiciousFiles")
+            report.suspiciousFiles = PathsOf(report.files.back().content);
+    }
+    MakeNamesUnique(report.files);
+    return report;
+}
+
+}  // namespace
+
+std::variant<DecodedReport, std::string> DecodeReport(std::span<const std::uint8_t> input) {
+    try {
+        return DecodeEnvelope(EnvelopeOf(input));
+    } catch (const Malformed& error) {
+        return std::string(error.what());
+    }
+}
+
+Text EncodeForPaste(TextView path) {
+    Bytes bytes;
+    for (const char16_t unit : path) {
+        bytes.push_back(static_cast<std::uint8_t>(unit));
+        bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+    }
+    return EncodeBase64(bytes);
+}
+
+}  // namespace bkfd

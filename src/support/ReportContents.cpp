@@ -1,0 +1,86 @@
+#include "support/ReportContents.h"
+
+#include "detection/CPaDetector.h"
+#include "platform/Machine.h"
+#include "services/ApplicationState.h"
+#include "services/FileUtil.h"
+#include "services/MAPI.h"
+#include "services/ProgramFolder.h"
+#include "services/RegistryAccess.h"
+#include "services/SysUtil.h"
+#include "services/WideDocument.h"
+#include "support/MEnumProcesses.h"
+
+namespace bkfd {
+namespace {
+
+constexpr TextView kBrowserKey = u"SOFTWARE\\Microsoft\\Internet Explorer";
+constexpr TextView kZoneMapKey =
+    u"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\ZoneMap";
+constexpr TextView kSiblingKey = u"SOFTWARE\\Tarnwick Labs\\Fernhollow";
+
+Text WindowsVersion() {
+    std::int32_t major = 0;
+    std::int32_t minor = 0;
+    std::int32_t build = 0;
+    std::int32_t platformId = 0;
+    Text servicePack;
+    return SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack);
+}
+
+/// The security zones of sites, as the text of an export file of the machine's family.
+Text ZoneMap(RegistryAccess& registry) {
+    const Text exports = registry.ExportKey(RegistryRoot::CurrentUser, kZoneMapKey) +
+                         registry.ExportKey(RegistryRoot::LocalMachine, kZoneMapKey);
+    if (!IsWindowsNT()) return u"REGEDIT4\r\n" + exports;
+    return WideDocument(u"Windows Registry Editor Version 5.00\r\n" + exports);
+}
+
+/// The log of the sibling product, empty where it isn't installed.
+Text SiblingLog(RegistryAccess& registry) {
+    Text folder;
+    (void)registry.ReadString(RegistryRoot::LocalMachine, kSiblingKey, u"InstallPath", folder);
+    if (folder.empty()) return {};
+    folder = WithBackslash(folder);
+    const Text log = FileUtil::ReadTextFile(folder + u"FNHW.log");
+    return log.empty() ? FileUtil::ReadTextFile(folder + u"FNW.log") : log;
+}
+
+}  // namespace
+
+void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& report) {
+    const auto addEncoded = [&report](const Text& name, const Text& text) {
+        report.Add(name, SysUtil::EncodeText(text));
+    };
+    report.Add(u"name", request.name);
+    report.Add(u"email", request.email);
+    report.Add(u"answer", request.answer);
+
+    RegistryAccess registry;
+    Text browserVersion;
+    (void)registry.ReadString(RegistryRoot::LocalMachine, kBrowserKey, u"Version", browserVersion);
+    report.Add(u"WindowsVersion", WindowsVersion());
+    report.Add(u"IEVersion", browserVersion);
+    SysUtil::PumpMessages();
+
+    CPaDetector detector;
+    detector.Init(logger, nullptr);
+    addEncoded(u"SuspiciousFiles", detector.MakeSuspiciousFilesXML());
+    SysUtil::PumpMessages();
+
+    addEncoded(u"ZoneMap", ZoneMap(registry));
+    SysUtil::PumpMessages();
+
+    addEncoded(u"Hosts", FileUtil::ReadTextFile(GetHostsFilePath()));
+    addEncoded(u"Log", FileUtil::ReadTextFile(ProgramFolder() + u"\\BKFD.log"));
+    const Text siblingLog = SiblingLog(registry);
+    if (!siblingLog.empty()) addEncoded(u"FNHWLog", siblingLog);
+    SysUtil::PumpMessages();
+
+    Text files;
+    const Text processes = MakeProcessReport(files, logger);
+    addEncoded(u"Processes", processes);
+    addEncoded(u"ProcessFileInfo", files);
+}
+
+}  // namespace bkfd

@@ -1,0 +1,130 @@
+#include "support/cl.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/Machine.h"
+#include "resources/BuildSettings.h"
+#include "services/ErrorMode.h"
+#include "services/FileUtil.h"
+#include "services/SysUtil.h"
+#include "support/zip/cZip.h"
+
+namespace bkfd {
+namespace {
+
+constexpr double kLongestExchange = 300;  // seconds
+constexpr std::uint32_t kPollPause = 5;   // milliseconds
+
+/// States of a request that the end of the wait tells apart.
+enum ReadyState { Opened = 1, Receiving = 3, Complete = 4 };
+
+constexpr std::int32_t kAcceptedStatuses[] = {200, 206, 302, 304};
+
+double SecondsSinceMidnight() {
+    const CivilTime now = ToCivil(TheMachine().System().GetLocalTime());
+    return (now.hour * 60 + now.minute) * 60 + now.second + now.millisecond / 1000.0;
+}
+
+void Check(Status status) {
+    if (status.IsOk()) return;
+    throw RuntimeError(static_cast<std::int32_t>(status.code), SysUtil::SystemErrorText(status.code));
+}
+
+/// The counter begins anew at midnight, and an exchange that is under way then has no limit: on
+/// purpose.
+void WaitForEnd(HttpRequest& request) {
+    const double start = std::round(SecondsSinceMidnight());
+    while (request.readyState() != Complete && SecondsSinceMidnight() <= start + kLongestExchange) {
+        SysUtil::PumpMessages();
+        TheMachine().System().Sleep(kPollPause);
+    }
+}
+
+bool JudgeEnd(HttpRequest& request, Text& errorText) {
+    const std::int32_t state = request.readyState();
+    if (state == Opened || state == Receiving) {
+        request.abort();
+        errorText = u"Cannot send. ";
+        return false;
+    }
+    const Result<std::int32_t> status = request.status();
+    Check(status);
+    if (std::ranges::find(kAcceptedStatuses, status.value) != std::end(kAcceptedStatuses)) return true;
+    errorText = request.statusText();
+    return false;
+}
+
+bool Post(const Text& body, Text& errorText) {
+    auto request = TheMachine().HttpRequests().CreateXmlHttpRequest();
+    Check(request);
+    Check(request.value->open(u"POST", BuildSettings::SupportEndpoint));
+    Check(request.value->setRequestHeader(u"Content-Type", u"application/x-www-form-urlencoded"));
+    Check(request.value->send(body));
+    WaitForEnd(*request.value);
+    return JudgeEnd(*request.value, errorText);
+}
+
+}  // namespace
+
+void cl::Do1(LoggerRef, const Text& category, ValueBag& values, Text& errorText, bool& success) {
+    errorText.clear();
+    success = false;
+    Text envelopeFile;
+    Text archiveFile;
+    try {
+        const Text kind = Replace(category, u"/", u"\\");
+        const Text id = SysUtil::NewUniqueId();
+        const Text envelope = MakeEnvelope(kind, id, values);
+        envelopeFile = WithBackslash(SysUtil::GetTempPath()) + id + u".xml";
+        archiveFile = SysUtil::GetTempFileName(u"sc") + u".zip";
+        const Text archive = PackEnvelope(envelope, envelopeFile, archiveFile);
+        Text subject;
+        Text value;
+        Escape(kind + u"\\" + id, subject);
+        Escape(archive, value);
+        success = Post(u"subject=" + subject + u"&value=" + value, errorText);
+    } catch (...) {
+        errorText = CurrentError().Description();
+        success = false;
+        (void)TheMachine().FileSystem().DeleteFileW(envelopeFile);
+        (void)TheMachine().FileSystem().DeleteFileW(archiveFile);
+    }
+}
+
+void cl::Escape(const Text& text, Text& result) {
+    result = Replace(text, u"+", u"%2B");
+    result = Replace(result, u"\r", u"%0D");
+    result = Replace(result, u"\n", u"%0A");
+    result = Replace(result, u"\\", u"%5C");
+}
+
+Text MakeEnvelope(const Text& category, const Text& id, ValueBag& values) {
+    Text envelope = u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\" ?><xml><cat>";
+    envelope += SysUtil::XmlEscape(category);
+    envelope += u"</cat><id>";
+    envelope += SysUtil::XmlEscape(id);
+    envelope += u"</id>";
+    for (const auto& param : values) {
+        for (const Variant& value : param->Values()) {
+            envelope += u"<" + param->Name() + u">";
+            envelope += SysUtil::XmlEscape(value.AsText());
+            envelope += u"</" + param->Name() + u">";
+        }
+    }
+    return envelope += u"</xml>";
+}
+
+Text PackEnvelope(const Text& envelope, const Text& envelopeFile, const Text& archiveFile) {
+    FileUtil::WriteTextFile(envelopeFile, envelope);
+    cZip zip;
+    zip.SetZipFile(archiveFile);
+    zip.SetStoreFolderNames(false);
+    zip.SetRecurseSubDirs(false);
+    zip.ClearFileSpecs();
+    zip.AddFileSpec(envelopeFile);
+    zip.Zip();
+    return SysUtil::EncodeText(FileUtil::ReadTextFile(archiveFile));
+}
+
+}  // namespace bkfd

@@ -1,0 +1,119 @@
+#!/usr/bin/env python3
+"""Takes support reports: a first support desk, and the other end for tests.
+
+Usage: tools/receiver/receiver.py [--port N] [--host ADDRESS] [--status N] FOLDER
+
+Listens on loopback unless told otherwise; port 0 takes a free one. "listening on HOST:PORT" is
+printed when it is ready. A POST to /php/ic.php is stored in a new folder below FOLDER: `body` as it
+came, `subject` decoded, and `received` with the time and the sender. The answer is 200. Everything
+else is refused: another path 404, another method 405, no length 411, more than 64 MiB 413, no report
+400. Read the reports with `brackenfold decode FOLDER/.../body`.
+
+--status N answers every good report with that status instead, for tests.
+"""
+import argparse
+import datetime
+import http.server
+import os
+import pathlib
+import tempfile
+import urllib.parse
+
+PATH = "/php/ic.php"
+LARGEST_BODY = 64 * 1024 * 1024
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    timeout = 60  # seconds without a byte
+
+    def do_POST(self):
+        if self.path != PATH:
+            return self.refuse(404, "no such page")
+        length = self.headers.get("Content-Length", "")
+        if not (length.isascii() and length.isdigit()):
+            return self.refuse(411, "a length is needed")
+        if int(length) > LARGEST_BODY:
+            return self.refuse(413, "larger than 64 MiB")
+        body = self.rfile.read(int(length))
+        if len(body) < int(length):
+            self.close_connection = True
+            return None
+        fields = self.fields(body)
+        if fields is None:
+            return self.refuse(400, "no report")
+        self.store(body, fields["subject"])
+        return self.answer(self.server.status, "thank you")
+
+    def do_GET(self):
+        self.refuse(405, "POST only")
+
+    do_HEAD = do_PUT = do_DELETE = do_GET
+
+    @staticmethod
+    def fields(body):
+        """The form's fields, or None when it isn't a report."""
+        try:
+            pairs = urllib.parse.parse_qsl(body.decode("ascii"), keep_blank_values=True,
+                                           strict_parsing=True, max_num_fields=16)
+        except ValueError:
+            return None
+        fields = dict(pairs)
+        return fields if "subject" in fields and "value" in fields else None
+
+    def store(self, body, subject):
+        """Each report gets a folder of its own; nothing of the report takes part in its name."""
+        stamp = datetime.datetime.now().strftime("%Y%m%d-%H%M%S-")
+        folder = pathlib.Path(tempfile.mkdtemp(prefix=stamp, dir=self.server.folder))
+        (folder / "subject").write_text(subject + "\n", encoding="utf-8", errors="replace")
+        (folder / "received").write_text(
+            f"{datetime.datetime.now().isoformat()} from {self.client_address[0]}\n")
+        partial = folder / "body.partial"
+        with open(partial, "wb") as file:
+            file.write(body)
+            file.flush()
+            os.fsync(file.fileno())
+        partial.rename(folder / "body")
+
+    def refuse(self, status, reason):
+        self.close_connection = True  # the body, if any, is left unread
+        self.answer(status, reason)
+
+    def answer(self, status, text):
+        content = (text + "\n").encode()
+        if status in (204, 304):
+            content = b""
+        self.send_response(status)
+        self.send_header("Content-Type", "text/plain")
+        self.send_header("Content-Length", str(len(content)))
+        if status == 302:
+            self.send_header("Location", "/thanks")
+        self.end_headers()
+        if self.command != "HEAD":
+            self.wfile.write(content)
+
+    def log_message(self, format, *args):
+        print(f"{self.client_address[0]} {format % args}", flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("folder", type=pathlib.Path)
+    parser.add_argument("--port", type=int, default=8080)
+    parser.add_argument("--host", default="127.0.0.1")
+    parser.add_argument("--status", type=int, default=200)
+    options = parser.parse_args()
+    options.folder.mkdir(parents=True, exist_ok=True)
+    server = http.server.ThreadingHTTPServer((options.host, options.port), Handler)
+    server.folder = options.folder
+    server.status = options.status
+    print(f"listening on {options.host}:{server.server_address[1]}", flush=True)
+    try:
+        server.serve_forever()
+    except KeyboardInterrupt:
+        pass
+
+
+if __name__ == "__main__":
+    main()
