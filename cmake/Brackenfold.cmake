@@ -1,6 +1,7 @@
 # Settings that every target of ours shares. Third-party code is not built with them.
 add_library(bkfd_options INTERFACE)
-target_compile_options(bkfd_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_options(bkfd_options INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow;-Werror>)
 target_include_directories(bkfd_options INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
 if(BKFD_SANITIZE)
   target_compile_options(bkfd_options INTERFACE

@@ -1,0 +1,64 @@
+#include "components/Registration.h"
+
+#include <vector>
+
+#include "platform/win32/Win32Registry.h"
+
+namespace bkfd {
+namespace {
+
+struct Entry {
+    Text key;  // below HKEY_CLASSES_ROOT
+    Text name;
+    Text value;
+};
+
+/// In the order of making: a key stands before the keys below it.
+std::vector<Entry> EntriesFor(const CustomClass& one, const Text& path) {
+    const Text classKey = Text(u"CLSID\\") + one.classId;
+    std::vector<Entry> entries = {
+        {classKey, u"", one.title},
+        {classKey + u"\\InprocServer32", u"", path},
+        {classKey + u"\\InprocServer32", u"ThreadingModel", u"Apartment"},
+    };
+    if (one.progId != nullptr) {
+        entries.push_back({classKey + u"\\ProgID", u"", one.progId});
+        entries.push_back({one.progId, u"", one.title});
+        entries.push_back({Text(one.progId) + u"\\CLSID", u"", one.classId});
+    }
+    return entries;
+}
+
+RegistryValue ToValue(const Text& text) {
+    RegistryValue value{RegistryType::String, {}};
+    for (const char16_t unit : text + u'\0') {
+        value.data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+        value.data.push_back(static_cast<std::uint8_t>(unit >> 8));
+    }
+    return value;
+}
+
+}  // namespace
+
+Status RegisterClass(const CustomClass& one, const Text& path) {
+    Win32Registry registry;
+    for (const Entry& entry : EntriesFor(one, path)) {
+        const Status written = registry.RegSetValueExW(RegistryRoot::ClassesRoot, entry.key,
+                                                       entry.name, ToValue(entry.value));
+        if (!written.IsOk()) return written;
+    }
+    return {};
+}
+
+Status UnregisterClass(const CustomClass& one) {
+    Win32Registry registry;
+    const std::vector<Entry> entries = EntriesFor(one, {});
+    Status outcome;
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+        const Status deleted = registry.RegDeleteKeyW(RegistryRoot::ClassesRoot, entry->key);
+        if (!deleted.IsOk() && !deleted.IsNotThere()) outcome = deleted;
+    }
+    return outcome;
+}
+
+}  // namespace bkfd
