@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "detection/identity/CFileInfoManager.h"
-#include "services/KeyedList.h"
+#include "services/ItemList.h"
 #include "services/Logger.h"
 
 namespace bkfd {
@@ -34,6 +34,18 @@ class CPaDetector {
     void FillParasiteHashes();
     void FillGoodSizes();
     void FillGoodHashes();
+
+    bool NamesNoCompany(const Text& file);
+    /// A helper object that names no company and isn't spared.
+    bool IsUnknownHelperObject(const Text& file);
+    /// By listed size and hash, or by the end of its name while it names no company.
+    bool HasParasiteContent(const Text& file);
+    void AddHelperObjects(const ItemList& helperObjects, KeyedList& files, KeyedList& bhos);
+    void AddRunningNonamers(const ItemList& startupItems,
+                            const std::shared_ptr<ItemList>& processes, KeyedList& files);
+    void AddRunningModules(const ItemList& processes, KeyedList& files);
+    void AddIfParasite(const Text& path, const Text& report, KeyedList& files);
+    void RemoveGoodFiles(KeyedList& files);
 
     LoggerRef logger_;
     std::shared_ptr<CFileInfoManager> fileInfoManager_;
