@@ -1,9 +1,10 @@
 # Settings that every target of ours shares. Third-party code is not built with them.
 add_library(bkfd_options INTERFACE)
-target_compile_options(bkfd_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_options(bkfd_options INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow;-Werror>)
 # GCC 12 reports overlapping copies inside the concatenation of std::basic_string where there are none
 # (GCC bug 105651).
-target_compile_options(bkfd_options INTERFACE -Wno-restrict)
+target_compile_options(bkfd_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
 target_include_directories(bkfd_options INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
 if(BKFD_SANITIZE)
   target_compile_options(bkfd_options INTERFACE
