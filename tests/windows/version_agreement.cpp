@@ -1,6 +1,6 @@
 // Compares ReadVersionStrings with the answers of version.dll for every program and library of the
-// system folder. Prints how many files with a record agreed; fails on any disagreement, and if the
-// folder holds too few records to say anything.
+// system folder and for the made-to-order samples. Prints how many files with a record agreed;
+// fails on any disagreement, and if the folder holds too few records to say anything.
 
 #include <windows.h>
 
@@ -11,6 +11,7 @@
 
 #include "base/Text.h"
 #include "formats/VersionRecord.h"
+#include "formats/VersionSamples.h"
 
 namespace bkfd {
 namespace {
@@ -169,12 +170,46 @@ bool Agree(const std::wstring& path, const VersionStrings& strings, SystemRecord
     return agree;
 }
 
+VersionStrings ReadFileStrings(const std::wstring& path) {
+    WindowsFile file(path);
+    return ReadVersionStrings(file, [](std::string_view bytes) {
+        std::wstring text(bytes.size(), L'\0');
+        const int length =
+            MultiByteToWideChar(CP_ACP, 0, bytes.data(), static_cast<int>(bytes.size()),
+                                text.data(), static_cast<int>(text.size()));
+        return ToText(text.substr(0, static_cast<std::size_t>(length)));
+    });
+}
+
+/// Each sample lies in the temporary folder while the two are asked. Returns the disagreements.
+int CompareSamples() {
+    int disagreements = 0;
+    int compared = 0;
+    for (const auto& sample : samples::VersionSamples()) {
+        if (!sample.systemSays) continue;
+        wchar_t folder[MAX_PATH];
+        wchar_t path[MAX_PATH];
+        GetTempPathW(MAX_PATH, folder);
+        GetTempFileNameW(folder, L"ver", 0, path);
+        FILE* file = _wfopen(path, L"wb");
+        std::fwrite(sample.file.data(), 1, sample.file.size(), file);
+        std::fclose(file);
+        SystemRecord record(path);
+        const VersionStrings strings = ReadFileStrings(path);
+        if (record.IsEmpty() || !Agree(path, strings, record, AllNames({{path, strings}}))) {
+            std::printf("disagreement about the sample \"%s\"\n", sample.label);
+            ++disagreements;
+        }
+        ++compared;
+        DeleteFileW(path);
+    }
+    std::printf("%d samples, %d disagreements\n", compared, disagreements);
+    return disagreements;
+}
+
 int Run() {
     Records records;
-    for (const std::wstring& path : ListPrograms()) {
-        WindowsFile file(path);
-        records[path] = ReadVersionStrings(file, FromUtf8);
-    }
+    for (const std::wstring& path : ListPrograms()) records[path] = ReadFileStrings(path);
     const std::set<Text> names = AllNames(records);
     int compared = 0;
     int disagreements = 0;
@@ -188,6 +223,7 @@ int Run() {
     }
     std::printf("%zu files, %d with a version record, %zu fields of %zu names, %d disagreements\n",
                 records.size(), compared, fields, names.size(), disagreements);
+    disagreements += CompareSamples();
     return disagreements == 0 && compared >= kFewestRecords ? 0 : 1;
 }
 
