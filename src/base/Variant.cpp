@@ -4,6 +4,10 @@
 
 namespace bkfd {
 
+bool Object::HasMember(TextView) const {
+    return false;
+}
+
 Variant Object::Invoke(TextView, std::span<Variant>) {
     throw RuntimeError(ErrorNumber::MemberNotFound);
 }

@@ -16,6 +16,9 @@ class Object {
   public:
     virtual ~Object() = default;
 
+    /// Whether the object says that it has the member, without a call to it. One that doesn't tell
+    /// may have members all the same.
+    virtual bool HasMember(TextView name) const;
     /// Calls the member `name` (exact in case) with `arguments`, which a callee may change: they
     /// are passed by reference. A RuntimeError MemberNotFound tells that there is no such member.
     virtual Variant Invoke(TextView name, std::span<Variant> arguments);

@@ -8,7 +8,8 @@ namespace bkfd {
 
 Variant ItemParam::Invoke(TextView name, std::span<Variant> arguments) {
     if (name == u"Name" && arguments.empty()) return name_;
-    if (name == u"Values" && arguments.size() == 1) return values_.Item(arguments[0]);
+    if (name == u"Values" && arguments.empty()) return values_;
+    if (name == u"Values" && arguments.size() == 1) return values_->Item(arguments[0]);
     return Object::Invoke(name, arguments);
 }
 
@@ -31,6 +32,14 @@ bool ValueBag::Exists(TextView name) const {
         params_, [&](const auto& param) { return EqualsIgnoreCase(param->Name(), name); });
 }
 
+Variant ValueBag::Invoke(TextView name, std::span<Variant> arguments) {
+    if (name == u"Item" && arguments.size() == 1) return Item(arguments[0].AsText());
+    if (name == u"Exists" && arguments.size() == 1) {
+        return static_cast<std::int16_t>(Exists(arguments[0].AsText()) ? -1 : 0);
+    }
+    return Object::Invoke(name, arguments);
+}
+
 ItemNode& ItemList::Add() {
     return *nodes_.emplace_back(std::make_shared<ItemNode>());
 }
@@ -43,7 +52,8 @@ Variant ItemNode::Invoke(TextView name, std::span<Variant> arguments) {
             return {};
         }
     }
-    if (name == u"params" && arguments.size() == 1) return params_.Item(arguments[0].AsText());
+    if (name == u"params" && arguments.empty()) return params_;
+    if (name == u"params" && arguments.size() == 1) return params_->Item(arguments[0].AsText());
     return Object::Invoke(name, arguments);
 }
 

@@ -13,22 +13,24 @@ class ItemNode;
 class ItemParam : public Object {
   public:
     explicit ItemParam(Text name) : name_(std::move(name)) {}
+    ItemParam(const ItemParam&) = delete;
+    ItemParam& operator=(const ItemParam&) = delete;
 
     const Text& Name() const { return name_; }
-    KeyedList& Values() { return values_; }
+    KeyedList& Values() { return *values_; }
     /// The value at a position, counted from 1.
-    const Variant& Values(std::int32_t position) const { return values_.Item(position); }
+    const Variant& Values(std::int32_t position) const { return values_->Item(position); }
 
     /// Members by name: "Name", "Values" with or without a position.
     Variant Invoke(TextView name, std::span<Variant> arguments) override;
 
   private:
     Text name_;
-    KeyedList values_;
+    std::shared_ptr<KeyedList> values_ = std::make_shared<KeyedList>();
 };
 
 /// A set of parameters in insertion order, found by name.
-class ValueBag {
+class ValueBag : public Object {
   public:
     using Params = std::vector<std::shared_ptr<ItemParam>>;
 
@@ -41,6 +43,9 @@ class ValueBag {
 
     Params::const_iterator begin() const { return params_.begin(); }
     Params::const_iterator end() const { return params_.end(); }
+
+    /// Members by name: "Item" and "Exists" with a name.
+    Variant Invoke(TextView name, std::span<Variant> arguments) override;
 
   private:
     Params params_;  // a handful: searched in order
@@ -63,21 +68,25 @@ class ItemList {
 /// One entry of an inventory.
 class ItemNode : public Object {
   public:
+    ItemNode() = default;
+    ItemNode(const ItemNode&) = delete;
+    ItemNode& operator=(const ItemNode&) = delete;
+
     /// The entry's identity: the class identifier of a helper object, a unique name for a startup
     /// item, a file name for a process or module.
     Text Id;
 
     ItemList& Children() { return children_; }
     const ItemList& Children() const { return children_; }
-    ValueBag& params() { return params_; }
-    ItemParam& params(TextView name) const { return *params_.Item(name); }
+    ValueBag& params() { return *params_; }
+    ItemParam& params(TextView name) const { return *params_->Item(name); }
 
-    /// Members by name: "Id", "params" with a name.
+    /// Members by name: "Id", to read or with a new text; "params" with or without a name.
     Variant Invoke(TextView name, std::span<Variant> arguments) override;
 
   private:
     ItemList children_;
-    ValueBag params_;
+    std::shared_ptr<ValueBag> params_ = std::make_shared<ValueBag>();
 };
 
 /// The list itself, for walking over it: a null list, which tells of a failed enumeration, is a

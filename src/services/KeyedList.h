@@ -53,16 +53,25 @@ class KeyedList : public Object {
     struct Entry {
         Variant item;
         Text key;
+        std::uint32_t hash = 0;
         bool hasKey = false;
     };
-    using Slot = std::uint32_t;  // 1 + index into entries_, 0 for a free slot
+    /// A place of the hash table: the entry's hash, so that most probes end here, and 1 + its index
+    /// in entries_; 0 is free.
+    struct Slot {
+        std::uint32_t hash = 0;
+        std::uint32_t entry = 0;
+    };
 
-    void Insert(Entry entry, std::size_t index);
+    void Insert(Entry&& entry, std::size_t index);
     std::size_t IndexOf(const Variant& positionOrKey) const;
+    std::size_t IndexOfPosition(std::int32_t position) const;
+    std::size_t IndexOfKey(TextView key) const;
     /// The index of the entry with that key, or entries_.size().
-    std::size_t Lookup(TextView key) const;
+    std::size_t Lookup(TextView key, std::uint32_t hash) const;
+    void ReserveSlot();
     void AddSlot(std::size_t index);
-    void RebuildSlots(std::size_t slotCount);
+    void RefillSlots();
 
     std::vector<Entry> entries_;
     std::vector<Slot> slots_;  // open addressing, a power of two, at most half full

@@ -35,6 +35,7 @@ class Logger : public Object {
         Write(error.Number(), error.Description(), level, source);
     }
 
+    bool HasMember(TextView name) const override;
     Variant Invoke(TextView name, std::span<Variant> arguments) override;
 };
 
@@ -42,13 +43,17 @@ using LoggerRef = std::shared_ptr<Logger>;
 
 /// A `Logger` that writes to two files of the machine.
 ///
-/// A line is "time level code source: message", UTF-8, ended by CR LF; line ends and control
-/// characters inside a message are written as blanks, so that a line of the log is one event.
-/// The full log keeps earlier runs; the short log holds this run's failures and start lines.
+/// A line is "time level code source: message", such as
+/// "2026-11-16 09:39:04 4 80070005 FMain.Form_Load: Access is denied.": UTF-8, ended by CR LF, the
+/// code in hexadecimal. Line ends and control characters are written as blanks, so that a line of
+/// the log is one event.
+///
+/// The full log keeps earlier runs; one beyond 512 KiB is cut to its newest 256 KiB, at a line,
+/// when it is opened. The short log holds this run's start lines and failures.
 LoggerRef MakeFileLogger();
 
-/// The logger that an object stands for: itself when it is a `Logger`, a wrapper when it answers
-/// "Write" by name, or null.
+/// The logger that an object stands for: itself when it is a `Logger`, a wrapper when it
+/// has a member "Write", or null.
 LoggerRef AsLogger(const ObjectRef& object);
 
 }  // namespace bkfd

@@ -120,27 +120,32 @@ class ForeignObject final : public Object {
     explicit ForeignObject(ComPtr<IDispatch> dispatch) : dispatch_(std::move(dispatch)) {}
 
     IDispatch* Dispatch() const { return dispatch_.Get(); }
+    bool HasMember(TextView name) const override;
     Variant Invoke(TextView name, std::span<Variant> arguments) override;
 
   private:
-    DISPID NumberOf(TextView name) const;
+    HRESULT FindMember(TextView name, DISPID& id) const;
 
     ComPtr<IDispatch> dispatch_;
 };
 
-DISPID ForeignObject::NumberOf(TextView name) const {
+HRESULT ForeignObject::FindMember(TextView name, DISPID& id) const {
     Text text(name);
     LPOLESTR names[] = {Wide(text.data())};
+    id = DISPID_UNKNOWN;
+    return dispatch_.Get()->GetIDsOfNames(IID_NULL, names, 1, LOCALE_SYSTEM_DEFAULT, &id);
+}
+
+bool ForeignObject::HasMember(TextView name) const {
     DISPID id = DISPID_UNKNOWN;
-    const HRESULT found =
-        dispatch_.Get()->GetIDsOfNames(IID_NULL, names, 1, LOCALE_SYSTEM_DEFAULT, &id);
-    EXCEPINFO none = {};
-    if (FAILED(found)) throw ErrorOfCall(found, none);
-    return id;
+    return SUCCEEDED(FindMember(name, id));
 }
 
 Variant ForeignObject::Invoke(TextView name, std::span<Variant> arguments) {
-    const DISPID id = NumberOf(name);
+    DISPID id = DISPID_UNKNOWN;
+    const HRESULT found = FindMember(name, id);
+    EXCEPINFO none = {};
+    if (FAILED(found)) throw ErrorOfCall(found, none);
     const std::size_t count = arguments.size();
     // COM takes the last argument first.
     std::vector<std::unique_ptr<NativeVariant>> variables;
