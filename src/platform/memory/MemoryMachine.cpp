@@ -1,6 +1,5 @@
 #include "platform/memory/MemoryMachine.h"
 
-#include "platform/memory/MachineDump.h"
 #include "platform/memory/WindowsPath.h"
 
 namespace bkfd {
@@ -24,18 +23,10 @@ void ManualClock::Advance(std::uint32_t milliseconds) {
 }
 
 MemoryMachine::MemoryMachine(WindowsFamily family)
-    : facts_(family),
-      volume_([this] { return clock_.now; }),
-      registry_(tree_, facts_.IsNT(), nullptr),
-      processes_(facts_, nullptr),
-      files_({volume_, rules_, facts_, codePage_, processes_, nullptr}),
-      system_(facts_, codePage_, clock_),
-      session_(facts_, processes_, [this] { return RestartMachine(); }),
-      components_(facts_) {
+    : ModelMachine(MachineFacts(family), volume_, clock_, nullptr),
+      volume_([this] { return clock_.now; }) {
     for (const Text& folder : {facts_.SystemFolder(), facts_.programFolder, facts_.WindowsFolder()})
         volume_.PutFolder(folder);
-    processes_.OnEnded(
-        [this](const ProcessRecord& ended) { ReleaseLocks(ended, processes_, facts_, rules_); });
 }
 
 RegistryKey& MemoryMachine::RealKey(RegistryRoot root, TextView key) {
@@ -121,18 +112,6 @@ Status MemoryMachine::RestartMachine() {
     clock_.Restart();
     processes_.DropMissing([this](const Text& path) { return volume_.Find(path).IsOk(); });
     return {};
-}
-
-std::string MemoryMachine::DumpRegistry() const {
-    return DumpRegistryTree(tree_);
-}
-
-std::string MemoryMachine::DumpFiles() const {
-    return DumpVolumeEntries(volume_.All(), rules_);
-}
-
-std::string MemoryMachine::DumpProcesses() const {
-    return DumpProcessRecords(processes_.All());
 }
 
 }  // namespace bkfd

@@ -3,17 +3,10 @@
 #include <functional>
 #include <string_view>
 
-#include "platform/memory/FileRules.h"
-#include "platform/memory/MachineFacts.h"
 #include "platform/memory/MemoryVolume.h"
-#include "platform/memory/ModelComponents.h"
-#include "platform/memory/ModelFiles.h"
 #include "platform/memory/ModelHttp.h"
-#include "platform/memory/ModelProcesses.h"
-#include "platform/memory/ModelRegistry.h"
-#include "platform/memory/ModelSession.h"
+#include "platform/memory/ModelMachine.h"
 #include "platform/memory/ModelShell.h"
-#include "platform/memory/ModelSystem.h"
 
 namespace bkfd {
 
@@ -21,7 +14,7 @@ namespace bkfd {
 class ManualClock final : public ModelClock {
   public:
     /// How long a restart takes, so that the next start has a boot time of its own.
-    static constexpr std::uint32_t kRestartMilliseconds = 60'000;
+    static constexpr std::uint32_t kRestartMilliseconds = 180'000;
 
     Date Now() override { return now; }
     std::uint32_t TickCount() override { return tickCount; }
@@ -36,7 +29,7 @@ class ManualClock final : public ModelClock {
 /// A machine in memory with the drive C: and the folders of an installation, no files, no keys and
 /// no processes. What it is to hold is set by the operations below, which ask nobody; the seam's
 /// operations behave as the Windows of its family does.
-class MemoryMachine final : public Machine {
+class MemoryMachine final : public ModelMachine {
   public:
     explicit MemoryMachine(WindowsFamily family);
 
@@ -103,41 +96,13 @@ class MemoryMachine final : public Machine {
     /// What the shell was asked to open or start, a line each, in order.
     const std::vector<Text>& Launched() const { return shell_.Launched(); }
 
-    /// The machine's state for people and assertions: "[key]" and its values, files with size and
-    /// what is particular about them, processes with modules. Empty folders and keys are left out
-    /// only where something below them stands for them. Sorted, UTF-8, one item a line.
-    std::string Dump() const { return DumpRegistry() + DumpFiles() + DumpProcesses(); }
-    std::string DumpRegistry() const;
-    std::string DumpFiles() const;
-    std::string DumpProcesses() const;
-
-    SystemFacts& System() override { return system_; }
-    Registry& RegistryKeys() override { return registry_; }
-    Files& FileSystem() override { return files_; }
-    Processes& ProcessTable() override { return processes_; }
-    Restart& Session() override { return session_; }
-    Components& ComponentObjects() override { return components_; }
-    Shell& ShellCommands() override { return shell_; }
-    Http& HttpRequests() override { return http_; }
-
   private:
     RegistryKey& RealKey(RegistryRoot root, TextView key);
-    Status RestartMachine();
+    std::vector<VolumeEntry> DumpedFiles() const override { return volume_.All(); }
+    Status RestartMachine() override;
 
-    MachineFacts facts_;
     ManualClock clock_;
-    CodePage codePage_{1252};
-    RegistryTree tree_;
-    FileRules rules_;
     MemoryVolume volume_;
-    ModelRegistry registry_;
-    ModelProcesses processes_;
-    ModelFiles files_;
-    ModelSystem system_;
-    ModelSession session_;
-    ModelComponents components_;
-    ModelShell shell_;
-    ModelHttp http_;
 };
 
 /// Installs a machine and, at its end, the one that was installed before.

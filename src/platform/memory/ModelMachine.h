@@ -1,0 +1,61 @@
+#pragma once
+
+#include "platform/memory/FileRules.h"
+#include "platform/memory/MachineFacts.h"
+#include "platform/memory/ModelComponents.h"
+#include "platform/memory/ModelFiles.h"
+#include "platform/memory/ModelProcesses.h"
+#include "platform/memory/ModelRegistry.h"
+#include "platform/memory/ModelSession.h"
+#include "platform/memory/ModelSystem.h"
+
+namespace bkfd {
+
+/// What all modelled machines share: everything but where the bytes of files lie, what the time is
+/// and how changes last.
+class ModelMachine : public Machine {
+  public:
+    const MachineFacts& Facts() const { return facts_; }
+    const FileRules& Rules() const { return rules_; }
+    bool IsWriteDenied(RegistryRoot root, TextView key) const {
+        return registry_.IsWriteDenied(root, key);
+    }
+
+    /// The machine's state for people and assertions: "[key]" and its values, files with size and
+    /// what is particular about them, processes with modules. A key or folder that something
+    /// below it stands for is left out. Sorted, UTF-8, one item a line.
+    std::string Dump() const { return DumpRegistry() + DumpFiles() + DumpProcesses(); }
+    std::string DumpRegistry() const;
+    std::string DumpFiles() const;
+    std::string DumpProcesses() const;
+
+    SystemFacts& System() override { return system_; }
+    Registry& RegistryKeys() override { return registry_; }
+    Files& FileSystem() override { return files_; }
+    Processes& ProcessTable() override { return processes_; }
+    Restart& Session() override { return session_; }
+    Components& ComponentObjects() override { return components_; }
+
+  protected:
+    /// Keeps references to the volume, the clock and the log, which the derived class owns. `log`
+    /// may be null.
+    ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock, ChangeLog* log);
+
+    /// Readable text of the volume's files, for `Dump`.
+    virtual std::vector<VolumeEntry> DumpedFiles() const = 0;
+    /// Sets the new boot time and drops what didn't come up again.
+    virtual Status RestartMachine() = 0;
+
+    MachineFacts facts_;
+    CodePage codePage_;
+    RegistryTree tree_;
+    FileRules rules_;
+    ModelRegistry registry_;
+    ModelProcesses processes_;
+    ModelFiles files_;
+    ModelSystem system_;
+    ModelSession session_;
+    ModelComponents components_;
+};
+
+}  // namespace bkfd
