@@ -4,9 +4,7 @@
 #include <string_view>
 
 #include "platform/memory/MemoryVolume.h"
-#include "platform/memory/ModelHttp.h"
 #include "platform/memory/ModelMachine.h"
-#include "platform/memory/ModelShell.h"
 
 namespace bkfd {
 
@@ -90,11 +88,6 @@ class MemoryMachine final : public ModelMachine {
         components_.Install(name, std::move(make));
     }
     void RemoveComponent(TextView name) { facts_.missingComponents.emplace_back(name); }
-
-    /// What the XML service's requests are; without it the service is missing.
-    void SetHttp(ModelHttp::Factory make) { http_.SetFactory(std::move(make)); }
-    /// What the shell was asked to open or start, a line each, in order.
-    const std::vector<Text>& Launched() const { return shell_.Launched(); }
 
   private:
     RegistryKey& RealKey(RegistryRoot root, TextView key);

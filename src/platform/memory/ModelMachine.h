@@ -4,9 +4,11 @@
 #include "platform/memory/MachineFacts.h"
 #include "platform/memory/ModelComponents.h"
 #include "platform/memory/ModelFiles.h"
+#include "platform/memory/ModelHttp.h"
 #include "platform/memory/ModelProcesses.h"
 #include "platform/memory/ModelRegistry.h"
 #include "platform/memory/ModelSession.h"
+#include "platform/memory/ModelShell.h"
 #include "platform/memory/ModelSystem.h"
 
 namespace bkfd {
@@ -35,6 +37,13 @@ class ModelMachine : public Machine {
     Processes& ProcessTable() override { return processes_; }
     Restart& Session() override { return session_; }
     Components& ComponentObjects() override { return components_; }
+    Shell& ShellCommands() override { return shell_; }
+    Http& HttpRequests() override { return http_; }
+
+    /// What the XML service's requests are; without it the service is missing.
+    void SetHttp(ModelHttp::Factory make) { http_.SetFactory(std::move(make)); }
+    /// What the shell was asked to open or start, a line each, in order.
+    const std::vector<Text>& Launched() const { return shell_.Launched(); }
 
   protected:
     /// Keeps references to the volume, the clock and the log, which the derived class owns. `log`
@@ -56,6 +65,8 @@ class ModelMachine : public Machine {
     ModelSystem system_;
     ModelSession session_;
     ModelComponents components_;
+    ModelShell shell_;
+    ModelHttp http_;
 };
 
 }  // namespace bkfd
