@@ -108,8 +108,8 @@ class Toolkit {
     virtual Size MeasureText(TextView text);
     /// What the window's border, title and menu add to the client area, in twips.
     virtual Size FrameSize(const Form&) { return {120, 405}; }
-    /// The native handle of a realised form, for calls that ask for an owner window, or 0.
-    virtual std::uintptr_t NativeHandle(const Form&) { return 0; }
+    /// The native window of a realised form or control, for calls that ask for one, or 0.
+    virtual std::uintptr_t NativeHandle(const Control&) { return 0; }
 
   private:
     Pointer pointer_ = Pointer::Default;

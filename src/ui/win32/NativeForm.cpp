@@ -1,0 +1,365 @@
+#include "ui/win32/NativeForm.h"
+
+#include <algorithm>
+
+#include "ui/win32/Scope.h"
+#include "ui/win32/Win32Toolkit.h"
+
+namespace bkfd::native {
+namespace {
+
+constexpr char kClass[] = "BrackenfoldForm";
+constexpr char kProperty[] = "BkfdForm";
+constexpr UINT kActivated = WM_APP + 1;
+constexpr int kTwipsPerInch = 1440;
+
+DWORD StyleOf(const Form& form) {
+    switch (form.Border()) {
+        case FormBorder::None:
+            return WS_POPUP | WS_BORDER | WS_CLIPCHILDREN;
+        case FormBorder::Fixed:
+            return WS_POPUP | WS_CAPTION | WS_SYSMENU | WS_CLIPCHILDREN;
+        case FormBorder::Sizable:
+            break;
+    }
+    return WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN;
+}
+
+DWORD ExtendedStyleOf(const Form& form) {
+    return form.Border() == FormBorder::Fixed ? WS_EX_DLGMODALFRAME | WS_EX_CONTROLPARENT
+                                              : WS_EX_CONTROLPARENT;
+}
+
+HFONT Variation(HFONT font, LONG weight, BYTE underline) {
+    LOGFONTA description = {};
+    ::GetObjectA(font, sizeof description, &description);
+    if (weight != 0) description.lfWeight = weight;
+    description.lfUnderline = underline;
+    return ::CreateFontIndirectA(&description);
+}
+
+HWND WindowOf(const Form* form) {
+    return form ? reinterpret_cast<HWND>(TheToolkit().NativeHandle(*form)) : nullptr;
+}
+
+}  // namespace
+
+NativeForm::NativeForm(Form& form, Win32Toolkit& toolkit, HFONT font, int dotsPerInch)
+    : target_(&form),
+      toolkit_(toolkit),
+      font_(font),
+      boldFont_(Variation(font, FW_BOLD, FALSE)),
+      linkFont_(Variation(font, 0, TRUE)),
+      dotsPerInch_(dotsPerInch) {
+    RegisterWindowClass(kClass, &NativeForm::Procedure, CS_DBLCLKS);
+    const SIZE frame = FrameOf(form);
+    const RECT area = {0, 0, ToPixels(form.Width()) + frame.cx, ToPixels(form.Height()) + frame.cy};
+    const Scope deaf(applying_);
+    window_ = Create(ExtendedStyleOf(form), FromAscii(kClass), form.Caption(), StyleOf(form), area,
+                     WindowOf(form.Owner()));
+    if (!window_) return;
+    ::SetPropA(window_, kProperty, this);
+    const auto icon = [&](int size, int x, int y) {
+        const HICON loaded =
+            LoadIconResource(form.IconName(), ::GetSystemMetrics(x), ::GetSystemMetrics(y));
+        if (loaded)
+            Send(window_, WM_SETICON, static_cast<WPARAM>(size), reinterpret_cast<LPARAM>(loaded));
+    };
+    icon(ICON_BIG, SM_CXICON, SM_CYICON);
+    icon(ICON_SMALL, SM_CXSMICON, SM_CYSMICON);
+    ReplaceMenu();
+    ::SetWindowPos(window_, nullptr, 0, 0, area.right, area.bottom,
+                   SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+    RealiseChildren(form, window_);
+}
+
+NativeForm::~NativeForm() {
+    abandoned_.clear();
+    while (!controls_.empty()) controls_.pop_back();  // what stands in a panel goes before it
+    if (window_) {
+        for (const int size : {ICON_BIG, ICON_SMALL}) {
+            const LRESULT old = Send(window_, WM_SETICON, static_cast<WPARAM>(size), 0);
+            if (old) ::DestroyIcon(reinterpret_cast<HICON>(old));
+        }
+        ::RemovePropA(window_, kProperty);
+        ::DestroyWindow(window_);
+    }
+    ::DeleteObject(boldFont_);
+    ::DeleteObject(linkFont_);
+}
+
+NativeForm* NativeForm::Of(HWND window) {
+    return static_cast<NativeForm*>(::GetPropA(window, kProperty));
+}
+
+SIZE NativeForm::FrameOf(const Form& form) {
+    RECT area = {};
+    ::AdjustWindowRectEx(&area, StyleOf(form), !form.MenuBar().empty(), ExtendedStyleOf(form));
+    return {area.right - area.left, area.bottom - area.top};
+}
+
+int NativeForm::ToPixels(int twips) const {
+    return ::MulDiv(twips, dotsPerInch_, kTwipsPerInch);
+}
+
+int NativeForm::ToTwips(int pixels) const {
+    return ::MulDiv(pixels, kTwipsPerInch, dotsPerInch_);
+}
+
+// The edges are rounded, not the sizes: neighbours meet without a gap.
+RECT NativeForm::ToPixels(const Bounds& bounds) const {
+    return {ToPixels(bounds.left), ToPixels(bounds.top), ToPixels(bounds.left + bounds.width),
+            ToPixels(bounds.top + bounds.height)};
+}
+
+void NativeForm::RealiseChildren(Container& container, HWND parent) {
+    for (Control* child : container.Children()) {
+        controls_.push_back(MakeNativeControl(*child, *this));
+        NativeControl& native = *controls_.back();
+        native.Realise(parent);
+        auto* inner = dynamic_cast<Container*>(child);
+        if (inner && native.Window()) RealiseChildren(*inner, native.Window());
+    }
+}
+
+NativeControl* NativeForm::Find(const Control& control) const {
+    for (const auto& native : controls_) {
+        if (native->Target() == &control) return native.get();
+    }
+    return nullptr;
+}
+
+bool NativeForm::Forget(const Control& control) {
+    const auto found = std::find_if(controls_.begin(), controls_.end(), [&](const auto& native) {
+        return native->Target() == &control;
+    });
+    if (found == controls_.end()) return false;
+    (*found)->Abandon();
+    abandoned_.push_back(std::move(*found));
+    controls_.erase(found);
+    return true;
+}
+
+void NativeForm::Abandon() {
+    target_ = nullptr;
+    for (const auto& native : controls_) native->Abandon();
+    ::ShowWindow(window_, SW_HIDE);
+}
+
+bool NativeForm::Sweep() {
+    if (busy_ > 0) return false;
+    std::erase_if(abandoned_, [](const auto& native) { return !native->IsBusy(); });
+    return !target_;
+}
+
+void NativeForm::Guard(const std::function<void()>& action) {
+    const Scope busy(busy_);
+    toolkit_.KeepErrors(action);
+}
+
+void NativeForm::Mirror(Change change) {
+    if (!window_ || !target_) return;
+    const Scope deaf(applying_);
+    switch (change.aspect) {
+        case Aspect::Content:
+            SetTextOf(window_, target_->Caption());
+            ::InvalidateRect(window_, nullptr, TRUE);
+            break;
+        case Aspect::Visible:
+            SetShown();
+            break;
+        case Aspect::Enabled:
+        case Aspect::Blocked:
+            ::EnableWindow(window_, target_->Enabled() && !target_->IsBlocked());
+            break;
+        case Aspect::Active:
+            ::SetForegroundWindow(window_);
+            break;
+        case Aspect::Focus:
+            TakeFocus();
+            break;
+        case Aspect::Menu:
+            ReplaceMenu();
+            break;
+        case Aspect::Bounds: {
+            const SIZE frame = FrameOf(*target_);
+            ::SetWindowPos(window_, nullptr, 0, 0, ToPixels(target_->Width()) + frame.cx,
+                           ToPixels(target_->Height()) + frame.cy,
+                           SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+void NativeForm::SetShown() {
+    if (!target_->Visible()) {
+        ::ShowWindow(window_, SW_HIDE);
+        return;
+    }
+    const HWND owner = WindowOf(target_->Owner());
+    if (IsWide()) {
+        ::SetWindowLongPtrW(window_, GWLP_HWNDPARENT, reinterpret_cast<LONG_PTR>(owner));
+    } else {
+        ::SetWindowLongPtrA(window_, GWLP_HWNDPARENT, reinterpret_cast<LONG_PTR>(owner));
+    }
+    ::EnableWindow(window_, target_->Enabled() && !target_->IsBlocked());
+    Centre();
+    ::ShowWindow(window_, SW_SHOW);
+    TakeFocus();
+    ::UpdateWindow(window_);
+}
+
+// Over the owner if that can be seen, else on the screen; never beyond the work area.
+void NativeForm::Centre() {
+    RECT work = {};
+    ::SystemParametersInfoA(SPI_GETWORKAREA, 0, &work, 0);
+    RECT around = work;
+    const HWND owner = WindowOf(target_->Owner());
+    if (owner && ::IsWindowVisible(owner) && !::IsIconic(owner)) ::GetWindowRect(owner, &around);
+    RECT own = {};
+    ::GetWindowRect(window_, &own);
+    const LONG width = own.right - own.left;
+    const LONG height = own.bottom - own.top;
+    const auto place = [](LONG low, LONG high, LONG size, LONG least, LONG most) {
+        return std::max(least, std::min((low + high - size) / 2, most - size));
+    };
+    ::SetWindowPos(window_, nullptr, place(around.left, around.right, width, work.left, work.right),
+                   place(around.top, around.bottom, height, work.top, work.bottom), 0, 0,
+                   SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void NativeForm::TakeFocus() {
+    const Control* focused = target_->Focused();
+    const NativeControl* native = focused ? Find(*focused) : nullptr;
+    if (::GetActiveWindow() == window_) ::SetFocus(native ? native->Window() : window_);
+}
+
+void NativeForm::Move(NativeControl& native, const RECT& area) {
+    moved_.push_back({&native, area});
+    if (batching_ == 0) MoveAll();
+}
+
+void NativeForm::Unbatch(const NativeControl& native) {
+    std::erase_if(moved_, [&](const Moved& moved) { return moved.native == &native; });
+}
+
+// Windows of one parent move in one step each, so that nothing flickers.
+void NativeForm::MoveAll() {
+    std::vector<Moved> moved = std::move(moved_);
+    moved_.clear();
+    const auto parentOf = [](const Moved& each) { return ::GetParent(each.native->Window()); };
+    while (!moved.empty()) {
+        const HWND parent = parentOf(moved.front());
+        HDWP step = ::BeginDeferWindowPos(static_cast<int>(moved.size()));
+        for (const Moved& each : moved) {
+            if (parentOf(each) != parent || !step) continue;
+            const RECT& area = each.area;
+            step = ::DeferWindowPos(step, each.native->Window(), nullptr, area.left, area.top,
+                                    area.right - area.left, area.bottom - area.top,
+                                    SWP_NOZORDER | SWP_NOACTIVATE);
+        }
+        if (step) ::EndDeferWindowPos(step);
+        std::erase_if(moved, [&](const Moved& each) { return parentOf(each) == parent; });
+    }
+}
+
+void NativeForm::Resize(int width, int height) {
+    {
+        const Scope batch(batching_);
+        target_->UserResize(ToTwips(width), ToTwips(height));
+    }
+    if (target_ && batching_ == 0) MoveAll();
+}
+
+void NativeForm::PaintOutlines() {
+    PAINTSTRUCT paint = {};
+    const HDC device = ::BeginPaint(window_, &paint);
+    for (const Outline& outline : target_->Outlines()) {
+        const RECT area = ToPixels(outline.area);
+        const COLORREF colour = IsHighContrast() ? ::GetSysColor(COLOR_WINDOWTEXT)
+                                                 : static_cast<COLORREF>(outline.colour);
+        const HBRUSH brush = ::CreateSolidBrush(colour);
+        ::FrameRect(device, &area, brush);
+        ::DeleteObject(brush);
+    }
+    ::EndPaint(window_, &paint);
+}
+
+LRESULT CALLBACK NativeForm::Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    NativeForm* form = Of(window);
+    if (!form) return CallDefault(window, message, wParam, lParam);
+    return form->Process(message, wParam, lParam);
+}
+
+LRESULT NativeForm::Process(UINT message, WPARAM wParam, LPARAM lParam) {
+    const Scope busy(busy_);
+    std::optional<LRESULT> result;
+    if (target_) {
+        Guard([&] {
+            result = FromChild(message, wParam, lParam);
+            if (!result) result = Received(message, wParam, lParam);
+        });
+    }
+    return result ? *result : CallDefault(window_, message, wParam, lParam);
+}
+
+std::optional<LRESULT> NativeForm::FromChild(UINT message, WPARAM wParam, LPARAM lParam) {
+    const auto from = [](LPARAM window) {
+        return NativeControl::Of(reinterpret_cast<HWND>(window));
+    };
+    if (message == WM_COMMAND && lParam != 0) {
+        if (NativeControl* native = from(lParam)) native->HandleCommand(HIWORD(wParam));
+        return 0;
+    }
+    if (message == WM_NOTIFY) {
+        auto& header = *reinterpret_cast<NMHDR*>(lParam);
+        NativeControl* native = NativeControl::Of(header.hwndFrom);
+        return native ? native->HandleNotification(header) : 0;
+    }
+    if (message == WM_CTLCOLORSTATIC) {
+        const NativeControl* native = from(lParam);
+        if (!native || !native->Target()) return std::nullopt;
+        const HBRUSH brush = from(lParam)->Paint(reinterpret_cast<HDC>(wParam));
+        if (brush) return reinterpret_cast<LRESULT>(brush);
+    }
+    return std::nullopt;
+}
+
+std::optional<LRESULT> NativeForm::Received(UINT message, WPARAM wParam, LPARAM lParam) {
+    switch (message) {
+        case WM_CLOSE:
+            target_->UserClose();
+            return 0;
+        case WM_COMMAND:
+            if (HIWORD(wParam) == 0) ChooseMenu(LOWORD(wParam));
+            return 0;
+        case WM_SIZE:
+            if (applying_ == 0 && wParam != SIZE_MINIMIZED) Resize(LOWORD(lParam), HIWORD(lParam));
+            return 0;
+        case WM_ACTIVATE:
+            // The handler may work for long: it runs when the system is through with activating.
+            if (LOWORD(wParam) != WA_INACTIVE && applying_ == 0) {
+                ::PostMessageA(window_, kActivated, 0, 0);
+            }
+            return std::nullopt;
+        case kActivated:
+            target_->UserActivate();
+            return 0;
+        case WM_SETFOCUS:
+            TakeFocus();
+            return 0;
+        case WM_SETCURSOR:
+            if (LOWORD(lParam) != HTCLIENT || !toolkit_.ShowsHourglass()) return std::nullopt;
+            ::SetCursor(::LoadCursorA(nullptr, IDC_WAIT));
+            return TRUE;
+        case WM_PAINT:
+            PaintOutlines();
+            return 0;
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace bkfd::native

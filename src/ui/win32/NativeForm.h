@@ -1,0 +1,101 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "ui/Form.h"
+#include "ui/win32/NativeControl.h"
+
+namespace bkfd {
+class Win32Toolkit;
+}
+
+namespace bkfd::native {
+
+/// The native window of a form, with those of its controls.
+class NativeForm {
+  public:
+    NativeForm(Form& form, Win32Toolkit& toolkit, HFONT font, int dotsPerInch);
+    NativeForm(const NativeForm&) = delete;
+    NativeForm& operator=(const NativeForm&) = delete;
+    ~NativeForm();
+
+    HWND Window() const { return window_; }
+    Form* Target() const { return target_; }
+    HFONT TextFont() const { return font_; }
+    HFONT LinkFont() const { return linkFont_; }
+    HFONT BoldFont() const { return boldFont_; }
+
+    RECT ToPixels(const Bounds& bounds) const;
+    int ToPixels(int twips) const;
+    int ToTwips(int pixels) const;
+
+    void Mirror(Change change);
+    NativeControl* Find(const Control& control) const;
+    /// The control goes, and with it the natives of all that stands in its window. False if the
+    /// control is none of this form's.
+    bool Forget(const Control& control);
+    /// The form goes: it is hidden and reports nothing any more.
+    void Abandon();
+    /// Destroys what is abandoned and not at work. True if the whole form may be destroyed.
+    bool Sweep();
+
+    int& Busy() { return busy_; }
+    /// Runs handlers: what they throw waits until the message loop has the control again.
+    void Guard(const std::function<void()>& action);
+    /// Moves the native now, or with the others when the form's layout is done.
+    void Move(NativeControl& native, const RECT& area);
+    void Unbatch(const NativeControl& native);
+
+    /// Key and character messages before they are dispatched. True if the message is done with.
+    bool HandleKey(MSG& message);
+
+    /// Shows a popup menu at the mouse pointer, or `atFocus`, and waits for the choice, or null.
+    MenuItem* TrackPopup(MenuItem& menu, bool atFocus);
+
+    /// A message that a panel passes on to its form.
+    std::optional<LRESULT> FromChild(UINT message, WPARAM wParam, LPARAM lParam);
+
+    static NativeForm* Of(HWND window);
+    /// What border, title and menu add to the client area, in pixels.
+    static SIZE FrameOf(const Form& form);
+
+  private:
+    static LRESULT CALLBACK Procedure(HWND, UINT, WPARAM, LPARAM);
+    LRESULT Process(UINT message, WPARAM wParam, LPARAM lParam);
+    std::optional<LRESULT> Received(UINT message, WPARAM wParam, LPARAM lParam);
+    void RealiseChildren(Container& container, HWND parent);
+    void ReplaceMenu();
+    void ChooseMenu(UINT id);
+    void SetShown();
+    void Centre();
+    void TakeFocus();
+    void Resize(int width, int height);
+    void MoveAll();
+    void PaintOutlines();
+    bool HandleKeyDown(MSG& message);
+    bool HandleCharacter(MSG& message);
+
+    Form* target_;
+    Win32Toolkit& toolkit_;
+    HWND window_ = nullptr;
+    HFONT font_;
+    HFONT boldFont_;
+    HFONT linkFont_;
+    int dotsPerInch_;
+    std::vector<std::unique_ptr<NativeControl>> controls_;
+    std::vector<std::unique_ptr<NativeControl>> abandoned_;
+    std::vector<Weak<MenuItem>> menuEntries_;
+    struct Moved {
+        NativeControl* native;
+        RECT area;
+    };
+    std::vector<Moved> moved_;
+    int batching_ = 0;
+    int applying_ = 0;
+    int busy_ = 0;
+};
+
+}  // namespace bkfd::native

@@ -1,0 +1,116 @@
+#include "ui/Button.h"
+#include "ui/Keys.h"
+#include "ui/TextBox.h"
+#include "ui/win32/NativeForm.h"
+
+namespace bkfd::native {
+namespace {
+
+bool IsManyLines(Control* control) {
+    const auto* box = dynamic_cast<TextBox*>(control);
+    return box && box->IsMultiLine();
+}
+
+// Entries are numbered from 1 through all menus of the bar.
+void AppendEntries(HMENU native, const MenuItem& menu, std::vector<Weak<MenuItem>>& numbered) {
+    for (MenuItem* entry : menu.Entries()) {
+        if (!entry->Visible()) continue;
+        numbered.emplace_back(entry);
+        const UINT flags = entry->IsSeparator() ? MF_SEPARATOR
+                           : entry->Enabled()   ? MF_ENABLED
+                                                : MF_GRAYED;
+        AppendMenuEntry(native, flags, numbered.size(), entry->Caption());
+    }
+}
+
+}  // namespace
+
+bool NativeForm::HandleKey(MSG& message) {
+    if (!target_) return false;
+    switch (message.message) {
+        case WM_KEYDOWN:
+        case WM_SYSKEYDOWN:
+            return HandleKeyDown(message);
+        case WM_CHAR:
+            return HandleCharacter(message);
+        case WM_KEYUP:
+        case WM_SYSKEYUP: {
+            int code = static_cast<int>(message.wParam);
+            target_->KeyUp(code, CurrentShift());
+            return code == 0;
+        }
+        default:
+            return false;
+    }
+}
+
+// Enter and Escape go through the form, which knows its buttons; a box of many lines takes Enter
+// itself. Their character comes here because the dialog keys make no WM_CHAR of them.
+bool NativeForm::HandleKeyDown(MSG& message) {
+    const int shift = CurrentShift();
+    int code = static_cast<int>(message.wParam);
+    target_->KeyDown(code, shift);
+    if (code == 0 || !target_) return true;
+    message.wParam = static_cast<WPARAM>(code);
+    if (message.message == WM_SYSKEYDOWN) return false;
+    if (code == Key::Tab && (shift & Shift::Control) != 0) {
+        Dispatch(message);
+        return true;
+    }
+    if (code != Key::Enter && code != Key::Escape) return false;
+    int character = code;
+    target_->KeyPress(character);
+    if (character == 0 || !target_) return true;
+    if (code == Key::Enter && IsManyLines(target_->Focused())) return false;
+    target_->ActOnKey(code, shift);
+    return true;
+}
+
+bool NativeForm::HandleCharacter(MSG& message) {
+    int character = static_cast<int>(message.wParam);
+    const bool wasRaised = character == Key::Enter || character == Key::Escape;
+    if (wasRaised || character == Key::Tab) return false;
+    target_->KeyPress(character);
+    message.wParam = static_cast<WPARAM>(character);
+    return character == 0;
+}
+
+void NativeForm::ReplaceMenu() {
+    const HMENU old = ::GetMenu(window_);
+    menuEntries_.clear();
+    HMENU bar = nullptr;
+    for (const MenuItem* menu : target_->MenuBar()) {
+        if (!menu->Visible()) continue;
+        if (!bar) bar = ::CreateMenu();
+        const HMENU entries = ::CreatePopupMenu();
+        AppendEntries(entries, *menu, menuEntries_);
+        AppendMenuEntry(bar, MF_POPUP | (menu->Enabled() ? MF_ENABLED : MF_GRAYED),
+                        reinterpret_cast<UINT_PTR>(entries), menu->Caption());
+    }
+    ::SetMenu(window_, bar);
+    if (old) ::DestroyMenu(old);
+}
+
+void NativeForm::ChooseMenu(UINT id) {
+    if (id == 0 || id > menuEntries_.size()) return;
+    if (MenuItem* entry = menuEntries_[id - 1].Get()) entry->Choose();
+}
+
+MenuItem* NativeForm::TrackPopup(MenuItem& menu, bool atFocus) {
+    const HMENU native = ::CreatePopupMenu();
+    std::vector<Weak<MenuItem>> entries;
+    AppendEntries(native, menu, entries);
+    POINT place = {};
+    ::GetCursorPos(&place);
+    if (atFocus) {
+        place = {};
+        ::ClientToScreen(::GetFocus() ? ::GetFocus() : window_, &place);
+    }
+    const auto id = static_cast<std::size_t>(
+        ::TrackPopupMenu(native, TPM_RETURNCMD | TPM_NONOTIFY | TPM_RIGHTBUTTON, place.x, place.y,
+                         0, window_, nullptr));
+    ::DestroyMenu(native);
+    return id == 0 || id > entries.size() ? nullptr : entries[id - 1].Get();
+}
+
+}  // namespace bkfd::native
