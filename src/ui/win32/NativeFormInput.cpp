@@ -61,8 +61,11 @@ bool NativeForm::HandleKeyDown(MSG& message) {
     int character = code;
     target_->KeyPress(character);
     if (character == 0 || !target_) return true;
-    if (code == Key::Enter && IsManyLines(target_->Focused())) return false;
-    target_->ActOnKey(code, shift);
+    if (code == Key::Enter && IsManyLines(target_->Focused())) {
+        Dispatch(message);
+    } else {
+        target_->ActOnKey(code, shift);
+    }
     return true;
 }
 

@@ -1,0 +1,350 @@
+// Realises a window of every kind of control on the real toolkit, reads it back through window
+// messages, acts on it as the system does, and checks that each act raises one event and each
+// setting none. Needs a display. Prints one line a failure; the exit code is their number.
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include <cstdio>
+#include <iterator>
+
+#include "base/RuntimeError.h"
+#include "ui/SampleWindow.h"
+#include "ui/win32/Win32Toolkit.h"
+
+namespace bkfd {
+namespace {
+
+int failures = 0;
+int checks = 0;
+
+std::string Joined(const EventLog& log) {
+    std::string joined;
+    for (const std::string& event : log) joined += (joined.empty() ? "" : "; ") + event;
+    return joined;
+}
+
+void Expect(const std::string& what, const std::string& actual, const std::string& expected) {
+    ++checks;
+    if (actual == expected) return;
+    ++failures;
+    std::printf("FAILED %s: \"%s\" instead of \"%s\"\n", what.c_str(), actual.c_str(),
+                expected.c_str());
+}
+
+void Expect(const std::string& what, long long actual, long long expected) {
+    Expect(what, std::to_string(actual), std::to_string(expected));
+}
+
+class MirrorTest {
+  public:
+    MirrorTest() { InstallToolkit(&toolkit_); }
+    ~MirrorTest() { InstallToolkit(nullptr); }
+
+    void Run() {
+        form_ = std::make_unique<FSample>(log_);
+        form_->Show();
+        toolkit_.PumpMessages();
+        Expect("showing", Taken(), "load; activate");
+        ReadBack();
+        Settings();
+        Acts();
+        Keys();
+        Modal();
+        Sizes();
+        Services();
+        Errors();
+        Endings();
+    }
+
+  private:
+    HWND Of(const Control& control) {
+        return reinterpret_cast<HWND>(toolkit_.NativeHandle(control));
+    }
+    std::string Taken() { return Joined(std::exchange(log_, {})); }
+    std::string TextOf(HWND window) {
+        char buffer[4000] = {};
+        ::SendMessageA(window, WM_GETTEXT, sizeof buffer, reinterpret_cast<LPARAM>(buffer));
+        return buffer;
+    }
+    std::string TextOf(const Control& control) { return TextOf(Of(control)); }
+    std::string Cell(const ListView& view, int row, int column) {
+        char buffer[300] = {};
+        LVITEMA item = {};
+        item.iSubItem = column;
+        item.pszText = buffer;
+        item.cchTextMax = sizeof buffer;
+        ::SendMessageA(Of(view), LVM_GETITEMTEXTA, static_cast<WPARAM>(row),
+                       reinterpret_cast<LPARAM>(&item));
+        return buffer;
+    }
+    long long Ask(const Control& control, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
+        return ::SendMessageA(Of(control), message, wParam, lParam);
+    }
+    void Post(const Control& control, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
+        ::PostMessageA(Of(control), message, wParam, lParam);
+    }
+    void Key(const Control& control, WPARAM key, int shift = 0) {
+        BYTE state[256] = {};
+        if (shift & Shift::Shift) state[VK_SHIFT] = 0x80;
+        if (shift & Shift::Control) state[VK_CONTROL] = 0x80;
+        if (shift & Shift::Alt) state[VK_MENU] = 0x80;
+        ::SetKeyboardState(state);
+        const bool alt = (shift & Shift::Alt) != 0;
+        Post(control, alt ? WM_SYSKEYDOWN : WM_KEYDOWN, key, alt ? 0x20000001 : 1);
+        Post(control, alt ? WM_SYSKEYUP : WM_KEYUP, key, alt ? 0xE0000001 : 0xC0000001);
+        toolkit_.PumpMessages();
+        BYTE released[256] = {};
+        ::SetKeyboardState(released);
+    }
+    void ClickAt(const Control& control, UINT down, UINT up, int x, int y) {
+        POINT place = {x, y};
+        ::ClientToScreen(Of(control), &place);
+        ::SetCursorPos(place.x, place.y);
+        Post(control, down, down == WM_LBUTTONDOWN ? MK_LBUTTON : MK_RBUTTON, MAKELPARAM(x, y));
+        Post(control, up, 0, MAKELPARAM(x, y));
+        toolkit_.PumpMessages();
+    }
+
+    void ReadBack() {
+        Expect("caption", TextOf(*form_), "Sample & Co");
+        Expect("button", TextOf(form_->cmdHide), "&Hide");
+        Expect("label", TextOf(form_->ucList.Label4), "&Helpers:");
+        Expect("text", TextOf(form_->ucText.txtNotes), "Your text here...");
+        DWORD start = 9, end = 9;
+        Ask(form_->ucText.txtNotes, EM_GETSEL, reinterpret_cast<WPARAM>(&start),
+            reinterpret_cast<LPARAM>(&end));
+        Expect("selection", start * 100 + end, 17);
+        Expect("rows", Ask(form_->ucList.lv, LVM_GETITEMCOUNT), 3);
+        Expect("cell", Cell(form_->ucList.lv, 0, 0), "Good \"Helper\"");
+        Expect("sub-item", Cell(form_->ucList.lv, 1, 1), "c:\\bad.dll");
+        Expect("selected row",
+               Ask(form_->ucList.lv, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED), 0);
+        Expect("column", Ask(form_->ucList.lv, LVM_GETCOLUMNWIDTH, 0), 200);
+        Expect("tabs", Ask(form_->ts, TCM_GETITEMCOUNT), 2);
+        Expect("hidden panel", ::IsWindowVisible(Of(form_->ucText.txtNotes)), 0);
+        Expect("shown panel", ::IsWindowVisible(Of(form_->ucList.lv)), 1);
+        RECT client = {};
+        ::GetClientRect(Of(*form_), &client);
+        Expect("client size", client.right * 10000 + client.bottom, 600 * 10000 + 400);
+        char caption[40] = {};
+        const HMENU menu = ::GetSubMenu(::GetMenu(Of(*form_)), 0);
+        ::GetMenuStringA(menu, 0, caption, sizeof caption, MF_BYPOSITION);
+        Expect("menu entry", caption, "&Refresh");
+        Expect("menu entries", ::GetMenuItemCount(menu), 3);
+        Expect("etched line", ::GetWindowLongA(Of(form_->line), GWL_STYLE) & 0x1F, 0x10);
+        Expect("etched line's name", TextOf(form_->line), "StaticLine");
+        Expect("read-back raises nothing", Taken(), "");
+    }
+
+    void Settings() {
+        auto& text = form_->ucText;
+        auto& list = form_->ucList;
+        text.txtNotes.SetText(Text(u"nul\0tail", 8));
+        Expect("a NUL hides nothing", TextOf(text.txtNotes).size() > 6, true);
+        text.txtNotes.SetText(u"set");
+        Expect("text set", TextOf(text.txtNotes), "set");
+        const ListItemRef added = list.lv.Add(u"caf\u00E9", u"i");
+        added->SetSubItem(1, u"sub");
+        Expect("row added", Cell(list.lv, 3, 1), "sub");
+        added->SetSelected(true);
+        Expect("row selected",
+               Ask(list.lv, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED), 3);
+        added->SetText(Text(32767, u'x'));
+        list.lv.Remove(4);
+        Expect("row removed", Ask(list.lv, LVM_GETITEMCOUNT), 3);
+        list.lv.SetColumnWidth(1, 1500);
+        Expect("column set", Ask(list.lv, LVM_GETCOLUMNWIDTH, 0), 100);
+        for (const char16_t* line : {u"one", u"two", u"three"}) text.lstFiles.Add(line);
+        text.lstFiles.SetSelectedIndex(2);
+        Expect("lines", Ask(text.lstFiles, LB_GETCOUNT) * 10 + Ask(text.lstFiles, LB_GETCURSEL),
+               31);
+        text.lstFiles.Remove(1);
+        Expect("line removed", Ask(text.lstFiles, LB_GETCOUNT), 2);
+        form_->NextTab();
+        Expect("tab set", Ask(form_->ts, TCM_GETCURSEL), 1);
+        Expect("panel shown", ::IsWindowVisible(Of(text.txtNotes)), 1);
+        text.cmdSend.SetEnabled(false);
+        Expect("disabled", ::IsWindowEnabled(Of(text.cmdSend)), 0);
+        text.cmdSend.SetEnabled(true);
+        text.cmdSend.SetCaption(u"&Go");
+        Expect("caption set", TextOf(text.cmdSend), "&Go");
+        form_->mnuRefresh.SetEnabled(false);
+        Expect("menu entry disabled",
+               ::GetMenuState(::GetSubMenu(::GetMenu(Of(*form_)), 0), 0, MF_BYPOSITION) & MF_GRAYED,
+               MF_GRAYED);
+        form_->mnuRefresh.SetEnabled(true);
+        toolkit_.PumpMessages();
+        Expect("settings raise nothing", Taken(), "");
+    }
+
+    void Acts() {
+        auto& text = form_->ucText;
+        auto& list = form_->ucList;
+        text.txtNotes.Select(0, 3);
+        Post(text.txtNotes, WM_CHAR, 'a', 1);
+        toolkit_.PumpMessages();
+        Expect("typing", Taken(), "change a");
+        ClickAt(text.lstFiles, WM_LBUTTONDOWN, WM_LBUTTONUP, 5, 3);
+        Expect("line", Taken(), "line two");
+        Post(text.Image1, WM_LBUTTONDBLCLK);
+        toolkit_.PumpMessages();
+        Expect("picture", Taken(), "picture");
+        ClickAt(form_->lblLink, WM_LBUTTONDOWN, WM_LBUTTONUP, 5, 5);
+        Expect("link", Taken(), "link 1");
+        Ask(form_->ts, TCM_SETCURFOCUS, 0);
+        toolkit_.PumpMessages();
+        Expect("tab", form_->ucList.Visible(), true);
+        int clicks = 0;
+        const auto fill = list.lv.onItemClick;
+        list.lv.onItemClick = [&](const ListItemRef& item) { ++clicks, fill(item); };
+        RECT row = {LVIR_LABEL, 0, 0, 0};
+        Ask(list.lv, LVM_GETITEMRECT, 1, reinterpret_cast<LPARAM>(&row));
+        ClickAt(list.lv, WM_LBUTTONDOWN, WM_LBUTTONUP, row.left + 5, row.top + 5);
+        Expect("one click a row", clicks, 1);
+        Expect("text of the row", TextOf(list.txtFile), "c:\\bad.dll");
+        Key(list.lv, VK_DOWN);
+        Expect("one event a key", clicks, 2);
+        Expect("row below", list.lv.SelectedIndex(), 3);
+        list.lv.onItemClick = fill;
+        Post(*form_, WM_COMMAND, 1);
+        toolkit_.PumpMessages();
+        Expect("menu", list.lv.SelectedIndex(), 1);
+        list.lv.SetSelectedIndex(2);
+        ::PostMessageA(Of(list.cmdDelete), BM_CLICK, 0, 0);
+        toolkit_.PumpMessages();
+        Expect("button", Ask(list.lv, LVM_GETITEMCOUNT), 2);
+        Expect("acts", Taken(), "");
+    }
+
+    void Keys() {
+        auto& text = form_->ucText;
+        form_->ucList.lv.SetFocus();
+        Expect("focus", ::GetFocus() == Of(form_->ucList.lv), true);
+        Key(form_->ucList.lv, VK_F5);
+        Key(form_->ucList.lv, VK_F5, Shift::Shift);
+        Expect("F5", Taken(), "F5");
+        Key(form_->ucList.lv, VK_TAB);
+        Expect("Tab", ToUtf8(form_->Focused()->Name()), "txtFile");
+        Key(form_->ucList.txtFile, VK_TAB, Shift::Control);
+        Expect("Ctrl+Tab", Ask(form_->ts, TCM_GETCURSEL), 1);
+        text.txtNotes.SetFocus();
+        toolkit_.SetClipboardText(u"c\u00E4");
+        Key(text.txtNotes, 'V', Shift::Control);
+        Expect("own paste", TextOf(text.txtNotes), "a[c\xE4]");
+        Key(text.txtNotes, VK_RETURN);
+        Expect("Enter in many lines", TextOf(text.txtNotes).find("\r\n") != std::string::npos, 1);
+        Taken();
+        Key(text.txtNotes, VK_ESCAPE);
+        Expect("Escape", Taken(), "escape");
+        Expect("cancel button", ::IsWindowVisible(Of(*form_)), 0);
+        form_->Show();
+        toolkit_.PumpMessages();
+        Expect("shown again", Taken(), "activate");
+    }
+
+    void Modal() {
+        form_->ucText.cmdSend.onClick = [this] {
+            FWork work;
+            work.onStarted = [&] {
+                Expect("owner disabled", ::IsWindowEnabled(Of(*form_)), 0);
+                Expect("work visible", ::IsWindowVisible(Of(work)), 1);
+                RECT outer = {};
+                ::GetWindowRect(Of(work), &outer);
+                Expect("work's width", (outer.right - outer.left) * 15, work.WindowWidth());
+                toolkit_.PumpMessages();
+                log_.push_back("working");
+                work.Finish();
+            };
+            work.ShowProgress(u"Please wait... ", form_.get());
+            log_.push_back("done");
+        };
+        form_->ts.SetSelectedIndex(2);
+        form_->ShowCurrentPanel();
+        ::PostMessageA(Of(form_->ucText.cmdSend), BM_CLICK, 0, 0);
+        toolkit_.PumpMessages();
+        Expect("modal work", Taken(), "working; activate; done");
+        Expect("owner enabled", ::IsWindowEnabled(Of(*form_)), 1);
+    }
+
+    void Sizes() {
+        ::SetWindowPos(Of(*form_), nullptr, 0, 0, 700, 500, SWP_NOMOVE | SWP_NOZORDER);
+        toolkit_.PumpMessages();
+        RECT client = {}, tabs = {};
+        ::GetClientRect(Of(*form_), &client);
+        ::GetClientRect(Of(form_->ts), &tabs);
+        Expect("width in twips", form_->Width(), client.right * 15);
+        Expect("layout", tabs.right, client.right - 10);
+        form_->SetClientSize(6000, 4500);
+        ::GetClientRect(Of(*form_), &client);
+        Expect("size set", client.right * 10000 + client.bottom, 400 * 10000 + 300);
+        Expect("sizes", Taken(), "");
+    }
+
+    void Services() {
+        Timer timer;
+        int fired = 0;
+        timer.onTimer = [&] { ++fired; };
+        timer.Start(20);
+        while (timer.IsRunning()) toolkit_.WaitForInput();
+        ::Sleep(60);
+        toolkit_.PumpMessages();
+        Expect("timer", fired, 1);
+        toolkit_.SetClipboardText(u"clip");
+        Expect("clipboard", ToUtf8(toolkit_.ClipboardText()), "clip");
+        const Size one = toolkit_.MeasureText(u"Wide text");
+        const Size two = toolkit_.MeasureText(u"Wide text\r\nand more");
+        Expect("measure", two.height == 2 * one.height && one.width > 0, true);
+        Post(*form_, WM_KEYDOWN, VK_DOWN, 1);
+        Post(*form_, WM_KEYDOWN, VK_RETURN, 1);
+        bool chosen = false;
+        form_->ucList.mnuDelete.onClick = [&] { chosen = true; };
+        form_->PopupMenu(form_->ucList.mnuContext);
+        Expect("popup menu", chosen, true);
+    }
+
+    void Errors() {
+        form_->ucText.cmdSend.onClick = [] { throw RuntimeError(ErrorNumber::DeviceIo); };
+        ::PostMessageA(Of(form_->ucText.cmdSend), BM_CLICK, 0, 0);
+        std::string error;
+        try {
+            toolkit_.PumpMessages();
+        } catch (const RuntimeError& caught) {
+            error = std::to_string(caught.Number());
+        }
+        Expect("a handler's error", error, "57");
+        toolkit_.PumpMessages();
+    }
+
+    void Endings() {
+        form_->stays = true;
+        Post(*form_, WM_CLOSE);
+        toolkit_.PumpMessages();
+        Expect("cancelled close", Taken() + (form_->Visible() ? ", visible" : ""),
+               "close box, visible");
+        form_->stays = false;
+        const HWND window = Of(*form_);
+        form_->ucList.lv.onItemClick = [this](const ListItemRef&) { form_.reset(); };
+        form_->ts.SetSelectedIndex(1);
+        form_->ShowCurrentPanel();
+        form_->ucList.Fill();
+        Post(form_->ucList.lv, WM_KEYDOWN, VK_DOWN, 1);
+        toolkit_.PumpMessages();
+        Expect("form destroyed by its list's handler", form_ == nullptr, true);
+        Expect("window gone", ::IsWindow(window), 0);
+    }
+
+    Win32Toolkit toolkit_;
+    EventLog log_;
+    std::unique_ptr<FSample> form_;
+};
+
+}  // namespace
+}  // namespace bkfd
+
+int main() {
+    bkfd::MirrorTest().Run();
+    std::printf("%d checks, %d failures (%s calls)\n", bkfd::checks, bkfd::failures,
+                (::GetVersion() & 0x80000000u) == 0 ? "wide" : "ANSI");
+    return bkfd::failures;
+}
