@@ -11,4 +11,9 @@ extern bool gIsNT4;        // NT with major version 4
 extern Text gWindowsPath;  // the Windows folder, in lower case, ending in a backslash
 extern Text gSystemPath;   // its system32 (NT) or system (9x) folder, likewise
 
+/// The folder of the running program as the runtime gives it: without a backslash at its end,
+/// except for a drive's root ("C:\\"). Names are put behind it with a backslash of their own, which
+/// is doubled there on purpose.
+Text ProgramFolder();
+
 }  // namespace bkfd

@@ -1,0 +1,119 @@
+#include "app/FMain.h"
+
+#include "app/MMain.h"
+#include "detection/identity/CHashier.h"
+#include "platform/Machine.h"
+#include "removal/CPaRemover.h"
+#include "resources/BuildSettings.h"
+#include "resources/ComponentIds.h"
+#include "resources/StringTable.h"
+#include "services/ApplicationState.h"
+#include "services/MAPI.h"
+#include "services/SysUtil.h"
+
+namespace bkfd {
+namespace {
+
+constexpr int kProgramTitle = 100;
+constexpr char16_t kInitialize[] = u"FMain.Form_Initialize";
+constexpr char16_t kLoad[] = u"FMain.Form_Load";
+
+Text VersionLine() {
+    return ResourceString(kProgramTitle) + u" ver." + ToText(BuildSettings::VersionMajor) + u"." +
+           ToText(BuildSettings::VersionMinor) + u"." + ToText(BuildSettings::VersionRevision);
+}
+
+ObjectRef CreateCustomObject() {
+    const auto created = TheMachine().ComponentObjects().CoCreateInstance(
+        {ComponentIds::CustomProgId, ComponentIds::CustomClassId, ComponentIds::CustomFile});
+    if (!created.IsOk()) {
+        throw RuntimeError(ErrorNumber::CannotCreateObject,
+                           RuntimeError(ErrorNumber::CannotCreateObject).Description() + u": " +
+                               SysUtil::SystemErrorText(created.code));
+    }
+    return created.value;
+}
+
+LoggerRef CastToLogger(const Variant& variable) {
+    LoggerRef logger = AsLogger(variable.AsObject());
+    if (logger == nullptr) throw RuntimeError(ErrorNumber::TypeMismatch);
+    return logger;
+}
+
+}  // namespace
+
+FMain::FMain() : Form(u"FMain") {
+    OfferLibraryClass();
+    onLoad = [this] { Form_Load(); };
+}
+
+void FMain::Form_Initialize() {
+    ContinueOnError step;
+    OpenLogs(step);
+    RunCustomObject(step);
+    RequireComponents(step);
+
+    // The splash window is shown here.
+    step([] { TheToolkit().SetPointer(Pointer::Hourglass); });
+    step([] { SysUtil::PumpMessages(); });
+    step([] { SysUtil::PumpMessages(); });
+    SetApplicationState(step);
+
+    CPaRemover remover;
+    step([&] { remover.Init(logger_); });
+    step([&] { remover.Check(); });
+    step([&] { SetCaption(ResourceString(kProgramTitle)); });
+    LogPendingError(step);
+
+    // The wait until the splash window has gone comes here.
+    step([] { TheToolkit().SetPointer(Pointer::Default); });
+    step([&] { remover.Perform(); });
+}
+
+void FMain::Form_Load() {
+    // The backup of the registry, the panels and the log of what they show come here, in this
+    // order.
+    LogErrors(*logger_, LogLevel::WindowFailure, kLoad, [] {});
+}
+
+void FMain::OpenLogs(ContinueOnError& step) {
+    step([&] { logger_ = MakeFileLogger(); });
+    step([&] { logger_->Open(ProgramFolder() + u"\\BKFD.log", ProgramFolder() + u"\\short.log"); });
+    step([&] { logger_->Trace(u"********** start app", kInitialize); });
+    step([&] { logger_->Trace(VersionLine(), kInitialize); });
+    step([&] { logger_->Trace(u"Startup: " + FormatDate(GetBootTime()), kInitialize); });
+}
+
+void FMain::RunCustomObject(ContinueOnError& step) {
+    ObjectRef custom;
+    Variant variable[] = {logger_};
+    step([&] { custom = CreateCustomObject(); });
+    // Called even where there is none: the pending error is then the call's.
+    step([&] { Variant(custom).AsObject()->Invoke(u"Init", variable); });
+    step([&] { logger_ = CastToLogger(variable[0]); });
+}
+
+void FMain::RequireComponents(ContinueOnError& step) {
+    Text message;
+    if (CheckComponents(message)) return;
+    step([&] { ShowMessage(message, MessageStyle::Critical); });
+    step([&] { logger_->Write(0, message, LogLevel::WindowFailure, kInitialize); });
+    TheToolkit().EndProgram();
+}
+
+void FMain::SetApplicationState(ContinueOnError& step) {
+    step([] { gHashier = std::make_unique<CHashier>(); });
+    step([] { gIsNT = IsWindowsNT(); });
+    step([] { gIsNT4 = IsWindowsNT4(); });
+    step([] { gWindowsPath = WithBackslash(ToLower(SysUtil::ExpandEnvironment(u"%windir%"))); });
+    step([] { gSystemPath = ToLower(gWindowsPath + (gIsNT ? u"system32\\" : u"system\\")); });
+}
+
+void FMain::LogPendingError(ContinueOnError& step) {
+    const auto pending = step.TakePending();
+    if (!pending) return;
+    step([&] { logger_->Failure(*pending, LogLevel::SystemFailure, kInitialize); });
+    static_cast<void>(step.TakePending());
+}
+
+}  // namespace bkfd
