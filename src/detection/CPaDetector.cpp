@@ -12,6 +12,8 @@
 #include "removal/processes/CProcessManager.h"
 #include "resources/SignatureLists.h"
 #include "services/ErrorMode.h"
+#include "services/SysUtil.h"
+#include "services/WideDocument.h"
 
 namespace bkfd {
 namespace {
@@ -22,6 +24,11 @@ constexpr TextView kSessionManager = u"\\systemroot\\system32\\smss.exe";
 constexpr TextView kSparedHelperObjects[] = {u"\\acroiehelper.ocx", u"\\pcshared\\nmiehelp.dll"};
 /// Spared by the cleanup, yet suspicious, on purpose.
 constexpr TextView kSparedByCleanup = u"\\acroiefavclient.dll";
+
+/// How the NT family reports the programs that the kernel starts.
+constexpr TextView kNativePrefix = u"\\??\\";
+
+constexpr TextView kFileElement = u"<f i='%1'><c s='%2' h='%3'/><d i='%4'/><m i='%5'/></f>";
 
 const Text kDetectParasites = u"CPaDetector.DetectParasites";
 
@@ -67,6 +74,11 @@ bool AddOnce(KeyedList& list, const Text& entry) {
 
 Text FirstValue(const ItemNode& item, TextView param) {
     return item.params(param).Values(1).AsText();
+}
+
+/// The file of a helper object, empty where it has none.
+Text FileOf(ItemNode& helperObject) {
+    return helperObject.params().Exists(u"DLL") ? FirstValue(helperObject, u"DLL") : Text();
 }
 
 bool IsProgramOf(const ItemList& processes, TextView path) {
@@ -195,8 +207,7 @@ void CPaDetector::DetectParasites(KeyedList& files, KeyedList& bhos) {
 void CPaDetector::AddHelperObjects(const ItemList& helperObjects, KeyedList& files,
                                    KeyedList& bhos) {
     for (const auto& helperObject : helperObjects) {
-        const bool hasFile = helperObject->params().Exists(u"DLL");
-        const Text dll = hasFile ? FirstValue(*helperObject, u"DLL") : Text();
+        const Text dll = FileOf(*helperObject);
         if (!dll.empty()) {
             if (!IsParasiteBHO(dll)) continue;
             AddOnce(files, dll);
@@ -237,6 +248,74 @@ void CPaDetector::RemoveGoodFiles(KeyedList& files) {
         if (IsGoodRunningModule(file.AsText())) exceptions.Add(file, file.AsText());
     }
     for (const Variant& file : exceptions) files.Remove(file.AsText());
+}
+
+// ---------------------------------------------------------------- suspicious files
+
+void CPaDetector::DetectSuspiciousFiles(KeyedList& files) {
+    LogErrors(*logger_, LogLevel::SystemFailure, u"CPaDetector.DetectSuspiciousFiles", [&] {
+        files = KeyedList();
+        CProcessManager processManager;
+        processManager.Init(logger_);
+        std::shared_ptr<ItemList> processes;
+        processManager.EnumProcs(processes);
+        AddSuspiciousModules(Walk(processes), files);
+
+        CBHOManager bhoManager;
+        bhoManager.Init(logger_);
+        const auto helperObjects = bhoManager.EnumBHOs();
+        AddSuspiciousHelperObjects(Walk(helperObjects), files);
+
+        KeyedList parasites;
+        KeyedList bhos;
+        DetectParasites(parasites, bhos);
+        for (const Variant& parasite : parasites) AddOnce(files, parasite.AsText());
+    });
+}
+
+void CPaDetector::AddSuspiciousModules(const ItemList& processes, KeyedList& files) {
+    const auto addIfSuspicious = [&](const Text& file) {
+        if (IsSuspiciousRunningModule(file)) AddOnce(files, file);
+    };
+    for (const auto& process : processes) {
+        // Modules keep the prefix, on purpose.
+        const bool isNative = process->Id.starts_with(kNativePrefix);
+        addIfSuspicious(isNative ? process->Id.substr(kNativePrefix.size()) : process->Id);
+        for (const auto& module : process->Children()) addIfSuspicious(module->Id);
+    }
+}
+
+void CPaDetector::AddSuspiciousHelperObjects(const ItemList& helperObjects, KeyedList& files) {
+    for (const auto& helperObject : helperObjects) {
+        const Text dll = FileOf(*helperObject);
+        if (!dll.empty() && IsSuspiciousBHO(dll)) AddOnce(files, dll);
+    }
+}
+
+Text CPaDetector::MakeSuspiciousFilesXML() {
+    Text result;
+    LogErrors(*logger_, LogLevel::SystemFailure, u"CPaDetector.MakeSuspiciousFilesXML", [&] {
+        KeyedList files;
+        DetectSuspiciousFiles(files);
+        Text document = u"<xml>";
+        for (const Variant& file : files) document += DescribeFile(file.AsText());
+        result = WideDocument(document += u"</xml>");
+    });
+    return result;
+}
+
+Text CPaDetector::DescribeFile(const Text& file) {
+    if (gHashier == nullptr || fileInfoManager_ == nullptr) {
+        throw RuntimeError(ErrorNumber::ObjectNotSet);
+    }
+    std::int32_t size = 0;
+    const std::int32_t hash = gHashier->HashFromFullFileName(file, size);
+    Text manufacturer;
+    Text description;
+    fileInfoManager_->GetFileInfo(file, manufacturer, description);
+    return SysUtil::FormatTemplate(
+        kFileElement, {SysUtil::XmlEscape(file), size, hash, SysUtil::XmlEscape(description),
+                       SysUtil::XmlEscape(manufacturer)});
 }
 
 }  // namespace bkfd

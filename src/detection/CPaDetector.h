@@ -28,6 +28,14 @@ class CPaDetector {
     /// helper objects to delete, each as item and key. A failure is logged and leaves the lists as
     /// far as they got.
     void DetectParasites(KeyedList& files, KeyedList& bhos);
+    /// Makes the list anew: full paths, each as item and key, of running files and of helper
+    /// objects that look wrong, then of all that `DetectParasites` finds. A failure is logged and
+    /// leaves the list as far as it got.
+    void DetectSuspiciousFiles(KeyedList& files);
+    /// The same list as an XML document with each file's size, content hash, description and
+    /// manufacturer: UTF-16LE behind its mark, one character a byte. A failure is logged and gives
+    /// the empty text.
+    Text MakeSuspiciousFilesXML();
 
   private:
     void FillParasiteSizes();
@@ -46,6 +54,10 @@ class CPaDetector {
     void AddRunningModules(const ItemList& processes, KeyedList& files);
     void AddIfParasite(const Text& path, const Text& report, KeyedList& files);
     void RemoveGoodFiles(KeyedList& files);
+    void AddSuspiciousModules(const ItemList& processes, KeyedList& files);
+    void AddSuspiciousHelperObjects(const ItemList& helperObjects, KeyedList& files);
+    /// The element of one file.
+    Text DescribeFile(const Text& file);
 
     LoggerRef logger_;
     std::shared_ptr<CFileInfoManager> fileInfoManager_;

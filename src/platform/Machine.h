@@ -32,6 +32,10 @@ struct WindowsVersion {
     Text servicePack;             // "Service Pack 2", or empty
 };
 
+/// Facts of the user's language, with Windows' numbers.
+using LocaleFact = std::uint32_t;
+inline constexpr LocaleFact kShortMonthNames = 0x44;  // January's; the other months follow
+
 class SystemFacts {
   public:
     virtual ~SystemFacts() = default;
@@ -53,6 +57,8 @@ class SystemFacts {
     /// The system's text for an error code as it gives it, usually with a line end behind it; empty
     /// for an unknown code.
     virtual Text FormatMessageW(std::uint32_t code) = 0;
+    /// A fact of the user's language; empty where the machine doesn't tell.
+    virtual Text GetLocaleInfoW(LocaleFact /*fact*/) { return {}; }
     /// To the ANSI code page; a character that it lacks becomes "?" or a similar one.
     virtual std::string WideCharToMultiByte(TextView text) = 0;
     /// From the ANSI code page.

@@ -10,7 +10,8 @@ class ModelShell final : public Shell {
     const std::vector<Text>& Launched() const { return launched_; }
 
     Status ShellExecuteA(std::string_view verb, std::string_view file) override {
-        return Note(FromAscii(verb) + u" " + FromAscii(file));
+        return Note(FromAscii(verb) + u" " +
+                    FromBytes({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}));
     }
     Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t) override {
         return Note(Text(verb) + u" " + Text(file));

@@ -1,5 +1,7 @@
 #include "platform/win32/Win32SystemFacts.h"
 
+#include <algorithm>
+
 #include <windows.h>
 
 #include "platform/win32/NativeStatus.h"
@@ -93,6 +95,18 @@ Text Win32SystemFacts::FormatMessageW(std::uint32_t code) {
     std::string buffer(kSize, '\0');
     const DWORD length = ::FormatMessageA(kFlags, nullptr, code, 0, buffer.data(), kSize, nullptr);
     return FromAnsi(buffer.substr(0, length));
+}
+
+Text Win32SystemFacts::GetLocaleInfoW(LocaleFact fact) {
+    constexpr int kSize = 80;  // the longest name that the system gives
+    if (HasWideCalls()) {
+        Text buffer(kSize, u'\0');
+        const int size = ::GetLocaleInfoW(LOCALE_USER_DEFAULT, fact, Wide(buffer.data()), kSize);
+        return buffer.substr(0, static_cast<std::size_t>(std::max(size - 1, 0)));
+    }
+    std::string buffer(kSize, '\0');
+    const int size = ::GetLocaleInfoA(LOCALE_USER_DEFAULT, fact, buffer.data(), kSize);
+    return FromAnsi(buffer.substr(0, static_cast<std::size_t>(std::max(size - 1, 0))));
 }
 
 std::string Win32SystemFacts::WideCharToMultiByte(TextView text) {

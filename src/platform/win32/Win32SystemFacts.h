@@ -15,6 +15,7 @@ class Win32SystemFacts : public SystemFacts {
     Text GetTempPathW() override;
     Text GetModuleFileNameW() override;
     Text FormatMessageW(std::uint32_t code) override;
+    Text GetLocaleInfoW(LocaleFact fact) override;
     std::string WideCharToMultiByte(TextView text) override;
     Text MultiByteToWideChar(std::string_view bytes) override;
 };

@@ -1,0 +1,97 @@
+#include "panels/RegistryBackup.h"
+
+#include "platform/Machine.h"
+#include "services/FileUtil.h"
+#include "services/MAPI.h"
+#include "services/RegistryAccess.h"
+#include "services/SysUtil.h"
+#include "services/WideDocument.h"
+
+namespace bkfd {
+namespace {
+
+struct BackedUpKey {
+    RegistryRoot root;
+    TextView key;
+};
+
+constexpr auto HKCR = RegistryRoot::ClassesRoot;
+constexpr auto HKCU = RegistryRoot::CurrentUser;
+constexpr auto HKLM = RegistryRoot::LocalMachine;
+
+/// In the order in which they stand in the file, each with all below it.
+constexpr BackedUpKey kKeys[] = {
+    {HKLM, u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects"},
+    {HKCU, u"Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel"},
+    {HKCU, u"Software\\Microsoft\\Internet Explorer\\Main"},
+    {HKLM, u"Software\\Microsoft\\Internet Explorer\\Main"},
+    {HKLM, u"Software\\Microsoft\\Internet Explorer\\AboutURLs"},
+    {HKCU, u"Software\\Microsoft\\Internet Explorer\\Styles"},
+    {HKLM, u"Software\\Microsoft\\Windows\\CurrentVersion\\URL"},
+    {HKCR, u"PROTOCOLS\\Handler\\About"},
+    {HKCR, u"PROTOCOLS\\Handler\\file"},
+    {HKCR, u"PROTOCOLS\\Handler\\ftp"},
+    {HKCR, u"PROTOCOLS\\Handler\\gopher"},
+    {HKCR, u"PROTOCOLS\\Handler\\http"},
+    {HKCR, u"PROTOCOLS\\Handler\\https"},
+    {HKCR, u"PROTOCOLS\\Handler\\local"},
+    {HKCR, u"PROTOCOLS\\Filter\\text/html"},
+    {HKCR, u"PROTOCOLS\\Filter\\text/plain"},
+};
+
+// The one value that stands behind the keys.
+constexpr TextView kLibrariesKey = u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
+constexpr TextView kLibrariesName = u"AppInit_DLLs";
+
+constexpr TextView kEnglishMonths[] = {u"Jan", u"Feb", u"Mar", u"Apr", u"May", u"Jun",
+                                       u"Jul", u"Aug", u"Sep", u"Oct", u"Nov", u"Dec"};
+
+/// In the form that the machine's family reads; on the 9x family one character for each byte of the
+/// code page already.
+Text ExportSettings() {
+    RegistryAccess registry;
+    Text exports;
+    for (const BackedUpKey& part : kKeys) exports += registry.ExportKey(part.root, part.key);
+    return exports += registry.ExportValue(HKLM, kLibrariesKey, kLibrariesName);
+}
+
+Text TwoDigits(int number) {
+    return (number < 10 ? u"0" : u"") + ToText(number);
+}
+
+/// The month's short name in the user's language.
+Text ShortMonth(int month) {
+    const int index = month - 1;
+    const Text name =
+        TheMachine().System().GetLocaleInfoW(kShortMonthNames + static_cast<LocaleFact>(index));
+    return name.empty() ? Text(kEnglishMonths[index]) : name;
+}
+
+/// "Nov 16, 2026 09-39-04"
+Text FileDate(const CivilTime& time) {
+    return ShortMonth(time.month) + u" " + TwoDigits(time.day) + u", " + ToText(time.year) + u" " +
+           TwoDigits(time.hour) + u"-" + TwoDigits(time.minute) + u"-" + TwoDigits(time.second);
+}
+
+}  // namespace
+
+Text BackupFolder(const Text& programFolder) {
+    return programFolder + u"\\Backup";
+}
+
+Text WriteRegistryBackup(const Text& programFolder) {
+    const Text folder = BackupFolder(programFolder);
+    FileUtil::CreateFolder(folder);
+    const Text exports = ExportSettings();
+    const CivilTime now = ToCivil(TheMachine().System().GetLocalTime());
+    const Text file = SysUtil::FormatTemplate(u"%1\\Backup %2.reg", {folder, FileDate(now)});
+    if (IsWindowsNT()) {
+        FileUtil::WriteTextFile(
+            file, WideDocument(u"Windows Registry Editor Version 5.00\r\n" + exports));
+    } else {
+        FileUtil::WriteTextFile(file, u"REGEDIT4\r\n" + exports);
+    }
+    return file;
+}
+
+}  // namespace bkfd

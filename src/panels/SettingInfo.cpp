@@ -1,0 +1,207 @@
+#include "panels/SettingInfo.h"
+
+#include "base/RuntimeError.h"
+#include "detection/MPaDetector.h"
+#include "resources/BuildSettings.h"
+#include "services/ApplicationState.h"
+#include "services/MAPI.h"
+#include "services/SysUtil.h"
+
+namespace bkfd {
+namespace {
+
+enum class Judge {
+    Page,
+    StartPage,
+    LocalPage,
+    Equals,  // `expected`, whatever the case
+    NeverAccepted,
+    Switch,          // a number; anything but 0 is suspect
+    ServedBy,        // the value is a class served by the system file `expected`
+    FilterServedBy,  // the same for a filter, which tells a class without a server from others
+};
+
+enum class Shown { WhenSet, WhenSuspect };
+
+struct Setting {
+    RegistryRoot root;
+    TextView key;
+    TextView name;
+    Judge judge;
+    TextView expected;
+    Shown shown;
+    TextView description;
+    bool isOfNTOnly = false;
+};
+
+constexpr auto HKCR = RegistryRoot::ClassesRoot;
+constexpr auto HKCU = RegistryRoot::CurrentUser;
+constexpr auto HKLM = RegistryRoot::LocalMachine;
+using enum Judge;
+using enum Shown;
+
+constexpr TextView kMain = u"Software\\Microsoft\\Internet Explorer\\Main";
+constexpr TextView kControlPanel =
+    u"Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel";
+constexpr TextView kAboutUrls = u"SOFTWARE\\Microsoft\\Internet Explorer\\AboutURLs";
+constexpr TextView kWindows = u"Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
+constexpr TextView kStyles = u"Software\\Microsoft\\Internet Explorer\\Styles";
+constexpr TextView kDefaultPrefix =
+    u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\URL\\DefaultPrefix";
+constexpr TextView kPrefixes = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\URL\\Prefixes";
+
+constexpr Setting Prefix(TextView name, TextView expected, TextView description) {
+    return {HKLM, kPrefixes, name, Equals, expected, WhenSuspect, description};
+}
+
+constexpr Setting Handler(TextView key, TextView module, Shown shown, TextView description) {
+    return {HKCR, key, u"CLSID", ServedBy, module, shown, description};
+}
+
+constexpr Setting kSettings[kSettingCount] = {
+    {HKCU, kMain, u"Default_Page_URL", Page, u"", WhenSet,
+     u"Default page URL for the user who is currently logged on"},
+    {HKLM, kMain, u"Default_Page_URL", Page, u"", WhenSet,
+     u"Default page URL particular to the computer (for any user)"},
+    {HKCU, kMain, u"Start Page", StartPage, u"", WhenSet,
+     u"Start page for the user who is currently logged on"},
+    {HKLM, kMain, u"Start Page", Page, u"", WhenSet,
+     u"Start page particular to the computer (for any user)"},
+    {HKCU, kControlPanel, u"HomePage", Page, u"", WhenSet,
+     u"Home page for the user who is currently logged on"},
+    {HKLM, kAboutUrls, u"blank", Page, u"", WhenSet, u"Blank page for \"about:\" protocol"},
+    {HKLM, kWindows, u"AppInit_DLLs", Equals, u"wbsys.dll", WhenSet,
+     u"DLLs to load during the DLL_PROCESS_ATTACH of User32.dll", true},
+    {HKCU, kStyles, u"Use My Stylesheet", Switch, u"", WhenSet, u"User's style sheet is enabled"},
+    {HKCU, kStyles, u"User Stylesheet", NeverAccepted, u"", WhenSet,
+     u"Location of the user's style sheet"},
+    {HKCU, kMain, u"Local Page", LocalPage, u"", WhenSet,
+     u"Local page for the user who is currently logged on"},
+    {HKLM, kMain, u"Local Page", LocalPage, u"", WhenSet,
+     u"Local page particular to the computer (for any user)"},
+    {HKLM, kDefaultPrefix, u"", Equals, u"http://", WhenSuspect, u"Default protocol prefix"},
+    Prefix(u"ftp", u"ftp://", u"Protocol prefix for ftp.*"),
+    Prefix(u"gopher", u"gopher://", u"Protocol prefix for gopher.*"),
+    Prefix(u"home", u"http://", u"Protocol prefix for home.*"),
+    Prefix(u"mosaic", u"http://", u"Protocol prefix for mosaic.*"),
+    Prefix(u"www", u"http://", u"Protocol prefix for www.*"),
+    Handler(u"PROTOCOLS\\Handler\\about", u"mshtml.dll", WhenSet,
+            u"Handler for \"about:\" protocol"),
+    Handler(u"PROTOCOLS\\Handler\\file", u"urlmon.dll", WhenSuspect,
+            u"Handler for \"file:\" protocol"),
+    Handler(u"PROTOCOLS\\Handler\\ftp", u"urlmon.dll", WhenSuspect,
+            u"Handler for \"ftp:\" protocol"),
+    Handler(u"PROTOCOLS\\Handler\\gopher", u"urlmon.dll", WhenSuspect,
+            u"Handler for \"gopher:\" protocol"),
+    Handler(u"PROTOCOLS\\Handler\\http", u"urlmon.dll", WhenSuspect,
+            u"Handler for \"http:\" protocol"),
+    Handler(u"PROTOCOLS\\Handler\\https", u"urlmon.dll", WhenSuspect,
+            u"Handler for \"https:\" protocol"),
+    Handler(u"PROTOCOLS\\Handler\\local", u"urlmon.dll", WhenSuspect,
+            u"Handler for \"local:\" protocol"),
+    {HKCR, u"PROTOCOLS\\Filter\\text/html", u"CLSID", FilterServedBy, u"urlmon.dll", WhenSet,
+     u"Filter for \"text/html\" MIME type"},
+    {HKCR, u"PROTOCOLS\\Filter\\text/plain", u"CLSID", FilterServedBy, u"urlmon.dll", WhenSet,
+     u"Filter for \"text/plain\" MIME type"},
+};
+
+constexpr TextView kFilter = u"Filter ";
+
+Text Verdict(bool isAccepted) {
+    return Text(isAccepted ? SettingStatus::kAccepted : SettingStatus::kSuspect);
+}
+
+/// What pages and the start page have in common. The last two comparisons mind the case.
+bool IsKnownPage(const Text& value) {
+    const Text lower = ToLower(value);
+    return lower == BuildSettings::Portal || lower == u"about:blank" ||
+           value.starts_with(BuildSettings::CorporateSite) ||
+           value.starts_with(u"res://mshtml.dll");
+}
+
+void GetPageStatus(const Text& value, Text& status) {
+    status = Verdict(IsKnownPage(value) || ToLower(value) == Text(BuildSettings::Portal) + u"/");
+}
+
+/// The portal with a slash behind it isn't a known start page, on purpose.
+void GetStartPageStatus(const Text& value, Text& status) {
+    const bool isKnown = IsKnownPage(value) || Find(ToLower(value), u"google") != 0;
+    status = isKnown ? SettingStatus::kAccepted : SettingStatus::kOwnStartPage;
+}
+
+void GetLocalPageStatus(const Text& value, Text& status) {
+    const Text expected = ToLower(gSystemPath + u"blank.htm");
+    status = Verdict(ToLower(SysUtil::ExpandEnvironment(value)) == expected);
+}
+
+void GetHandlerStatus(RegistryAccess& registry, const Text& clsid, const Text& moduleName,
+                      Text& serverPath, Text& status) {
+    status = Verdict(IsSystemClsidServer(registry, clsid, moduleName, serverPath));
+}
+
+void JudgeServer(RegistryAccess& registry, const Setting& setting, SettingInfo& info) {
+    const Text clsid = info.value;
+    GetHandlerStatus(registry, clsid, Text(setting.expected), info.value, info.status);
+    if (setting.judge != FilterServedBy || !info.value.empty()) return;
+    info.description.insert(kFilter.size(), u"CLSID ");
+    info.value = clsid;
+}
+
+void JudgeText(RegistryAccess& registry, const Setting& setting, SettingInfo& info) {
+    switch (setting.judge) {
+        case Page:
+            return GetPageStatus(info.value, info.status);
+        case StartPage:
+            return GetStartPageStatus(info.value, info.status);
+        case LocalPage:
+            return GetLocalPageStatus(info.value, info.status);
+        case Equals:
+            info.status = Verdict(ToLower(info.value) == setting.expected);
+            return;
+        case NeverAccepted:
+            info.status = SettingStatus::kSuspect;
+            return;
+        case ServedBy:
+        case FilterServedBy:
+            return JudgeServer(registry, setting, info);
+        case Switch:
+            return;
+    }
+}
+
+void ReadText(RegistryAccess& registry, const Setting& setting, SettingInfo& info) {
+    (void)registry.ReadString(setting.root, setting.key, setting.name, info.value);
+    if (info.value.empty()) return;
+    info.shown = setting.shown == WhenSet;
+    JudgeText(registry, setting, info);
+}
+
+/// Shown whether or not there is a value.
+void ReadSwitch(RegistryAccess& registry, const Setting& setting, SettingInfo& info) {
+    std::int32_t number = 0;
+    (void)registry.ReadDword(setting.root, setting.key, setting.name, number);
+    info.value = number != 0 ? u"Yes" : u"No";
+    info.status = Verdict(number == 0);
+    info.shown = true;
+}
+
+}  // namespace
+
+SettingInfo GetSettingInfo(RegistryAccess& registry, int settingNumber) {
+    if (settingNumber < 1 || settingNumber > kSettingCount) {
+        throw RuntimeError(ErrorNumber::SubscriptOutOfRange);
+    }
+    const Setting& setting = kSettings[settingNumber - 1];
+    SettingInfo info;
+    info.description = setting.description;
+    if (setting.isOfNTOnly && !IsWindowsNT()) return info;
+    if (setting.judge == Switch) {
+        ReadSwitch(registry, setting, info);
+    } else {
+        ReadText(registry, setting, info);
+    }
+    if (info.status == SettingStatus::kSuspect) info.shown = true;
+    return info;
+}
+
+}  // namespace bkfd
