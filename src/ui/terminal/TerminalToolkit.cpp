@@ -2,6 +2,10 @@
 
 #include <ostream>
 
+#include "ui/Form.h"
+#include "ui/Timer.h"
+#include "ui/terminal/FormCommand.h"
+#include "ui/terminal/FormText.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
@@ -83,6 +87,78 @@ MessageResult TerminalToolkit::Ask() {
 MessageResult TerminalToolkit::Announce(MessageResult answer, const char* why) {
     messages_ << "  " << NameOf(answer) << " (" << why << ")" << std::endl;
     return answer;
+}
+
+void TerminalToolkit::PumpMessages() {
+    ShowActive();
+    FireTimer();
+}
+
+void TerminalToolkit::WaitForInput() {
+    ShowActive();
+    if (FireTimer()) return;
+    const std::optional<std::string> line = ReadLine("> ");
+    if (!line) EndProgram();
+    if (line->find_first_not_of(' ') == std::string::npos) return;
+    if (*line == "help") {
+        messages_ << FormCommandHelp();
+        return;
+    }
+    if (*line == "show") {
+        lastShown_.clear();
+        return;
+    }
+    Form* form = Windows().Active();
+    const std::string complaint = form ? RunFormCommand(*form, *line) : "No window is open.";
+    if (!complaint.empty()) messages_ << PrintableText(FromUtf8(complaint)) << '\n';
+}
+
+void TerminalToolkit::ShowActive() {
+    Form* form = Windows().Active();
+    std::string text = form ? FormText(*form) : std::string();
+    if (text == lastShown_) return;
+    messages_ << text << std::flush;
+    lastShown_ = std::move(text);
+}
+
+std::optional<std::string> TerminalToolkit::ReadLine(const char* prompt) {
+    messages_ << prompt << std::flush;
+    if (readLine_) return readLine_();
+    std::string line;
+    while (const std::optional<char> key = readKey_()) {
+        if (*key == '\n') return line;
+        if (*key != '\r') line += *key;
+    }
+    return line.empty() ? std::nullopt : std::optional(line);
+}
+
+void TerminalToolkit::StartTimer(Timer& timer, int) {
+    timers_.push_back(&timer);
+}
+
+void TerminalToolkit::StopTimer(Timer& timer) {
+    std::erase(timers_, &timer);
+}
+
+bool TerminalToolkit::FireTimer() {
+    if (timers_.empty()) return false;
+    timers_.front()->Fire();
+    return true;
+}
+
+MenuItem* TerminalToolkit::ShowPopupMenu(Form&, MenuItem& menu) {
+    std::vector<MenuItem*> offered;
+    for (MenuItem* entry : menu.Entries()) {
+        if (!entry->Visible() || !entry->Enabled() || entry->IsSeparator()) continue;
+        offered.push_back(entry);
+        messages_ << "  " << offered.size() << "  "
+                  << PrintableText(WithoutMnemonic(entry->Caption())) << '\n';
+    }
+    const std::optional<std::string> line = ReadLine("Number: ");
+    for (std::size_t number = 1; line && number <= offered.size(); ++number) {
+        if (*line == std::to_string(number)) return offered[number - 1];
+    }
+    return nullptr;
 }
 
 }  // namespace bkfd

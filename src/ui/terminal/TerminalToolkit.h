@@ -3,13 +3,15 @@
 #include <functional>
 #include <iosfwd>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "ui/Toolkit.h"
 
 namespace bkfd {
 
-/// Message boxes as questions on a terminal. All that it writes goes to the message stream, so that
-/// results stay apart.
+/// Message boxes as questions on a terminal, windows as printed text with typed commands. All that
+/// it writes goes to the message stream, so that results stay apart.
 class TerminalToolkit : public Toolkit {
   public:
     /// Who answers the questions.
@@ -21,19 +23,41 @@ class TerminalToolkit : public Toolkit {
     /// The next key pressed, or nothing at the end of the input.
     using KeyReader = std::function<std::optional<char>()>;
 
+    /// The next line typed, without its end, or nothing at the end of the input.
+    using LineReader = std::function<std::optional<std::string>()>;
+
     TerminalToolkit(std::ostream& messages, KeyReader readKey, Answers answers);
+
+    /// Where the commands for windows come from. Without it they are read key by key.
+    void ReadLinesBy(LineReader readLine) { readLine_ = std::move(readLine); }
 
     /// A box with OK alone is shown and not waited for. A question that nobody answers, because the
     /// input has ended or nobody is asked, takes its fixed answer and says so.
     MessageResult ShowMessageBox(const Text& prompt, int style, const Text& title) override;
+    /// Prints the active window if it has changed. A terminal has no use for the time that a window
+    /// stays up by itself: running timers fire at once.
+    void PumpMessages() override;
+    /// The same, and without a timer reads a command and follows it. The end of the input ends the
+    /// program: nobody is there to close the windows.
+    void WaitForInput() override;
+    void StartTimer(Timer& timer, int milliseconds) override;
+    void StopTimer(Timer& timer) override;
+    /// Lists the entries and reads the number of one; anything else closes the menu.
+    MenuItem* ShowPopupMenu(Form& form, MenuItem& menu) override;
 
   private:
+    bool FireTimer();
+    void ShowActive();
+    std::optional<std::string> ReadLine(const char* prompt);
     MessageResult Ask();
     MessageResult Announce(MessageResult answer, const char* why);
 
     std::ostream& messages_;
     KeyReader readKey_;
     Answers answers_;
+    LineReader readLine_;
+    std::vector<Timer*> timers_;
+    std::string lastShown_;
 };
 
 }  // namespace bkfd
