@@ -1,0 +1,244 @@
+#include "detection/CStartupManager.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "detection/DetectionBench.h"
+
+namespace bkfd {
+namespace {
+
+constexpr auto kMachine = RegistryRoot::LocalMachine;
+constexpr auto kUser = RegistryRoot::CurrentUser;
+const Text kVersionKey = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\";
+const Text kPolicyKey = kVersionKey + u"policies\\Explorer\\Run";
+
+struct Startup : CStartupManager {
+    explicit Startup(const DetectionBench& bench) { Init(bench.log); }
+
+    /// The params of each item, a line each.
+    std::string Items() {
+        const auto list = EnumItems();
+        if (list == nullptr) return "no list";
+        std::string text;
+        for (const auto& item : *list) text += ParamsOf(*item) + '\n';
+        return text;
+    }
+};
+
+TEST(CStartupManager, VisitsAllPlacesInOrder) {
+    DetectionBench bench;
+    const char16_t* keys[] = {u"Run",
+                              u"RunServices",
+                              u"RunOnce",
+                              u"RunOnce\\Setup",
+                              u"RunServicesOnce",
+                              u"policies\\Explorer\\Run"};
+    for (const RegistryRoot root : {kMachine, kUser}) {
+        for (const char16_t* key : keys) {
+            bench.machine.SetString(root, kVersionKey + key, u"v", u"C:\\x.exe");
+        }
+    }
+    Startup startup(bench);
+    const auto items = startup.EnumItems();
+    std::string places;
+    std::set<Text> ids;
+    for (const auto& item : Walk(items)) {
+        places += ToUtf8(item->params(u"Key").Values(1).AsText()) + ' ' +
+                  ToUtf8(item->params(u"Hive").Values(1).AsText().substr(kVersionKey.size())) +
+                  '\n';
+        ids.insert(item->Id);
+    }
+    // "Key" is the root's handle and "Hive" the key's path: the other way round than one expects.
+    EXPECT_EQ(places,
+              "-2147483646 Run\n-2147483647 Run\n"
+              "-2147483646 RunServices\n-2147483647 RunServices\n"
+              "-2147483646 RunOnce\n-2147483647 RunOnce\n"
+              "-2147483646 RunOnce\\Setup\n"
+              "-2147483646 RunServicesOnce\n-2147483647 RunServicesOnce\n"
+              "-2147483646 policies\\Explorer\\Run\n-2147483647 policies\\Explorer\\Run\n");
+    EXPECT_EQ(ids.size(), 11U);
+}
+
+TEST(CStartupManager, DescribesItems) {
+    const struct {
+        const char* label;
+        bool isPolicy;
+        const char16_t* data;
+        VersionFields fields;
+        const char* item;  // %K% stands for root and key
+    } rows[] = {
+        {"a described file",
+         false,
+         u"C:\\a b\\x.exe /min",
+         {{u"FileDescription", u"Tool"}, {u"CompanyName", u"Maker"}},
+         "Name=Tool, DLL=C:\\a b\\x.exe, Manufacturer=Maker, %K%, ValueName=v, Icon=IE\n"},
+        {"a plain file",
+         false,
+         u"C:\\a b\\x.exe",
+         {},
+         "Name=v, DLL=C:\\a b\\x.exe, Manufacturer=, %K%, ValueName=v, Icon=IE\n"},
+        {"no data", false, u"", {}, ""},
+        {"data without a file", false, u"/min", {}, ""},
+        {"a described file",
+         true,
+         u"C:\\a b\\x.exe /min",
+         {{u"FileDescription", u"Tool"}, {u"ProductName", u"Suite"}, {u"CompanyName", u"Maker"}},
+         "Name=Tool, DLL=C:\\a b\\x.exe, %K%, ValueName=v, Manufacturer=Maker, Icon=IE\n"},
+        {"a product's description",
+         true,
+         u"C:\\a b\\x.exe",
+         {{u"ProductName", u"Suite"}, {u"ProductDescription", u"All of it"}},
+         "Name=All of it, DLL=C:\\a b\\x.exe, %K%, ValueName=v, Manufacturer=, Icon=IE\n"},
+        {"a plain file",
+         true,
+         u"C:\\a b\\x.exe -a",
+         {},
+         "Name=C:\\a b\\x.exe -a, DLL=C:\\a b\\x.exe, %K%, ValueName=v, Manufacturer=, Icon=IE\n"},
+        {"no data",
+         true,
+         u"",
+         {},
+         "Name=Your description here..., DLL=, %K%, ValueName=v, Manufacturer=, Icon=IE\n"},
+        {"data without a file",
+         true,
+         u"/min",
+         {},
+         "Name=/min, DLL=, %K%, ValueName=v, Manufacturer=, Icon=IE\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.label) + (row.isPolicy ? ", policy" : ""));
+        DetectionBench bench;
+        bench.machine.AddFile(u"C:\\a b\\x.exe", FileWithVersion(row.fields));
+        const Text key = row.isPolicy ? kPolicyKey : kVersionKey + u"Run";
+        bench.machine.SetString(kMachine, key, u"v", row.data);
+        std::string expected = row.item;
+        if (const auto at = expected.find("%K%"); at != std::string::npos) {
+            expected.replace(at, 3, "Key=-2147483646, Hive=" + ToUtf8(key));
+        }
+        Startup startup(bench);
+        EXPECT_EQ(startup.Items(), expected);
+        EXPECT_EQ(bench.log->text, "");
+    }
+}
+
+TEST(CStartupManager, MarksTheProgramsOfWindowsItself) {
+    const struct {
+        const char16_t* path;
+        const char16_t* manufacturer;
+        bool isKnownOnNT;
+        bool isKnownOn9x;
+    } rows[] = {
+        {u"%sys%CTFMON.EXE", u"Microsoft Corporation", true, true},
+        {u"%sys%ctfmon.exe", u"MICROSOFT CORPORATION", false, false},
+        {u"%sys%ctfmon.exe", u"Microsoft Corporation.", false, false},
+        {u"C:\\ctfmon.exe", u"Microsoft Corporation", false, false},
+        {u"C:\\Program Files\\Messenger\\msmsgs.exe", u"Microsoft Corporation", true, true},
+        {u"%sys%internat.exe", u"Microsoft Corporation", true, false},
+        {u"%sys%powrprof.dll", u"Microsoft Corporation", false, true},
+        {u"%win%scanregw.exe", u"Microsoft Corporation", false, true},
+        {u"%sys%systray.exe", u"Microsoft Corporation", false, true},
+        {u"%win%taskmon.exe", u"Microsoft Corporation", false, true},
+        {u"%sys%mstask.exe", u"Microsoft Corporation", false, true},
+        {u"%win%mstask.exe", u"Microsoft Corporation", false, false},
+    };
+    for (const auto family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
+        for (const auto& row : rows) {
+            DetectionBench bench(family);
+            const Text path =
+                Replace(Replace(row.path, u"%sys%", gSystemPath), u"%win%", gWindowsPath);
+            bench.machine.AddFile(path, FileWithVersion({{u"CompanyName", row.manufacturer}}));
+            bench.machine.SetString(kUser, kVersionKey + u"Run", u"v", u"\"" + path + u"\"");
+            const bool isKnown = family == WindowsFamily::NT ? row.isKnownOnNT : row.isKnownOn9x;
+            Startup startup(bench);
+            const auto items = startup.EnumItems();
+            const auto& item = **Walk(items).begin();
+            EXPECT_EQ(item.params(u"Icon").Values(1).AsText(), isKnown ? u"OK" : u"IE")
+                << ToUtf8(path);
+        }
+    }
+}
+
+TEST(CStartupManager, EndsAtAProductWithoutADescription) {
+    DetectionBench bench;
+    bench.machine.AddFile(u"C:\\x.exe", FileWithVersion({{u"ProductName", u"Suite"}}));
+    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"first", u"C:\\x.exe");
+    bench.machine.SetString(kUser, kPolicyKey, u"v", u"C:\\x.exe");
+    Startup startup(bench);
+    EXPECT_EQ(startup.Items(), "no list");
+    EXPECT_EQ(bench.log->text.rfind("5 4 CStartupManager.EnumItems: ", 0), 0U) << bench.log->text;
+}
+
+TEST(CStartupManager, SkipsTheRestOfAKeyBehindABrokenValue) {
+    DetectionBench bench;
+    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"a", u"C:\\a.exe");
+    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"b", u"\"");
+    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"c", u"C:\\c.exe");
+    bench.machine.SetString(kUser, kVersionKey + u"Run", u"d", u"C:\\d.exe");
+    Startup startup(bench);
+    const auto items = startup.EnumItems();
+    std::string files;
+    for (const auto& item : Walk(items)) files += ToUtf8(item->params(u"DLL").Values(1).AsText());
+    EXPECT_EQ(files, "C:\\a.exeC:\\d.exe");
+    EXPECT_EQ(bench.log->text.rfind("5 4 CStartupManager.FillItemInfo: ", 0), 0U)
+        << bench.log->text;
+
+    bench.log->text.clear();
+    startup.RemoveStartup(u"C:\\c.exe");
+    startup.RemoveStartup(u"c:\\D.EXE");
+    EXPECT_TRUE(bench.machine.HasValue(kMachine, kVersionKey + u"Run", u"c"));
+    EXPECT_FALSE(bench.machine.HasValue(kUser, kVersionKey + u"Run", u"d"));
+}
+
+TEST(CStartupManager, RemovesWhatStartsAFile) {
+    DetectionBench bench;
+    auto& machine = bench.machine;
+    machine.AddFile(u"C:\\WINDOWS\\bad.exe");
+    const Text run = kVersionKey + u"Run";
+    machine.SetString(kMachine, run, u"one", u"C:\\windows\\BAD.EXE /x");
+    machine.SetString(kMachine, run, u"two", u"C:\\WINDOWS\\bad.exe.exe");
+    machine.SetString(kUser, kVersionKey + u"RunOnce", u"by its bare name", u"bad.exe");
+    machine.SetString(kUser, kVersionKey + u"RunOnce", u"nothing", u"");
+    machine.SetString(kUser, kPolicyKey, u"%2", u"\"C:\\WINDOWS\\bad.exe\" -p");
+    machine.SetString(kUser, kPolicyKey, u"nothing", u"");
+    Startup startup(bench);
+    startup.RemoveStartup(u"c:\\windows\\bad.exe");
+    EXPECT_EQ(
+        bench.log->text,
+        "5 CStartupManager.RemoveItemInfo: Deleted: 'HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\"
+        "Windows\\CurrentVersion\\Run', 'one', 'C:\\windows\\BAD.EXE /x'\n"
+        "5 CStartupManager.RemoveItemInfo: Deleted: 'HKEY_CURRENT_USER\\SOFTWARE\\Microsoft\\"
+        "Windows\\CurrentVersion\\RunOnce', 'by its bare name', 'bad.exe'\n"
+        "5 CStartupManager.RemovePolicyInfo: Deleted: 'HKEY_CURRENT_USER\\SOFTWARE\\Microsoft\\"
+        "Windows\\CurrentVersion\\policies\\Explorer\\Run', '%2', "
+        "'\"C:\\WINDOWS\\bad.exe\" -p'\n");
+    EXPECT_EQ(machine.DumpRegistry().find("one"), std::string::npos);
+    EXPECT_TRUE(machine.HasValue(kMachine, run, u"two"));
+    EXPECT_TRUE(machine.HasValue(kUser, kVersionKey + u"RunOnce", u"nothing"));
+    EXPECT_FALSE(machine.HasValue(kUser, kVersionKey + u"RunOnce", u"by its bare name"));
+    EXPECT_TRUE(machine.HasValue(kUser, kPolicyKey, u"nothing"));
+    EXPECT_FALSE(machine.HasValue(kUser, kPolicyKey, u"%2"));
+}
+
+TEST(CStartupManager, SaysDeletedEvenWhereItWasRefused) {
+    DetectionBench bench;
+    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"v", u"C:\\bad.exe");
+    bench.machine.DenyWrite(kMachine, kVersionKey + u"Run");
+    Startup startup(bench);
+    startup.RemoveStartup(u"C:\\bad.exe");
+    EXPECT_TRUE(bench.machine.HasValue(kMachine, kVersionKey + u"Run", u"v"));
+    EXPECT_NE(bench.log->text.find("Deleted: "), std::string::npos);
+}
+
+TEST(CStartupManager, LogsAFailureOfTheWholeRemoval) {
+    DetectionBench bench;
+    Startup startup(bench);
+    bench.spy.failRegistry = true;
+    startup.RemoveStartup(u"C:\\bad.exe");
+    EXPECT_EQ(bench.log->text.rfind("7 4 CStartupManager.RemoveStartup: ", 0), 0U)
+        << bench.log->text;
+}
+
+}  // namespace
+}  // namespace bkfd

@@ -1,0 +1,229 @@
+#include <gtest/gtest.h>
+
+#include "detection/CPaDetector.h"
+#include "detection/DetectionBench.h"
+
+namespace bkfd {
+namespace {
+
+constexpr auto kMachine = RegistryRoot::LocalMachine;
+const Text kHelperObjects =
+    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\";
+const Text kRun = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
+const Text kFirst = u"{11111111-1111-1111-1111-111111111111}";
+const Text kSecond = u"{22222222-2222-2222-2222-222222222222}";
+
+class Detection : public DetectionBench {
+  public:
+    using DetectionBench::DetectionBench;
+
+    void AddHelperObject(const Text& clsid, const Text& dll) {
+        machine.SetString(kMachine, kHelperObjects + clsid, u"", u"x");
+        machine.SetString(RegistryRoot::ClassesRoot, u"CLSID\\" + clsid + u"\\InProcServer32", u"",
+                          dll);
+    }
+    void AddStartup(const Text& name, const Text& line) {
+        machine.SetString(kMachine, kRun, name, line);
+    }
+    void AddProcess(const Text& path, std::vector<Text> modules = {}) {
+        machine.AddProcess({nextId_ += 4, path, std::move(modules)});
+    }
+    void AddPlainFile(const Text& path) { machine.AddFile(path, "plain"); }
+    void AddGoodFile(const Text& path) { machine.AddFile(path, Steered({}, 3584, 5485141)); }
+    void AddMakersFile(const Text& path) {
+        machine.AddFile(path, FileWithVersion({{u"CompanyName", u"Maker"}}));
+    }
+
+    /// The files, the helper objects and the log of a detection, a paragraph each.
+    std::string Run() {
+        KeyedList files;
+        KeyedList bhos;
+        files.Add(u"from before");
+        bhos.Add(u"from before");
+        detector_.DetectParasites(files, bhos);
+        return Lines(files) + "--\n" + Lines(bhos) + "--\n" + log->text;
+    }
+    void Init() { detector_.Init(log, nullptr); }
+
+  private:
+    std::uint32_t nextId_ = 100;
+    CPaDetector detector_;
+};
+
+TEST(DetectParasites, AnswersForEachPlace) {
+    const struct {
+        const char* label;
+        void (*prepare)(Detection&);
+        const char* answer;
+    } rows[] = {
+        {"a clean machine",
+         [](Detection& it) {
+             it.AddMakersFile(u"C:\\m.dll");
+             it.AddPlainFile(u"C:\\plain.exe");
+             it.AddHelperObject(kFirst, u"C:\\m.dll");
+             it.AddStartup(u"idle", u"C:\\plain.exe");
+             it.AddProcess(u"C:\\m.dll", {u"C:\\other.dll"});
+         },
+         "--\n--\n"},
+        {"a dead registration", [](Detection& it) { it.AddHelperObject(kFirst, u""); },
+         "--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
+        {"two registrations of a file, in the registry's spelling",
+         [](Detection& it) {
+             it.AddPlainFile(u"C:\\Bad.dll");
+             it.AddHelperObject(kFirst, u"C:\\Bad.dll");
+             it.AddHelperObject(kSecond, u"C:\\Bad.dll");
+         },
+         "C:\\Bad.dll\n--\n{11111111-1111-1111-1111-111111111111}\n"
+         "{22222222-2222-2222-2222-222222222222}\n--\n"},
+        {"a helper object whose file is gone",
+         [](Detection& it) { it.AddHelperObject(kFirst, u"C:\\gone.dll"); },
+         "C:\\gone.dll\n--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
+        {"a helper object with a good file",
+         [](Detection& it) {
+             it.AddGoodFile(u"C:\\good.dll");
+             it.AddHelperObject(kFirst, u"C:\\good.dll");
+         },
+         "--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
+        {"a startup item that runs",
+         [](Detection& it) {
+             it.AddPlainFile(u"C:\\Bad.exe");
+             it.AddStartup(u"v", u"C:\\Bad.exe -x");
+             it.AddStartup(u"w", u"C:\\BAD.EXE");
+             it.AddProcess(u"C:\\bAD.exe");
+         },
+         "c:\\bad.exe\n--\n--\n"
+         "5 CPaDetector.DetectParasites: RunningStartupNonamer found: c:\\bad.exe\n"},
+        {"a startup item that is only loaded",
+         [](Detection& it) {
+             it.AddPlainFile(u"C:\\bad.dll");
+             it.AddStartup(u"v", u"rundll32 C:\\bad.dll,x");
+             it.AddProcess(u"C:\\plain.exe", {u"C:\\bad.dll"});
+         },
+         "--\n--\n"},
+        {"a startup item with a company",
+         [](Detection& it) {
+             it.AddMakersFile(u"C:\\m.exe");
+             it.AddStartup(u"v", u"C:\\m.exe");
+             it.AddProcess(u"C:\\m.exe");
+         },
+         "--\n--\n"},
+        {"a running startup item that is good",
+         [](Detection& it) {
+             it.AddGoodFile(u"C:\\good.exe");
+             it.AddStartup(u"v", u"C:\\good.exe");
+             it.AddProcess(u"C:\\good.exe");
+         },
+         "--\n--\n5 CPaDetector.DetectParasites: RunningStartupNonamer found: c:\\good.exe\n"},
+        {"processes and modules, each named once",
+         [](Detection& it) {
+             it.AddPlainFile(u"C:\\BAD32.exe");
+             it.AddPlainFile(u"C:\\x\\se.dll");
+             it.AddStartup(u"v", u"C:\\bad32.exe");
+             it.AddProcess(u"C:\\BAD32.exe", {u"C:\\X\\SE.dll", u"C:\\a.tmp"});
+             it.AddProcess(u"C:\\A.TMP", {u"c:\\x\\se.dll", u"C:\\calc.exe:s.dll"});
+         },
+         "c:\\bad32.exe\nc:\\x\\se.dll\nc:\\a.tmp\nc:\\calc.exe:s.dll\n--\n--\n"
+         "5 CPaDetector.DetectParasites: RunningStartupNonamer found: c:\\bad32.exe\n"
+         "5 CPaDetector.DetectParasites: Running parasite module: c:\\x\\se.dll\n"
+         "5 CPaDetector.DetectParasites: Running parasite module: c:\\a.tmp\n"
+         "5 CPaDetector.DetectParasites: Running parasite module: c:\\calc.exe:s.dll\n"},
+        {"a parasite's process", [](Detection& it) { it.AddProcess(u"C:\\Temp\\A.TMP"); },
+         "c:\\temp\\a.tmp\n--\n--\n"
+         "5 CPaDetector.DetectParasites: Running parasite process: c:\\temp\\a.tmp\n"},
+        {"a file of a helper object that also runs, in two spellings",
+         [](Detection& it) {
+             it.AddPlainFile(u"C:\\X\\se.dll");
+             it.AddHelperObject(kFirst, u"C:\\X\\se.dll");
+             it.AddProcess(u"C:\\plain.exe", {u"c:\\x\\SE.DLL"});
+         },
+         "C:\\X\\se.dll\n--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
+        {"the session manager, started as a nonamer",
+         [](Detection& it) {
+             it.AddStartup(u"v", u"\\SystemRoot\\System32\\smss.exe");
+             it.AddProcess(u"\\SystemRoot\\System32\\smss.exe");
+         },
+         "--\n--\n5 CPaDetector.DetectParasites: RunningStartupNonamer found: "
+         "\\systemroot\\system32\\smss.exe\n"},
+        {"a prefix of the system stays",
+         [](Detection& it) {
+             it.AddPlainFile(u"C:\\bad.exe");
+             it.AddStartup(u"v", u"C:\\bad.exe");
+             it.AddProcess(u"\\??\\C:\\bad.exe");
+         },
+         "--\n--\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        Detection detection;
+        detection.Init();
+        row.prepare(detection);
+        EXPECT_EQ(detection.Run(), row.answer);
+        EXPECT_EQ(detection.machine.OpenHandleCount(), 0U);
+    }
+}
+
+TEST(DetectParasites, WorksOnTheOldFamily) {
+    Detection detection(WindowsFamily::Windows9x);
+    detection.Init();
+    detection.AddPlainFile(u"C:\\BAD32.EXE");
+    detection.AddProcess(u"C:\\BAD32.EXE", {u"C:\\A.TMP"});
+    EXPECT_EQ(detection.Run(),
+              "c:\\bad32.exe\nc:\\a.tmp\n--\n--\n"
+              "5 CPaDetector.DetectParasites: Running parasite process: c:\\bad32.exe\n"
+              "5 CPaDetector.DetectParasites: Running parasite module: c:\\a.tmp\n");
+}
+
+TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {
+    const std::string notSet = ToUtf8(RuntimeError(ErrorNumber::ObjectNotSet).Description());
+    const struct {
+        const char* label;
+        void (*prepare)(Detection&);
+        const char* lists;
+        const char* firstSource;
+    } rows[] = {
+        {"the helper objects", [](Detection& it) { it.spy.failRegistry = true; }, "--\n--\n",
+         "7 4 CBHOManager.EnumBHOs: "},
+        {"the startup items",
+         [](Detection& it) {
+             it.machine.AddFile(u"C:\\s.exe", FileWithVersion({{u"ProductName", u"Suite"}}));
+             it.machine.SetString(kMachine,
+                                  u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\policies\\"
+                                  u"Explorer\\Run",
+                                  u"v", u"C:\\s.exe");
+         },
+         "C:\\good.dll\n--\n{11111111-1111-1111-1111-111111111111}\n--\n",
+         "5 4 CStartupManager.EnumItems: "},
+        {"the processes", [](Detection& it) { it.spy.failProcesses = true; },
+         "C:\\good.dll\n--\n{11111111-1111-1111-1111-111111111111}\n--\n",
+         "7 4 CProcessManager.EnumProcs: "},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        Detection detection;
+        detection.Init();
+        detection.AddGoodFile(u"C:\\good.dll");
+        detection.AddHelperObject(kFirst, u"C:\\good.dll");
+        detection.AddProcess(u"C:\\a.tmp");
+        row.prepare(detection);
+        const std::string answer = detection.Run();
+        EXPECT_EQ(answer.rfind(std::string(row.lists) + row.firstSource, 0), 0U) << answer;
+        EXPECT_TRUE(answer.ends_with("91 0 CPaDetector.DetectParasites: " + notSet + '\n'))
+            << answer;
+    }
+}
+
+TEST(DetectParasites, RemembersOnlyWhatFilesHold) {
+    Detection detection;
+    detection.Init();
+    detection.AddGoodFile(u"C:\\x32.exe");
+    detection.AddProcess(u"C:\\x32.exe");
+    EXPECT_TRUE(detection.Run().starts_with("--\n--\n"));
+    // By its old hash it is still good; the listed size is asked for anew.
+    detection.machine.AddFile(u"C:\\x32.exe", Bytes(3584));
+    EXPECT_TRUE(detection.Run().starts_with("--\n--\n"));
+    detection.machine.AddFile(u"C:\\x32.exe", Bytes(3585));
+    EXPECT_TRUE(detection.Run().starts_with("c:\\x32.exe\n--\n--\n"));
+}
+
+}  // namespace
+}  // namespace bkfd

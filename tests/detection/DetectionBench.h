@@ -1,0 +1,100 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "detection/SpyMachine.h"
+#include "detection/identity/CHashier.h"
+#include "detection/identity/ContentHash.h"
+#include "formats/VersionSamples.h"
+#include "platform/memory/MemoryMachine.h"
+#include "services/ApplicationState.h"
+#include "services/ItemList.h"
+#include "services/Logger.h"
+#include "services/MAPI.h"
+#include "services/SysUtil.h"
+
+namespace bkfd {
+
+/// A log as text: "level source: message" a line, with the code in front where it isn't 0.
+class LogText final : public Logger {
+  public:
+    void Write(std::int32_t code, const Text& message, LogLevel level,
+               const Text& source) override {
+        if (code != 0) text += std::to_string(code) + ' ';
+        text += std::to_string(static_cast<int>(level)) + ' ' + ToUtf8(source) + ": " +
+                ToUtf8(message) + '\n';
+    }
+    void Open(const Text&, const Text&) override {}
+
+    std::string text;
+};
+
+/// A machine in memory, watched, with a log, installed for one test with the facts that start-up
+/// sets.
+class DetectionBench {
+  public:
+    explicit DetectionBench(WindowsFamily family = WindowsFamily::NT) : machine(family) {
+        machine.SetEnvironment(u"programfiles", u"C:\\Program Files");
+        Start();
+    }
+    ~DetectionBench() { gHashier.reset(); }
+
+    /// Reads the machine's facts and drops what is remembered of its files.
+    void Start() {
+        gHashier = std::make_unique<CHashier>();
+        gIsNT = IsWindowsNT();
+        gIsNT4 = IsWindowsNT4();
+        gWindowsPath = WithBackslash(ToLower(SysUtil::ExpandEnvironment(u"%windir%")));
+        gSystemPath = gWindowsPath + (gIsNT ? u"system32\\" : u"system\\");
+    }
+
+    int Calls(const std::string& call) { return spy.files.calls[call]; }
+
+    MemoryMachine machine;
+    SpyMachine spy{machine};
+    InstalledMachine installed{spy};
+    std::shared_ptr<LogText> log = std::make_shared<LogText>();
+};
+
+using VersionFields = std::vector<std::pair<Text, Text>>;
+
+/// A program file with a version record of those fields.
+inline Bytes FileWithVersion(const VersionFields& fields) {
+    std::vector<Bytes> blocks;
+    for (const auto& [name, value] : fields) blocks.push_back(samples::Field(name, value));
+    return samples::PeFile({{0x409, samples::EnglishRecord(blocks)}});
+}
+
+/// The file, lengthened to `size` so that it has that content hash: the bits that the hash lacks
+/// are spread over the last 31 bytes, one bit a byte. Empty if that can't be done.
+inline Bytes Steered(Bytes file, std::size_t size, std::int32_t hash) {
+    constexpr std::int64_t kModulus = 0x7FFFFFFF;
+    if (size < file.size() + 31) return {};
+    file.resize(size);
+    std::int64_t missing = (hash + kModulus - ContentHash(file)) % kModulus;
+    file.back() = static_cast<std::uint8_t>(missing & 1);
+    for (std::size_t bit = 30; bit > 0; --bit) {
+        file[size - 32 + bit] = static_cast<std::uint8_t>((missing >> bit) & 1);
+    }
+    return ContentHash(file) == hash ? file : Bytes();
+}
+
+/// "name=value" of each param in order, separated by ", ".
+inline std::string ParamsOf(const ItemNode& item) {
+    std::string text;
+    for (const auto& param : const_cast<ItemNode&>(item).params()) {
+        if (!text.empty()) text += ", ";
+        text += ToUtf8(param->Name()) + '=' + ToUtf8(param->Values(1).AsText());
+    }
+    return text;
+}
+
+inline std::string Lines(const KeyedList& list) {
+    std::string text;
+    for (const Variant& item : list) text += ToUtf8(item.AsText()) + '\n';
+    return text;
+}
+
+}  // namespace bkfd

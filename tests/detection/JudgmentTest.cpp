@@ -1,0 +1,197 @@
+// The five judgments of one file, and the file size that they go by.
+
+#include <gtest/gtest.h>
+
+#include "detection/CPaDetector.h"
+#include "detection/DetectionBench.h"
+#include "detection/MFileEnum.h"
+
+namespace bkfd {
+namespace {
+
+// Sizes and hashes of the lists; 4096 is a size of both kinds.
+constexpr std::size_t kBothSize = 4096;
+constexpr std::size_t kParasiteSize = 2560;
+constexpr std::size_t kGoodSize = 3584;
+constexpr std::size_t kUnlistedSize = 4000;
+constexpr std::int32_t kParasiteHash = 13084053;
+constexpr std::int32_t kGoodHash = 5485141;
+constexpr std::int32_t kUnlistedHash = 5485142;
+
+Bytes Anonymous(std::size_t size, std::int32_t hash) {
+    return Steered({}, size, hash);
+}
+Bytes Named(std::size_t size, std::int32_t hash) {
+    return Steered(FileWithVersion({{u"CompanyName", u"Maker"}}), size, hash);
+}
+
+struct Detector : CPaDetector {
+    explicit Detector(const DetectionBench& bench) { Init(bench.log, nullptr); }
+
+    /// The judgments that say yes: Good, Suspicious, Parasite, and B with s and p for helper
+    /// objects.
+    std::string Verdict(const Text& file) {
+        std::string verdict;
+        if (IsGoodRunningModule(file)) verdict += "G";
+        if (IsSuspiciousRunningModule(file)) verdict += "S";
+        if (IsParasiteRunningModule(file)) verdict += "P";
+        verdict += '|';
+        if (IsSuspiciousBHO(file)) verdict += "S";
+        if (IsParasiteBHO(file)) verdict += "P";
+        return verdict;
+    }
+};
+
+TEST(Judgments, OfFilesThatAreThere) {
+    const struct {
+        const char* label;
+        const char16_t* path;
+        Bytes content;
+        const char* verdict;
+    } rows[] = {
+        {"good", u"C:\\a\\x.dll", Anonymous(kGoodSize, kGoodHash), "G|SP"},
+        {"good size alone", u"C:\\a\\x.dll", Anonymous(kGoodSize, kUnlistedHash), "S|SP"},
+        {"good hash alone", u"C:\\a\\x.dll", Anonymous(kUnlistedSize, kGoodHash), "S|SP"},
+        {"parasite's hash, good size", u"C:\\a\\x.dll", Anonymous(kGoodSize, kParasiteHash),
+         "S|SP"},
+        {"good but for a company", u"C:\\a\\x.dll", Named(kGoodSize, kGoodHash), "|"},
+        {"greatest hash", u"C:\\a\\x.dll", Bytes(kBothSize, 0xFF), "G|SP"},
+        {"parasite", u"C:\\a\\x.dll", Anonymous(kParasiteSize, kParasiteHash), "SP|SP"},
+        {"parasite's size alone", u"C:\\a\\x.dll", Anonymous(kParasiteSize, kUnlistedHash), "S|SP"},
+        {"parasite's hash alone", u"C:\\a\\x.dll", Anonymous(kUnlistedSize, kParasiteHash), "S|SP"},
+        {"parasite with a company", u"C:\\a\\x.dll", Named(kParasiteSize, kParasiteHash), "P|"},
+        {"size of both, parasite's hash", u"C:\\a\\x.dll", Anonymous(kBothSize, kParasiteHash),
+         "SP|SP"},
+        {"size of both, good hash", u"C:\\a\\x.dll", Anonymous(kBothSize, kGoodHash), "G|SP"},
+        {"plain", u"C:\\a\\x.dll", Anonymous(kUnlistedSize, kUnlistedHash), "S|SP"},
+        {"plain with a company", u"C:\\a\\x.dll", Named(kUnlistedSize, kUnlistedHash), "|"},
+        // Names of running modules.
+        {"32.exe", u"C:\\a\\abc32.exe", Anonymous(kUnlistedSize, kUnlistedHash), "SP|SP"},
+        {"32.EXE", u"C:\\a\\ABC32.EXE", Anonymous(kUnlistedSize, kUnlistedHash), "SP|SP"},
+        {"32.exe, parasite's size alone", u"C:\\a\\abc32.exe",
+         Anonymous(kParasiteSize, kUnlistedHash), "SP|SP"},
+        {"32.exe with a company", u"C:\\a\\rundll32.exe", Named(kUnlistedSize, kUnlistedHash), "|"},
+        {"32.exe, good", u"C:\\a\\abc32.exe", Anonymous(kGoodSize, kGoodHash), "GP|SP"},
+        {"32.exe, empty", u"C:\\a\\abc32.exe", {}, "S|SP"},
+        {"32.dll", u"C:\\a\\abc32.dll", Anonymous(kUnlistedSize, kUnlistedHash), "S|SP"},
+        {"se.dll", u"C:\\a\\SE.dll", Anonymous(kUnlistedSize, kUnlistedHash), "SP|SP"},
+        {"ends in se.dll", u"C:\\a\\mouse.dll", Anonymous(kUnlistedSize, kUnlistedHash), "S|SP"},
+        {"tmp with a company", u"C:\\a\\setup.tmp.exe", Named(kUnlistedSize, kUnlistedHash), "P|"},
+        {"tmp in a longer ending", u"C:\\a\\x.TMPL", Named(kUnlistedSize, kUnlistedHash), "P|"},
+        {"tmp in a folder", u"C:\\x.tmp\\setup.exe", Named(kUnlistedSize, kUnlistedHash), "|"},
+        // Helper objects that are spared.
+        {"reader", u"C:\\x\\AcroIEHelper.ocx", Anonymous(kUnlistedSize, kUnlistedHash), "S|"},
+        {"reader, another ending", u"C:\\x\\AcroIEHelper.dll",
+         Anonymous(kUnlistedSize, kUnlistedHash), "S|SP"},
+        {"reader, longer name", u"C:\\x\\xAcroIEHelper.ocx",
+         Anonymous(kUnlistedSize, kUnlistedHash), "S|SP"},
+        {"help", u"C:\\x\\PCSHARED\\nmiehelp.dll", Anonymous(kUnlistedSize, kUnlistedHash), "S|"},
+        {"help, another folder", u"C:\\x\\nmiehelp.dll", Anonymous(kUnlistedSize, kUnlistedHash),
+         "S|SP"},
+        {"suspicious yet spared", u"C:\\x\\AcroIEFavClient.DLL",
+         Anonymous(kUnlistedSize, kUnlistedHash), "S|S"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        DetectionBench bench;
+        bench.machine.AddFile(row.path, row.content);
+        Detector detector(bench);
+        EXPECT_EQ(detector.Verdict(row.path), row.verdict);
+        EXPECT_EQ(bench.log->text, "");
+        EXPECT_EQ(bench.spy.files.OpenSearches(), 0);
+    }
+}
+
+TEST(Judgments, OfFilesThatAreNotThere) {
+    const struct {
+        const char* label;
+        Text path;
+        const char* verdict;
+    } rows[] = {
+        {"the session manager", u"\\SystemRoot\\System32\\smss.exe", "G|SP"},
+        {"another one", u"\\SystemRoot\\System32\\csrss.exe", "S|SP"},
+        {"32.exe", u"C:\\Windows\\abc32.exe", "S|SP"},
+        {"tmp", u"C:\\a.tmp", "SP|SP"},
+        {"a stream", u"C:\\Windows\\calc.exe:hidden.dll", "SP|SP"},
+        {"no stream", u"C:\\Windows\\calc.exe", "S|SP"},
+        {"a drive and a name", u"c:name", "SP|SP"},
+        {"no path at all", u"", "S|SP"},
+        {"shorter than the endings", u"l", "S|SP"},
+        {"the ending alone", u"\\acroiehelper.ocx", "S|"},
+        {"a folder", u"C:\\WINDOWS", "S|SP"},
+        {"a lone surrogate",
+         {u'C', u':', u'\\', 0xD800, u'3', u'2', u'.', u'e', u'x', u'e'},
+         "S|SP"},
+        {"an embedded NUL", {u'C', u':', u'\\', 0, u'.', u't', u'm', u'p'}, "SP|SP"},
+        {"a long name", u"C:\\" + Text(32764, u'x'), "S|SP"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        DetectionBench bench;
+        Detector detector(bench);
+        EXPECT_EQ(detector.Verdict(row.path), row.verdict);
+        EXPECT_EQ(bench.log->text, "");
+    }
+}
+
+TEST(Judgments, DontTouchTheSessionManager) {
+    DetectionBench bench;
+    Detector detector(bench);
+    EXPECT_TRUE(detector.IsGoodRunningModule(u"\\SYSTEMROOT\\System32\\SMSS.EXE"));
+    EXPECT_EQ(bench.Calls("CreateFile") + bench.Calls("FindFirstFile"), 0);
+}
+
+TEST(Judgments, HashOnlyBehindAListedSize) {
+    DetectionBench bench;
+    bench.machine.AddFile(u"C:\\good", Anonymous(kGoodSize, kUnlistedHash));
+    bench.machine.AddFile(u"C:\\parasite", Anonymous(kParasiteSize, kUnlistedHash));
+    bench.machine.AddFile(u"C:\\unlisted", Anonymous(kUnlistedSize, kUnlistedHash));
+    Detector detector(bench);
+    // A good size isn't a parasite's.
+    detector.IsParasiteRunningModule(u"C:\\good");
+    detector.IsParasiteRunningModule(u"C:\\unlisted");
+    EXPECT_EQ(bench.Calls("CreateFile"), 0);
+    detector.IsParasiteRunningModule(u"C:\\parasite");
+    EXPECT_EQ(bench.Calls("CreateFile"), 1);
+    // One opening for the version record, and a second one for the hash.
+    detector.IsSuspiciousRunningModule(u"C:\\unlisted");
+    EXPECT_EQ(bench.Calls("CreateFile C:\\unlisted"), 1);
+    detector.IsSuspiciousRunningModule(u"C:\\good");
+    detector.IsSuspiciousRunningModule(u"C:\\good");
+    EXPECT_EQ(bench.Calls("CreateFile C:\\good"), 2);
+}
+
+TEST(Judgments, LogAFailureAndSayNo) {
+    DetectionBench bench;
+    bench.machine.AddFile(u"C:\\a\\abc32.exe", Anonymous(kParasiteSize, kParasiteHash));
+    CPaDetector detector;
+    // A manager that is given isn't taken, which leaves the detector without one.
+    detector.Init(bench.log, std::make_shared<CFileInfoManager>());
+    gHashier.reset();
+    EXPECT_FALSE(detector.IsGoodRunningModule(u"C:\\a\\abc32.exe"));
+    EXPECT_FALSE(detector.IsSuspiciousRunningModule(u"C:\\a\\abc32.exe"));
+    EXPECT_FALSE(detector.IsSuspiciousBHO(u"C:\\a\\abc32.exe"));
+    EXPECT_FALSE(detector.IsParasiteBHO(u"C:\\a\\abc32.exe"));
+    EXPECT_FALSE(detector.IsParasiteRunningModule(u"C:\\a\\abc32.exe"));
+    const Text message = RuntimeError(ErrorNumber::ObjectNotSet).Description();
+    std::string expected;
+    for (const char* operation :
+         {"IsGoodRunningModule", "IsGoodRunningModule", "IsSuspiciousRunningModule",
+          "IsSuspiciousBHO", "IsParasiteBHO", "IsParasiteRunningModule"}) {
+        expected += "91 0 CPaDetector." + std::string(operation) + ": " + ToUtf8(message) + '\n';
+    }
+    EXPECT_EQ(bench.log->text, expected);
+}
+
+TEST(GetFileSizeLow, TellsTheSizeOfAFile) {
+    DetectionBench bench;
+    bench.machine.AddFile(u"C:\\a\\one.dll", Bytes(77));
+    EXPECT_EQ(GetFileSizeLow(u"C:\\a\\one.dll"), 77);
+    EXPECT_EQ(GetFileSizeLow(u"C:\\a\\o?e.*"), 77);
+    EXPECT_EQ(GetFileSizeLow(u"C:\\a\\two.dll"), 0);
+    EXPECT_EQ(GetFileSizeLow(u""), 0);
+    EXPECT_EQ(bench.spy.files.OpenSearches(), 0);
+}
+
+}  // namespace
+}  // namespace bkfd

@@ -1,0 +1,193 @@
+#include "detection/identity/CFileChecker.h"
+
+#include <gtest/gtest.h>
+
+#include "base/RuntimeError.h"
+#include "detection/DetectionBench.h"
+
+namespace bkfd {
+namespace {
+
+TEST(CFileChecker, TakesTheFileOutOfACommandLine) {
+    const DetectionBench bench;
+    CFileChecker checker;
+    const struct {
+        const char16_t* line;
+        const char16_t* file;
+    } rows[] = {
+        // Behind rundll32 stands a library.
+        {u"rundll32 shell32.dll,Control_RunDLL x.cpl", u"shell32.dll"},
+        {u"RUNDLL32.EXE foo,Entry", u"foo.dll"},
+        {u"rundll32 foo.dll", u"foo.dll"},
+        {u"rundll32.exe", u"rundll32.exe"},
+        {u"rundll32,a b", u"b.dll"},
+        {u"rundll32 ,x", u".dll"},
+        {u"rundll32  C:\\a b\\c ,x", u"C:\\a b\\c.dll"},
+        {u"rundll32 \"C:\\a b\\c.dll\",x", u"\"C:\\a b\\c.dll\""},
+        {u"rundll32 a/b,x", u"a/b.dll"},
+        {u"\"rundll32.exe\" foo.dll,bar", u"foo.dll"},
+        {u"\"RunDll32.exe\" foo,bar", u"foo.dll"},
+        {u"%SystemRoot%\\System32\\rundll32.exe foo,bar", u"foo.dll"},
+        {u"C:\\WINDOWS\\SYSTEM32\\RUNDLL32.EXE x.dll,y", u"C:\\WINDOWS\\SYSTEM32\\RUNDLL32.EXE"},
+        {u"\"rundll32\" foo.dll,bar", u"rundll32"},
+        // Switches and slashes.
+        {u"\"C:\\Program Files\\App\\app.exe\" /min", u"C:\\Program Files\\App\\app.exe"},
+        {u"C:/Tools/x.exe", u"C:"},
+        {u"/x", u""},
+        {u"explorer /e,c:\\", u"explorer.exe"},
+        {u"explorer", u"explorer.exe"},
+        {u"Explorer", u"Explorer"},
+        {u"\"explorer\"", u"explorer.exe"},
+        // Blanks, without quotes.
+        {u"C:\\Program Files\\App\\app.exe -x", u"C:\\Program Files\\App\\app.exe"},
+        {u"C:\\Program Files\\App\\app.exe", u"C:\\Program Files\\App\\app.exe"},
+        {u"foo bar baz", u"foo bar"},
+        {u"  foo.exe", u""},
+        {u"foo.exe ", u"foo.exe"},
+        {u" C:\\a\\b.exe c", u"C:\\a\\b.exe"},
+        // Placeholders go from the third character on.
+        {u"C:\\Program Files\\App\\app.exe \"%1\"", u"C:\\Program Files\\App\\app.exe"},
+        {u"C:\\a b\\c%1.exe %1", u"C:\\a b\\c.exe"},
+        {u"%1 a", u"%1"},
+        // Quotes.
+        {u"\"C:\\a b\\c.exe\" -x", u"C:\\a b\\c.exe"},
+        {u"\"C:\\a b\\c.exe -x", u"C:\\a"},
+        {u"\"C:\\a\\b.exe\"", u"C:\\a\\b.exe"},
+        {u"\"C:\\a\\b.exe", u"\"C:\\a\\b.exe"},
+        {u"\"\" x", u""},
+        {u"\"\"", u""},
+        {u"", u""},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ToUtf8(checker.GetFileNameFromCommandLine(row.line)), ToUtf8(row.file))
+            << ToUtf8(row.line);
+    }
+}
+
+TEST(CFileChecker, FailsForALoneQuote) {
+    const DetectionBench bench;
+    CFileChecker checker;
+    EXPECT_THROW(checker.GetFileNameFromCommandLine(u"\""), RuntimeError);
+    EXPECT_THROW(checker.GetFileNameFromCommandLine(u"\" /x"), RuntimeError);
+}
+
+TEST(CFileChecker, KeepsOddNames) {
+    const DetectionBench bench;
+    CFileChecker checker;
+    const Text odd[] = {
+        {u'a', 0xD800, u'.', u'e'},  {0xDC00}, {u'a', 0, u'b'}, Text(32767, u'x'),
+        u"C:\\" + Text(32764, u'y'),
+    };
+    for (const Text& name : odd) {
+        EXPECT_EQ(checker.GetFileNameFromCommandLine(name), name);
+        EXPECT_EQ(checker.GetFullFileNameFromShortFilename(name), name);
+    }
+}
+
+enum class System { Windows98, NT4, XP };
+
+/// What a resolved name looks like, with the length where it is a whole buffer.
+std::string Shown(const Text& name) {
+    if (name.size() < 4000) return ToUtf8(name);
+    return ToUtf8(name.substr(0, name.find(u'\0'))) + " in " + std::to_string(name.size());
+}
+
+TEST(CFileChecker, ResolvesNamesAsEachSystemDoes) {
+    const struct {
+        const char* label;
+        System system;
+        const char16_t* name;
+        const char* fullName;
+    } rows[] = {
+        {"a bare name", System::XP, u"tool.exe", "C:\\WINDOWS\\tool.exe"},
+        {"a bare name", System::NT4, u"tool.exe", "C:\\WINDOWS\\tool.exe"},
+        {"a bare name", System::Windows98, u"tool.exe", "C:\\WINDOWS\\tool.exe"},
+        {"a variable", System::XP, u"%windir%\\tool.exe", "C:\\WINDOWS\\tool.exe"},
+        {"a short name", System::XP, u"C:\\LONGNA~1\\APP.EXE", "C:\\Long name\\APP.EXE"},
+        {"a short name stays", System::NT4, u"C:\\LONGNA~1\\APP.EXE", "C:\\LONGNA~1\\APP.EXE"},
+        {"a short name stays", System::Windows98, u"C:\\LONGNA~1\\APP.EXE",
+         "C:\\LONGNA~1\\APP.EXE"},
+        {"not there", System::XP, u"no.exe", "no.exe"},
+        {"not there, unexpanded", System::Windows98, u"%windir%\\no.exe", "%windir%\\no.exe"},
+        {"found unexpanded only", System::XP, u"%odd%.exe", "C:\\WINDOWS\\%odd%.exe"},
+        {"found unexpanded only", System::NT4, u"%odd%.exe", "C:\\WINDOWS\\%odd%.exe in 4000"},
+        {"found unexpanded only", System::Windows98, u"%odd%.exe",
+         "C:\\WINDOWS\\%odd%.exe in 4000"},
+        {"a folder has no file part", System::XP, u"C:\\Long name\\", "C:\\Long name\\ in 4000"},
+        {"a folder has no file part", System::NT4, u"C:\\Long name\\", "C:\\Long name\\"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.label) + ' ' + std::to_string(static_cast<int>(row.system)));
+        DetectionBench bench(row.system == System::Windows98 ? WindowsFamily::Windows9x
+                                                             : WindowsFamily::NT);
+        if (row.system == System::NT4) bench.machine.SetVersion(4, 0, 1381);
+        bench.Start();
+        bench.machine.SetEnvironment(u"odd", u"even");
+        bench.machine.AddFile(u"C:\\WINDOWS\\tool.exe");
+        bench.machine.AddFile(u"C:\\WINDOWS\\%odd%.exe");
+        bench.machine.AddFile(u"C:\\Long name\\app.exe");
+        bench.machine.SetShortName(u"C:\\Long name", u"LONGNA~1");
+        CFileChecker checker;
+        checker.Init(bench.log);
+        EXPECT_EQ(Shown(checker.GetFullFileNameFromShortFilename(row.name)), row.fullName);
+        EXPECT_EQ(bench.Calls("GetLongPathName") > 0,
+                  row.system == System::XP && std::string(row.label) != "not there");
+        EXPECT_EQ(bench.Calls("SearchPathA") > 0, row.system == System::Windows98);
+    }
+}
+
+TEST(CFileChecker, LeavesShortNamesBeforeInit) {
+    DetectionBench bench;
+    bench.machine.AddFile(u"C:\\Long name\\app.exe");
+    bench.machine.SetShortName(u"C:\\Long name", u"LONGNA~1");
+    CFileChecker checker;
+    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"C:\\LONGNA~1\\app.exe"),
+              u"C:\\LONGNA~1\\app.exe");
+    EXPECT_EQ(bench.Calls("GetLongPathName"), 0);
+}
+
+TEST(CFileChecker, GivesTheEmptyNameWhenTheLongNameFails) {
+    DetectionBench bench;
+    bench.machine.AddFile(u"C:\\WINDOWS\\tool.exe");
+    bench.spy.files.beforeLongPathName = [&] {
+        EXPECT_TRUE(bench.machine.FileSystem().DeleteFileW(u"C:\\WINDOWS\\tool.exe").IsOk());
+    };
+    CFileChecker checker;
+    checker.Init(bench.log);
+    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"tool.exe"), u"");
+}
+
+TEST(CFileChecker, SearchesEachNameOnce) {
+    DetectionBench bench;
+    bench.machine.AddFile(u"C:\\WINDOWS\\tool.exe");
+    CFileChecker checker;
+    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"%windir%\\tool.exe"),
+              u"C:\\WINDOWS\\tool.exe");
+    ASSERT_TRUE(bench.machine.FileSystem().DeleteFileW(u"C:\\WINDOWS\\tool.exe").IsOk());
+    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"%windir%\\tool.exe"),
+              u"C:\\WINDOWS\\tool.exe");
+    EXPECT_EQ(bench.Calls("SearchPath C:\\WINDOWS\\tool.exe"), 1);
+    // The expanded name is another one.
+    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"C:\\WINDOWS\\tool.exe"),
+              u"C:\\WINDOWS\\tool.exe");
+    EXPECT_EQ(bench.Calls("SearchPath C:\\WINDOWS\\tool.exe"), 3);
+    // A name that wasn't found is remembered too.
+    const int before = bench.Calls("SearchPath");
+    checker.GetFullFileNameFromShortFilename(u"late.exe");
+    bench.machine.AddFile(u"C:\\WINDOWS\\late.exe");
+    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"late.exe"), u"late.exe");
+    EXPECT_EQ(bench.Calls("SearchPath"), before + 2);
+}
+
+TEST(CFileChecker, GoesThroughTheCodePageOfTheOldFamily) {
+    DetectionBench bench(WindowsFamily::Windows9x);
+    bench.machine.SetCodePage(1252);
+    bench.machine.AddFile(u"C:\\WINDOWS\\f\u00E9.exe");
+    CFileChecker checker;
+    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"f\u00E9.exe"),
+              u"C:\\WINDOWS\\f\u00E9.exe");
+    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"\u0436.exe"), u"\u0436.exe");
+}
+
+}  // namespace
+}  // namespace bkfd
