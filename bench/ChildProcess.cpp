@@ -1,0 +1,41 @@
+#include "ChildProcess.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+
+namespace bkfd {
+
+ChildResult RunChild(const std::vector<std::string>& command) {
+    std::vector<char*> arguments;
+    for (const std::string& argument : command)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+
+    ChildResult result;
+    pid_t child = 0;
+    const auto start = std::chrono::steady_clock::now();
+    result.started =
+        posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ) == 0;
+    posix_spawn_file_actions_destroy(&actions);
+    if (!result.started) return result;
+    int status = 0;
+    rusage usage{};
+    wait4(child, &status, 0, &usage);
+    result.seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+    result.peakKilobytes = usage.ru_maxrss;
+    return result;
+}
+
+}  // namespace bkfd
