@@ -50,6 +50,18 @@ class SpyFiles final : public Files {
         if (search != kInvalidHandle) ++openSearches_;
         return search;
     }
+    Handle FindFirstFileW(TextView path, FindData& data) override {
+        return files_.FindFirstFileW(path, data);
+    }
+    Status FindNextFileW(Handle search, FindData& data) override {
+        return files_.FindNextFileW(search, data);
+    }
+    Status SetCurrentDirectoryW(TextView path) override {
+        return files_.SetCurrentDirectoryW(path);
+    }
+    Result<Text> GetVolumeInformationW(TextView root) override {
+        return files_.GetVolumeInformationW(root);
+    }
     Status FindClose(Handle search) override {
         --openSearches_;
         return files_.FindClose(search);
@@ -101,6 +113,8 @@ class SpyMachine final : public Machine {
     }
     Restart& Session() override { return machine_.Session(); }
     Components& ComponentObjects() override { return machine_.ComponentObjects(); }
+    Shell& ShellCommands() override { return machine_.ShellCommands(); }
+    Http& HttpRequests() override { return machine_.HttpRequests(); }
 
   private:
     Machine& machine_;

@@ -103,7 +103,7 @@ TEST(CFileChecker, ResolvesNamesAsEachSystemDoes) {
         {"a bare name", System::NT4, u"tool.exe", "C:\\WINDOWS\\tool.exe"},
         {"a bare name", System::Windows98, u"tool.exe", "C:\\WINDOWS\\tool.exe"},
         {"a variable", System::XP, u"%windir%\\tool.exe", "C:\\WINDOWS\\tool.exe"},
-        {"a short name", System::XP, u"C:\\LONGNA~1\\APP.EXE", "C:\\Long name\\APP.EXE"},
+        {"a short name", System::XP, u"C:\\LONGNA~1\\APP.EXE", "C:\\Long name\\app.exe"},
         {"a short name stays", System::NT4, u"C:\\LONGNA~1\\APP.EXE", "C:\\LONGNA~1\\APP.EXE"},
         {"a short name stays", System::Windows98, u"C:\\LONGNA~1\\APP.EXE",
          "C:\\LONGNA~1\\APP.EXE"},
@@ -113,8 +113,8 @@ TEST(CFileChecker, ResolvesNamesAsEachSystemDoes) {
         {"found unexpanded only", System::NT4, u"%odd%.exe", "C:\\WINDOWS\\%odd%.exe in 4000"},
         {"found unexpanded only", System::Windows98, u"%odd%.exe",
          "C:\\WINDOWS\\%odd%.exe in 4000"},
-        {"a folder has no file part", System::XP, u"C:\\Long name\\", "C:\\Long name\\ in 4000"},
-        {"a folder has no file part", System::NT4, u"C:\\Long name\\", "C:\\Long name\\"},
+        {"a drive has no file part", System::XP, u"C:\\", "C:\\ in 4000"},
+        {"a drive has no file part", System::NT4, u"C:\\", "C:\\"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.label) + ' ' + std::to_string(static_cast<int>(row.system)));
