@@ -12,8 +12,7 @@ struct MachineChange {
         SetValue,
         DeleteValue,
         DeleteKey,
-        EndProcess,  // `number` is the process's identifier
-        Restart,
+        EndProcess,     // `number` is the process's identifier
         SetAttributes,  // of the file `key`, to `number`
     };
 

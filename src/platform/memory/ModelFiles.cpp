@@ -190,7 +190,11 @@ Result<std::unique_ptr<OpenFile>> ModelFiles::CreateFileW(TextView path, FileMod
     const auto there = parts_.volume.Find(full.value);
     if (there.IsOk()) return OpenExisting(there.value, mode);
     if (there.code != SystemError::FileNotFound || mode == FileMode::Read) return Status(there);
-    return parts_.volume.Create(full.value);
+    auto made = parts_.volume.Create(full.value);
+    if (!made.IsOk() || mode != FileMode::Append) return made;
+    const Status flushed = made.value->FlushFileBuffers();
+    if (!flushed.IsOk()) return flushed;
+    return made;
 }
 
 std::vector<VolumeEntry> ModelFiles::FindMatches(TextView pattern) const {

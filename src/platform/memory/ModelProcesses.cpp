@@ -55,6 +55,12 @@ void ModelProcesses::Add(ProcessRecord record) {
     isHeldFilesFresh_ = false;
 }
 
+void ModelProcesses::Replace(std::vector<ProcessRecord> records) {
+    for (const RunningRef& running : running_) running->hasEnded = true;
+    running_.clear();
+    for (ProcessRecord& record : records) Add(std::move(record));
+}
+
 std::vector<ProcessRecord> ModelProcesses::All() const {
     std::vector<ProcessRecord> records;
     for (const RunningRef& running : running_) records.push_back(running->record);

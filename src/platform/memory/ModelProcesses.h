@@ -37,6 +37,8 @@ class ModelProcesses final : public Processes {
     bool End(std::uint32_t id);
     /// Drops the processes and modules of which `isThere` says no.
     void DropMissing(const std::function<bool(const Text& path)>& isThere);
+    /// Other processes from now on; the old ones count as ended.
+    void Replace(std::vector<ProcessRecord> records);
     /// Is called after a process has ended.
     void OnEnded(std::function<void(const ProcessRecord&)> handler) {
         onEnded_ = std::move(handler);

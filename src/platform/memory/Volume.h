@@ -28,7 +28,8 @@ class Volume {
 
     virtual Result<std::unique_ptr<OpenFile>> OpenToRead(const VolumeEntry& file) = 0;
     virtual Result<std::unique_ptr<OpenFile>> OpenToAppend(const VolumeEntry& file) = 0;
-    /// Makes a file that isn't there, in a folder that is.
+    /// Makes a file that isn't there, in a folder that is. It may be found only after its first
+    /// flush, or its end.
     virtual Result<std::unique_ptr<OpenFile>> Create(TextView path) = 0;
 
     virtual Status Remove(const VolumeEntry& file) = 0;

@@ -1,0 +1,99 @@
+#include "platform/image/DiskFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace bkfd {
+namespace {
+
+constexpr std::string_view kUnfinished = ".bkfd-new";
+
+}  // namespace
+
+bool DiskFile::IsUnfinished(std::string_view hostName) {
+    return hostName.starts_with(kUnfinished);
+}
+
+Result<std::unique_ptr<OpenFile>> DiskFile::OpenToRead(const std::string& path) {
+    HostFile file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file.IsOpen()) return StatusOfErrno(errno);
+    return std::unique_ptr<OpenFile>(std::make_unique<DiskFile>(std::move(file), false));
+}
+
+Result<std::unique_ptr<OpenFile>> DiskFile::OpenToAppend(const std::string& path) {
+    HostFile file(open(path.c_str(), O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK));
+    if (!file.IsOpen()) return StatusOfErrno(errno);
+    return std::unique_ptr<OpenFile>(std::make_unique<DiskFile>(std::move(file), true));
+}
+
+Result<std::unique_ptr<OpenFile>> DiskFile::Create(const std::string& path,
+                                                   std::function<void()> onNamed) {
+    static unsigned counter = 0;
+    const std::string beside = HostParent(path) + '/' + std::string(kUnfinished) + '-' +
+                               std::to_string(getpid()) + '-' + std::to_string(++counter);
+    ReachWritePoint("make file");
+    HostFile file(open(beside.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
+    if (!file.IsOpen()) return StatusOfErrno(errno);
+    auto made = std::make_unique<DiskFile>(std::move(file), true);
+    made->beside_ = beside;
+    made->target_ = path;
+    made->onNamed_ = std::move(onNamed);
+    return std::unique_ptr<OpenFile>(std::move(made));
+}
+
+DiskFile::~DiskFile() {
+    if (mayWrite_ && (isDirty_ || !beside_.empty())) (void)FlushFileBuffers();
+    if (!beside_.empty()) unlink(beside_.c_str());
+}
+
+Result<std::uint64_t> DiskFile::GetFileSize() {
+    struct stat facts {};
+    if (fstat(file_.Get(), &facts) != 0) return StatusOfErrno(errno);
+    return static_cast<std::uint64_t>(facts.st_size);
+}
+
+Result<std::size_t> DiskFile::ReadFile(std::uint64_t offset, std::span<std::uint8_t> buffer) {
+    std::size_t done = 0;
+    while (done < buffer.size()) {
+        const ssize_t count = pread(file_.Get(), buffer.data() + done, buffer.size() - done,
+                                    static_cast<off_t>(offset + done));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return StatusOfErrno(errno);
+        if (count == 0) break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+Status DiskFile::WriteFile(std::span<const std::uint8_t> bytes) {
+    if (!mayWrite_) return {SystemError::AccessDenied};
+    isDirty_ = true;
+    ReachWritePoint("write file");
+    return WriteAll(file_.Get(), {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+Status DiskFile::FlushFileBuffers() {
+    if (!mayWrite_) return {SystemError::AccessDenied};
+    if (fsync(file_.Get()) != 0) return StatusOfErrno(errno);
+    isDirty_ = false;
+    return beside_.empty() ? Status{} : GiveName();
+}
+
+/// Somebody else may have taken the name meanwhile; that file stays.
+Status DiskFile::GiveName() {
+    ReachWritePoint("name file");
+    int outcome = renameat2(AT_FDCWD, beside_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE);
+    if (outcome != 0 && (errno == EINVAL || errno == ENOSYS))
+        outcome = rename(beside_.c_str(), target_.c_str());
+    if (outcome != 0) return StatusOfErrno(errno);
+    beside_.clear();
+    ReachWritePoint("named");
+    onNamed_();
+    return SyncHostFolder(HostParent(target_));
+}
+
+}  // namespace bkfd

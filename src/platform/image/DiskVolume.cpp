@@ -1,0 +1,279 @@
+#include "platform/image/DiskVolume.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <ctime>
+
+#include "platform/image/DiskFile.h"
+#include "platform/memory/WindowsPath.h"
+
+namespace bkfd {
+namespace {
+
+Date ToLocalDate(const timespec& time) {
+    tm local{};
+    localtime_r(&time.tv_sec, &local);
+    return ToDate({local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                   local.tm_min, local.tm_sec, 0});
+}
+
+/// The canonical host path; empty for a broken link or a cycle of links.
+std::string RealPath(const std::string& path) {
+    char room[PATH_MAX];
+    return realpath(path.c_str(), room) == nullptr ? std::string() : std::string(room);
+}
+
+TextView NextComponent(TextView& rest) {
+    while (!rest.empty() && rest.front() == u'\\') rest.remove_prefix(1);
+    const std::size_t end = std::min(rest.find(u'\\'), rest.size());
+    const TextView component = rest.substr(0, end);
+    rest.remove_prefix(end);
+    return component;
+}
+
+bool SortsBefore(const VolumeEntry& a, const VolumeEntry& b) {
+    return CompareIgnoreCase(a.path, b.path) < 0;
+}
+
+}  // namespace
+
+DiskVolume::DiskVolume(const std::string& drives, DiskJournal& journal)
+    : drives_(RealPath(drives)), journal_(journal) {
+    if (drives_.empty()) drives_ = drives;
+}
+
+void DiskVolume::AssumeFolder(TextView path) {
+    for (; !path.empty(); path = WindowsPath::Parent(path)) {
+        const Text folded = ToLower(path);
+        if (std::find(assumed_.begin(), assumed_.end(), folded) == assumed_.end())
+            assumed_.push_back(folded);
+    }
+}
+
+bool DiskVolume::IsAssumed(TextView path) const {
+    return std::find(assumed_.begin(), assumed_.end(), ToLower(path)) != assumed_.end();
+}
+
+const DiskVolume::Names& DiskVolume::NamesIn(const std::string& hostFolder) {
+    const auto [cached, isNew] = names_.try_emplace(hostFolder);
+    if (!isNew) return cached->second;
+    DIR* opened = opendir(hostFolder.c_str());
+    if (opened == nullptr) return cached->second;
+    std::vector<std::string> hostNames;
+    while (const dirent* entry = readdir(opened)) hostNames.emplace_back(entry->d_name);
+    closedir(opened);
+    // Of names that differ in case only the first in byte order counts, on every host.
+    std::sort(hostNames.begin(), hostNames.end());
+    for (std::string& name : hostNames) {
+        if (name == "." || name == ".." || DiskFile::IsUnfinished(name)) continue;
+        cached->second.try_emplace(ToLower(FromWtf8(name)), std::move(name));
+    }
+    return cached->second;
+}
+
+bool DiskVolume::Describe(Place& place) const {
+    struct stat facts {};
+    if (lstat(place.host.c_str(), &facts) != 0) return false;
+    place.resolved = place.host;
+    if (S_ISLNK(facts.st_mode)) {
+        place.resolved = RealPath(place.host);
+        if (place.resolved != drives_ && !place.resolved.starts_with(drives_ + '/')) return false;
+        if (stat(place.resolved.c_str(), &facts) != 0) return false;
+    }
+    if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return false;
+    place.entry.isFolder = S_ISDIR(facts.st_mode);
+    place.entry.size = place.entry.isFolder ? 0 : static_cast<std::uint64_t>(facts.st_size);
+    place.entry.lastWrite = ToLocalDate(facts.st_mtim);
+    return true;
+}
+
+Result<DiskVolume::Place> DiskVolume::Locate(TextView path) {
+    TextView rest = path;
+    TextView part = NextComponent(rest);
+    Place place;
+    place.resolved = drives_;
+    part.remove_suffix(1);  // the drive's colon
+    for (bool isDrive = true; !part.empty(); isDrive = false, part = NextComponent(rest)) {
+        const Names& names = NamesIn(place.resolved);
+        const auto found = names.find(ToLower(part));
+        const bool isFolder = isDrive || place.entry.isFolder;
+        Place next;
+        if (found != names.end()) {
+            next.host = place.resolved + '/' + found->second;
+            next.entry.path = isDrive
+                                  ? Text(1, ToLower(part[0]) - u'a' + u'A') + u":\\"
+                                  : WindowsPath::Join(place.entry.path, FromWtf8(found->second));
+        }
+        if (found == names.end() || !Describe(next)) {
+            const bool isLast = rest.empty() && isFolder && !isDrive;
+            return Status{isLast ? SystemError::FileNotFound : SystemError::PathNotFound};
+        }
+        place = std::move(next);
+    }
+    return place;
+}
+
+Result<VolumeEntry> DiskVolume::Find(TextView path) {
+    auto place = Locate(path);
+    if (place.IsOk()) return std::move(place.value.entry);
+    if (IsAssumed(path)) return VolumeEntry{Text(path), true, 0, 0};
+    if (place.code == SystemError::PathNotFound && IsAssumed(WindowsPath::Parent(path)))
+        return Status{SystemError::FileNotFound};
+    return Status(place);
+}
+
+Result<std::vector<VolumeEntry>> DiskVolume::List(const VolumeEntry& folder) {
+    const auto place = Locate(folder.path);
+    std::vector<VolumeEntry> entries;
+    if (!place.IsOk() && IsAssumed(folder.path)) return entries;
+    if (!place.IsOk()) return Status(place);
+    for (const auto& [folded, hostName] : NamesIn(place.value.resolved)) {
+        Place below;
+        below.host = place.value.resolved + '/' + hostName;
+        below.entry.path = WindowsPath::Join(folder.path, FromWtf8(hostName));
+        if (Describe(below)) entries.push_back(std::move(below.entry));
+    }
+    std::sort(entries.begin(), entries.end(), SortsBefore);
+    return entries;
+}
+
+Result<std::unique_ptr<OpenFile>> DiskVolume::OpenToRead(const VolumeEntry& file) {
+    const auto place = Locate(file.path);
+    if (!place.IsOk()) return Status(place);
+    return DiskFile::OpenToRead(place.value.resolved);
+}
+
+Result<std::unique_ptr<OpenFile>> DiskVolume::OpenToAppend(const VolumeEntry& file) {
+    const auto place = Locate(file.path);
+    if (!place.IsOk()) return Status(place);
+    return DiskFile::OpenToAppend(place.value.resolved);
+}
+
+Result<std::string> DiskVolume::HostFolder(TextView path) {
+    const auto place = Locate(path);
+    if (place.IsOk()) return place.value.resolved;
+    if (!IsAssumed(path)) return Status(place);
+    const TextView parent = WindowsPath::Parent(path);
+    const auto above = parent.empty() ? Result<std::string>(drives_) : HostFolder(parent);
+    if (!above.IsOk()) return above;
+    if (parent.empty()) mkdir(drives_.c_str(), 0777);
+    const Text name = parent.empty() ? ToLower(path.substr(0, 1)) : Text(WindowsPath::Name(path));
+    const std::string host = above.value + '/' + ToWtf8(name);
+    if (mkdir(host.c_str(), 0777) != 0 && errno != EEXIST) return StatusOfErrno(errno);
+    Forget(above.value);
+    const Status synced = SyncHostFolder(above.value);
+    if (!synced.IsOk()) return synced;
+    return host;
+}
+
+Result<std::unique_ptr<OpenFile>> DiskVolume::Create(TextView path) {
+    const auto folder = HostFolder(WindowsPath::Parent(path));
+    if (!folder.IsOk()) return Status(folder);
+    return DiskFile::Create(folder.value + '/' + ToWtf8(WindowsPath::Name(path)),
+                            [this, host = folder.value] { Forget(host); });
+}
+
+Status DiskVolume::MakeFolder(TextView path) {
+    const auto folder = HostFolder(WindowsPath::Parent(path));
+    if (!folder.IsOk()) return folder;
+    ReachWritePoint("make folder");
+    const std::string host = folder.value + '/' + ToWtf8(WindowsPath::Name(path));
+    if (mkdir(host.c_str(), 0777) != 0) return StatusOfErrno(errno);
+    Forget(folder.value);
+    return SyncHostFolder(folder.value);
+}
+
+Status DiskVolume::RedoRemoval(const Text& path) {
+    const auto place = Locate(path);
+    if (!place.IsOk()) return {};
+    const std::string folder = HostParent(place.value.host);
+    ReachWritePoint("unlink");
+    if (unlink(place.value.host.c_str()) != 0) return StatusOfErrno(errno);
+    Forget(folder);
+    ReachWritePoint("unlinked");
+    return SyncHostFolder(folder);
+}
+
+Status DiskVolume::Remove(const VolumeEntry& file) {
+    const Status noted = journal_.NoteRemoval(file.path);
+    if (!noted.IsOk()) return noted;
+    const Status removed = RedoRemoval(file.path);
+    journal_.NoteOutcome(removed.IsOk());
+    return removed;
+}
+
+Status DiskVolume::Rename(const Text& source, const Text& target) {
+    const auto from = Locate(source);
+    if (!from.IsOk()) return from;
+    const auto folder = HostFolder(WindowsPath::Parent(target));
+    if (!folder.IsOk()) return folder;
+    const auto there = Locate(target);
+    // What stands at the target is replaced under the name that the host has for it.
+    const bool isReplaced = there.IsOk() && there.value.host != from.value.host;
+    const std::string to =
+        isReplaced ? there.value.host : folder.value + '/' + ToWtf8(WindowsPath::Name(target));
+    ReachWritePoint("rename");
+    if (rename(from.value.host.c_str(), to.c_str()) != 0) return StatusOfErrno(errno);
+    ReachWritePoint("renamed");
+    names_.clear();  // a folder may have taken its listings along
+    const Status synced = SyncHostFolder(folder.value);
+    return synced.IsOk() ? SyncHostFolder(HostParent(from.value.host)) : synced;
+}
+
+Status DiskVolume::RedoMoves(const VolumeMoves& moves) {
+    for (const auto& [source, target] : moves) {
+        if (!Locate(source).IsOk()) continue;
+        const Status moved = Rename(source, target);
+        if (!moved.IsOk()) return moved;
+    }
+    return {};
+}
+
+Status DiskVolume::Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) {
+    VolumeMoves paths;
+    for (const auto& [source, target] : moves) paths.emplace_back(source.path, target);
+    const Status noted = journal_.NoteMoves(paths);
+    if (!noted.IsOk()) return noted;
+    Status moved;
+    for (std::size_t done = 0; done < paths.size() && moved.IsOk(); ++done) {
+        moved = Rename(paths[done].first, paths[done].second);
+        // All or none: what was moved goes back.
+        while (!moved.IsOk() && done-- > 0) (void)Rename(paths[done].second, paths[done].first);
+        if (!moved.IsOk()) break;
+    }
+    journal_.NoteOutcome(moved.IsOk());
+    return moved;
+}
+
+void DiskVolume::Collect(const VolumeEntry& folder, std::vector<VolumeEntry>& out) {
+    const auto place = Locate(folder.path);
+    const auto below = List(folder);
+    if (below.value.empty() || place.value.host != place.value.resolved) out.push_back(folder);
+    if (place.value.host != place.value.resolved) return;
+    for (const VolumeEntry& entry : below.value) {
+        if (entry.isFolder) {
+            Collect(entry, out);
+        } else {
+            out.push_back(entry);
+        }
+    }
+}
+
+std::vector<VolumeEntry> DiskVolume::All() {
+    std::vector<VolumeEntry> all;
+    for (char16_t letter = u'A'; letter <= u'Z'; ++letter) {
+        const auto drive = Locate(Text(1, letter) + u":\\");
+        if (drive.IsOk() && drive.value.entry.isFolder) Collect(drive.value.entry, all);
+    }
+    std::sort(all.begin(), all.end(), SortsBefore);
+    return all;
+}
+
+}  // namespace bkfd

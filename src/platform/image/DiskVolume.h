@@ -1,0 +1,75 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <unordered_map>
+
+#include "platform/image/HostFiles.h"
+#include "platform/memory/Volume.h"
+
+namespace bkfd {
+
+/// A move that is about to be made, by Windows paths.
+using VolumeMoves = std::vector<std::pair<Text, Text>>;
+
+/// Is told of changes of names before and after they are made.
+class DiskJournal {
+  public:
+    virtual ~DiskJournal() = default;
+    virtual Status NoteMoves(const VolumeMoves& moves) = 0;
+    virtual Status NoteRemoval(const Text& path) = 0;
+    /// The noted change was made, or couldn't be.
+    virtual void NoteOutcome(bool isDone) = 0;
+};
+
+/// The drives of an image: "drives/c/..." holds the files of C:, with names matched without regard
+/// to case. Symbolic links are followed while they stay among the drives; others count as missing.
+class DiskVolume final : public Volume {
+  public:
+    /// `journal` must outlive the volume.
+    DiskVolume(const std::string& drives, DiskJournal& journal);
+
+    /// Folders that are there, with those above them, even if nobody made them yet.
+    void AssumeFolder(TextView path);
+    /// Makes a move that a crash may have kept from being made.
+    Status RedoMoves(const VolumeMoves& moves);
+    Status RedoRemoval(const Text& path);
+    /// All files and empty folders, by path; nothing below a link.
+    std::vector<VolumeEntry> All();
+
+    Result<VolumeEntry> Find(TextView path) override;
+    Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) override;
+    Result<std::unique_ptr<OpenFile>> OpenToRead(const VolumeEntry& file) override;
+    Result<std::unique_ptr<OpenFile>> OpenToAppend(const VolumeEntry& file) override;
+    Result<std::unique_ptr<OpenFile>> Create(TextView path) override;
+    Status Remove(const VolumeEntry& file) override;
+    Status Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) override;
+    Status MakeFolder(TextView path) override;
+
+  private:
+    using Names = std::unordered_map<Text, std::string>;  // lower-cased to the host's name
+    struct Place {
+        VolumeEntry entry;
+        std::string host;      // of the name itself, even if it is a link
+        std::string resolved;  // of what it leads to
+    };
+    class Handle;
+
+    const Names& NamesIn(const std::string& hostFolder);
+    void Forget(const std::string& hostFolder) { names_.erase(hostFolder); }
+    /// Fills in what lies at a host path; false if there is nothing, or a link leads out.
+    bool Describe(Place& place) const;
+    Result<Place> Locate(TextView path);
+    bool IsAssumed(TextView path) const;
+    /// The host's folder of a Windows folder, made if it was only assumed.
+    Result<std::string> HostFolder(TextView path);
+    Status Rename(const Text& source, const Text& target);
+    void Collect(const VolumeEntry& folder, std::vector<VolumeEntry>& out);
+
+    std::string drives_;
+    DiskJournal& journal_;
+    std::vector<Text> assumed_;  // lower-cased
+    std::unordered_map<std::string, Names> names_;
+};
+
+}  // namespace bkfd

@@ -1,0 +1,107 @@
+#include "platform/image/HostFiles.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace bkfd {
+namespace {
+
+constexpr const char* kBeside = ".bkfd-new";
+
+WritePointHook& Hook() {
+    static WritePointHook hook;
+    return hook;
+}
+
+struct ErrnoRow {
+    int error;
+    std::uint32_t code;
+};
+
+constexpr std::uint32_t kNameTooLong = 206;
+
+constexpr ErrnoRow kErrnoRows[] = {
+    {ENOENT, SystemError::FileNotFound},     {ENOTDIR, SystemError::PathNotFound},
+    {ELOOP, SystemError::FileNotFound},      {EACCES, SystemError::AccessDenied},
+    {EPERM, SystemError::AccessDenied},      {EISDIR, SystemError::AccessDenied},
+    {EROFS, SystemError::WriteProtect},      {ENOSPC, SystemError::DiskFull},
+    {EDQUOT, SystemError::DiskFull},         {EEXIST, SystemError::AlreadyExists},
+    {ENOTEMPTY, SystemError::AccessDenied},  {ENAMETOOLONG, kNameTooLong},
+    {EINVAL, SystemError::InvalidParameter},
+};
+
+}  // namespace
+
+void HostFile::Close() {
+    if (descriptor_ >= 0) close(descriptor_);
+    descriptor_ = -1;
+}
+
+void SetWritePointHook(WritePointHook hook) {
+    Hook() = std::move(hook);
+}
+
+void ReachWritePoint(const char* step) {
+    if (Hook()) Hook()(step);
+}
+
+Status StatusOfErrno(int error) {
+    for (const ErrnoRow& row : kErrnoRows)
+        if (row.error == error) return {row.code};
+    return {SystemError::IoDevice};
+}
+
+std::optional<std::string> ReadHostFile(const std::string& path) {
+    const HostFile file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.IsOpen()) return std::nullopt;
+    std::string content;
+    char room[65'536];
+    for (;;) {
+        const ssize_t count = read(file.Get(), room, sizeof room);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return std::nullopt;
+        if (count == 0) return content;
+        content.append(room, static_cast<std::size_t>(count));
+    }
+}
+
+Status WriteAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return StatusOfErrno(errno);
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return {};
+}
+
+Status SyncHostFolder(const std::string& path) {
+    const HostFile folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.IsOpen() || fsync(folder.Get()) != 0) return StatusOfErrno(errno);
+    return {};
+}
+
+std::string HostParent(const std::string& path) {
+    return path.substr(0, path.rfind('/'));
+}
+
+Status ReplaceHostFile(const std::string& path, std::string_view bytes) {
+    const std::string beside = path + kBeside;
+    HostFile file(open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    if (!file.IsOpen()) return StatusOfErrno(errno);
+    ReachWritePoint("write beside");
+    Status status = WriteAll(file.Get(), bytes);
+    if (status.IsOk() && fsync(file.Get()) != 0) status = StatusOfErrno(errno);
+    ReachWritePoint("rename over");
+    if (status.IsOk() && rename(beside.c_str(), path.c_str()) != 0) status = StatusOfErrno(errno);
+    if (!status.IsOk()) {
+        unlink(beside.c_str());
+        return status;
+    }
+    ReachWritePoint("renamed");
+    return SyncHostFolder(HostParent(path));
+}
+
+}  // namespace bkfd

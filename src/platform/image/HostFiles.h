@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/Machine.h"
+
+/// Files of the host, written so that a crash leaves the old or the new state.
+namespace bkfd {
+
+/// Owns a file descriptor; -1 is none.
+class HostFile {
+  public:
+    HostFile() = default;
+    explicit HostFile(int descriptor) : descriptor_(descriptor) {}
+    ~HostFile() { Close(); }
+    HostFile(HostFile&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    HostFile& operator=(HostFile&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+
+    int Get() const { return descriptor_; }
+    bool IsOpen() const { return descriptor_ >= 0; }
+    void Close();
+
+  private:
+    int descriptor_ = -1;
+};
+
+/// Is called before each step that changes what lies on the disk, with the step's name; tests end
+/// the process in it.
+using WritePointHook = std::function<void(const char* step)>;
+void SetWritePointHook(WritePointHook hook);
+void ReachWritePoint(const char* step);
+
+/// The Windows error code for errno's value.
+Status StatusOfErrno(int error);
+
+/// The whole file; nothing if it can't be read, with errno set.
+std::optional<std::string> ReadHostFile(const std::string& path);
+/// Writes all bytes at the file's position.
+Status WriteAll(int descriptor, std::string_view bytes);
+/// Replaces the file's content: written beside, synced, renamed.
+Status ReplaceHostFile(const std::string& path, std::string_view bytes);
+Status SyncHostFolder(const std::string& path);
+/// "/a" of "/a/b".
+std::string HostParent(const std::string& path);
+
+}  // namespace bkfd

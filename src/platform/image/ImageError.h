@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace bkfd {
+
+/// Why an image can't be used: one clause for people, with the place where it is known.
+struct ImageError {
+    std::string file;      // the host's path
+    std::size_t line = 0;  // counted from 1, 0 if it isn't known
+    std::string key;       // of machine.json, or empty
+    std::string message;
+
+    /// "file:line: key: message", without what isn't known.
+    std::string Describe() const;
+};
+
+}  // namespace bkfd

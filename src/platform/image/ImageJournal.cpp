@@ -1,0 +1,102 @@
+#include "platform/image/ImageJournal.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace bkfd {
+namespace {
+
+constexpr std::string_view kHeader = "Brackenfold journal 1\n";
+constexpr std::size_t kChecksumLength = 8;
+
+std::string Checksum(std::string_view text) {
+    const auto* bytes = reinterpret_cast<const Bytef*>(text.data());
+    const uLong sum = crc32(0, bytes, static_cast<uInt>(text.size()));
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%08lx", sum);
+    return digits;
+}
+
+bool ParseRecord(std::string_view line, ImageJson& record) {
+    if (line.size() < kChecksumLength + 1 || line[kChecksumLength] != ' ') return false;
+    const std::string_view json = line.substr(kChecksumLength + 1);
+    if (Checksum(json) != line.substr(0, kChecksumLength)) return false;
+    record = ImageJson::parse(json, nullptr, false);
+    return record.is_object();
+}
+
+}  // namespace
+
+std::variant<std::vector<ImageJson>, ImageError> ImageJournal::Read() const {
+    std::vector<ImageJson> records;
+    const auto content = ReadHostFile(path_);
+    if (!content) {
+        if (errno == ENOENT) return records;
+        return ImageError{path_, 0, "", "can't be read"};
+    }
+    std::string_view rest = *content;
+    if (!rest.starts_with(kHeader)) {
+        if (kHeader.starts_with(rest)) return records;
+        return ImageError{path_, 1, "", "is no journal, or one of a newer form"};
+    }
+    rest.remove_prefix(kHeader.size());
+    for (std::size_t line = 2; !rest.empty(); ++line) {
+        const std::size_t end = rest.find('\n');
+        if (end == std::string_view::npos) return records;
+        ImageJson record;
+        const bool isGood = ParseRecord(rest.substr(0, end), record);
+        rest.remove_prefix(end + 1);
+        if (!isGood && rest.empty()) return records;
+        if (!isGood) return ImageError{path_, line, "", "the record is damaged"};
+        records.push_back(std::move(record));
+    }
+    return records;
+}
+
+Status ImageJournal::Open() {
+    if (file_.IsOpen()) return {};
+    ReachWritePoint("make journal");
+    HostFile file(open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    if (!file.IsOpen()) return StatusOfErrno(errno);
+    Status status = WriteAll(file.Get(), kHeader);
+    if (status.IsOk() && fsync(file.Get()) != 0) status = StatusOfErrno(errno);
+    if (status.IsOk()) status = SyncHostFolder(HostParent(path_));
+    if (!status.IsOk()) return status;
+    size_ = static_cast<std::int64_t>(kHeader.size());
+    file_ = std::move(file);
+    return {};
+}
+
+Status ImageJournal::Append(const ImageJson& record) {
+    const Status opened = Open();
+    if (!opened.IsOk()) return opened;
+    const std::string json = record.dump();
+    const std::string line = Checksum(json) + ' ' + json + '\n';
+    ReachWritePoint("append");
+    // In two parts, so that a test can end the process between them.
+    const std::string_view view = line;
+    Status status = WriteAll(file_.Get(), view.substr(0, view.size() / 2));
+    ReachWritePoint("append the rest");
+    if (status.IsOk()) status = WriteAll(file_.Get(), view.substr(view.size() / 2));
+    if (status.IsOk() && fdatasync(file_.Get()) != 0) status = StatusOfErrno(errno);
+    if (status.IsOk()) {
+        size_ += static_cast<std::int64_t>(line.size());
+        ReachWritePoint("appended");
+        return {};
+    }
+    if (ftruncate(file_.Get(), size_) == 0) lseek(file_.Get(), size_, SEEK_SET);
+    return status;
+}
+
+Status ImageJournal::Clear() {
+    file_.Close();
+    ReachWritePoint("clear journal");
+    if (unlink(path_.c_str()) != 0 && errno != ENOENT) return StatusOfErrno(errno);
+    return SyncHostFolder(HostParent(path_));
+}
+
+}  // namespace bkfd

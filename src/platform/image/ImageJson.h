@@ -1,0 +1,18 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "base/Text.h"
+
+namespace bkfd {
+
+/// Keeps the order of the keys, so that a file that is written again stays recognisable.
+using ImageJson = nlohmann::ordered_json;
+
+/// Text in the JSON of an image. JSON can't carry a lone surrogate: it stands as the character
+/// U+10F800 + (surrogate - U+D800) of a private area, whose own characters stand as two of those.
+std::string ToImageJson(TextView text);
+Text FromImageJson(const std::string& utf8);
+
+}  // namespace bkfd

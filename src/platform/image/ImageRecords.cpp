@@ -1,0 +1,205 @@
+#include "platform/image/ImageRecords.h"
+
+#include <algorithm>
+
+namespace bkfd {
+namespace {
+
+struct KindName {
+    MachineChange::Kind kind;
+    const char* name;
+};
+
+constexpr KindName kKindNames[] = {
+    {MachineChange::Kind::SetValue, "set value"},
+    {MachineChange::Kind::DeleteValue, "delete value"},
+    {MachineChange::Kind::DeleteKey, "delete key"},
+    {MachineChange::Kind::EndProcess, "end process"},
+    {MachineChange::Kind::SetAttributes, "set attributes"},
+};
+
+bool IsDefault(const FileRule& rule) {
+    return rule == FileRule();
+}
+
+std::string HexOf(const Bytes& bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string hex;
+    for (const std::uint8_t byte : bytes) {
+        hex.push_back(kDigits[byte >> 4]);
+        hex.push_back(kDigits[byte & 15]);
+    }
+    return hex;
+}
+
+Bytes BytesOfHex(const std::string& hex) {
+    const auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
+    Bytes bytes;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(digit(hex[i]) << 4 | digit(hex[i + 1])));
+    return bytes;
+}
+
+MachineChange ChangeFrom(const ImageJson& record, MachineChange::Kind kind) {
+    MachineChange change;
+    change.kind = kind;
+    change.root = RegistryRoot{record.value("root", std::uint32_t{0})};
+    change.key = FromImageJson(record.value("key", ""));
+    change.name = FromImageJson(record.value("name", ""));
+    change.value.type = RegistryType{record.value("type", std::uint32_t{0})};
+    change.value.data = BytesOfHex(record.value("data", ""));
+    change.number = record.value("number", std::uint32_t{0});
+    return change;
+}
+
+void ReplayChange(const MachineChange& change, ReplayTargets& targets) {
+    switch (change.kind) {
+        case MachineChange::Kind::EndProcess:
+            targets.processes.End(change.number);
+            return;
+        case MachineChange::Kind::SetAttributes:
+            targets.rules.At(change.key).attributes = change.number;
+            return;
+        case MachineChange::Kind::SetValue:
+            targets.tree.Root(change.root).Make(change.key).SetValue(change.name, change.value);
+            break;
+        case MachineChange::Kind::DeleteValue:
+            if (RegistryKey* key = targets.tree.Root(change.root).Find(change.key))
+                key->RemoveValue(change.name);
+            break;
+        case MachineChange::Kind::DeleteKey:
+            targets.tree.Root(change.root).Remove(change.key);
+            break;
+    }
+    targets.registryFiles.Apply(change);
+}
+
+bool ReplayRestart(const ImageJson& record, ReplayTargets& targets) {
+    ImageTime time;
+    std::vector<ProcessRecord> processes;
+    if (!TimeFromJson(record, time) || !record.contains("processes") ||
+        !ProcessesFromJson(record["processes"], processes))
+        return false;
+    targets.clock.SetTime(time);
+    targets.processes.Replace(std::move(processes));
+    return true;
+}
+
+VolumeMoves MovesFrom(const ImageJson& record) {
+    VolumeMoves moves;
+    for (const ImageJson& pair : record["moves"])
+        moves.emplace_back(FromImageJson(pair[0].get<std::string>()),
+                           FromImageJson(pair[1].get<std::string>()));
+    return moves;
+}
+
+void ApplyRules(const ImageJson& record, FileRules& rules) {
+    if (record.contains("path")) rules.Erase(FromImageJson(record["path"].get<std::string>()));
+    if (!record.contains("rules")) return;
+    for (const auto& [path, rule] : record["rules"].items()) {
+        FileRule read;
+        (void)RuleFromJson(rule, read);
+        rules.At(FromImageJson(path)) = read;
+    }
+}
+
+void RedoNames(const ImageJson& record, DiskVolume& volume) {
+    // A redo that fails leaves the old names, which are as good a state as the new ones.
+    if (record.contains("moves")) {
+        (void)volume.RedoMoves(MovesFrom(record));
+    } else {
+        (void)volume.RedoRemoval(FromImageJson(record["path"].get<std::string>()));
+    }
+}
+
+/// A change of names was done when the next record was written, unless that says otherwise.
+void SettlePending(ReplayTargets& targets, bool isDone) {
+    if (targets.pending && isDone) ApplyRules(*targets.pending, targets.rules);
+    targets.pending.reset();
+}
+
+}  // namespace
+
+ImageJson ChangeRecord(const MachineChange& change) {
+    const auto* row = std::find_if(std::begin(kKindNames), std::end(kKindNames),
+                                   [&](const KindName& one) { return one.kind == change.kind; });
+    ImageJson record = {{"change", row->name}};
+    if (change.kind == MachineChange::Kind::EndProcess) {
+        record["number"] = change.number;
+        return record;
+    }
+    record["key"] = ToImageJson(change.key);
+    if (change.kind == MachineChange::Kind::SetAttributes) {
+        record["number"] = change.number;
+        return record;
+    }
+    record["root"] = static_cast<std::uint32_t>(change.root);
+    record["name"] = ToImageJson(change.name);
+    if (change.kind != MachineChange::Kind::SetValue) return record;
+    record["type"] = static_cast<std::uint32_t>(change.value.type);
+    record["data"] = HexOf(change.value.data);
+    return record;
+}
+
+ImageJson RestartRecord(const ImageTime& time, const std::vector<ProcessRecord>& processes) {
+    ImageJson record = {{"change", "restart"}};
+    PutTime(record, time);
+    record["processes"] = ProcessesToJson(processes);
+    return record;
+}
+
+ImageJson MoveRecord(const VolumeMoves& moves, const FileRules& before, const FileRules& after) {
+    ImageJson record = {{"change", "move"}};
+    for (const auto& [source, target] : moves)
+        record["moves"].push_back({ToImageJson(source), ToImageJson(target)});
+    record["rules"] = ImageJson::object();
+    for (const auto& [path, rule] : before.All())
+        if (after.Get(path) != rule) record["rules"][ToImageJson(path)] = RuleToJson(FileRule());
+    for (const auto& [path, rule] : after.All())
+        if (before.Get(path) != rule) record["rules"][ToImageJson(path)] = RuleToJson(rule);
+    return record;
+}
+
+ImageJson RemovalRecord(const Text& path) {
+    return {{"change", "remove"}, {"path", ToImageJson(path)}};
+}
+
+ImageJson OutcomeRecord(bool isDone) {
+    return {{"change", "outcome"}, {"done", isDone}};
+}
+
+bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets) {
+    try {
+        const std::string kind = record.value("change", "");
+        if (kind == "outcome") {
+            SettlePending(targets, record.value("done", true));
+            return true;
+        }
+        SettlePending(targets, true);
+        if (kind == "move" || kind == "remove") {
+            targets.pending = record;
+            if (!isLast) return true;
+            RedoNames(record, targets.volume);
+            SettlePending(targets, true);
+            return true;
+        }
+        if (kind == "restart") return ReplayRestart(record, targets);
+        for (const KindName& row : kKindNames) {
+            if (kind != row.name) continue;
+            ReplayChange(ChangeFrom(record, row.kind), targets);
+            return true;
+        }
+        return false;
+    } catch (const ImageJson::exception&) {
+        return false;
+    }
+}
+
+void PutRules(ImageJson& document, const FileRules& rules) {
+    ImageJson files = ImageJson::object();
+    for (const auto& [path, rule] : rules.All())
+        if (!IsDefault(rule)) files[ToImageJson(path)] = RuleToJson(rule);
+    if (!files.empty() || document.contains("files")) document["files"] = std::move(files);
+}
+
+}  // namespace bkfd

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <optional>
+
+#include "platform/image/DiskVolume.h"
+#include "platform/image/ImageClock.h"
+#include "platform/image/ImageJson.h"
+#include "platform/image/RegistryFiles.h"
+#include "platform/memory/ChangeLog.h"
+#include "platform/memory/FileRules.h"
+#include "platform/memory/ModelProcesses.h"
+
+/// The records of an image's journal, and what they do when they are read again. Each record holds
+/// its outcome, not a difference, so that a record that was carried out already does no harm.
+namespace bkfd {
+
+ImageJson ChangeRecord(const MachineChange& change);
+ImageJson RestartRecord(const ImageTime& time, const std::vector<ProcessRecord>& processes);
+/// `before` and `after` are the rules on both sides of the moves.
+ImageJson MoveRecord(const VolumeMoves& moves, const FileRules& before, const FileRules& after);
+ImageJson RemovalRecord(const Text& path);
+/// What became of the change of names that was noted last.
+ImageJson OutcomeRecord(bool isDone);
+
+/// A change of names whose outcome isn't read yet.
+using PendingNames = std::optional<ImageJson>;
+
+struct ReplayTargets {
+    RegistryTree& tree;
+    RegistryFiles& registryFiles;
+    ModelProcesses& processes;
+    FileRules& rules;
+    DiskVolume& volume;
+    ImageClock& clock;
+    PendingNames& pending;
+};
+
+/// Carries a record out. A change of names is made up for only if it is the last record: all others
+/// were done, or had failed, before the next record was written. False if the record isn't
+/// understood.
+bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets);
+
+/// Sets the key "files".
+void PutRules(ImageJson& document, const FileRules& rules);
+
+}  // namespace bkfd

@@ -1,0 +1,178 @@
+#include "platform/image/MachineImage.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "platform/image/DiskVolume.h"
+#include "platform/image/ImageClock.h"
+#include "platform/image/ImageJournal.h"
+#include "platform/image/ImageRecords.h"
+#include "platform/image/ImageSettings.h"
+#include "platform/image/RegistryFiles.h"
+
+namespace bkfd {
+namespace {
+
+constexpr const char* kSettingsFile = "/machine.json";
+constexpr const char* kJournalFile = "/registry.journal";
+constexpr const char* kRegistryFolder = "/registry";
+constexpr const char* kDrivesFolder = "/drives";
+
+/// What an image machine's base class keeps references to, so that it is made before it.
+struct ImageParts {
+    ImageParts(const std::string& path, ImageTime time, DiskJournal& diskJournal)
+        : journal(path + kJournalFile), volume(path + kDrivesFolder, diskJournal), clock(time) {}
+
+    ImageJournal journal;
+    DiskVolume volume;
+    ImageClock clock;
+};
+
+class LoadedImage final : private ImageParts,
+                          private ChangeLog,
+                          private DiskJournal,
+                          public ImageMachine {
+  public:
+    LoadedImage(const std::string& path, HostFile lock, ImageSettings settings, ImageJson document)
+        : ImageParts(path, settings.time, *this),
+          ImageMachine(settings.facts, volume, clock, static_cast<ChangeLog*>(this)),
+          path_(path),
+          lock_(std::move(lock)),
+          document_(std::move(document)),
+          registryFiles_(path + kRegistryFolder, codePage_) {
+        rules_ = settings.rules;
+        for (ProcessRecord& record : settings.processes) processes_.Add(std::move(record));
+        for (const auto& [root, key] : settings.deniedReads) registry_.DenyRead(root, key);
+        for (const auto& [root, key] : settings.deniedWrites) registry_.DenyWrite(root, key);
+        for (const Text& folder : {facts_.programFolder, facts_.SystemFolder(),
+                                   system_.GetTempPathW(), facts_.currentFolder}) {
+            const auto full = files_.FullPath(folder);
+            if (full.IsOk()) volume.AssumeFolder(full.value);
+        }
+    }
+
+    ~LoadedImage() override {
+        if (isChanged_) (void)Fold();
+    }
+
+    /// Reads the registry and makes up for what a crash kept from being done.
+    std::optional<ImageError> Load() {
+        if (auto error = registryFiles_.Load(tree_)) return error;
+        auto read = journal.Read();
+        if (auto* error = std::get_if<ImageError>(&read)) return *error;
+        const auto& records = std::get<std::vector<ImageJson>>(read);
+        for (std::size_t i = 0; i < records.size(); ++i) {
+            if (Replay(records[i], i + 1 == records.size())) continue;
+            return ImageError{path_ + kJournalFile, i + 2, "",
+                              "holds a change of a kind that isn't known"};
+        }
+        isChanged_ = !records.empty();
+        // An image that can't be written keeps its journal; what it says holds all the same.
+        if (isChanged_) (void)Fold();
+        return std::nullopt;
+    }
+
+    Status Fold() override {
+        Status status = registryFiles_.Save();
+        if (status.IsOk()) status = SaveSettings();
+        if (status.IsOk()) status = journal.Clear();
+        if (status.IsOk()) isChanged_ = false;
+        return status;
+    }
+
+  protected:
+    std::vector<VolumeEntry> DumpedFiles() const override {
+        return const_cast<DiskVolume&>(volume).All();
+    }
+
+    Status RestartMachine() override {
+        const ImageTime before = clock.Time();
+        clock.Restart();
+        ModelProcesses restarted(facts_, nullptr);
+        for (ProcessRecord& record : processes_.All()) restarted.Add(std::move(record));
+        restarted.DropMissing([this](const Text& file) { return volume.Find(file).IsOk(); });
+        const Status noted = Append(RestartRecord(clock.Time(), restarted.All()));
+        if (!noted.IsOk()) clock.SetTime(before);
+        if (noted.IsOk())
+            processes_.DropMissing([this](const Text& file) { return volume.Find(file).IsOk(); });
+        return noted;
+    }
+
+  private:
+    Status Note(const MachineChange& change) override {
+        const Status noted = Append(ChangeRecord(change));
+        if (noted.IsOk()) registryFiles_.Apply(change);
+        return noted;
+    }
+
+    Status NoteMoves(const VolumeMoves& moves) override {
+        FileRules moved = rules_;
+        for (const auto& [source, target] : moves) moved.Move(source, target);
+        return Append(MoveRecord(moves, rules_, moved));
+    }
+
+    Status NoteRemoval(const Text& file) override { return Append(RemovalRecord(file)); }
+
+    void NoteOutcome(bool isDone) override { (void)Append(OutcomeRecord(isDone)); }
+
+    Status Append(const ImageJson& record) {
+        const Status appended = journal.Append(record);
+        if (appended.IsOk()) isChanged_ = true;
+        return appended;
+    }
+
+    bool Replay(const ImageJson& record, bool isLast) {
+        ReplayTargets targets{tree_, registryFiles_, processes_, rules_, volume, clock, pending_};
+        return ReplayRecord(record, isLast, targets);
+    }
+
+    Status SaveSettings() {
+        ImageJson changed = document_;
+        PutTime(changed, clock.Time());
+        if (document_.contains("processes") || !processes_.All().empty())
+            changed["processes"] = ProcessesToJson(processes_.All());
+        PutRules(changed, rules_);
+        if (changed == document_) return {};
+        const Status saved = ReplaceHostFile(path_ + kSettingsFile, changed.dump(2) + '\n');
+        if (saved.IsOk()) document_ = std::move(changed);
+        return saved;
+    }
+
+    std::string path_;
+    HostFile lock_;
+    ImageJson document_;
+    RegistryFiles registryFiles_;
+    PendingNames pending_;
+    bool isChanged_ = false;
+};
+
+std::string WithoutSlash(std::string path) {
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    return path;
+}
+
+}  // namespace
+
+std::variant<std::unique_ptr<ImageMachine>, ImageError> LoadMachineImage(
+    const std::string& givenPath) {
+    const std::string path = WithoutSlash(givenPath);
+    HostFile lock(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!lock.IsOpen()) return ImageError{path, 0, "", "is no folder that can be read"};
+    if (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0)
+        return ImageError{path, 0, "", "the image is in use by another process"};
+    const std::string file = path + kSettingsFile;
+    const auto content = ReadHostFile(file);
+    if (!content) return ImageError{file, 0, "", errno == ENOENT ? "is missing" : "can't be read"};
+    ImageJson document;
+    auto parsed = ParseImageSettings(file, *content, document);
+    if (auto* error = std::get_if<ImageError>(&parsed)) return *error;
+    auto image = std::make_unique<LoadedImage>(
+        path, std::move(lock), std::move(std::get<ImageSettings>(parsed)), document);
+    if (auto error = image->Load()) return *error;
+    return std::unique_ptr<ImageMachine>(std::move(image));
+}
+
+}  // namespace bkfd
