@@ -34,6 +34,7 @@ ALLOWED = {
     "platform/overlay": BASE + ["platform", "platform/forward", "platform/memory"],
     "platform/memory": BASE + ["platform"],
     "platform/image": FORMATS + ["platform", "platform/memory"],
+    "platform/curl": BASE + ["platform"],
     "platform/win32": BASE + ["platform"],
     "resources": BASE + ["resources"],
     "services": SERVICES,

@@ -5,7 +5,6 @@
 #include "services/ApplicationState.h"
 #include "services/FileUtil.h"
 #include "services/MAPI.h"
-#include "services/ProgramFolder.h"
 #include "services/RegistryAccess.h"
 #include "services/SysUtil.h"
 #include "services/WideDocument.h"

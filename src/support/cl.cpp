@@ -28,7 +28,8 @@ double SecondsSinceMidnight() {
 
 void Check(Status status) {
     if (status.IsOk()) return;
-    throw RuntimeError(static_cast<std::int32_t>(status.code), SysUtil::SystemErrorText(status.code));
+    throw RuntimeError(static_cast<std::int32_t>(status.code),
+                       SysUtil::SystemErrorText(status.code));
 }
 
 /// The counter begins anew at midnight, and an exchange that is under way then has no limit: on
@@ -50,7 +51,8 @@ bool JudgeEnd(HttpRequest& request, Text& errorText) {
     }
     const Result<std::int32_t> status = request.status();
     Check(status);
-    if (std::ranges::find(kAcceptedStatuses, status.value) != std::end(kAcceptedStatuses)) return true;
+    if (std::ranges::find(kAcceptedStatuses, status.value) != std::end(kAcceptedStatuses))
+        return true;
     errorText = request.statusText();
     return false;
 }

@@ -1,0 +1,141 @@
+#include "platform/curl/CurlHttp.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+
+namespace bkfd {
+namespace {
+
+enum ReadyState { NotOpened, Opened, Sent, Receiving, Complete };
+
+struct EasyCloser {
+    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+};
+struct MultiCloser {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+};
+struct ListCloser {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+
+class CurlRequest final : public HttpRequest {
+  public:
+    CurlRequest() : easy_(curl_easy_init()), multi_(curl_multi_init()) {}
+    ~CurlRequest() override { Detach(); }
+
+    Status open(TextView method, TextView url) override {
+        if (!easy_ || !multi_) return {SystemError::NotEnoughMemory};
+        CURL* easy = easy_.get();
+        curl_easy_setopt(easy, CURLOPT_URL, ToUtf8(url).c_str());
+        curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, ToUtf8(method).c_str());
+        curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+        curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+        curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &CurlRequest::OnHeader);
+        curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+        curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CurlRequest::OnBody);
+        state_ = Opened;
+        return {};
+    }
+
+    Status setRequestHeader(TextView name, TextView value) override {
+        const std::string line = ToUtf8(name) + ": " + ToUtf8(value);
+        curl_slist* longer = curl_slist_append(headers_.get(), line.c_str());
+        if (longer == nullptr) return {SystemError::NotEnoughMemory};
+        (void)headers_.release();
+        headers_.reset(longer);
+        return {};
+    }
+
+    Status send(TextView body) override {
+        if (state_ != Opened) return {SystemError::InvalidFunction};
+        body_ = ToBytes(body);
+        (void)setRequestHeader(u"Expect", u"");  // large posts don't wait for a permission
+        curl_easy_setopt(easy_.get(), CURLOPT_HTTPHEADER, headers_.get());
+        curl_easy_setopt(easy_.get(), CURLOPT_POSTFIELDS, body_.data());
+        curl_easy_setopt(easy_.get(), CURLOPT_POSTFIELDSIZE_LARGE,
+                         static_cast<curl_off_t>(body_.size()));
+        if (curl_multi_add_handle(multi_.get(), easy_.get()) != CURLM_OK) {
+            return {SystemError::NotEnoughMemory};
+        }
+        isAttached_ = true;
+        state_ = Sent;
+        return {};
+    }
+
+    std::int32_t readyState() override {
+        if (isAttached_) Drive();
+        return state_;
+    }
+
+    Result<std::int32_t> status() override {
+        if (state_ != Complete || !isAnswered_) return Status{SystemError::ResourceNotFound};
+        long code = 0;
+        curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &code);
+        return static_cast<std::int32_t>(code);
+    }
+
+    Text statusText() override { return statusText_; }
+
+    void abort() override {
+        Detach();
+        state_ = NotOpened;
+    }
+
+  private:
+    void Drive() {
+        int running = 0;
+        curl_multi_perform(multi_.get(), &running);
+        int left = 0;
+        while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
+            if (message->msg != CURLMSG_DONE) continue;
+            isAnswered_ = message->data.result == CURLE_OK;
+            state_ = Complete;
+        }
+        if (state_ == Complete) Detach();
+    }
+
+    void Detach() {
+        if (isAttached_) curl_multi_remove_handle(multi_.get(), easy_.get());
+        isAttached_ = false;
+    }
+
+    /// "HTTP/1.1 404 Not Found": what stands behind the number.
+    static std::size_t OnHeader(char* data, std::size_t, std::size_t size, void* self) {
+        auto& request = *static_cast<CurlRequest*>(self);
+        const std::string_view line(data, size);
+        if (line.starts_with("HTTP/")) {
+            const std::size_t number = std::min(line.find(' '), line.size() - 1);
+            const std::size_t text = std::min(line.find(' ', number + 1), line.size() - 1);
+            std::string_view rest = line.substr(text + 1);
+            while (!rest.empty() && (rest.back() == '\r' || rest.back() == '\n')) {
+                rest.remove_suffix(1);
+            }
+            request.statusText_ = FromBytes(ToBytesOf(rest));
+        }
+        request.state_ = Receiving;
+        return size;
+    }
+
+    static Bytes ToBytesOf(std::string_view text) { return {text.begin(), text.end()}; }
+
+    static std::size_t OnBody(char*, std::size_t, std::size_t size, void*) { return size; }
+
+    std::unique_ptr<CURL, EasyCloser> easy_;
+    std::unique_ptr<CURLM, MultiCloser> multi_;
+    std::unique_ptr<curl_slist, ListCloser> headers_;
+    Bytes body_;
+    Text statusText_;
+    ReadyState state_ = NotOpened;
+    bool isAttached_ = false;
+    bool isAnswered_ = false;
+};
+
+}  // namespace
+
+Result<std::unique_ptr<HttpRequest>> CurlHttp::CreateXmlHttpRequest() {
+    return std::unique_ptr<HttpRequest>(std::make_unique<CurlRequest>());
+}
+
+}  // namespace bkfd
