@@ -1,0 +1,90 @@
+#include "cli/decode/ReportDecoder.h"
+
+#include <gtest/gtest.h>
+
+#include "common/EngineBench.h"
+#include "services/FileUtil.h"
+#include "services/WideDocument.h"
+#include "support/cl.h"
+
+namespace bkfd {
+namespace {
+
+Bytes Raw(std::string_view text) {
+    return {text.begin(), text.end()};
+}
+
+std::string Listing(const std::variant<DecodedReport, std::string>& decoded) {
+    if (const auto* error = std::get_if<std::string>(&decoded)) return "error: " + *error + "\n";
+    std::string listing;
+    for (const DecodedFile& file : std::get<DecodedReport>(decoded).files) {
+        listing += file.name + "=" + std::string(file.content.begin(), file.content.end()) + "\n";
+    }
+    return listing;
+}
+
+TEST(ReportDecoder, ReadsEveryFormOfAReport) {
+    EngineBench bench;
+    bench.machine.AddFolder(u"C:\\Temp");
+    ValueBag values;
+    values.Add(u"name", u"Ann");
+    values.Add(u"SuspiciousFiles",
+               SysUtil::EncodeText(WideDocument(u"<xml><f i='C:\\\u043F &amp; co.dll'/></xml>")));
+    values.Add(
+        u"Processes",
+        SysUtil::EncodeText(u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><Ps>&#1087;</Ps>"));
+    values.Add(u"Hosts", SysUtil::EncodeText(u"127.0.0.1 \u00E9"));
+    values.Add(u"FNHWLog", u"");
+    const Text envelope = MakeEnvelope(u"A\\B", u"id", values);
+    const Text archive = PackEnvelope(envelope, u"C:\\Temp\\e.xml", u"C:\\Temp\\a.zip");
+
+    const std::string expected =
+        "name=Ann\n"
+        "SuspiciousFiles.xml=<xml><f i='C:\\\xD0\xBF &amp; co.dll'/></xml>\n"
+        "Processes.xml=<Ps>&#1087;</Ps>\n"
+        "Hosts=127.0.0.1 \xE9\n"
+        "FNHWLog=\n";
+    const struct {
+        const char* label;
+        Bytes input;
+    } rows[] = {
+        {"envelope", ToBytes(envelope)},
+        {"archive", bench.machine.FileContent(u"C:\\Temp\\a.zip")},
+        {"posted body", ToBytes(u"subject=x&value=" + Replace(archive, u"+", u"%2B"))},
+    };
+    for (const auto& row : rows) {
+        const auto decoded = DecodeReport(row.input);
+        EXPECT_EQ(Listing(decoded), expected) << row.label;
+        const auto& report = std::get<DecodedReport>(decoded);
+        EXPECT_EQ(report.suspiciousFiles, std::vector<Text>{u"C:\\\u043F & co.dll"}) << row.label;
+    }
+    const Text units(u"C\0:\0\\\0\x3F\x04", 8);
+    EXPECT_EQ(EncodeForPaste(u"C:\\\u043F"), SysUtil::EncodeText(units));
+}
+
+TEST(ReportDecoder, MalformedInputIsOneError) {
+    const struct {
+        const char* label;
+        std::string input;
+        const char* listing;
+    } rows[] = {
+        {"empty", "", "error: it is no posted report, archive or envelope\n"},
+        {"text", "hello", "error: it is no posted report, archive or envelope\n"},
+        {"value isn't base64", "subject=a&value=%%%",
+         "error: the posted archive isn't valid base64\n"},
+        {"value is no archive", "value=QUJD", "error: the posted value is no archive\n"},
+        {"cut archive", "PK\3\4abc", "error: the archive is cut or damaged\n"},
+        {"an entry that isn't base64", "<?xml version='1.0'?><xml><Log>*</Log></xml>",
+         "error: Log isn't valid base64\n"},
+        {"names stay in the folder", "<?xml version='1.0'?><xml><a.b>1</a.b><a_b>2</a_b></xml>",
+         "a_b=1\na_b-2=2\n"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Listing(DecodeReport(Raw(row.input))), row.listing) << row.label;
+    }
+    const auto cut = DecodeReport(Raw("<?xml version='1.0'?><xml><Log>QUJD</Lo"));
+    EXPECT_TRUE(std::holds_alternative<std::string>(cut));
+}
+
+}  // namespace
+}  // namespace bkfd

@@ -1,0 +1,195 @@
+#include <gtest/gtest.h>
+
+#include "cli/decode/ReportDecoder.h"
+#include "common/EngineBench.h"
+#include "services/FileUtil.h"
+#include "support/cl.h"
+
+namespace bkfd {
+namespace {
+
+/// What a scripted exchange does.
+struct Exchange {
+    Status openStatus;
+    Status sendStatus;
+    std::int32_t endState = 4;
+    Result<std::int32_t> httpStatus = 200;
+    Text statusText;
+    std::string trace;  // the calls, with the body's beginning
+    Bytes body;
+};
+
+class ScriptedRequest final : public HttpRequest {
+  public:
+    explicit ScriptedRequest(Exchange& exchange) : exchange_(exchange) {}
+
+    Status open(TextView method, TextView url) override {
+        exchange_.trace += "open " + ToUtf8(method) + " " + ToUtf8(url) + "\n";
+        return exchange_.openStatus;
+    }
+    Status setRequestHeader(TextView name, TextView value) override {
+        exchange_.trace += ToUtf8(name) + ": " + ToUtf8(value) + "\n";
+        return {};
+    }
+    Status send(TextView body) override {
+        exchange_.body = ToBytes(body);
+        exchange_.trace += "send\n";
+        return exchange_.sendStatus;
+    }
+    std::int32_t readyState() override { return exchange_.endState; }
+    Result<std::int32_t> status() override { return exchange_.httpStatus; }
+    Text statusText() override { return exchange_.statusText; }
+    void abort() override { exchange_.trace += "abort\n"; }
+
+  private:
+    Exchange& exchange_;
+};
+
+class Transport {
+  public:
+    Transport() {
+        bench.machine.AddFolder(u"C:\\Temp");
+        bench.machine.SetEnvironment(u"TMP", u"C:\\Temp");
+        bench.machine.SetHttp([this] { return std::make_unique<ScriptedRequest>(exchange); });
+        values.Add(u"name", u"A <b> & \u043F\u0001");
+        values.Add(u"Log", SysUtil::EncodeText(u"line\r\n"));
+    }
+
+    void Send(const Text& category = u"BKFD/SupportRequest") {
+        cl().Do1(bench.log, category, values, errorText, success);
+    }
+    int FilesLeft() {
+        const std::string dump = bench.machine.DumpFiles();
+        int count = 0;
+        for (const char* ending : {".xml", ".zip"}) count += dump.find(ending) != std::string::npos;
+        return count;
+    }
+
+    EngineBench bench;
+    Exchange exchange;
+    ValueBag values;
+    Text errorText = u"old";
+    bool success = true;
+};
+
+TEST(Transport, PostsTheEnvelopeInAnArchive) {
+    Transport transport;
+    transport.Send();
+    EXPECT_TRUE(transport.success);
+    EXPECT_EQ(transport.errorText, u"");
+    EXPECT_EQ(transport.exchange.trace,
+              "open POST http://support.tarnwick.example/php/ic.php\n"
+              "Content-Type: application/x-www-form-urlencoded\n"
+              "send\n");
+    EXPECT_EQ(transport.FilesLeft(), 2);  // both stay, on purpose
+    const std::string body(transport.exchange.body.begin(), transport.exchange.body.end());
+    EXPECT_TRUE(body.starts_with("subject=BKFD%5CSupportRequest%5C")) << body.substr(0, 80);
+    EXPECT_EQ(body.find('+'), std::string::npos);
+
+    const auto decoded = DecodeReport(transport.exchange.body);
+    ASSERT_TRUE(std::holds_alternative<DecodedReport>(decoded)) << std::get<std::string>(decoded);
+    const auto& report = std::get<DecodedReport>(decoded);
+    EXPECT_EQ(report.category, u"BKFD\\SupportRequest");
+    ASSERT_EQ(report.files.size(), 2U);
+    EXPECT_EQ(FromUtf8({reinterpret_cast<const char*>(report.files[0].content.data()),
+                        report.files[0].content.size()}),
+              u"A <b> & \u043F\uFFFD");
+    EXPECT_EQ(report.files[1].content, ToBytes(u"line\r\n"));
+}
+
+TEST(Transport, JudgesTheEndOfTheExchange) {
+    const struct {
+        const char* label;
+        void (*set)(Exchange&);
+        bool success;
+        const char16_t* errorText;
+        int filesLeft;
+        bool isAborted;
+    } rows[] = {
+        {"206", [](Exchange& e) { e.httpStatus = 206; }, true, u"", 2, false},
+        {"302", [](Exchange& e) { e.httpStatus = 302; }, true, u"", 2, false},
+        {"304", [](Exchange& e) { e.httpStatus = 304; }, true, u"", 2, false},
+        {"201 isn't listed",
+         [](Exchange& e) {
+             e.httpStatus = 201;
+             e.statusText = u"Created";
+         },
+         false, u"Created", 2, false},
+        {"500",
+         [](Exchange& e) {
+             e.httpStatus = 500;
+             e.statusText = u"Oops";
+         },
+         false, u"Oops", 2, false},
+        {"hangs while opening", [](Exchange& e) { e.endState = 1; }, false, u"Cannot send. ", 2,
+         true},
+        {"hangs while receiving", [](Exchange& e) { e.endState = 3; }, false, u"Cannot send. ", 2,
+         true},
+        {"hangs in state 2, status there", [](Exchange& e) { e.endState = 2; }, true, u"", 2,
+         false},
+        {"no status", [](Exchange& e) { e.httpStatus = Status{SystemError::AccessDenied}; }, false,
+         u"Access is denied.", 0, false},
+        {"open fails", [](Exchange& e) { e.openStatus = {SystemError::AccessDenied}; }, false,
+         u"Access is denied.", 0, false},
+        {"send fails", [](Exchange& e) { e.sendStatus = {SystemError::AccessDenied}; }, false,
+         u"Access is denied.", 0, false},
+    };
+    for (const auto& row : rows) {
+        Transport transport;
+        row.set(transport.exchange);
+        transport.Send();
+        EXPECT_EQ(transport.success, row.success) << row.label;
+        EXPECT_EQ(ToUtf8(transport.errorText), ToUtf8(row.errorText)) << row.label;
+        EXPECT_EQ(transport.FilesLeft(), row.filesLeft) << row.label;
+        EXPECT_EQ(transport.exchange.trace.find("abort") != std::string::npos, row.isAborted)
+            << row.label;
+    }
+}
+
+TEST(Transport, WaitsFiveMinutesButWithoutLimitAcrossMidnight) {
+    const struct {
+        const char* label;
+        CivilTime start;
+        int minutesUntilComplete;
+        bool success;
+    } rows[] = {{"in time", {2026, 11, 16, 12, 0, 0, 0}, 4, true},
+                {"too late", {2026, 11, 16, 12, 0, 0, 0}, 6, false},
+                {"across midnight, on purpose", {2026, 11, 16, 23, 59, 0, 0}, 60, true}};
+    for (const auto& row : rows) {
+        Transport transport;
+        transport.bench.machine.SetNow(ToDate(row.start));
+        transport.exchange.endState = 1;
+        int pumped = 0;
+        transport.bench.toolkit.onPump = [&] {
+            transport.bench.machine.AdvanceClock(1000);
+            if (++pumped == row.minutesUntilComplete * 60) transport.exchange.endState = 4;
+        };
+        transport.Send();
+        EXPECT_EQ(transport.success, row.success) << row.label;
+    }
+}
+
+TEST(Transport, FailuresBeforeThePostLeaveNothing) {
+    Transport missing;
+    missing.bench.machine.SetHttp(nullptr);
+    missing.Send();
+    EXPECT_FALSE(missing.success);
+    EXPECT_FALSE(missing.errorText.empty());
+    EXPECT_EQ(missing.FilesLeft(), 0);
+
+    Transport noFolder;
+    noFolder.bench.machine.SetEnvironment(u"TMP", u"C:\\gone");
+    noFolder.Send();
+    EXPECT_FALSE(noFolder.success);
+    EXPECT_EQ(noFolder.exchange.trace, "");
+}
+
+TEST(Transport, EscapesFourCharactersAlone) {
+    Transport transport;
+    transport.Send(u"a+b/c%&=\r\n");
+    const std::string body(transport.exchange.body.begin(), transport.exchange.body.end());
+    EXPECT_TRUE(body.starts_with("subject=a%2Bb%5Cc%&=%0D%0A%5C")) << body.substr(0, 60);
+}
+
+}  // namespace
+}  // namespace bkfd
