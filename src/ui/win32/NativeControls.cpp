@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include "ui/Button.h"
 #include "ui/Keys.h"
 #include "ui/Label.h"
@@ -29,6 +31,20 @@ class NativeButton : public NativeControl {
         if (code == BN_CLICKED) As<Button>()->Click();
     }
 };
+
+int Brightness(COLORREF colour) {
+    return (GetRValue(colour) * 3 + GetGValue(colour) * 6 + GetBValue(colour)) / 10;
+}
+
+// Some colour schemes have links that can't be read on a window's background.
+COLORREF LinkColour() {
+    constexpr int kHotLight = 26;  // COLOR_HOTLIGHT, unknown to Windows 95
+    constexpr int kLeastContrast = 80;
+    const COLORREF link = ::GetSysColor(kHotLight);
+    const int contrast = Brightness(::GetSysColor(COLOR_BTNFACE)) - Brightness(link);
+    const bool isReadable = ::GetSysColorBrush(kHotLight) && std::abs(contrast) >= kLeastContrast;
+    return isReadable ? link : ::GetSysColor(COLOR_BTNTEXT);
+}
 
 /// A static control that reports the mouse.
 class NativeStatic : public NativeControl {
@@ -62,9 +78,7 @@ class NativeLabel : public NativeStatic {
 
     HBRUSH Paint(HDC device) override {
         if (!As<Label>()->IsLink() || IsHighContrast()) return nullptr;
-        constexpr int kLinkColour = 26;  // COLOR_HOTLIGHT, unknown to Windows 95
-        const bool known = ::GetSysColorBrush(kLinkColour) != nullptr;
-        ::SetTextColor(device, ::GetSysColor(known ? kLinkColour : COLOR_WINDOWTEXT));
+        ::SetTextColor(device, LinkColour());
         ::SetBkColor(device, ::GetSysColor(COLOR_BTNFACE));
         return ::GetSysColorBrush(COLOR_BTNFACE);
     }

@@ -122,10 +122,18 @@ class NativeListView : public NativeControl {
     }
 
     void Insert(std::size_t row) {
+        const ListItem& item = *As<ListView>()->Item(row);
+        const NativeText content(item.GetText());
         LVITEMW native = {};
+        native.mask = LVIF_TEXT | LVIF_IMAGE;
         native.iItem = static_cast<int>(row) - 1;
+        native.pszText = content.Field();
+        native.iImage = IconOf(item);
         Tell(Either(LVM_INSERTITEMW, LVM_INSERTITEMA), 0, reinterpret_cast<LPARAM>(&native));
-        Fill(row);
+        for (std::size_t sub = 1; sub < As<ListView>()->Columns().size(); ++sub) {
+            const Text& text = item.GetSubItem(sub).text;
+            if (!text.empty()) SetCell(row, sub, text);
+        }
     }
 
     void Fill(std::size_t row) {
