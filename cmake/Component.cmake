@@ -2,7 +2,8 @@
 # source says.
 function(bkfd_component name init folder)
   add_library(${name} SHARED $<TARGET_OBJECTS:bkfd_components> ${init}
-    ${PROJECT_SOURCE_DIR}/src/components/BKFDCustom.def)
+    ${PROJECT_SOURCE_DIR}/src/components/BKFDCustom.def
+    ${PROJECT_SOURCE_DIR}/src/resources/windows/BKFDCustom.rc)
   target_compile_definitions(${name} PRIVATE WIN32_LEAN_AND_MEAN NOMINMAX)
   target_link_libraries(${name} PRIVATE bkfd_platform_win32 ole32 oleaut32 uuid)
   target_link_options(${name} PRIVATE -s -Wl,--enable-stdcall-fixup)
