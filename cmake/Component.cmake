@@ -8,5 +8,5 @@ function(bkfd_component name init folder)
   target_link_libraries(${name} PRIVATE bkfd_platform_win32 ole32 oleaut32 uuid)
   target_link_options(${name} PRIVATE -s -Wl,--enable-stdcall-fixup)
   set_target_properties(${name} PROPERTIES PREFIX "" OUTPUT_NAME BKFDCustom
-    RUNTIME_OUTPUT_DIRECTORY ${folder})
+    RUNTIME_OUTPUT_DIRECTORY ${folder} ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${name})
 endfunction()
