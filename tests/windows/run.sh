@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Runs the tests that need Windows, and the program itself, under Wine: in a prefix and on a display
+# of their own, which are gone afterwards.
+#
+#   tests/windows/run.sh BUILD-FOLDER
+set -uo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+build=$(realpath -e "${1:?usage: tests/windows/run.sh BUILD-FOLDER}") || exit 1
+for tool in wine wineserver Xvfb; do
+    command -v "$tool" >/dev/null || { echo "$tool is missing: the Windows tests can't run" >&2; exit 1; }
+done
+. "$here/wine.sh"
+trap stop_wine EXIT
+start_wine || exit 1
+
+passed=0
+failed=0
+# check NAME COMMAND...: runs one check and counts it; its output shows when it fails.
+check() {
+    local name=$1 output start=$SECONDS
+    shift
+    if output=$("$@" 2>&1); then
+        passed=$((passed + 1))
+        echo "ok     $name ($((SECONDS - start)) s)"
+    else
+        failed=$((failed + 1))
+        echo "FAILED $name ($((SECONDS - start)) s)"
+        printf '%s\n' "$output" | grep -v '^\[ *\(RUN\|OK\) *\]' | tail -n 60 | sed 's/^/       /'
+    fi
+}
+
+# gtest PROGRAM ARGUMENT...: a test program, which must have run at least one test.
+gtest() {
+    run_wine 60 "$@" | tee "$work/gtest.out"
+    [ "${PIPESTATUS[0]}" -eq 0 ] && grep -q '^\[  PASSED  \] [1-9]' "$work/gtest.out"
+}
+
+. "$here/startup_checks.sh"
+
+check "component bridge" gtest "$build/tests/platform/win32/platform_win32_test.exe"
+check "version records agree with version.dll" run_wine 60 "$build/tests/windows/version_agreement.exe"
+for family in win10 win98; do
+    check "$family: set" set_family $family
+    check "$family: contract of the seam" gtest "$build/tests/windows/contract_win32.exe"
+    startup_checks $family
+done
+
+echo "$passed passed, $failed failed"
+[ $failed -eq 0 ]

@@ -1,0 +1,45 @@
+# A Wine prefix with a display of its own. Sourced by run.sh.
+
+# start_wine: makes $work, the display and the prefix. Without a display no window could be made.
+start_wine() {
+    work=$(mktemp -d)
+    export WINEPREFIX=$work/prefix WINEDEBUG=-all LC_ALL=C.UTF-8
+    export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
+    Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$work/display" >/dev/null 2>&1 &
+    display_process=$!
+    wait_until 10 test -s "$work/display" || { echo "Xvfb didn't start" >&2; return 1; }
+    DISPLAY=:$(cat "$work/display")
+    export DISPLAY
+    run_wine 90 wineboot -i || { echo "wineboot failed" >&2; return 1; }
+    drive=$WINEPREFIX/drive_c
+}
+
+# stop_wine: ends what start_wine started, and nothing else.
+stop_wine() {
+    [ -n "${work:-}" ] || return
+    [ -d "$WINEPREFIX" ] && timeout 20 wineserver -k
+    [ -n "${display_process:-}" ] && kill "$display_process" 2>/dev/null
+    rm -rf "$work"
+}
+
+# run_wine SECONDS PROGRAM ARGUMENT...: a Windows program, with a time limit.
+run_wine() {
+    local limit=$1
+    shift
+    timeout -k 5 "$limit" wine "$@" 2>>"$work/wine.log"
+}
+
+# wait_until SECONDS COMMAND...: asks again and again, quietly.
+wait_until() {
+    local limit=$((SECONDS + $1))
+    shift
+    until "$@" >/dev/null 2>&1; do
+        [ $SECONDS -lt $limit ] || return 1
+        sleep 0.1
+    done
+}
+
+# set_family VERSION: the Windows version that programs started from now on see.
+set_family() {
+    run_wine 30 reg add 'HKCU\Software\Wine' /v Version /d "$1" /f
+}
