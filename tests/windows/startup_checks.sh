@@ -23,7 +23,8 @@ end_program() {
 }
 
 log_has() { grep -q -- "$1" "$install/BKFD.log"; }
-is_loaded() { compgen -G "$install/Backup/*.reg"; }
+drive_window() { run_wine $(($3 + 5)) "$build/tests/windows/drive_window.exe" "$@"; }
+is_gone() { ! kill -0 "$program"; }
 
 # first_lines: the log begins with the start line, the version line and the boot line.
 first_lines() {
@@ -33,11 +34,12 @@ first_lines() {
                 3{/^Startup: [0-9]/!q1}'
 }
 
-# starts_up: the program comes as far as its first backup, with no failure in the log.
+# starts_up: the main window comes up, and closing it ends the program.
 starts_up() {
     local outcome=0
     start_program
-    wait_until 40 is_loaded || { echo "it didn't load"; outcome=1; }
+    drive_window close Brackenfold 40 || { echo "no main window"; outcome=1; }
+    wait_until 20 is_gone || { echo "it still runs"; outcome=1; }
     end_program
     cat "$install/BKFD.log"
     first_lines || { echo "the first lines are wrong"; outcome=1; }
@@ -50,23 +52,30 @@ normal_start() {
     ! log_has ' 0 .* FMain\.Form_Initialize: '
 }
 
-# refuses_to_start: the box of the missing component, its line in the log, and nothing else.
-refuses_to_start() {
+missing_message="Component 'BKFDCUSTOM.DLL' or one of its dependencies not correctly registered: a file is missing or invalid. Try to reinstall Brackenfold."
+
+# shows_missing_box: the box of the missing component; pressing OK ends the program.
+shows_missing_box() {
     local outcome=0
-    local message="Component 'BKFDCUSTOM.DLL' or one of its dependencies not correctly registered: a file is missing or invalid. Try to reinstall Brackenfold."
     start_program
-    run_wine 45 "$build/tests/windows/press_box.exe" Brackenfold 40 | tr -d '\r' >"$work/box"
+    drive_window press Brackenfold 40 | tr -d '\r' >"$work/box"
     wait_until 20 is_gone || { echo "it still runs"; outcome=1; }
     end_program
     cat "$work/box" "$install/BKFD.log"
-    grep -qxF -- "$message" "$work/box" || { echo "the box is wrong"; outcome=1; }
-    first_lines || outcome=1
-    [ "$(wc -l <"$install/BKFD.log")" -eq 4 ] || { echo "not four lines"; outcome=1; }
-    log_has " 4 .*$message" || { echo "no line of level 4"; outcome=1; }
+    grep -qxF -- "$missing_message" "$work/box" || { echo "the box is wrong"; outcome=1; }
+    first_lines || { echo "the first lines are wrong"; outcome=1; }
     [ ! -e "$install/Backup" ] || { echo "something was done"; outcome=1; }
     return $outcome
 }
-is_gone() { ! kill -0 "$program"; }
+
+# refuses_to_start: the box, its line in the log, and nothing else.
+refuses_to_start() {
+    local outcome=0
+    shows_missing_box || outcome=1
+    [ "$(wc -l <"$install/BKFD.log")" -eq 4 ] || { echo "not four lines"; outcome=1; }
+    log_has " 4 .*$missing_message" || { echo "no line of level 4"; outcome=1; }
+    return $outcome
+}
 
 missing_component() {
     new_install "$1 missing"
@@ -96,20 +105,28 @@ registered_component() {
     refuses_to_start
 }
 
-# replaced_logger: the boot line is the last of BKFD.log; all else goes to the component's file.
+# replaced_logger: the boot line is the last of BKFD.log; the line of the missing component goes to
+# the other logger. The object that replaces the logger is registered, the needed class isn't there.
 replaced_logger() {
-    new_install "$1 replaced" "$build/tests/windows/replace/BKFDCustom.dll"
-    BKFD_TEST_LOG="C:\\$1 replaced\\other.log" starts_up || return 1
+    local elsewhere=$drive/"$1 replace" outcome=0
+    mkdir -p "$elsewhere"
+    cp "$build/tests/windows/replace/BKFDCustom.dll" "$elsewhere/"
+    run_wine 30 regsvr32 /s "$elsewhere/BKFDCustom.dll" || { echo "not registered"; return 1; }
+    run_wine 30 reg delete 'HKCR\CLSID\{50117FF6-355B-4DF1-A2D5-F33BBF302521}' /f || return 1
+    new_install "$1 replaced"
+    BKFD_TEST_LOG="C:\\$1 replaced\\other.log" shows_missing_box || outcome=1
+    run_wine 30 regsvr32 /s /u "$elsewhere/BKFDCustom.dll" || { echo "not unregistered"; outcome=1; }
     cat "$install/other.log"
-    [ "$(wc -l <"$install/BKFD.log")" -eq 3 ] || { echo "BKFD.log went on"; return 1; }
-    grep -q '^5 FMain\.LogTabState 0: ' "$install/other.log"
+    [ "$(wc -l <"$install/BKFD.log")" -eq 3 ] || { echo "BKFD.log went on"; outcome=1; }
+    [ "$(cat "$install/other.log")" = "4 FMain.Form_Initialize 0: $missing_message" ] || outcome=1
+    return $outcome
 }
 
-# broken_logger: the one pending error is told, and the log goes on.
+# broken_logger: the log goes on, with the one pending error.
 broken_logger() {
     new_install "$1 broken" "$build/tests/windows/break/BKFDCustom.dll"
     starts_up || return 1
-    log_has ' 0 .* FMain\.Form_Initialize: ' && log_has 'FMain\.LogTabState: '
+    log_has ' 0 .* FMain\.Form_Initialize: '
 }
 
 startup_checks() {

@@ -1,0 +1,22 @@
+// The desktop program for Windows.
+#include <windows.h>
+
+#include "app/FMain.h"
+#include "platform/win32/Win32Machine.h"
+#include "ui/win32/Win32Toolkit.h"
+
+int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
+    bkfd::Win32Machine machine;
+    bkfd::InstallMachine(&machine);
+    bkfd::Win32Toolkit toolkit;
+    bkfd::InstallToolkit(&toolkit);
+    try {
+        bkfd::FMain window;
+        window.Form_Initialize();
+        window.Show();
+        toolkit.Run();
+    } catch (const bkfd::ProgramEnd&) {
+        // Where the end is meant to be, from however deep inside it comes.
+    }
+    return 0;
+}
