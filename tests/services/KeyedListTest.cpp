@@ -1,0 +1,156 @@
+#include "services/KeyedList.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "base/RuntimeError.h"
+#include "services/ItemList.h"
+
+namespace bkfd {
+namespace {
+
+/// The list as it is meant: searched from end to end.
+class PlainList {
+  public:
+    bool Add(int item, const Text& key, std::size_t index) {
+        if (!key.empty() && Find(key) != entries_.size()) return false;
+        entries_.insert(entries_.begin() + static_cast<std::ptrdiff_t>(index), {item, key});
+        return true;
+    }
+    bool Remove(const Text& key) {
+        const std::size_t index = Find(key);
+        if (index == entries_.size()) return false;
+        entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
+        return true;
+    }
+    std::size_t Find(const Text& key) const {
+        std::size_t i = 0;
+        while (i < entries_.size() && !EqualsIgnoreCase(entries_[i].second, key)) ++i;
+        return i;
+    }
+    const std::vector<std::pair<int, Text>>& Entries() const { return entries_; }
+
+  private:
+    std::vector<std::pair<int, Text>> entries_;
+};
+
+template <class Action>
+bool Succeeds(Action action) {
+    try {
+        action();
+        return true;
+    } catch (const RuntimeError&) {
+        return false;
+    }
+}
+
+void ExpectSame(const KeyedList& list, const PlainList& plain) {
+    ASSERT_EQ(list.Count(), static_cast<std::int32_t>(plain.Entries().size()));
+    std::size_t i = 0;
+    for (const Variant& item : list) ASSERT_EQ(item.AsInteger(), plain.Entries()[i++].first);
+}
+
+TEST(KeyedList, AgreesWithAPlainListUnderRandomOperations) {
+    std::mt19937 random(20261122);
+    const auto below = [&](std::size_t limit) { return random() % limit; };
+    KeyedList list;
+    PlainList plain;
+    for (int step = 0; step < 10'000; ++step) {
+        // Few keys in both cases, so that they meet; some items have none.
+        Text key = below(4) == 0 ? Text() : u"Schl\u00DC\u0160_" + ToText(random() % 300);
+        if (below(2) == 0) key = ToLower(key);
+        const std::size_t count = plain.Entries().size();
+        switch (below(5)) {
+            case 0:
+                if (key.empty()) break;
+                ASSERT_EQ(Succeeds([&] { list.Remove(key); }), plain.Remove(key));
+                break;
+            case 1: {
+                if (count == 0) break;
+                const std::size_t index = below(count);
+                const Variant place = static_cast<std::int32_t>(index) + 1;
+                const Variant keyOrNone = key.empty() ? Variant() : Variant(key);
+                const bool before = below(2) == 0;
+                ASSERT_EQ(Succeeds([&] {
+                              list.Add(step, keyOrNone, before ? place : Variant(),
+                                       before ? Variant() : place);
+                          }),
+                          plain.Add(step, key, before ? index : index + 1));
+                break;
+            }
+            case 2:
+                if (below(200) != 0) break;
+                list.Clear();
+                plain = {};
+                break;
+            default:
+                ASSERT_EQ(Succeeds([&] { key.empty() ? list.Add(step) : list.Add(step, key); }),
+                          plain.Add(step, key, count));
+        }
+        if (!key.empty()) {
+            const std::size_t index = plain.Find(key);
+            ASSERT_EQ(list.Exists(key), index != plain.Entries().size());
+            if (list.Exists(key)) {
+                ASSERT_EQ(list.Item(key).AsInteger(), plain.Entries()[index].first);
+            }
+        }
+        if (step % 64 == 0) ExpectSame(list, plain);
+    }
+    ExpectSame(list, plain);
+}
+
+TEST(KeyedList, FailuresHaveTheirNumbersAndChangeNothing) {
+    KeyedList list;
+    list.Add(u"first", u"");
+    list.Add(u"second", u"key");
+    const struct {
+        const char* label;
+        std::function<void()> action;
+        ErrorNumber number;
+    } rows[] = {
+        {"key twice", [&] { list.Add(1, u"KEY"); }, ErrorNumber::KeyAlreadyAssociated},
+        {"empty key twice", [&] { list.Add(1, u""); }, ErrorNumber::KeyAlreadyAssociated},
+        {"absent key", [&] { list.Item(u"kex"); }, ErrorNumber::InvalidProcedureCall},
+        {"absent key removed", [&] { list.Remove(u"kex"); }, ErrorNumber::InvalidProcedureCall},
+        {"position 0", [&] { list.Item(0); }, ErrorNumber::SubscriptOutOfRange},
+        {"behind the end", [&] { list.Item(3); }, ErrorNumber::SubscriptOutOfRange},
+        {"before and after", [&] { list.Add(1, {}, 1, 1); }, ErrorNumber::InvalidProcedureCall},
+        {"absent place", [&] { list.Add(1, {}, u"kex"); }, ErrorNumber::InvalidProcedureCall},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        try {
+            row.action();
+            ADD_FAILURE() << "no error";
+        } catch (const RuntimeError& error) {
+            EXPECT_EQ(error.Number(), static_cast<std::int32_t>(row.number));
+        }
+        EXPECT_EQ(list.Count(), 2);
+        EXPECT_EQ(list.Item(u"key").AsText(), u"second");
+    }
+}
+
+TEST(ItemNode, IsReachedByName) {
+    ItemList list;
+    ItemNode& node = list.Add();
+    node.Id = u"{clsid}";
+    node.params().Add(u"DLL", u"C:\\a.dll");
+    const auto call = [](const ObjectRef& object, TextView name, std::vector<Variant> arguments) {
+        return object->Invoke(name, arguments);
+    };
+    const ObjectRef item = *list.begin();
+    EXPECT_EQ(call(item, u"Id", {}).AsText(), u"{clsid}");
+    const ObjectRef param = call(item, u"params", {u"dll"}).AsObject();
+    EXPECT_EQ(call(param, u"Values", {1}).AsText(), u"C:\\a.dll");
+    // The holders themselves are objects too, and outlive the item.
+    const ObjectRef params = call(item, u"params", {}).AsObject();
+    const ObjectRef values = call(param, u"Values", {}).AsObject();
+    list = {};
+    EXPECT_EQ(call(params, u"Item", {u"DLL"}).AsObject(), param);
+    EXPECT_EQ(call(values, u"Count", {}).AsInteger(), 1);
+    EXPECT_THROW(call(values, u"Count", {1}), RuntimeError);
+}
+
+}  // namespace
+}  // namespace bkfd
