@@ -153,6 +153,13 @@ class MirrorTest {
         added->SetText(Text(32767, u'x'));
         list.lv.Remove(4);
         Expect("row removed", Ask(list.lv, LVM_GETITEMCOUNT), 3);
+        const DWORD start = ::GetTickCount();
+        for (int i = 0; i < 3000; ++i) list.lv.Add(u"many")->SetSubItem(1, u"rows");
+        toolkit_.PumpMessages();
+        Expect("many rows", Ask(list.lv, LVM_GETITEMCOUNT), 3003);
+        Expect("list drawn again", ::IsWindowVisible(Of(list.lv)), 1);
+        std::printf("3000 rows in %lu ms\n", ::GetTickCount() - start);
+        list.Fill();
         list.lv.SetColumnWidth(1, 1500);
         Expect("column set", Ask(list.lv, LVM_GETCOLUMNWIDTH, 0), 100);
         for (const char16_t* line : {u"one", u"two", u"three"}) text.lstFiles.Add(line);

@@ -37,6 +37,9 @@ class NativeControl {
     /// The brush for WM_CTLCOLOR..., or null for the usual one.
     virtual HBRUSH Paint(HDC) { return nullptr; }
 
+    /// Draws again what was left undrawn since `NativeForm::ThawLater`.
+    virtual void Thaw() {}
+
     static NativeControl* Of(HWND window);
 
   protected:

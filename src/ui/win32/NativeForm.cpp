@@ -1,6 +1,7 @@
 #include "ui/win32/NativeForm.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "ui/win32/Scope.h"
 #include "ui/win32/Win32Toolkit.h"
@@ -243,6 +244,11 @@ void NativeForm::Move(NativeControl& native, const RECT& area) {
 
 void NativeForm::Unbatch(const NativeControl& native) {
     std::erase_if(moved_, [&](const Moved& moved) { return moved.native == &native; });
+    std::erase(frozen_, &native);
+}
+
+void NativeForm::Thaw() {
+    for (NativeControl* native : std::exchange(frozen_, {})) native->Thaw();
 }
 
 // Windows of one parent move in one step each, so that nothing flickers.

@@ -47,6 +47,9 @@ class NativeForm {
     void Guard(const std::function<void()>& action);
     /// Moves the native now, or with the others when the form's layout is done.
     void Move(NativeControl& native, const RECT& area);
+    /// `Thaw` is called before the next message is waited for.
+    void ThawLater(NativeControl& native) { frozen_.push_back(&native); }
+    void Thaw();
     void Unbatch(const NativeControl& native);
 
     /// Key and character messages before they are dispatched. True if the message is done with.
@@ -93,6 +96,7 @@ class NativeForm {
         RECT area;
     };
     std::vector<Moved> moved_;
+    std::vector<NativeControl*> frozen_;
     int batching_ = 0;
     int applying_ = 0;
     int busy_ = 0;

@@ -31,6 +31,8 @@ class NativeListView : public NativeControl {
         ShowSelection();
     }
     void Apply(Change change) override {
+        if (change.aspect == Aspect::ItemAdded || change.aspect == Aspect::ItemChanged) Freeze();
+        if (change.aspect == Aspect::Visible) Thaw();
         const auto row = static_cast<WPARAM>(change.index - 1);
         switch (change.aspect) {
             case Aspect::ItemAdded:
@@ -55,6 +57,14 @@ class NativeListView : public NativeControl {
                 break;
         }
     }
+    void Thaw() override {
+        if (!frozen_) return;
+        frozen_ = false;
+        // The native list shows itself when it is thawed, even if it is hidden.
+        Tell(WM_SETREDRAW, TRUE);
+        if (!Target() || !Target()->Visible()) ::ShowWindow(Window(), SW_HIDE);
+        ::InvalidateRect(Window(), nullptr, TRUE);
+    }
     LRESULT Notified(NMHDR& header) override {
         switch (static_cast<int>(header.code)) {
             case static_cast<int>(LVN_ITEMCHANGED):
@@ -78,6 +88,15 @@ class NativeListView : public NativeControl {
     }
 
   private:
+    // A list that is being filled is drawn when that is done: drawing each row would take the
+    // square of the time.
+    void Freeze() {
+        if (frozen_) return;
+        frozen_ = true;
+        Tell(WM_SETREDRAW, FALSE);
+        OwningForm().ThawLater(*this);
+    }
+
     void MakeIcons() {
         const auto& images = As<ListView>()->Images();
         if (images.empty()) return;
@@ -234,6 +253,7 @@ class NativeListView : public NativeControl {
 
     HIMAGELIST icons_ = nullptr;
     bool reported_ = false;
+    bool frozen_ = false;
 };
 
 }  // namespace

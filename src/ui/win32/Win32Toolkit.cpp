@@ -52,6 +52,7 @@ MessageResult Win32Toolkit::ShowMessageBox(const Text& prompt, int style, const 
     const auto wide = [](const Text& text) {
         return reinterpret_cast<const wchar_t*>(text.c_str());
     };
+    Thaw();
     const HWND owner = ::GetActiveWindow();
     // Without a window of ours the box would come up behind those of others.
     const UINT flags = static_cast<UINT>(style) | (owner == nullptr ? MB_SETFOREGROUND : 0u);
@@ -62,12 +63,14 @@ MessageResult Win32Toolkit::ShowMessageBox(const Text& prompt, int style, const 
 
 void Win32Toolkit::PumpMessages() {
     Message message;
+    Thaw();
     while (native::Peek(message.native)) Process(message);
     ThrowKeptError();
 }
 
 void Win32Toolkit::WaitForInput() {
     Message message;
+    Thaw();
     if (!native::Wait(message.native)) EndProgram();
     Process(message);
     ThrowKeptError();
@@ -150,8 +153,13 @@ void Win32Toolkit::Forget(Control& control) {
 }
 
 void Win32Toolkit::Sweep() {
+    Thaw();
     for (const auto& form : forms_) form->Sweep();
     std::erase_if(abandoned_, [](const auto& form) { return form->Sweep(); });
+}
+
+void Win32Toolkit::Thaw() {
+    for (const auto& form : forms_) form->Thaw();
 }
 
 void Win32Toolkit::StartTimer(Timer& timer, int milliseconds) {

@@ -53,6 +53,7 @@ class Win32Toolkit : public Toolkit {
     void Process(Message& message);
     void FireTimer(std::uintptr_t id);
     void Sweep();
+    void Thaw();
     void ThrowKeptError();
 
     std::unique_ptr<Font> font_;
