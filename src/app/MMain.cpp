@@ -18,6 +18,15 @@ const ComponentClass kNeededComponents[] = {
     {{}, ComponentIds::CheckClassId, ComponentIds::CustomFile},
 };
 
+class CustomComponent : public Object {
+  public:
+    bool HasMember(TextView name) const override { return name == u"Init"; }
+    Variant Invoke(TextView name, std::span<Variant> arguments) override {
+        if (name == u"Init" && arguments.size() == 1) return {};
+        return Object::Invoke(name, arguments);
+    }
+};
+
 Text ToUpperAscii(Text text) {
     std::ranges::transform(text, text.begin(), [](char16_t unit) {
         return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
@@ -45,6 +54,12 @@ Text FailureMessage(const Text& component, bool isLong) {
 void OfferLibraryClass() {
     TheMachine().ComponentObjects().CoRegisterClassObject(
         ComponentIds::LibraryFile, []() -> ObjectRef { return std::make_shared<KeyedList>(); });
+}
+
+void OfferCustomComponent() {
+    TheMachine().ComponentObjects().CoRegisterClassObject(
+        ComponentIds::CustomFile,
+        []() -> ObjectRef { return std::make_shared<CustomComponent>(); });
 }
 
 bool CheckComponents(Text& message) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "app/FMain.h"
+#include "app/MMain.h"
 #include "detection/identity/CHashier.h"
 #include "platform/memory/MemoryMachine.h"
 #include "resources/ComponentIds.h"
@@ -161,6 +162,19 @@ TEST_F(StartUpTest, AMissingComponentEndsTheProgram) {
     }
     EXPECT_EQ(machine_.DumpRegistry(), registryBefore);
     EXPECT_EQ(Log(), kStartLines + kStartLines);
+}
+
+TEST(StartUp, TheStandInServesUnlessTheMachineLacksTheComponent) {
+    for (const bool isMissing : {false, true}) {
+        MemoryMachine machine(WindowsFamily::NT);
+        const InstalledMachine installed(machine);
+        if (isMissing) machine.RemoveComponent(u"bkfdcustom.dll");
+        OfferLibraryClass();
+        OfferCustomComponent();
+        Text message;
+        EXPECT_EQ(CheckComponents(message), !isMissing);
+        EXPECT_EQ(message.empty(), !isMissing);
+    }
 }
 
 TEST_F(StartUpTest, LogsThatCantBeOpenedLeaveOneLineInTheOther) {
