@@ -18,7 +18,7 @@ constexpr TextView kZoneMapKey =
     u"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\ZoneMap";
 constexpr TextView kSiblingKey = u"SOFTWARE\\Tarnwick Labs\\Fernhollow";
 
-Text WindowsVersion() {
+Text WindowsVersionText() {
     std::int32_t major = 0;
     std::int32_t minor = 0;
     std::int32_t build = 0;
@@ -58,7 +58,7 @@ void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& rep
     RegistryAccess registry;
     Text browserVersion;
     (void)registry.ReadString(RegistryRoot::LocalMachine, kBrowserKey, u"Version", browserVersion);
-    report.Add(u"WindowsVersion", WindowsVersion());
+    report.Add(u"WindowsVersion", WindowsVersionText());
     report.Add(u"IEVersion", browserVersion);
     SysUtil::PumpMessages();
 
