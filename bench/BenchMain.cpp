@@ -1,5 +1,6 @@
-// Runs all benchmarks and prints below their table the ratios that matter, each with what it should
-// be. With "--hash FILE" it is a program that hashes one file, to be compared with others.
+// Runs all benchmarks and prints below their table the ratios that matter, by processor time, each
+// with what it should be. With "--hash FILE" it is a program that hashes one file, to be compared
+// with others.
 
 #include <benchmark/benchmark.h>
 
@@ -42,8 +43,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
             if (run.error_occurred) continue;
-            times_[run.benchmark_name()] =
-                run.real_accumulated_time / static_cast<double>(run.iterations);
+            const std::string name = run.benchmark_name();
+            const bool isManual = name.ends_with("/manual_time");
+            times_[name] = (isManual ? run.real_accumulated_time : run.cpu_accumulated_time) /
+                           static_cast<double>(run.iterations);
         }
     }
 

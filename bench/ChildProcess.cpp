@@ -9,6 +9,13 @@
 #include <chrono>
 
 namespace bkfd {
+namespace {
+
+double Seconds(const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+}  // namespace
 
 ChildResult RunChild(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
@@ -33,6 +40,7 @@ ChildResult RunChild(const std::vector<std::string>& command) {
     wait4(child, &status, 0, &usage);
     result.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    result.processorSeconds = Seconds(usage.ru_utime) + Seconds(usage.ru_stime);
     if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
     result.peakKilobytes = usage.ru_maxrss;
     return result;

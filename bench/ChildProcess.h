@@ -9,6 +9,7 @@ struct ChildResult {
     bool started = false;
     int exitCode = -1;  // -1 when a signal ended it
     double seconds = 0;
+    double processorSeconds = 0;  // of the program and of the system for it
     long peakKilobytes = 0;
 };
 

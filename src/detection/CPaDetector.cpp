@@ -1,6 +1,8 @@
 #include "detection/CPaDetector.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <limits>
 #include <utility>
 
@@ -34,7 +36,9 @@ const Text kDetectParasites = u"CPaDetector.DetectParasites";
 
 /// What a signature set knows a number by.
 Text SignatureKey(std::int32_t number) {
-    return Text(u"_").append(ToText(number));
+    std::array<char, 16> key{'_'};
+    const auto end = std::to_chars(key.data() + 1, key.data() + key.size(), number).ptr;
+    return {key.data(), end};
 }
 
 Variant SmallestInteger(std::int32_t value) {
@@ -43,6 +47,7 @@ Variant SmallestInteger(std::int32_t value) {
 }
 
 void Fill(KeyedList& set, SignatureList values) {
+    set.Reserve(values.size());
     for (const std::int32_t value : values) set.Add(SmallestInteger(value), SignatureKey(value));
 }
 

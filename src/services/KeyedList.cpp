@@ -23,6 +23,11 @@ std::uint32_t HashIgnoreCase(TextView key) {
 
 }  // namespace
 
+void KeyedList::Reserve(std::size_t count) {
+    entries_.reserve(count);
+    ReserveSlots(count);
+}
+
 void KeyedList::Add(Variant item) {
     Insert({std::move(item), {}, 0, false}, entries_.size());
 }
@@ -81,7 +86,7 @@ void KeyedList::Insert(Entry&& entry, std::size_t index) {
         if (Lookup(entry.key, entry.hash) != entries_.size()) {
             throw RuntimeError(ErrorNumber::KeyAlreadyAssociated);
         }
-        ReserveSlot();  // first: behind the insertion nothing may fail
+        ReserveSlots(entries_.size() + 1);  // first: behind the insertion nothing may fail
     }
     const bool hasKey = entry.hasKey;
     const bool atEnd = index == entries_.size();
@@ -120,9 +125,9 @@ std::size_t KeyedList::Lookup(TextView key, std::uint32_t hash) const {
     return entries_.size();
 }
 
-void KeyedList::ReserveSlot() {
-    if ((entries_.size() + 1) * 2 <= slots_.size()) return;
-    slots_ = std::vector<Slot>(std::max(kFirstSlotCount, std::bit_ceil(entries_.size() * 2 + 2)));
+void KeyedList::ReserveSlots(std::size_t count) {
+    if (count * 2 <= slots_.size()) return;
+    slots_ = std::vector<Slot>(std::max(kFirstSlotCount, std::bit_ceil(count * 2)));
     RefillSlots();
 }
 

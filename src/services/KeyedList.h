@@ -20,6 +20,8 @@ class KeyedList : public Object {
 
     std::int32_t Count() const { return static_cast<std::int32_t>(entries_.size()); }
 
+    /// Makes room for that many entries in all, so that adding them moves nothing.
+    void Reserve(std::size_t count);
     /// Appends an item without a key.
     void Add(Variant item);
     /// Appends an item under a key. A key that is there already is KeyAlreadyAssociated.
@@ -69,7 +71,7 @@ class KeyedList : public Object {
     std::size_t IndexOfKey(TextView key) const;
     /// The index of the entry with that key, or entries_.size().
     std::size_t Lookup(TextView key, std::uint32_t hash) const;
-    void ReserveSlot();
+    void ReserveSlots(std::size_t count);
     void AddSlot(std::size_t index);
     void RefillSlots();
 
