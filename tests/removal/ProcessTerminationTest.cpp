@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include "RemovalBench.h"
+#include "removal/processes/CProcessManager.h"
+
+namespace bkfd {
+namespace {
+
+constexpr char kMessage[] =
+    "64 Operation complete; terminating. Please reboot Windows and restart Brackenfold to see "
+    "whether no more parasites found. \n";
+
+std::string Ended(const char* label) {
+    return std::string("5 CProcessManager.MyTerminateProcess: Process for file '") + label +
+           "' terminated successfully. \n";
+}
+
+struct Row {
+    const char* label;
+    bool terminateSelf;
+    std::vector<ProcessRecord> processes;
+    const char* left;  // identifiers of the processes that are left
+    std::string log;
+    const char* messages = "";
+    bool ends = false;
+};
+
+const std::vector<Row> kRows = {
+    {"program and module, in the system's order, once each",
+     true,
+     {{12, u"C:\\host.exe", {u"C:\\BAD.dll", u"C:\\bad.exe"}},
+      {8, u"C:\\Bad.exe", {}},
+      {4, u"C:\\good.exe", {u"C:\\good.dll"}}},
+     "4 ",
+     Ended("12") + Ended("8")},
+    {"nobody holds them", true, {{4, u"C:\\good.exe", {}}}, "4 ", ""},
+    {"the same name elsewhere", true, {{4, u"D:\\bad.exe", {}}}, "4 ", ""},
+    {"one that refuses is passed over",
+     true,
+     {{4, u"C:\\bad.exe", {}, true}, {8, u"C:\\bad.exe", {}}},
+     "4 ",
+     Ended("8")},
+    {"this process is spared",
+     false,
+     {{4, u"C:\\self.exe", {u"C:\\bad.dll"}, false, true}, {8, u"C:\\bad.exe", {}}},
+     "4 ",
+     Ended("8")},
+    {"this process alone, spared",
+     false,
+     {{4, u"C:\\self.exe", {u"C:\\bad.dll"}, false, true}},
+     "4 ",
+     ""},
+    {"this process goes last, after its message",
+     true,
+     {{4, u"C:\\self.exe", {u"C:\\bad.dll"}, false, true},
+      {8, u"C:\\bad.exe", {}},
+      {12, u"C:\\host.exe", {u"C:\\bad.dll"}}},
+     "",
+     Ended("8") + Ended("12") + Ended("my:4"),
+     kMessage,
+     true},
+};
+
+std::string IdsLeft(const MemoryMachine& machine) {
+    std::string ids;
+    for (const ProcessRecord& process : machine.ProcessList())
+        ids += std::to_string(process.id) + " ";
+    return ids;
+}
+
+TEST(ProcessTermination, EndsHoldersAndItselfLast) {
+    for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
+        for (const Row& row : kRows) {
+            SCOPED_TRACE(std::string(row.label) + (family == WindowsFamily::NT ? " NT" : " 9x"));
+            RemovalBench bench(family);
+            for (const ProcessRecord& process : row.processes) bench.machine.AddProcess(process);
+            if (*row.messages != '\0') bench.toolkit.Answer({MessageResult::Ok});
+            CProcessManager manager;
+            manager.Init(bench.log);
+            KeyedList modules;
+            modules.Add(u"c:\\bad.dll", u"c:\\bad.dll");
+            modules.Add(u"c:\\bad.exe", u"c:\\bad.exe");
+
+            const bool ended = EndsProgram(
+                [&] { manager.TerminateProcessesByModules(modules, row.terminateSelf); });
+
+            EXPECT_EQ(ended, row.ends);
+            EXPECT_EQ(IdsLeft(bench.machine), row.left);
+            EXPECT_EQ(bench.log->text, row.log);
+            EXPECT_EQ(bench.Messages(), row.messages);
+            EXPECT_EQ(bench.machine.OpenHandleCount(), 0U);
+        }
+    }
+}
+
+TEST(ProcessTermination, EmptyListTouchesNothing) {
+    RemovalBench bench;
+    bench.machine.AddProcess({4, u"", {}});  // an empty name is in no list
+    CProcessManager manager;
+    manager.Init(bench.log);
+    manager.TerminateProcessesByModules(KeyedList(), true);
+    EXPECT_EQ(IdsLeft(bench.machine), "4 ");
+}
+
+TEST(ProcessTermination, IdentifiersOf9xShowAsSigned) {
+    RemovalBench bench(WindowsFamily::Windows9x);
+    bench.machine.AddProcess({0xFFFD0001, u"C:\\bad.exe", {}});
+    CProcessManager manager;
+    manager.Init(bench.log);
+    manager.TerminateProcessesByModule(u"c:\\bad.exe", true);
+    EXPECT_EQ(bench.log->text, Ended("-196607"));
+    EXPECT_EQ(IdsLeft(bench.machine), "");
+}
+
+}  // namespace
+}  // namespace bkfd
