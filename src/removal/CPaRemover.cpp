@@ -23,7 +23,10 @@ constexpr RegistryRoot kStampRoot = RegistryRoot::CurrentUser;
 constexpr char16_t kStampKey[] = u"Software\\Tarnwick Labs\\Brackenfold\\Current Version\\";
 constexpr char16_t kStampName[] = u"PaRemover Cleanup Time";
 
-constexpr Date kSameBoot = 0.001388888888888889;  // 2 minutes, in days
+// Less than 2 minutes apart, in days. Boot times are whole seconds; that two of them are exactly 2
+// minutes apart must not depend on the last bits of a date, which are worth less than this.
+constexpr Date kSameBoot = 0.001388888888888889;
+constexpr Date kLastBitsOfADate = 1e-9;
 
 constexpr std::int16_t kTrue = -1;
 constexpr std::int16_t kFalse = 0;
@@ -90,7 +93,8 @@ void CPaRemover::Decide() {
     const bool isStamped = !stamp.empty();
     const Date stampedBoot = isStamped ? TextToDate(stamp) : Date{};
     const Date boot = GetBootTime();
-    const bool isSameBoot = isStamped && std::abs(boot - stampedBoot) < kSameBoot;
+    const bool isSameBoot =
+        isStamped && std::abs(boot - stampedBoot) < kSameBoot - kLastBitsOfADate;
 
     if (!isStamped) {
         if (ParasitesFound && Ask(kParasitesFound, MessageStyle::Exclamation)) CleanUp();

@@ -89,18 +89,18 @@ void HoldBadFile(MemoryMachine& machine) {
 const Row kRows[] = {
     {"held by a process, which goes on running", NT, HoldBadFile, u"C:\\a\\bad.dll",
      "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Renamed(NT, "C:\\a\\bad.dll", "3, 683") + Waiting(0)},
+     Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
     {"read-only, hidden and system", NT,
      [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\bad.dll", "abc", 7); },
      u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Renamed(NT, "C:\\a\\bad.dll", "3, 683") + Waiting(0)},
+     Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
     {"an earlier disabled file is replaced", NT,
      [](MemoryMachine& machine) {
          AddBadFile(machine);
          machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "earlier", FileAttribute::ReadOnly);
      },
      u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Renamed(NT, "C:\\a\\bad.dll", "3, 683") + Waiting(0)},
+     Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
     {"a missing file leaves its disabled one alone", NT,
      [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "abc"); },
      u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "",
@@ -115,29 +115,30 @@ const Row kRows[] = {
      "C:\\a\\parasite_bad.dll.parasite 3\nC:\\a\\parasite_bad.dll.parasite:x.dll 6\n",
      "C:\\a\\bad.dll",
      Line("RenameParasiteFile", "Converting filename 'C:\\a\\bad.dll:x.dll' -> 'C:\\a\\bad.dll'") +
-         Renamed(NT, "C:\\a\\bad.dll", "3, 683") + Waiting(0)},
+         Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
     {"a colon up to position 5 stays", NT, AddBadFile, u"C:\\a:b", "C:\\a\\bad.dll 3\n", "",
      FailedNT("C:\\a:b", "0, 0", kNotFound, kShortEncoded) + Waiting(1) +
          FailedNT("C:\\a:b", "0, 0", kNotFound, kShortEncoded)},
     {"no backslash: in the current folder", NT,
      [](MemoryMachine& machine) { machine.AddFile(u"C:\\bad.dll", "abc"); }, u"bad.dll",
-     "C:\\parasite_bad.dll.parasite 3\n", "bad.dll", Renamed(NT, "bad.dll", "3, 683") + Waiting(0)},
+     "C:\\parasite_bad.dll.parasite 3\n", "bad.dll",
+     Renamed(NT, "bad.dll", "3, 536871084") + Waiting(0)},
     {"locked until its holder has ended", NT,
      [](MemoryMachine& machine) {
          HoldBadFile(machine);
          machine.LockFile(u"C:\\a\\bad.dll");
      },
      u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     FailedNT("C:\\a\\bad.dll", "3, 683", kInUse, kBadEncoded) + Waiting(1) + Ended("4") +
-         Renamed(NT, "C:\\a\\bad.dll", "3, 683")},
+     FailedNT("C:\\a\\bad.dll", "3, 536871084", kInUse, kBadEncoded) + Waiting(1) + Ended("4") +
+         Renamed(NT, "C:\\a\\bad.dll", "3, 536871084")},
     {"locked for good: two attempts, attributes gone", NT,
      [](MemoryMachine& machine) {
          machine.AddFile(u"C:\\a\\bad.dll", "abc", 7);
          machine.LockFile(u"C:\\a\\bad.dll");
      },
      u"C:\\a\\bad.dll", "C:\\a\\bad.dll 3 locked\n", "",
-     FailedNT("C:\\a\\bad.dll", "3, 683", kInUse, kBadEncoded) + Waiting(1) +
-         FailedNT("C:\\a\\bad.dll", "3, 683", kInUse, kBadEncoded)},
+     FailedNT("C:\\a\\bad.dll", "3, 536871084", kInUse, kBadEncoded) + Waiting(1) +
+         FailedNT("C:\\a\\bad.dll", "3, 536871084", kInUse, kBadEncoded)},
     {"a name outside the code page", NT,
      [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\бад.dll"); }, u"C:\\a\\бад.dll",
      "C:\\a\\parasite_бад.dll.parasite 0\n", "C:\\a\\бад.dll",
@@ -148,22 +149,22 @@ const Row kRows[] = {
          machine.DenyWrite(RegistryRoot::CurrentUser, u"Software\\Tarnwick Labs");
      },
      u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "",
-     Renamed(NT, "C:\\a\\bad.dll", "3, 683") +
+     Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") +
          "0 CProcessManager.RenameParasiteFile: Cannot note 'C:\\a\\bad.dll' in the list of "
          "removed "
          "files. Access is denied.\n" +
          Waiting(0)},
     {"held by a process, which has to end", W9x, HoldBadFile, u"C:\\a\\bad.dll",
      "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Failed9x("C:\\a\\bad.dll", "3, 683", std::string(kInUse) + "(32)", kBadEncoded) + Waiting(1) +
-         Ended("4") + Renamed(W9x, "C:\\a\\bad.dll", "3, 683")},
+     Failed9x("C:\\a\\bad.dll", "3, 536871084", std::string(kInUse) + "(32)", kBadEncoded) +
+         Waiting(1) + Ended("4") + Renamed(W9x, "C:\\a\\bad.dll", "3, 536871084")},
     {"read-only, and a read-only target", W9x,
      [](MemoryMachine& machine) {
          machine.AddFile(u"C:\\a\\bad.dll", "abc", FileAttribute::ReadOnly);
          machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "old", FileAttribute::ReadOnly);
      },
      u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Renamed(W9x, "C:\\a\\bad.dll", "3, 683") + Waiting(0)},
+     Renamed(W9x, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
     {"a name outside the code page can't be reached", W9x,
      [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\бад.dll", "", 3); }, u"C:\\a\\бад.dll",
      "C:\\a\\бад.dll 0 attributes 3\n", "",
