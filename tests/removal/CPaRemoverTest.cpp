@@ -159,6 +159,31 @@ TEST(Perform, RefusedRestartIsShownAndEndsTheProgramToo) {
     EXPECT_NE(StampOf(bench), u"");
 }
 
+// The order of the steps is what keeps parasites from restoring one another.
+constexpr char kWholeCleanUp[] = R"(5 CPaRemover.CleanUp: CleanUp started
+5 CPaDetector.DetectParasites: RunningStartupNonamer found: c:\nonamer.exe
+5 CPaDetector.DetectParasites: RunningStartupNonamer found: c:\бад32.exe
+5 CPaDetector.DetectParasites: Running parasite module: c:\windows\notes.txt:s.dll
+5 CPaDetector.DetectParasites: Running parasite module: c:\temp\b.tmp
+5 CPaDetector.DetectParasites: Running parasite process: c:\temp\a.tmp.exe
+5 : Deleting BHO({11111111-1111-1111-1111-111111111111})
+5 : Deleting BHO({22222222-2222-2222-2222-222222222222})
+5 CStartupManager.RemoveItemInfo: Deleted: 'HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion\Run', 'foreign', 'C:\бад32.exe'
+5 CProcessManager.RenameFileNT: File renamed sucessfullly: 'C:\WINDOWS\helper.dll', (5, 1610612951)
+5 CProcessManager.RenameFileNT: File renamed sucessfullly: 'c:\nonamer.exe', (5, 1610612951)
+5 CProcessManager.RenameFileNT: File renamed sucessfullly: 'c:\бад32.exe', (5, 1610612951)
+5 CProcessManager.RenameParasiteFile: Converting filename 'c:\windows\notes.txt:s.dll' -> 'c:\windows\notes.txt'
+5 CProcessManager.RenameFileNT: File renamed sucessfullly: 'c:\windows\notes.txt', (5, 1610612951)
+5 CProcessManager.RenameFileNT: File renamed sucessfullly: 'c:\temp\b.tmp', (5, 1610612951)
+5 CProcessManager.RenameFileNT: File renamed sucessfullly: 'c:\temp\a.tmp.exe', (5, 1610612951)
+5 CProcessManager.RenameParasiteFilesEx: FilesToPostDelete.Count=0
+5 CProcessManager.MyTerminateProcess: Process for file '8' terminated successfully. 
+5 CProcessManager.MyTerminateProcess: Process for file '12' terminated successfully. 
+5 CProcessManager.MyTerminateProcess: Process for file '16' terminated successfully. 
+5 CProcessManager.MyTerminateProcess: Process for file '20' terminated successfully. 
+5 CPaRemover.RestoreConfigurationSettings: Restoring all configuration settings
+)";
+
 TEST(CleanUp, RemovesRepairsStampsAndRestarts) {
     RemovalBench bench;
     Hijack(bench.machine);
@@ -168,7 +193,7 @@ TEST(CleanUp, RemovesRepairsStampsAndRestarts) {
 
     EXPECT_TRUE(EndsProgram([&] { remover.CleanUp(); }));
 
-    EXPECT_EQ(bench.log->text, "");
+    EXPECT_EQ(bench.log->text, kWholeCleanUp);
     EXPECT_EQ(bench.Messages(), Question(65, 153));
     EXPECT_EQ(StampOf(bench), stamp);
     EXPECT_EQ(bench.machine.RestartCount(), 1);
