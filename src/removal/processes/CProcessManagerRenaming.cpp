@@ -147,10 +147,12 @@ void CProcessManager::RenameParasiteFileEx(const Text& file) {
 
 void CProcessManager::RenameParasiteFile(const Text& file, bool& ok) {
     const Text operation = u"CProcessManager.RenameParasiteFile";
-    Text path = file;
+    // The system reads a name up to its first NUL: what is noted must be what is moved.
+    Text path;
+    TrimAtNull(file, path);
     // A stream of a file, "file:stream", is put out of action with the file.
-    if (const std::size_t colon = FindLast(file, u":"); colon > kLastColonOfADrive) {
-        path = file.substr(0, colon - 1);
+    if (const std::size_t colon = FindLast(path, u":"); colon > kLastColonOfADrive) {
+        path.resize(colon - 1);
         logger_->Trace(SysUtil::FormatTemplate(u"Converting filename '%1' -> '%2'", {file, path}),
                        operation);
     }
