@@ -29,6 +29,8 @@ class MachineUnderTest {
         (void)path;
         return {};
     }
+    /// False where the host below lets its administrator write to read-only files.
+    virtual bool RefusesToWriteReadOnly() { return true; }
 };
 
 struct Adapter {

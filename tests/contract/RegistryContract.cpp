@@ -23,13 +23,15 @@ TEST_P(MachineContract, ValuesKeepTypeAndBytes) {
         const char* label;
         TextView name;
         RegistryValue value;
+        bool onNTAlone = false;  // the Windows 95 family holds texts in the code page
     };
     const Row rows[] = {
         {"text", u"text", Value(RegistryType::String, {'a', 0, 0, 0})},
         {"default value", u"", Value(RegistryType::String, {'d', 0, 0, 0})},
-        {"text without NUL", u"open", Value(RegistryType::String, {'a', 0, 'b', 0})},
-        {"text with NUL inside", u"nul", Value(RegistryType::String, {'a', 0, 0, 0, 'b', 0, 0, 0})},
-        {"lone surrogate", u"lone", Value(RegistryType::String, {0x00, 0xD8, 0, 0})},
+        {"text without NUL", u"open", Value(RegistryType::String, {'a', 0, 'b', 0}), true},
+        {"text with NUL inside", u"nul", Value(RegistryType::String, {'a', 0, 0, 0, 'b', 0, 0, 0}),
+         true},
+        {"lone surrogate", u"lone", Value(RegistryType::String, {0x00, 0xD8, 0, 0}), true},
         {"expandable", u"expand", Value(RegistryType::ExpandString, {'%', 0, 'x', 0, 0, 0})},
         {"many", u"many", Value(RegistryType::MultiString, {'a', 0, 0, 0, 'b', 0, 0, 0, 0, 0})},
         {"dword", u"dword", Value(RegistryType::Dword, {4, 3, 2, 0xFF})},
@@ -46,6 +48,7 @@ TEST_P(MachineContract, ValuesKeepTypeAndBytes) {
                   0u);
     }
     for (const Row& row : rows) {
+        if (row.onNTAlone && !IsNT()) continue;
         SCOPED_TRACE(row.label);
         const auto read = registry.RegQueryValueExW(kUser, under_->ScratchKey(), row.name);
         EXPECT_EQ(read.code, 0u);
@@ -70,7 +73,7 @@ TEST_P(MachineContract, SettingMakesTheKeysAbove) {
     Registry& registry = machine_.RegistryKeys();
     const RegistryValue value = Value(RegistryType::Dword, {1, 0, 0, 0});
     Text deep = Key(u"a");
-    for (int i = 0; i < 40; ++i) deep += u"\\level";
+    for (int i = 0; i < 20; ++i) deep += u"\\level";
     ASSERT_EQ(registry.RegSetValueExW(kUser, deep + u"\\", u"v", value).code, 0u);
     EXPECT_EQ(registry.RegQueryValueExW(kUser, deep, u"v").value, value);
     EXPECT_EQ(registry.RegQueryValueExW(kUser, deep + u"\\", u"v").value, value);

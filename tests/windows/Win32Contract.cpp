@@ -33,6 +33,10 @@ class Windows : public MachineUnderTest {
         name.erase(0, name.rfind(u'\\') + 1);
         return name.find(u'~') == Text::npos ? Text() : name;
     }
+    /// Wine leaves it to the host.
+    bool RefusesToWriteReadOnly() override {
+        return ::GetProcAddress(::GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr;
+    }
 
   private:
     void DeleteTree(const Text& key) {

@@ -118,7 +118,7 @@ replaced_logger() {
     run_wine 30 regsvr32 /s /u "$elsewhere/BKFDCustom.dll" || { echo "not unregistered"; outcome=1; }
     cat "$install/other.log"
     [ "$(wc -l <"$install/BKFD.log")" -eq 3 ] || { echo "BKFD.log went on"; outcome=1; }
-    [ "$(cat "$install/other.log")" = "4 FMain.Form_Initialize 0: $missing_message" ] || outcome=1
+    [ "$(cat "$install/other.log")" = "4 0 FMain.Form_Initialize: $missing_message" ] || outcome=1
     return $outcome
 }
 

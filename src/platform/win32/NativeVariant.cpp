@@ -25,6 +25,8 @@ Text FromBstr(BSTR text) {
 }
 
 Variant FromOtherKind(const VARIANT& native) {
+    // An array of bytes would become text.
+    if ((native.vt & VT_ARRAY) != 0) throw RuntimeError(ErrorNumber::TypeMismatch);
     NativeVariant changed;
     if (SUCCEEDED(::VariantChangeType(changed.Get(), ToRead(native), 0, VT_BSTR))) {
         return FromBstr(changed.Get()->bstrVal);
@@ -32,12 +34,9 @@ Variant FromOtherKind(const VARIANT& native) {
     throw RuntimeError(ErrorNumber::TypeMismatch);
 }
 
-Variant FromNumber(const VARIANT& native) {
-    NativeVariant changed;
-    if (SUCCEEDED(::VariantChangeType(changed.Get(), ToRead(native), 0, VT_I4))) {
-        return static_cast<std::int32_t>(changed.Get()->lVal);
-    }
-    return FromOtherKind(native);
+Variant FromNumber(std::int64_t number) {
+    const auto narrow = static_cast<std::int32_t>(number);
+    return narrow == number ? Variant(narrow) : Variant(ToText(number));
 }
 
 }  // namespace
@@ -86,15 +85,19 @@ Variant FromNative(const VARIANT& native) {
         case VT_UNKNOWN:
             return FromUnknown(native.punkVal);
         case VT_I1:
-        case VT_I4:
-        case VT_I8:
-        case VT_INT:
+            return FromNumber(native.cVal);
         case VT_UI1:
+            return FromNumber(native.bVal);
         case VT_UI2:
+            return FromNumber(native.uiVal);
+        case VT_I4:
+        case VT_INT:
+            return FromNumber(native.lVal);
         case VT_UI4:
-        case VT_UI8:
         case VT_UINT:
-            return FromNumber(native);
+            return FromNumber(native.ulVal);
+        case VT_I8:
+            return FromNumber(native.llVal);
         default:
             return FromOtherKind(native);
     }

@@ -175,8 +175,10 @@ Status Win32Registry::RegSetValueExW(RegistryRoot root, TextView subkey, TextVie
     const Status created = CreateKey(root, subkey, key);
     if (!created.IsOk()) return created;
     const auto type = static_cast<DWORD>(value.type);
-    const Bytes data = !HasWideCalls() && IsTextType(type) ? ToAnsiBytes(value.data) : value.data;
+    Bytes data = !HasWideCalls() && IsTextType(type) ? ToAnsiBytes(value.data) : value.data;
     const auto size = static_cast<DWORD>(data.size());
+    // Behind a text without its NUL the call looks for one and would store it too.
+    data.insert(data.end(), 2, 0xFF);
     return ToStatus(CallWithText(
         name,
         [&](const wchar_t* wideName) {

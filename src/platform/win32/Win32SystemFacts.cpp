@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <optional>
+
 #include "platform/win32/NativeStatus.h"
 #include "platform/win32/NativeText.h"
 #include "platform/win32/NativeTime.h"
@@ -20,6 +22,23 @@ WindowsVersion VersionFrom(const Info& info, Text servicePack) {
     version.platformId = static_cast<std::int32_t>(info.dwPlatformId);
     version.servicePack = std::move(servicePack);
     return version;
+}
+
+/// Nothing for a variable that isn't there; one that is set may be empty.
+std::optional<Text> EnvironmentVariable(TextView name) {
+    if (name.empty()) return std::nullopt;
+    const Text wideName(name);
+    const std::string ansiName = HasWideCalls() ? std::string() : ToAnsi(name);
+    ::SetLastError(ERROR_SUCCESS);
+    Text value = ReadText(
+        [&](wchar_t* buffer, DWORD size) {
+            return ::GetEnvironmentVariableW(Wide(wideName), buffer, size);
+        },
+        [&](char* buffer, DWORD size) {
+            return ::GetEnvironmentVariableA(ansiName.c_str(), buffer, size);
+        });
+    if (value.empty() && ::GetLastError() == ERROR_ENVVAR_NOT_FOUND) return std::nullopt;
+    return value;
 }
 
 }  // namespace
@@ -55,20 +74,17 @@ void Win32SystemFacts::Sleep(std::uint32_t milliseconds) {
     ::Sleep(milliseconds);
 }
 
+// By hand, so that a percent sign that begins no name is passed over alike on every system.
 Text Win32SystemFacts::ExpandEnvironmentStringsW(TextView text) {
-    if (text.find(u'%') == TextView::npos) return Text(text);
-    // These calls count the NUL.
-    const auto withoutNul = [](DWORD size) { return size == 0 ? 0 : size - 1; };
-    const Text wideText(text);
-    const std::string ansiText = HasWideCalls() ? std::string() : ToAnsi(text);
-    Text expanded = ReadText(
-        [&](wchar_t* buffer, DWORD size) {
-            return withoutNul(::ExpandEnvironmentStringsW(Wide(wideText), buffer, size));
-        },
-        [&](char* buffer, DWORD size) {
-            return withoutNul(::ExpandEnvironmentStringsA(ansiText.c_str(), buffer, size));
-        });
-    return expanded.empty() ? wideText : expanded;
+    Text expanded;
+    while (!text.empty()) {
+        const std::size_t end = text.front() == u'%' ? text.find(u'%', 1) : TextView::npos;
+        std::optional<Text> value;
+        if (end != TextView::npos) value = EnvironmentVariable(text.substr(1, end - 1));
+        expanded += value ? *value : Text(1, text.front());
+        text.remove_prefix(value ? end + 1 : 1);
+    }
+    return expanded;
 }
 
 Text Win32SystemFacts::GetTempPathW() {
