@@ -12,6 +12,8 @@ start_wine() {
     export DISPLAY
     run_wine 90 wineboot -i || { echo "wineboot failed" >&2; return 1; }
     drive=$WINEPREFIX/drive_c
+    # The system folder of the Windows 95 family, which Wine doesn't make.
+    mkdir -p "$drive/windows/system"
 }
 
 # stop_wine: ends what start_wine started, and nothing else.
