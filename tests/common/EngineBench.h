@@ -28,13 +28,28 @@ class EngineBench {
     EngineBench(const EngineBench&) = delete;
     EngineBench& operator=(const EngineBench&) = delete;
 
-    /// Reads the machine's facts and drops what is remembered of its files.
-    void Start() {
+    /// Reads the facts of the machine in use and drops what is remembered of its files.
+    static void Start() {
         gHashier = std::make_unique<CHashier>();
         gIsNT = IsWindowsNT();
         gIsNT4 = IsWindowsNT4();
         gWindowsPath = WithBackslash(ToLower(SysUtil::ExpandEnvironment(u"%windir%")));
         gSystemPath = gWindowsPath + (gIsNT ? u"system32\\" : u"system\\");
+    }
+
+    /// Starts anew on a machine that wraps this one's.
+    void Use(Machine& wrapper) {
+        InstallMachine(&wrapper);
+        Start();
+    }
+
+    /// "style prompt" of each message box so far, a line each.
+    std::string Messages() const {
+        std::string text;
+        for (const auto& shown : toolkit.Messages()) {
+            text += std::to_string(shown.style) + ' ' + ToUtf8(shown.prompt) + '\n';
+        }
+        return text;
     }
 
     MemoryMachine machine;

@@ -4,58 +4,24 @@
 #include <memory>
 #include <string>
 
+#include "common/EngineBench.h"
 #include "detection/SpyMachine.h"
-#include "detection/identity/CHashier.h"
 #include "detection/identity/ContentHash.h"
 #include "formats/VersionSamples.h"
-#include "platform/memory/MemoryMachine.h"
-#include "services/ApplicationState.h"
 #include "services/ItemList.h"
-#include "services/Logger.h"
-#include "services/MAPI.h"
-#include "services/SysUtil.h"
 
 namespace bkfd {
 
-/// A log as text: "level source: message" a line, with the code in front where it isn't 0.
-class LogText final : public Logger {
+/// A bench whose machine is watched.
+class DetectionBench : public EngineBench {
   public:
-    void Write(std::int32_t code, const Text& message, LogLevel level,
-               const Text& source) override {
-        if (code != 0) text += std::to_string(code) + ' ';
-        text += std::to_string(static_cast<int>(level)) + ' ' + ToUtf8(source) + ": " +
-                ToUtf8(message) + '\n';
-    }
-    void Open(const Text&, const Text&) override {}
-
-    std::string text;
-};
-
-/// A machine in memory, watched, with a log, installed for one test with the facts that start-up
-/// sets.
-class DetectionBench {
-  public:
-    explicit DetectionBench(WindowsFamily family = WindowsFamily::NT) : machine(family) {
-        machine.SetEnvironment(u"programfiles", u"C:\\Program Files");
-        Start();
-    }
-    ~DetectionBench() { gHashier.reset(); }
-
-    /// Reads the machine's facts and drops what is remembered of its files.
-    void Start() {
-        gHashier = std::make_unique<CHashier>();
-        gIsNT = IsWindowsNT();
-        gIsNT4 = IsWindowsNT4();
-        gWindowsPath = WithBackslash(ToLower(SysUtil::ExpandEnvironment(u"%windir%")));
-        gSystemPath = gWindowsPath + (gIsNT ? u"system32\\" : u"system\\");
+    explicit DetectionBench(WindowsFamily family = WindowsFamily::NT) : EngineBench(family) {
+        Use(spy);
     }
 
     int Calls(const std::string& call) { return spy.files.calls[call]; }
 
-    MemoryMachine machine;
     SpyMachine spy{machine};
-    InstalledMachine installed{spy};
-    std::shared_ptr<LogText> log = std::make_shared<LogText>();
 };
 
 using VersionFields = std::vector<std::pair<Text, Text>>;

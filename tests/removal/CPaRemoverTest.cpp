@@ -277,7 +277,7 @@ TEST(CleanUp, FailureIsLoggedShownAndEndsNothing) {
     EXPECT_EQ(ToUtf8(toolkit.Messages()[0].prompt), std::string(kUnexpected) + "Out of memory");
     EXPECT_EQ(toolkit.Messages()[0].style, 48);
     EXPECT_EQ(toolkit.CurrentPointer(), Pointer::Default);
-    EXPECT_TRUE(Logged(bench, "00000007 0 CPaRemover.CleanUp: Out of memory\n"));
+    EXPECT_TRUE(Logged(bench, "7 0 CPaRemover.CleanUp: Out of memory\n"));
     EXPECT_EQ(StampOf(bench), u"");
 }
 
