@@ -175,7 +175,8 @@ std::optional<Bytes> ReadNeVersion(ByteSource& file, std::uint64_t headerOffset)
     const std::uint64_t size = std::uint64_t{ReadUint16(*table, entry + 2)} << shift;
     // The size is in whole units; the last one may be cut by the end of the file.
     const std::uint64_t available = file.Size() > offset ? file.Size() - offset : 0;
-    return ReadBytes(file, offset, std::min({size, available, std::uint64_t{kMaxRecord}}));
+    const std::uint64_t length = std::min({size, available, std::uint64_t{kMaxRecord}});
+    return ReadBytes(file, offset, static_cast<std::size_t>(length));
 }
 
 }  // namespace
