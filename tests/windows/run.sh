@@ -41,6 +41,7 @@ check "component bridge" gtest "$build/tests/platform/win32/platform_win32_test.
 check "version records agree with version.dll" run_wine 60 "$build/tests/windows/version_agreement.exe"
 for family in win10 win98; do
     check "$family: set" set_family $family
+    check "$family: mirror of every control" run_wine 60 "$build/tests/windows/mirror_test.exe"
     check "$family: contract of the seam" gtest "$build/tests/windows/contract_win32.exe"
     startup_checks $family
 done

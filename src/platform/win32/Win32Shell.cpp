@@ -4,6 +4,7 @@
 
 #include <shellapi.h>
 
+#include "platform/win32/DynamicCall.h"
 #include "platform/win32/NativeStatus.h"
 #include "platform/win32/NativeText.h"
 
@@ -40,7 +41,8 @@ Status Win32Shell::ShellExecuteExW(TextView verb, TextView file, std::uint32_t m
             fill(info);
             info.lpVerb = wideVerb;
             info.lpFile = wideFile;
-            return ::ShellExecuteExW(&info);
+            const DynamicCall<decltype(&::ShellExecuteExW)> call("shell32.dll", "ShellExecuteExW");
+            return call.IsThere() ? call(&info) : FALSE;
         },
         [&](const char* ansiVerb, const char* ansiFile) {
             SHELLEXECUTEINFOA info = {};

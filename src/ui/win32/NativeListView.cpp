@@ -104,12 +104,12 @@ class NativeListView : public NativeControl {
         const int height = ::GetSystemMetrics(SM_CYSMICON);
         constexpr UINT kColours = 0x18 | ILC_MASK;  // 24 bits
         icons_ = ::ImageList_Create(width, height, kColours, static_cast<int>(images.size()), 0);
-        ::ImageList_SetImageCount(icons_, static_cast<UINT>(images.size()));
         for (std::size_t place = 0; place < images.size(); ++place) {
             const HICON icon = LoadIconResource(images[place].resource, width, height);
-            if (!icon) continue;
-            ::ImageList_ReplaceIcon(icons_, static_cast<int>(place), icon);
-            ::DestroyIcon(icon);
+            // Each image has its place, also one that can't be loaded.
+            ::ImageList_ReplaceIcon(icons_, -1,
+                                    icon ? icon : ::LoadIconA(nullptr, IDI_APPLICATION));
+            if (icon) ::DestroyIcon(icon);
         }
         Tell(LVM_SETIMAGELIST, LVSIL_SMALL, reinterpret_cast<LPARAM>(icons_));
     }
