@@ -1,5 +1,9 @@
+#include "platform/fault/FaultMachine.h"
 #include "platform/memory/MemoryMachine.h"
+#include "platform/overlay/OverlayMachine.h"
+#include "platform/witness/WitnessMachine.h"
 #include "tests/contract/MachineContract.h"
+#include "tests/platform/ScratchImage.h"
 
 namespace bkfd::contract {
 namespace {
@@ -32,15 +36,74 @@ class MemoryUnderTest : public MachineUnderTest {
     MemoryMachine memory_;
 };
 
+/// The same machine behind a wrapper.
+template <class Wrapper>
+class WrappedUnderTest final : public MemoryUnderTest {
+  public:
+    explicit WrappedUnderTest(WindowsFamily family) : MemoryUnderTest(family), wrapper_(memory_) {}
+
+    Machine& Get() override { return wrapper_; }
+
+  private:
+    Wrapper wrapper_;
+};
+
+/// An overlay doesn't see what is done to its machine behind its back, such as a new short name.
+class OverlayUnderTest final : public MemoryUnderTest {
+  public:
+    explicit OverlayUnderTest(WindowsFamily family) : MemoryUnderTest(family), overlay_(memory_) {}
+
+    Machine& Get() override { return overlay_; }
+    Text GiveShortName(const Text&) override { return {}; }
+
+  private:
+    OverlayMachine overlay_;
+};
+
+class ImageUnderTest final : public MachineUnderTest {
+  public:
+    explicit ImageUnderTest(WindowsFamily family) {
+        const std::string name = family == WindowsFamily::NT ? "nt" : "9x";
+        image_.Write("machine.json", R"({"family": ")" + name + R"(", "processes": [
+            {"id": 4, "path": "C:\\WINDOWS\\explorer.exe"},
+            {"id": 1200, "path": "C:\\Program Files\\Brackenfold\\Brackenfold.exe",
+             "modules": ["C:\\WINDOWS\\a.dll"], "self": true}]})");
+        image_.Write("registry/a.reg",
+                     "REGEDIT4\r\n\r\n[HKEY_CLASSES_ROOT\\.exe]\r\n@=\"exefile\"\r\n\r\n");
+        image_.Write("drives/c/Scratch Folder/.keep", "");
+        std::filesystem::remove(image_.Path() + "/drives/c/Scratch Folder/.keep");
+        machine_ = image_.Load();
+    }
+
+    Machine& Get() override { return *machine_; }
+    Text ScratchKey() override { return Text(kScratchKey); }
+    Text ScratchFolder() override { return Text(kScratchFolder); }
+
+  private:
+    ScratchImage image_;
+    std::unique_ptr<ImageMachine> machine_;
+};
+
 template <class Under>
 Adapter Make(std::string name, WindowsFamily family) {
     return {std::move(name), [family] { return std::make_unique<Under>(family); }};
 }
 
-INSTANTIATE_TEST_SUITE_P(Memory, MachineContract,
-                         testing::Values(Make<MemoryUnderTest>("MemoryNT", WindowsFamily::NT),
-                                         Make<MemoryUnderTest>("Memory9x",
-                                                               WindowsFamily::Windows9x)),
+template <class Under>
+auto BothFamilies(const std::string& name) {
+    return testing::Values(Make<Under>(name + "NT", WindowsFamily::NT),
+                           Make<Under>(name + "9x", WindowsFamily::Windows9x));
+}
+
+INSTANTIATE_TEST_SUITE_P(Memory, MachineContract, BothFamilies<MemoryUnderTest>("Memory"),
+                         AdapterName);
+INSTANTIATE_TEST_SUITE_P(Image, MachineContract, BothFamilies<ImageUnderTest>("Image"),
+                         AdapterName);
+INSTANTIATE_TEST_SUITE_P(Fault, MachineContract,
+                         BothFamilies<WrappedUnderTest<FaultMachine>>("Fault"), AdapterName);
+INSTANTIATE_TEST_SUITE_P(Witness, MachineContract,
+                         BothFamilies<WrappedUnderTest<WitnessMachine>>("Witness"), AdapterName);
+INSTANTIATE_TEST_SUITE_P(Overlay, MachineContract, BothFamilies<OverlayUnderTest>("Overlay"),
                          AdapterName);
 
 }  // namespace

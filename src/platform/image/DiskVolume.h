@@ -34,8 +34,6 @@ class DiskVolume final : public Volume {
     /// Makes a move that a crash may have kept from being made.
     Status RedoMoves(const VolumeMoves& moves);
     Status RedoRemoval(const Text& path);
-    /// All files and empty folders, by path; nothing below a link.
-    std::vector<VolumeEntry> All();
 
     Result<VolumeEntry> Find(TextView path) override;
     Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) override;
@@ -45,6 +43,8 @@ class DiskVolume final : public Volume {
     Status Remove(const VolumeEntry& file) override;
     Status Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) override;
     Status MakeFolder(TextView path) override;
+    /// Links are named, what lies below one is not.
+    std::vector<VolumeEntry> All() override;
 
   private:
     using Names = std::unordered_map<Text, std::string>;  // lower-cased to the host's name

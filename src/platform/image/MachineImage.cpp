@@ -84,10 +84,6 @@ class LoadedImage final : private ImageParts,
     }
 
   protected:
-    std::vector<VolumeEntry> DumpedFiles() const override {
-        return const_cast<DiskVolume&>(volume).All();
-    }
-
     Status RestartMachine() override {
         const ImageTime before = clock.Time();
         clock.Restart();

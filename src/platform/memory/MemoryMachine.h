@@ -91,7 +91,6 @@ class MemoryMachine final : public ModelMachine {
 
   private:
     RegistryKey& RealKey(RegistryRoot root, TextView key);
-    std::vector<VolumeEntry> DumpedFiles() const override { return volume_.All(); }
     Status RestartMachine() override;
 
     ManualClock clock_;

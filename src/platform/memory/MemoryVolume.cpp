@@ -22,40 +22,6 @@ Text PathBelow(const Text& folder, const Text& name) {
 
 }  // namespace
 
-/// An open file; it goes on working after a move or removal of its name.
-class MemoryVolume::Handle final : public OpenFile {
-  public:
-    Handle(std::shared_ptr<File> file, bool mayWrite, Clock clock)
-        : file_(std::move(file)), mayWrite_(mayWrite), clock_(std::move(clock)) {}
-
-    Result<std::uint64_t> GetFileSize() override { return std::uint64_t{file_->bytes.size()}; }
-
-    Result<std::size_t> ReadFile(std::uint64_t offset, std::span<std::uint8_t> buffer) override {
-        const Bytes& bytes = file_->bytes;
-        if (offset >= bytes.size()) return std::size_t{0};
-        const std::size_t start = static_cast<std::size_t>(offset);
-        const std::size_t count = std::min(buffer.size(), bytes.size() - start);
-        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(start), count, buffer.begin());
-        return count;
-    }
-
-    Status WriteFile(std::span<const std::uint8_t> bytes) override {
-        if (!mayWrite_) return {SystemError::AccessDenied};
-        file_->bytes.insert(file_->bytes.end(), bytes.begin(), bytes.end());
-        file_->lastWrite = clock_();
-        return {};
-    }
-
-    Status FlushFileBuffers() override {
-        return mayWrite_ ? Status{} : Status{SystemError::AccessDenied};
-    }
-
-  private:
-    std::shared_ptr<File> file_;
-    bool mayWrite_;
-    Clock clock_;
-};
-
 const MemoryVolume::Node* MemoryVolume::Child(const Node& folder, TextView name) {
     const auto found = folder.below.find(ToLower(name));
     if (found != folder.below.end()) return found->second.get();
@@ -109,7 +75,7 @@ VolumeEntry MemoryVolume::EntryOf(const Node& node, Text path) {
 
 void MemoryVolume::Put(TextView path, Bytes content) {
     Node& node = MakeNode(path);
-    if (!node.file) node.file = std::make_shared<File>();
+    if (!node.file) node.file = std::make_shared<MemoryFile>();
     *node.file = {std::move(content), clock_()};
 }
 
@@ -135,7 +101,7 @@ void MemoryVolume::Collect(const Node& node, const Text& path, std::vector<Volum
         Collect(*below, PathBelow(path, below->name), out);
 }
 
-std::vector<VolumeEntry> MemoryVolume::All() const {
+std::vector<VolumeEntry> MemoryVolume::All() {
     std::vector<VolumeEntry> all;
     Collect(root_, {}, all);
     std::sort(all.begin(), all.end(), [](const VolumeEntry& a, const VolumeEntry& b) {
@@ -168,18 +134,19 @@ Result<std::vector<VolumeEntry>> MemoryVolume::List(const VolumeEntry& folder) {
 Result<std::unique_ptr<OpenFile>> MemoryVolume::OpenToRead(const VolumeEntry& file) {
     const Node* node = Walk(file.path);
     if (node == nullptr || !node->file) return Status{SystemError::FileNotFound};
-    return std::unique_ptr<OpenFile>(std::make_unique<Handle>(node->file, false, clock_));
+    return std::unique_ptr<OpenFile>(std::make_unique<MemoryFileHandle>(node->file, false, clock_));
 }
 
 Result<std::unique_ptr<OpenFile>> MemoryVolume::OpenToAppend(const VolumeEntry& file) {
     const Node* node = Walk(file.path);
     if (node == nullptr || !node->file) return Status{SystemError::FileNotFound};
-    return std::unique_ptr<OpenFile>(std::make_unique<Handle>(node->file, true, clock_));
+    return std::unique_ptr<OpenFile>(std::make_unique<MemoryFileHandle>(node->file, true, clock_));
 }
 
 Result<std::unique_ptr<OpenFile>> MemoryVolume::Create(TextView path) {
     Put(path, {});
-    return std::unique_ptr<OpenFile>(std::make_unique<Handle>(Walk(path)->file, true, clock_));
+    return std::unique_ptr<OpenFile>(
+        std::make_unique<MemoryFileHandle>(Walk(path)->file, true, clock_));
 }
 
 std::unique_ptr<MemoryVolume::Node> MemoryVolume::Detach(TextView path) {

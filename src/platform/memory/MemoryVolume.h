@@ -3,6 +3,7 @@
 #include <functional>
 #include <unordered_map>
 
+#include "platform/memory/MemoryFile.h"
 #include "platform/memory/Volume.h"
 
 namespace bkfd {
@@ -21,8 +22,6 @@ class MemoryVolume final : public Volume {
     bool SetShortName(TextView path, TextView shortName);
     /// Null if there is no such file.
     const Bytes* Content(TextView path) const;
-    /// All files and empty folders, by path.
-    std::vector<VolumeEntry> All() const;
 
     Result<VolumeEntry> Find(TextView path) override;
     Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) override;
@@ -32,19 +31,15 @@ class MemoryVolume final : public Volume {
     Status Remove(const VolumeEntry& file) override;
     Status Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) override;
     Status MakeFolder(TextView path) override;
+    std::vector<VolumeEntry> All() override;
 
   private:
-    struct File {
-        Bytes bytes;
-        Date lastWrite = 0;
-    };
     struct Node {
         Text name;
         Text shortName;
-        std::shared_ptr<File> file;  // null for a folder
+        std::shared_ptr<MemoryFile> file;  // null for a folder
         std::unordered_map<Text, std::unique_ptr<Node>> below;
     };
-    class Handle;
 
     /// Walks down; `path` receives the disk's spelling, `isLastMissing` whether all but the last
     /// component is there.

@@ -15,6 +15,11 @@ class ModelComponents final : public Components {
     /// A class that the machine has, by programmatic identifier, class identifier or file.
     void Install(TextView name, std::function<ObjectRef()> make);
 
+    void CopyClasses(const ModelComponents& from) {
+        installed_ = from.installed_;
+        registered_ = from.registered_;
+    }
+
     Result<ObjectRef> CoCreateInstance(const ComponentClass& component) override;
     void CoRegisterClassObject(const Text& file, std::function<ObjectRef()> make) override;
     Text CoCreateGuid() override;

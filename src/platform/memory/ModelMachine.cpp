@@ -5,7 +5,9 @@
 namespace bkfd {
 
 ModelMachine::ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock, ChangeLog* log)
-    : facts_(std::move(facts)),
+    : volume_(volume),
+      clock_(clock),
+      facts_(std::move(facts)),
       codePage_(facts_.codePage),
       registry_(tree_, facts_.HasUserClasses(), log),
       processes_(facts_, log),
@@ -17,12 +19,22 @@ ModelMachine::ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock
         [this](const ProcessRecord& ended) { ReleaseLocks(ended, processes_, facts_, rules_); });
 }
 
+ModelMachine::ModelMachine(const ModelMachine& from, Volume& volume, ModelClock& clock)
+    : ModelMachine(from.facts_, volume, clock, nullptr) {
+    tree_.CopyFrom(from.tree_);
+    rules_ = from.rules_;
+    registry_.CopyDenials(from.registry_);
+    processes_.Replace(from.processes_.All());
+    components_.CopyClasses(from.components_);
+    http_ = from.http_;
+}
+
 std::string ModelMachine::DumpRegistry() const {
     return DumpRegistryTree(tree_);
 }
 
 std::string ModelMachine::DumpFiles() const {
-    return DumpVolumeEntries(DumpedFiles(), rules_);
+    return DumpVolumeEntries(volume_.All(), rules_);
 }
 
 std::string ModelMachine::DumpProcesses() const {

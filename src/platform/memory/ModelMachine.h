@@ -18,10 +18,6 @@ namespace bkfd {
 class ModelMachine : public Machine {
   public:
     const MachineFacts& Facts() const { return facts_; }
-    const FileRules& Rules() const { return rules_; }
-    bool IsWriteDenied(RegistryRoot root, TextView key) const {
-        return registry_.IsWriteDenied(root, key);
-    }
 
     /// The machine's state for people and assertions: "[key]" and its values, files with size and
     /// what is particular about them, processes with modules. A key or folder that something
@@ -50,11 +46,20 @@ class ModelMachine : public Machine {
     /// may be null.
     ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock, ChangeLog* log);
 
-    /// Readable text of the volume's files, for `Dump`.
-    virtual std::vector<VolumeEntry> DumpedFiles() const = 0;
+    /// A copy of another machine's state, over a volume and a clock of its own.
+    ModelMachine(const ModelMachine& from, Volume& volume, ModelClock& clock);
+
+    static Volume& VolumeOf(const ModelMachine& machine) { return machine.volume_; }
+    static ModelClock& ClockOf(const ModelMachine& machine) { return machine.clock_; }
+
     /// Sets the new boot time and drops what didn't come up again.
     virtual Status RestartMachine() = 0;
 
+  private:
+    Volume& volume_;
+    ModelClock& clock_;
+
+  protected:
     MachineFacts facts_;
     CodePage codePage_;
     RegistryTree tree_;

@@ -34,12 +34,6 @@ bool ModelRegistry::IsWithin(const std::vector<FoldedKey>& denied, RegistryRoot 
     });
 }
 
-bool ModelRegistry::IsWriteDenied(RegistryRoot root, TextView key) const {
-    if (root != RegistryRoot::ClassesRoot) return IsWithin(deniedWrites_, root, key);
-    return IsWithin(deniedWrites_, root, key) ||
-           IsWithin(deniedWrites_, RegistryRoot::LocalMachine, Text(kClasses) + u'\\' + Text(key));
-}
-
 Result<std::vector<ModelRegistry::Place>> ModelRegistry::PlacesOf(RegistryRoot root,
                                                                   TextView subkey) {
     subkey = UpToNul(subkey);

@@ -19,8 +19,10 @@ class ModelRegistry final : public Registry {
     /// The key and all below it refuse reading, or writing, from now on.
     void DenyRead(RegistryRoot root, TextView key) { deniedReads_.push_back(Fold(root, key)); }
     void DenyWrite(RegistryRoot root, TextView key) { deniedWrites_.push_back(Fold(root, key)); }
-    /// Whether a write to the key would be refused.
-    bool IsWriteDenied(RegistryRoot root, TextView key) const;
+    void CopyDenials(const ModelRegistry& from) {
+        deniedReads_ = from.deniedReads_;
+        deniedWrites_ = from.deniedWrites_;
+    }
 
     Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
                                            TextView name) override;

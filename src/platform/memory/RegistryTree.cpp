@@ -67,6 +67,17 @@ bool RegistryKey::Remove(TextView path) {
     return parent != nullptr && parent->subkeys.erase(folded) > 0;
 }
 
+void RegistryKey::CopyFrom(const RegistryKey& from) {
+    name = from.name;
+    values = from.values;
+    subkeys.clear();
+    for (const auto& [folded, key] : from.subkeys) {
+        auto& copy = subkeys[folded];
+        copy = std::make_unique<RegistryKey>(key->name);
+        copy->CopyFrom(*key);
+    }
+}
+
 const RegistryValue* RegistryKey::FindValue(TextView valueName) const {
     for (const NamedValue& named : values)
         if (EqualsIgnoreCase(named.name, valueName)) return &named.value;

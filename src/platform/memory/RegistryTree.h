@@ -35,6 +35,9 @@ class RegistryKey {
     /// Removes the key at `path` with all below it; false if it isn't there or `path` is empty.
     bool Remove(TextView path);
 
+    /// Becomes a copy, with all below it.
+    void CopyFrom(const RegistryKey& from);
+
     const RegistryValue* FindValue(TextView valueName) const;
     void SetValue(TextView valueName, RegistryValue value);
     bool RemoveValue(TextView valueName);
@@ -54,6 +57,9 @@ class RegistryTree {
     /// `root` is any but ClassesRoot, which is a view of the others.
     RegistryKey& Root(RegistryRoot root);
     const RegistryKey& Root(RegistryRoot root) const;
+    void CopyFrom(const RegistryTree& from) {
+        for (const RegistryRoot root : kRoots) Root(root).CopyFrom(from.Root(root));
+    }
 
   private:
     std::array<RegistryKey, 3> roots_;

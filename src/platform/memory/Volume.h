@@ -36,6 +36,9 @@ class Volume {
     /// Moves files or folders, all or none; what stands at a target is replaced.
     virtual Status Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) = 0;
     virtual Status MakeFolder(TextView path) = 0;
+
+    /// All files and empty folders, by path, for dumps.
+    virtual std::vector<VolumeEntry> All() = 0;
 };
 
 }  // namespace bkfd
