@@ -1,0 +1,152 @@
+#include "panels/RegistryBackup.h"
+
+#include <gtest/gtest.h>
+
+#include "base/RuntimeError.h"
+#include "removal/RemovalBench.h"
+#include "services/RegistryAccess.h"
+
+namespace bkfd {
+namespace {
+
+constexpr auto HKCR = RegistryRoot::ClassesRoot;
+constexpr auto HKCU = RegistryRoot::CurrentUser;
+constexpr auto HKLM = RegistryRoot::LocalMachine;
+
+constexpr char16_t kProgramFolder[] = u"C:\\Program Files\\Brackenfold";
+constexpr char16_t kBackup[] =
+    u"C:\\Program Files\\Brackenfold\\Backup\\Backup Nov 16, 2026 09-39-04.reg";
+
+std::string BytesOf(RemovalBench& bench, TextView file) {
+    const Bytes content = bench.machine.FileContent(file);
+    return {content.begin(), content.end()};
+}
+
+/// The text of a UTF-16LE file behind its mark, as UTF-8.
+std::string WideTextOf(RemovalBench& bench, TextView file) {
+    const std::string bytes = BytesOf(bench, file);
+    EXPECT_EQ(bytes.substr(0, 8), std::string("\xFF\xFEW\0i\0n\0", 8));
+    Text text;
+    for (std::size_t at = 2; at + 1 < bytes.size(); at += 2) {
+        text += static_cast<char16_t>(static_cast<unsigned char>(bytes[at]) |
+                                      static_cast<unsigned char>(bytes[at + 1]) << 8);
+    }
+    return ToUtf8(text);
+}
+
+struct Part {
+    RegistryRoot root;
+    TextView key;
+};
+
+constexpr Part kParts[] = {
+    {HKLM, u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\{1}"},
+    {HKCU, u"Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel"},
+    {HKCU, u"Software\\Microsoft\\Internet Explorer\\Main"},
+    {HKLM, u"Software\\Microsoft\\Internet Explorer\\Main"},
+    {HKLM, u"Software\\Microsoft\\Internet Explorer\\AboutURLs"},
+    {HKCU, u"Software\\Microsoft\\Internet Explorer\\Styles"},
+    {HKLM, u"Software\\Microsoft\\Windows\\CurrentVersion\\URL\\Prefixes"},
+    {HKCR, u"PROTOCOLS\\Handler\\About"},
+    {HKCR, u"PROTOCOLS\\Handler\\file"},
+    {HKCR, u"PROTOCOLS\\Handler\\ftp"},
+    {HKCR, u"PROTOCOLS\\Handler\\gopher"},
+    {HKCR, u"PROTOCOLS\\Handler\\http"},
+    {HKCR, u"PROTOCOLS\\Handler\\https"},
+    {HKCR, u"PROTOCOLS\\Handler\\local"},
+    {HKCR, u"PROTOCOLS\\Filter\\text/html"},
+    {HKCR, u"PROTOCOLS\\Filter\\text/plain"},
+};
+
+void Fill(MemoryMachine& machine) {
+    for (const Part& part : kParts) machine.SetString(part.root, part.key, u"n", u"v\u00E9");
+    const Text windows = u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
+    machine.SetString(HKLM, windows, u"AppInit_DLLs", u"a.dll");
+    machine.SetString(HKLM, windows, u"Device", u"not saved");
+    machine.SetString(HKCU, u"Software\\Other", u"n", u"not saved");
+}
+
+/// The places of the sections in the text, each once and in the order of the table.
+void ExpectAllSectionsInOrder(const std::string& text) {
+    std::size_t last = 0;
+    for (const Part& part : kParts) {
+        const std::string line =
+            "[" + ToUtf8(RegistryAccess::RootName(part.root).append(u"\\").append(part.key)) +
+            "]\r\n";
+        const std::size_t at = text.find(line);
+        EXPECT_TRUE(at != std::string::npos && at > last) << line;
+        EXPECT_EQ(text.find(line, at + 1), std::string::npos) << line;
+        last = at;
+    }
+    const std::size_t libraries = text.find("\"AppInit_DLLs\"=\"a.dll\"\r\n");
+    EXPECT_TRUE(libraries != std::string::npos && libraries > last);
+    EXPECT_EQ(text.find("not saved"), std::string::npos);
+    EXPECT_TRUE(text.ends_with("\r\n"));
+}
+
+TEST(RegistryBackup, SavesAllPartsInOrderInTheFamilysForm) {
+    RemovalBench nt;
+    Fill(nt.machine);
+    const std::string registryBefore = nt.machine.DumpRegistry();
+    EXPECT_EQ(ToUtf8(WriteRegistryBackup(kProgramFolder)), ToUtf8(kBackup));
+    const std::string text = WideTextOf(nt, kBackup);
+    EXPECT_TRUE(text.starts_with("Windows Registry Editor Version 5.00\r\n"));
+    ExpectAllSectionsInOrder(text);
+    EXPECT_NE(text.find("\"n\"=\"v\xC3\xA9\""), std::string::npos);
+    EXPECT_EQ(nt.machine.DumpRegistry(), registryBefore);
+}
+
+TEST(RegistryBackup, WritesTheCodePageOn9x) {
+    RemovalBench old(WindowsFamily::Windows9x);
+    old.machine.SetCodePage(1251);
+    Fill(old.machine);
+    old.machine.SetString(HKCU, u"Software\\Microsoft\\Internet Explorer\\Main", u"Ж",
+                          u"\u0416\u4E00");
+    WriteRegistryBackup(kProgramFolder);
+    const std::string text = BytesOf(old, kBackup);
+    EXPECT_TRUE(text.starts_with("REGEDIT4\r\n"));
+    ExpectAllSectionsInOrder(text);
+    EXPECT_NE(text.find("\"\xC6\"="), std::string::npos);
+    EXPECT_EQ(text.find('\0'), std::string::npos);
+}
+
+TEST(RegistryBackup, AMachineWithoutTheKeysLeavesTheHeader) {
+    RemovalBench nt;
+    WriteRegistryBackup(kProgramFolder);
+    EXPECT_EQ(WideTextOf(nt, kBackup), "Windows Registry Editor Version 5.00\r\n");
+    RemovalBench old(WindowsFamily::Windows9x);
+    WriteRegistryBackup(kProgramFolder);
+    EXPECT_EQ(BytesOf(old, kBackup), "REGEDIT4\r\n");
+}
+
+TEST(RegistryBackup, NamesFilesByTheSecondAndReplacesWithinIt) {
+    RemovalBench bench;
+    struct Row {
+        CivilTime now;
+        const char* name;
+    };
+    const Row rows[] = {
+        {{2026, 1, 2, 3, 4, 5, 0}, "Backup Jan 02, 2026 03-04-05.reg"},
+        {{2026, 1, 2, 3, 4, 5, 999}, "Backup Jan 02, 2026 03-04-05.reg"},
+        {{2026, 12, 31, 23, 59, 59, 0}, "Backup Dec 31, 2026 23-59-59.reg"},
+    };
+    for (const Row& row : rows) {
+        bench.machine.SetNow(ToDate(row.now));
+        const std::string file = ToUtf8(WriteRegistryBackup(kProgramFolder));
+        EXPECT_EQ(file.substr(file.rfind('\\') + 1), row.name);
+    }
+    const std::string files = bench.machine.DumpFiles();
+    EXPECT_EQ(files.find("Jan 02"), files.rfind("Jan 02"));
+}
+
+TEST(RegistryBackup, AFolderThatCannotBeMadeIsAnErrorAndKeepsWhatStandsThere) {
+    RemovalBench bench;
+    bench.machine.AddFile(u"C:\\Program Files\\Brackenfold\\Backup", "mine");
+    const std::string before = bench.machine.Dump();
+    EXPECT_THROW(WriteRegistryBackup(kProgramFolder), RuntimeError);
+    EXPECT_THROW(WriteRegistryBackup(u"Q:\\nowhere"), RuntimeError);
+    EXPECT_EQ(bench.machine.Dump(), before);
+}
+
+}  // namespace
+}  // namespace bkfd
