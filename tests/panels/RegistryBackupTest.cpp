@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "base/RuntimeError.h"
-#include "removal/RemovalBench.h"
+#include "common/EngineBench.h"
 #include "services/RegistryAccess.h"
 
 namespace bkfd {
@@ -17,13 +17,13 @@ constexpr char16_t kProgramFolder[] = u"C:\\Program Files\\Brackenfold";
 constexpr char16_t kBackup[] =
     u"C:\\Program Files\\Brackenfold\\Backup\\Backup Nov 16, 2026 09-39-04.reg";
 
-std::string BytesOf(RemovalBench& bench, TextView file) {
+std::string BytesOf(EngineBench& bench, TextView file) {
     const Bytes content = bench.machine.FileContent(file);
     return {content.begin(), content.end()};
 }
 
 /// The text of a UTF-16LE file behind its mark, as UTF-8.
-std::string WideTextOf(RemovalBench& bench, TextView file) {
+std::string WideTextOf(EngineBench& bench, TextView file) {
     const std::string bytes = BytesOf(bench, file);
     EXPECT_EQ(bytes.substr(0, 8), std::string("\xFF\xFEW\0i\0n\0", 8));
     Text text;
@@ -85,7 +85,7 @@ void ExpectAllSectionsInOrder(const std::string& text) {
 }
 
 TEST(RegistryBackup, SavesAllPartsInOrderInTheFamilysForm) {
-    RemovalBench nt;
+    EngineBench nt;
     Fill(nt.machine);
     const std::string registryBefore = nt.machine.DumpRegistry();
     EXPECT_EQ(ToUtf8(WriteRegistryBackup(kProgramFolder)), ToUtf8(kBackup));
@@ -97,7 +97,7 @@ TEST(RegistryBackup, SavesAllPartsInOrderInTheFamilysForm) {
 }
 
 TEST(RegistryBackup, WritesTheCodePageOn9x) {
-    RemovalBench old(WindowsFamily::Windows9x);
+    EngineBench old(WindowsFamily::Windows9x);
     old.machine.SetCodePage(1251);
     Fill(old.machine);
     old.machine.SetString(HKCU, u"Software\\Microsoft\\Internet Explorer\\Main", u"Ж",
@@ -111,16 +111,16 @@ TEST(RegistryBackup, WritesTheCodePageOn9x) {
 }
 
 TEST(RegistryBackup, AMachineWithoutTheKeysLeavesTheHeader) {
-    RemovalBench nt;
+    EngineBench nt;
     WriteRegistryBackup(kProgramFolder);
     EXPECT_EQ(WideTextOf(nt, kBackup), "Windows Registry Editor Version 5.00\r\n");
-    RemovalBench old(WindowsFamily::Windows9x);
+    EngineBench old(WindowsFamily::Windows9x);
     WriteRegistryBackup(kProgramFolder);
     EXPECT_EQ(BytesOf(old, kBackup), "REGEDIT4\r\n");
 }
 
 TEST(RegistryBackup, NamesFilesByTheSecondAndReplacesWithinIt) {
-    RemovalBench bench;
+    EngineBench bench;
     struct Row {
         CivilTime now;
         const char* name;
@@ -140,7 +140,7 @@ TEST(RegistryBackup, NamesFilesByTheSecondAndReplacesWithinIt) {
 }
 
 TEST(RegistryBackup, AFolderThatCannotBeMadeIsAnErrorAndKeepsWhatStandsThere) {
-    RemovalBench bench;
+    EngineBench bench;
     bench.machine.AddFile(u"C:\\Program Files\\Brackenfold\\Backup", "mine");
     const std::string before = bench.machine.Dump();
     EXPECT_THROW(WriteRegistryBackup(kProgramFolder), RuntimeError);

@@ -4,8 +4,9 @@
 
 #include "PanelHost.h"
 #include "base/RuntimeError.h"
+#include "common/EngineBench.h"
+#include "common/Messages.h"
 #include "panels/SettingInfo.h"
-#include "removal/RemovalBench.h"
 #include "ui/Keys.h"
 
 namespace bkfd {
@@ -75,7 +76,7 @@ constexpr TextView kGenuinePrefixes[] = {u"FTP://", u"gopher://", u"http://", u"
 constexpr TextView kProtocols[] = {u"file", u"ftp", u"gopher", u"http", u"https", u"local"};
 
 TEST(ucCS, ShowsGenuineSettingsWithoutPrefixesAndHandlers) {
-    RemovalBench bench;
+    EngineBench bench;
     for (const Value& value : kGenuine) {
         bench.machine.SetString(value.root, value.key, value.name, value.text);
     }
@@ -144,7 +145,7 @@ TEST(ucCS, ShowsEverySuspectSettingInOrderAndRestoresThem) {
     for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
         const bool isNT = family == WindowsFamily::NT;
         SCOPED_TRACE(isNT ? "NT" : "9x");
-        RemovalBench bench(family);
+        EngineBench bench(family);
         HijackEverySetting(bench.machine);
         InstallGenuineServers(bench.machine);
         PanelHost<ucCS> host;
@@ -184,7 +185,7 @@ TEST(ucCS, ShowsEverySuspectSettingInOrderAndRestoresThem) {
         EXPECT_EQ(host.panel.ListViewObject().Count(), isNT ? 26u : 25u);
         bench.toolkit.Answer({MessageResult::Ok, MessageResult::Ok});
         host.PressKey('R', Shift::Alt);
-        EXPECT_EQ(bench.Messages(),
+        EXPECT_EQ(Messages(bench.toolkit),
                   "49 Are you sure you want to restore all configuration settings?\n"
                   "49 Are you sure you want to restore all configuration settings?\n"
                   "64 Configuration settings restored successfully. \n");
@@ -313,17 +314,17 @@ TEST(GetSettingInfo, JudgesEachKindOfSetting) {
     };
     for (const JudgeRow& row : rows) {
         SCOPED_TRACE(row.label);
-        RemovalBench bench(row.family);
+        EngineBench bench(row.family);
         row.prepare(bench.machine);
         EXPECT_EQ(Judged(row.number), row.judged);
     }
-    RemovalBench bench;
+    EngineBench bench;
     EXPECT_THROW(Judged(0), RuntimeError);
     EXPECT_THROW(Judged(27), RuntimeError);
 }
 
 TEST(ucCS, AFailingRestoreLeavesALineAndNoSuccess) {
-    RemovalBench bench;
+    EngineBench bench;
     PanelHost<ucCS> host;
     host.panel.Init(bench.log);
     host.PressKey('R', Shift::Alt);  // the question itself fails

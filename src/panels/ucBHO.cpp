@@ -1,0 +1,248 @@
+#include "panels/ucBHO.h"
+
+#include <algorithm>
+
+#include "detection/CPaDetector.h"
+#include "panels/MFileProps.h"
+#include "removal/processes/CProcessManager.h"
+#include "resources/StringTable.h"
+#include "services/ErrorMode.h"
+#include "services/FileUtil.h"
+#include "services/MAPI.h"
+#include "services/SysUtil.h"
+#include "ui/Form.h"
+#include "ui/Keys.h"
+#include "ui/Metrics.h"
+
+namespace bkfd {
+namespace {
+
+constexpr TextView kHelperObjectsKey =
+    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects";
+constexpr std::size_t kClassIdLength = 38;
+
+// Numbers of the strings.
+constexpr int kNoName = 110;
+constexpr int kAskDelete = 111;
+constexpr int kDeleted = 112;
+constexpr int kAccessDenied = 113;
+constexpr int kFileNotFound = 122;
+constexpr int kNoFile = 130;
+
+constexpr int kDeleteWidth = 2700;
+constexpr int kFilenameLabelWidth = 1050;
+
+Text HelperObjectKey(const Text& clsid) {
+    return Text(kHelperObjectsKey).append(u"\\").append(clsid);
+}
+
+/// A key's default value; empty when it can't be read, whatever the reason.
+Text DefaultValue(RegistryAccess& registry, RegistryRoot root, const Text& key) {
+    Text value;
+    (void)registry.ReadString(root, key, u"", value);
+    return value;
+}
+
+/// The server of a class, a file or a command line.
+Text ServerOf(RegistryAccess& registry, const Text& clsid) {
+    const Text key = u"CLSID\\" + clsid;
+    const Text server =
+        DefaultValue(registry, RegistryRoot::ClassesRoot, key + u"\\InProcServer32");
+    if (!server.empty()) return server;
+    return DefaultValue(registry, RegistryRoot::ClassesRoot, key + u"\\LocalServer32");
+}
+
+Text FieldOf(const KeyedList& fields, TextView name) {
+    return fields.Exists(name) ? fields.Item(name).AsText() : Text();
+}
+
+Text FirstNonEmpty(std::initializer_list<Text> candidates) {
+    for (const Text& candidate : candidates) {
+        if (!candidate.empty()) return candidate;
+    }
+    return {};
+}
+
+const ItemNode& NodeOf(const ListItem& row) {
+    return dynamic_cast<const ItemNode&>(*row.Tag());
+}
+
+Text FileOf(const ListItem& row) {
+    return NodeOf(row).params(u"DLL").Values(1).AsText();
+}
+
+}  // namespace
+
+ucBHO::ucBHO(Container& parent, Text name) : TabPanel(parent, std::move(name)) {
+    txtFilename.SetReadOnly(true);
+    lv.onItemClick = [this](const ListItemRef&) { lv_ItemClick(); };
+    lv.onKeyUp = [this](int& keyCode, int shift) { lv_KeyUp(keyCode, shift); };
+    lv.onMouseUp = [this](int button, int, int, int) { lv_MouseUp(button); };
+    cmdDelete.onClick = [this] { cmdDelete_Click(); };
+    mnuDelete.onClick = [this] { mnuDelete_Click(); };
+    mnuProperties.onClick = [this] { mnuProperties_Click(); };
+    onResize = [this] { UserControl_Resize(); };
+}
+
+template <class Body>
+void ucBHO::Guarded(TextView operation, Body&& body) {
+    LogErrors(*logger_, LogLevel::WindowFailure, Text(u"ucBHO.").append(operation),
+              std::forward<Body>(body));
+}
+
+void ucBHO::Init(LoggerRef logger) {
+    logger_ = std::move(logger);
+    RefreshList();
+}
+
+// ---------------------------------------------------------------- the list
+
+std::shared_ptr<ItemList> ucBHO::EnumBHOs() {
+    auto items = std::make_shared<ItemList>();
+    Guarded(u"EnumBHOs", [&] {
+        fileChecker_.emplace();  // its Init isn't called, on purpose: short names stay short
+        RegistryAccess registry;
+        FillBHOInfo(registry.EnumSubkeys(RegistryRoot::LocalMachine, kHelperObjectsKey), *items,
+                    RegistryRoot::LocalMachine);
+    });
+    return items;
+}
+
+void ucBHO::FillBHOInfo(const KeyedList& keyNames, ItemList& items, RegistryRoot hive) {
+    Guarded(u"FillBHOInfo", [&] {
+        RegistryAccess registry;
+        for (const Variant& keyName : keyNames) {
+            const Text clsid = keyName.AsText();
+            if (clsid.size() != kClassIdLength) continue;
+            const Text title = DefaultValue(registry, hive, HelperObjectKey(clsid));
+            const Text file = fileChecker_->GetFullFileNameFromShortFilename(
+                fileChecker_->GetFileNameFromCommandLine(ServerOf(registry, clsid)));
+            const KeyedList fields = SysUtil::GetVersionStrings(file);
+            const Text name = FirstNonEmpty(
+                {title, FieldOf(fields, u"ProductName"), file, ResourceString(kNoName)});
+            ItemNode& item = items.Add();
+            item.Id = clsid;
+            item.params().Add(u"Name", Replace(name, u"&", u""));
+            item.params().Add(u"DLL", file);
+            item.params().Add(u"Manufacturer", FieldOf(fields, u"CompanyName"));
+        }
+    });
+}
+
+void ucBHO::RefreshList() {
+    Guarded(u"RefreshList", [&] {
+        lv.Clear();
+        txtFilename.SetText({});
+        for (const auto& item : *EnumBHOs()) {
+            lv.Add(item->params(u"Name").Values(1).AsText(), u"li")->SetTag(item);
+        }
+        if (lv.Count() == 0) return;
+        lv.SetSelectedIndex(1);
+        lv_ItemClick();
+    });
+}
+
+void ucBHO::lv_ItemClick() {
+    Guarded(u"lv_ItemClick", [&] {
+        const ListItemRef row = lv.SelectedItem();
+        if (row == nullptr) return txtFilename.SetText({});
+        const Text file = FileOf(*row);
+        txtFilename.SetText(file.empty() ? ResourceString(kNoFile) : file);
+    });
+}
+
+// ---------------------------------------------------------------- context actions
+
+void ucBHO::lv_KeyUp(int keyCode, int shift) {
+    Guarded(u"lv_KeyUp", [&] {
+        if (keyCode == Key::ContextMenu) lv_MouseUp(MouseButton::Right);
+        if (keyCode != Key::Enter || shift != Shift::Alt) return;
+        contextItem_ = lv.SelectedItem();
+        if (contextItem_ != nullptr && !FileOf(*contextItem_).empty()) mnuProperties_Click();
+    });
+}
+
+void ucBHO::lv_MouseUp(int button) {
+    Guarded(u"lv_MouseUp", [&] {
+        if (button != MouseButton::Right) return;
+        contextItem_ = lv.SelectedItem();
+        if (contextItem_ == nullptr) return;
+        const bool hasFile = !FileOf(*contextItem_).empty();
+        mnuContext1.SetVisible(hasFile);
+        mnuProperties.SetVisible(hasFile);
+        HostForm()->PopupMenu(mnuContext);
+    });
+}
+
+void ucBHO::mnuDelete_Click() {
+    cmdDelete_Click();
+}
+
+void ucBHO::mnuProperties_Click() {
+    Guarded(u"mnuProperties_Click", [&] {
+        if (contextItem_ == nullptr) return;
+        const Text file = FileOf(*contextItem_);
+        if (FileUtil::FileExists(file)) {
+            ShowFileProperties(file);
+            return;
+        }
+        ShowMessage(SysUtil::FormatTemplate(ResourceString(kFileNotFound), {file}),
+                    MessageStyle::Exclamation);
+    });
+}
+
+// ---------------------------------------------------------------- deletion
+
+void ucBHO::cmdDelete_Click() {
+    Guarded(u"cmdDelete_Click", [&] {
+        const ListItemRef row = lv.SelectedItem();
+        if (row == nullptr) return;
+        const Text question = SysUtil::FormatTemplate(ResourceString(kAskDelete), {row->GetText()});
+        const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
+        if (ShowMessage(question, style) != MessageResult::Ok) return;
+        DeleteHelperObject(*row);
+        RefreshList();
+    });
+}
+
+/// The file of a known parasite is put out of action first, even if the deletion is then refused.
+void ucBHO::DeleteHelperObject(const ListItem& row) {
+    const Text& name = row.GetText();
+    const Text& clsid = NodeOf(row).Id;
+    const Text file = FileOf(row);
+    logger_->Trace(SysUtil::FormatTemplate(u"Deleting BHO(%1, '%2', '%3')", {clsid, name, file}),
+                   u"ucBHO.cmdDelete_Click");
+    CPaDetector detector;
+    detector.Init(logger_, nullptr);
+    if (!file.empty() && detector.IsParasiteBHO(file)) {
+        CProcessManager processManager;
+        processManager.Init(logger_);
+        processManager.RenameParasiteFileEx(file);
+    }
+    RegistryAccess registry;
+    if (registry.DeleteKey(RegistryRoot::LocalMachine, HelperObjectKey(clsid))) {
+        ShowMessage(SysUtil::FormatTemplate(ResourceString(kDeleted), {name}),
+                    MessageStyle::Information);
+    } else {
+        ShowMessage(ResourceString(kAccessDenied), MessageStyle::Exclamation);
+    }
+}
+
+// ---------------------------------------------------------------- layout
+
+void ucBHO::UserControl_Resize() {
+    using namespace Metrics;
+    const int listTop = kLabelHeight + kLabelGap;
+    const int buttonTop = Height() - kButtonHeight;
+    const int fileTop = buttonTop - kGap - kTextBoxHeight;
+    Label4.SetBounds({0, 0, Width(), kLabelHeight});
+    lv.SetBounds({0, listTop, Width(), fileTop - kGap - listTop});
+    lv.SetColumnWidth(1, std::max(0, Width() - kScrollBarWidth));
+    lblFilename.SetBounds(
+        {0, fileTop + (kTextBoxHeight - kLabelHeight) / 2, kFilenameLabelWidth, kLabelHeight});
+    txtFilename.SetBounds(
+        {kFilenameLabelWidth, fileTop, Width() - kFilenameLabelWidth, kTextBoxHeight});
+    cmdDelete.SetBounds({Width() - kDeleteWidth, buttonTop, kDeleteWidth, kButtonHeight});
+}
+
+}  // namespace bkfd

@@ -1,0 +1,27 @@
+#include "panels/ucHelp.h"
+
+#include "resources/StringTable.h"
+#include "ui/Metrics.h"
+
+namespace bkfd {
+namespace {
+
+constexpr int kDescription = 117;
+
+}  // namespace
+
+ucHelp::ucHelp(Container& parent, Text name) : TabPanel(parent, std::move(name)) {
+    lblDescr.SetLeft(Metrics::kGap);
+    lblDescr.SetTop(Metrics::kGap);
+    onResize = [this] {
+        lblDescr.SetWidth(Width() - lblDescr.Left() * 3 / 2);
+        lblDescr.SetHeight(Height() - lblDescr.Top());
+    };
+}
+
+void ucHelp::Init(LoggerRef logger) {
+    logger_ = std::move(logger);
+    lblDescr.SetCaption(ResourceString(kDescription));
+}
+
+}  // namespace bkfd

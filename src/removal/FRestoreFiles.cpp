@@ -1,0 +1,123 @@
+#include "removal/FRestoreFiles.h"
+
+#include "base/RuntimeError.h"
+#include "removal/processes/ParasiteFileName.h"
+#include "removal/processes/RemovedFiles.h"
+#include "resources/StringTable.h"
+#include "services/ErrorMode.h"
+#include "services/FileUtil.h"
+#include "services/MAPI.h"
+#include "services/RegistryAccess.h"
+#include "services/SysUtil.h"
+#include "ui/Metrics.h"
+
+namespace bkfd {
+namespace {
+
+// Numbers of the strings.
+constexpr int kAskRestore = 126;
+constexpr int kRestored = 127;
+constexpr int kCannotRestore = 128;
+constexpr int kNoMoreFiles = 138;
+
+constexpr int kPictureSize = 480;
+constexpr int kRestoreWidth = 2400;
+constexpr int kCloseWidth = 1200;
+
+Text Named(int message, const Text& file) {
+    return SysUtil::FormatTemplate(ResourceString(message), {file});
+}
+
+}  // namespace
+
+FRestoreFiles::FRestoreFiles() : Form(u"FRestoreFiles") {
+    SetCaption(u"Restore Removed Programs");
+    SetClientSize(7200, 4200);
+    cmdRestoreFile.SetDefault(true);
+    cmdClose.SetCancel(true);
+    onResize = [this] { Form_Resize(); };
+    onQueryUnload = [this](bool& cancel, UnloadMode mode) { Form_QueryUnload(cancel, mode); };
+    cmdRestoreFile.onClick = [this] { cmdRestoreFile_Click(); };
+    cmdClose.onClick = [this] { cmdClose_Click(); };
+}
+
+void FRestoreFiles::Init(LoggerRef logger, bool& hasEntries) {
+    hasEntries = false;
+    logger_ = std::move(logger);
+    LogErrors(*logger_, LogLevel::SystemFailure, u"FRestoreFiles.Init", [&] {
+        processManager_.Init(logger_);
+        RefreshList();
+        hasEntries = lstFiles.Count() > 0;
+    });
+}
+
+void FRestoreFiles::RefreshList() {
+    LogErrors(*logger_, LogLevel::SystemFailure, u"FRestoreFiles.RefreshList", [this] {
+        lstFiles.Clear();
+        RegistryAccess registry;
+        for (const Variant& name : registry.EnumValues(kRemovedFilesRoot, kRemovedFilesKey)) {
+            const Text file = name.AsText();
+            if (FileUtil::FileExists(GetParasiteFileName(file))) lstFiles.Add(file);
+        }
+        if (lstFiles.Count() > 0) lstFiles.SetSelectedIndex(1);
+    });
+}
+
+void FRestoreFiles::cmdRestoreFile_Click() {
+    const Text file = lstFiles.SelectedText();
+    if (file.empty()) return;
+    try {
+        Restore(file);
+    } catch (...) {
+        const RuntimeError error = CurrentError();
+        logger_->Failure(error, LogLevel::SystemFailure, u"FRestoreFiles.cmdRestoreFile_Click");
+        ShowMessage(Named(kCannotRestore, file) + error.Description(), MessageStyle::Information);
+    }
+}
+
+void FRestoreFiles::Restore(const Text& file) {
+    const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
+    if (ShowMessage(Named(kAskRestore, file), style) != MessageResult::Ok) return;
+    bool isRenamed = false;
+    processManager_.SafeRenameFile(GetParasiteFileName(file), file, isRenamed);
+    if (isRenamed) {
+        RegistryAccess registry;
+        (void)registry.DeleteValue(kRemovedFilesRoot, kRemovedFilesKey, file);
+    }
+    // Shown after a failed rename too, on purpose; the log tells of it and the row stays.
+    ShowMessage(Named(kRestored, file), MessageStyle::Information);
+    RefreshList();
+    if (lstFiles.Count() > 0) return;
+    ShowMessage(ResourceString(kNoMoreFiles), MessageStyle::Information);
+    Hide();
+}
+
+void FRestoreFiles::cmdClose_Click() {
+    Hide();
+}
+
+void FRestoreFiles::Form_QueryUnload(bool& cancel, UnloadMode mode) {
+    if (mode != UnloadMode::ControlMenu) return;
+    cancel = true;
+    Hide();
+}
+
+void FRestoreFiles::Form_Resize() {
+    using namespace Metrics;
+    const int width = Width() - 2 * kMargin;
+    const int textLeft = kMargin + kPictureSize + kGap;
+    const int promptTop = kMargin + kPictureSize + kGap;
+    const int listTop = promptTop + kLabelHeight + kLabelGap;
+    const int buttonTop = Height() - kMargin - kButtonHeight;
+    const int closeLeft = Width() - kMargin - kCloseWidth;
+    Image1.SetBounds({kMargin, kMargin, kPictureSize, kPictureSize});
+    Label1.SetBounds({textLeft, kMargin + (kPictureSize - kLabelHeight) / 2,
+                      Width() - kMargin - textLeft, kLabelHeight});
+    Label2.SetBounds({kMargin, promptTop, width, kLabelHeight});
+    lstFiles.SetBounds({kMargin, listTop, width, buttonTop - kGap - listTop});
+    cmdRestoreFile.SetBounds(
+        {closeLeft - kGap - kRestoreWidth, buttonTop, kRestoreWidth, kButtonHeight});
+    cmdClose.SetBounds({closeLeft, buttonTop, kCloseWidth, kButtonHeight});
+}
+
+}  // namespace bkfd

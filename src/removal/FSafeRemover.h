@@ -1,0 +1,54 @@
+#pragma once
+
+#include "services/KeyedList.h"
+#include "services/Logger.h"
+#include "ui/Button.h"
+#include "ui/Form.h"
+#include "ui/Label.h"
+#include "ui/Picture.h"
+#include "ui/TextBox.h"
+
+namespace bkfd {
+
+/// The window that disables the files that the user names, usually on the advice of support: it
+/// renames them, ends their holders, repairs the settings and restarts Windows. The opener unloads
+/// it.
+class FSafeRemover : public Form {
+  public:
+    FSafeRemover();
+
+    /// Called once, before the window is shown.
+    void Init(LoggerRef logger) { logger_ = std::move(logger); }
+
+  private:
+    void Form_Load();
+    void Form_QueryUnload(bool& cancel, UnloadMode mode);
+    void Form_KeyUp(int keyCode, int shift);
+    void Form_Resize();
+    void Image1_DblClick();
+    void txtFiles_KeyDown(int& keyCode, int shift);
+    void cmdDisableParasites_Click();
+    void cmdPaste_Click();
+    void cmdFindSuspiciousFiles_Click();
+    void cmdCancel_Click();
+
+    /// The files that are named in the box, each once by its full name; false if the user gave up.
+    bool CollectFiles(KeyedList& files);
+    void Disable(const KeyedList& files);
+    void FindSuspiciousFiles();
+    void Paste(Text clipboard);
+    void ToggleSearchButton(const Text& source);
+
+    LoggerRef logger_;
+
+    Picture Image1{*this, u"Image1", u"SAFEREMOVER"};
+    Label lbl1{*this, u"lbl1"};
+    Label lbl2{*this, u"lbl2"};
+    TextBox txtFiles{*this, u"txtFiles", TextBox::Lines::Many};
+    Button cmdDisableParasites{*this, u"cmdDisableParasites", u"&Disable Parasites"};
+    Button cmdPaste{*this, u"cmdPaste", u"&Paste"};
+    Button cmdFindSuspiciousFiles{*this, u"cmdFindSuspiciousFiles", u"&Find Suspicious Files"};
+    Button cmdCancel{*this, u"cmdCancel", u"&Close"};
+};
+
+}  // namespace bkfd
