@@ -1,5 +1,6 @@
 #include "app/FMain.h"
 
+#include "app/FSplash.h"
 #include "app/MMain.h"
 #include "detection/identity/CHashier.h"
 #include "platform/Machine.h"
@@ -34,17 +35,16 @@ ObjectRef CreateCustomObject() {
     return created.value;
 }
 
-LoggerRef CastToLogger(const Variant& variable) {
-    LoggerRef logger = AsLogger(variable.AsObject());
-    if (logger == nullptr) throw RuntimeError(ErrorNumber::TypeMismatch);
-    return logger;
+/// Ends at once if the window has gone meanwhile, by its timer or by a click.
+void WaitForSplash(const FSplash* splash) {
+    while (splash != nullptr && splash->Visible()) TheToolkit().WaitForInput();
 }
 
 }  // namespace
 
 FMain::FMain() : Form(u"FMain") {
     OfferLibraryClass();
-    onLoad = [this] { Form_Load(); };
+    ConnectWindow();
 }
 
 void FMain::Form_Initialize() {
@@ -53,7 +53,9 @@ void FMain::Form_Initialize() {
     RunCustomObject(step);
     RequireComponents(step);
 
-    // The splash window is shown here.
+    std::unique_ptr<FSplash> splash;
+    step([&] { splash = std::make_unique<FSplash>(); });
+    step([&] { splash->Show(); });
     step([] { TheToolkit().SetPointer(Pointer::Hourglass); });
     step([] { SysUtil::PumpMessages(); });
     step([] { SysUtil::PumpMessages(); });
@@ -65,15 +67,19 @@ void FMain::Form_Initialize() {
     step([&] { SetCaption(ResourceString(kProgramTitle)); });
     LogPendingError(step);
 
-    // The wait until the splash window has gone comes here.
+    step([&] { WaitForSplash(splash.get()); });
     step([] { TheToolkit().SetPointer(Pointer::Default); });
+    splash.reset();
     step([&] { remover.Perform(); });
 }
 
 void FMain::Form_Load() {
-    // The backup of the registry, the panels and the log of what they show come here, in this
-    // order.
-    LogErrors(*logger_, LogLevel::WindowFailure, kLoad, [] {});
+    const LoggerRef logger = logger_;
+    LogErrors(*logger, LogLevel::WindowFailure, kLoad, [this] {
+        BackupRegistry();
+        InitPanels();
+        LogTabState();
+    });
 }
 
 void FMain::OpenLogs(ContinueOnError& step) {
@@ -114,6 +120,12 @@ void FMain::LogPendingError(ContinueOnError& step) {
     if (!pending) return;
     step([&] { logger_->Failure(*pending, LogLevel::SystemFailure, kInitialize); });
     static_cast<void>(step.TakePending());
+}
+
+LoggerRef FMain::CastToLogger(const Variant& variable) {
+    LoggerRef logger = AsLogger(variable.AsObject());
+    if (logger == nullptr) throw RuntimeError(ErrorNumber::TypeMismatch);
+    return logger;
 }
 
 }  // namespace bkfd

@@ -1,0 +1,71 @@
+#include "app/FAbout.h"
+
+#include "app/HomePage.h"
+#include "resources/BuildSettings.h"
+#include "ui/Keys.h"
+#include "ui/Metrics.h"
+
+namespace bkfd {
+namespace {
+
+constexpr int kWhite = 0xFFFFFF;
+constexpr int kFrameInset = 45;
+constexpr int kPictureSize = 720;
+constexpr int kTextHeight = 3 * Metrics::kLabelHeight;
+constexpr int kOkWidth = 1200;
+
+Text Version() {
+    return ToText(BuildSettings::VersionMajor) + u"." + ToText(BuildSettings::VersionMinor);
+}
+
+}  // namespace
+
+FAbout::FAbout() : Form(u"FAbout") {
+    SetCaption(u"About Brackenfold");
+    SetBorder(FormBorder::Fixed);
+    SetClientSize(5400, 2400);
+    SetKeyPreview(true);
+    cmdOK.SetDefault(true);
+    lblVisitTarnwick.SetLink(true);
+    onLoad = [this] { Form_Load(); };
+    onResize = [this] { Form_Resize(); };
+    onKeyPress = [this](int& character) { Form_KeyPress(character); };
+    cmdOK.onClick = [this] { cmdOK_Click(); };
+    Image1.onDoubleClick = OpenHomePage;
+    lblVisitTarnwick.onMouseUp = [](int button, int, int, int) {
+        if (button == MouseButton::Left) OpenHomePage();
+    };
+}
+
+void FAbout::Form_Load() {
+    lblText.SetCaption(u"Brackenfold Version " + Version() +
+                       u"\r\n \r\nCopyright \u00A9 Tarnwick Labs. All rights reserved.");
+    lblVisitTarnwick.SetCaption(Replace(BuildSettings::HomePage, u"&", u"&&"));
+    DrawOutline({{kFrameInset, kFrameInset, Width() - 2 * kFrameInset, Height() - 2 * kFrameInset},
+                 kWhite});
+}
+
+void FAbout::Form_KeyPress(int& character) {
+    if (character != Key::Escape) return;
+    character = 0;
+    cmdOK_Click();
+}
+
+void FAbout::cmdOK_Click() {
+    Unload();
+}
+
+void FAbout::Form_Resize() {
+    using namespace Metrics;
+    const int textLeft = kMargin + kPictureSize + kMargin;
+    const int textWidth = Width() - kMargin - textLeft;
+    const int buttonTop = Height() - kMargin - kButtonHeight;
+    const int linkTop = kMargin + kTextHeight + kGap;
+    Image1.SetBounds({kMargin, kMargin, kPictureSize, kPictureSize});
+    lblText.SetBounds({textLeft, kMargin, textWidth, kTextHeight});
+    lblVisitTarnwick.SetBounds({textLeft, linkTop, textWidth, kLabelHeight});
+    StaticLine1.SetBounds({kMargin, buttonTop - kGap, Width() - 2 * kMargin, 30});
+    cmdOK.SetBounds({Width() - kMargin - kOkWidth, buttonTop, kOkWidth, kButtonHeight});
+}
+
+}  // namespace bkfd

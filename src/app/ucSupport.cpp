@@ -1,0 +1,147 @@
+#include "app/ucSupport.h"
+
+#include "resources/StringTable.h"
+#include "services/ErrorMode.h"
+#include "services/MAPI.h"
+#include "support/ReportContents.h"
+#include "support/cl.h"
+#include "ui/Keys.h"
+#include "ui/Metrics.h"
+
+namespace bkfd {
+namespace {
+
+// Numbers of the strings.
+constexpr int kIntroduction = 131;
+constexpr int kSent = 132;
+constexpr int kCannotSend = 133;
+constexpr int kDescribeProblem = 134;
+constexpr int kPlaceholder = 135;
+constexpr int kTypeName = 136;
+constexpr int kTypeEmail = 137;
+constexpr int kPleaseWait = 158;
+constexpr int kCannotContact = 906;
+
+constexpr auto kRequestFailed = static_cast<std::int32_t>(0x8004038A);
+constexpr int kF12 = Key::F1 + 11;
+
+constexpr int kIntroductionHeight = 1050;
+constexpr int kPictureSize = 480;
+constexpr int kFieldLabelWidth = 1050;
+constexpr int kRequestWidth = 1800;
+
+}  // namespace
+
+ucSupport::ucSupport(Container& parent, Text name) : TabPanel(parent, std::move(name)) {
+    cmdRequestSupport.onClick = [this] { cmdRequestSupport_Click(); };
+    Image1.onDoubleClick = [this] { Image1_DblClick(); };
+    onResize = [this] { UserControl_Resize(); };
+}
+
+void ucSupport::Init(LoggerRef logger) {
+    logger_ = std::move(logger);
+    lblFirst.SetCaption(ResourceString(kIntroduction));
+    txtAnswers.SetText(ResourceString(kPlaceholder));
+    txtAnswers.Select(0, txtAnswers.GetText().size());
+}
+
+int ucSupport::WhatIsMissing() const {
+    const Text& answer = txtAnswers.GetText();
+    if (answer.empty() || answer == ResourceString(kPlaceholder)) return kDescribeProblem;
+    if (txtName.GetText().empty()) return kTypeName;
+    if (txtEmail.GetText().empty()) return kTypeEmail;
+    return 0;
+}
+
+void ucSupport::cmdRequestSupport_Click() {
+    try {
+        if (const int missing = WhatIsMissing()) {
+            ShowMessage(ResourceString(missing), MessageStyle::Exclamation);
+            return;
+        }
+        TheToolkit().SetPointer(Pointer::Hourglass);
+        RunRequest();
+    } catch (...) {
+        const RuntimeError error = CurrentError();
+        logger_->Failure(error, LogLevel::WindowFailure, u"ucSupport.cmdRequestSupport_Click");
+        ShowMessage(error.Description(), MessageStyle::Information);
+        TheToolkit().SetPointer(Pointer::Default);
+    }
+}
+
+void ucSupport::RunRequest() {
+    ContinueOnError step;
+    step([this] {
+        moProgressor = std::make_unique<FProgressor>();
+        moProgressor->Started = [this] { moProgressor_Started(); };
+    });
+    step([this] { moProgressor->ShowProgress(ResourceString(kPleaseWait), HostForm(), true); });
+    step([this] { moProgressor.reset(); });
+    step([this] { ReportOutcome(); });
+    step([] { TheToolkit().SetPointer(Pointer::Default); });
+}
+
+void ucSupport::ReportOutcome() {
+    const Text source = u"ucSupport.cmdRequestSupport_Click";
+    if (requestSucceeded_) {
+        logger_->Trace(u"Requesting support", source);
+        ShowMessage(ResourceString(kSent), MessageStyle::Information);
+        return;
+    }
+    logger_->Write(kRequestFailed, ResourceString(kCannotContact) + errorText_,
+                   LogLevel::WindowFailure, source);
+    TheToolkit().SetPointer(Pointer::Default);
+    ShowMessage(ResourceString(kCannotSend), MessageStyle::Exclamation);
+}
+
+void ucSupport::moProgressor_Started() {
+    if (isWorking_) return;  // the window was activated again meanwhile
+    isWorking_ = true;
+    ContinueOnError step;
+    step([this] { SendReport(); });
+    if (const auto error = step.TakePending()) {
+        logger_->Failure(*error, LogLevel::WindowFailure, u"ucSupport.moProgressor_Started");
+        step([&] { ShowMessage(error->Description(), MessageStyle::Information); });
+    }
+    isWorking_ = false;
+    TheToolkit().SetPointer(Pointer::Default);
+    if (moProgressor != nullptr) moProgressor->Finalize();
+}
+
+/// A failure before the sending leaves the result of the request before, on purpose.
+void ucSupport::SendReport() {
+    ValueBag report;
+    GatherReport({txtName.GetText(), txtEmail.GetText(), txtAnswers.GetText()}, logger_, report);
+    bool success = false;
+    cl delivery;
+    delivery.Do1(logger_, Text(kSupportCategory), report, errorText_, success);
+    requestSucceeded_ = success;
+}
+
+/// A second way to the main window's hidden command.
+void ucSupport::Image1_DblClick() {
+    auto* host = dynamic_cast<Object*>(HostForm());
+    if (host == nullptr) return;
+    Variant arguments[] = {std::int32_t{kF12}, std::int32_t{Shift::None}};
+    host->Invoke(u"Form_KeyUp", arguments);
+}
+
+void ucSupport::UserControl_Resize() {
+    using namespace Metrics;
+    const int fieldWidth = Width() - kFieldLabelWidth - kRequestWidth - kGap;
+    const int emailTop = Height() - kTextBoxHeight;
+    const int nameTop = emailTop - kGap - kTextBoxHeight;
+    const int labelShift = (kTextBoxHeight - kLabelHeight) / 2;
+    const int answersTop = kIntroductionHeight + kLabelGap;
+    lblFirst.SetBounds({0, 0, Width() - kPictureSize - kGap, kIntroductionHeight});
+    Image1.SetBounds({Width() - kPictureSize, 0, kPictureSize, kPictureSize});
+    txtAnswers.SetBounds({0, answersTop, Width(), nameTop - kGap - answersTop});
+    lblName.SetBounds({0, nameTop + labelShift, kFieldLabelWidth, kLabelHeight});
+    txtName.SetBounds({kFieldLabelWidth, nameTop, fieldWidth, kTextBoxHeight});
+    lblEmail.SetBounds({0, emailTop + labelShift, kFieldLabelWidth, kLabelHeight});
+    txtEmail.SetBounds({kFieldLabelWidth, emailTop, fieldWidth, kTextBoxHeight});
+    cmdRequestSupport.SetBounds(
+        {Width() - kRequestWidth, Height() - kButtonHeight, kRequestWidth, kButtonHeight});
+}
+
+}  // namespace bkfd
