@@ -133,7 +133,8 @@ void ucBHO::RefreshList() {
     Guarded(u"RefreshList", [&] {
         lv.Clear();
         txtFilename.SetText({});
-        for (const auto& item : *EnumBHOs()) {
+        const auto items = EnumBHOs();
+        for (const auto& item : *items) {
             lv.Add(item->params(u"Name").Values(1).AsText(), u"li")->SetTag(item);
         }
         if (lv.Count() == 0) return;

@@ -16,6 +16,9 @@ const std::string kStartLines =
     "2026-11-16 09:39:04 5 00000000 FMain.Form_Initialize: Brackenfold ver.4.53.0\r\n"
     "2026-11-16 09:39:04 5 00000000 FMain.Form_Initialize: Startup: 2026-11-16 08:39:04\r\n";
 const std::string kCheckLine = "2026-11-16 09:39:04 5 00000000 CPaRemover.Check: False\r\n";
+const std::string kStateLine =
+    "2026-11-16 09:39:04 5 00000000 FMain.LogTabState: Setting: OK, 'User's style sheet is "
+    "enabled', 'No'\r\n";
 const std::string kMissingSentence =
     "' or one of its dependencies not correctly registered: a file is missing or invalid. Try to "
     "reinstall Brackenfold.";
@@ -100,7 +103,7 @@ TEST_F(StartUpTest, NormalStart) {
         whilePumping = toolkit_.CurrentPointer();
     };
     ASSERT_TRUE(Start());
-    EXPECT_EQ(Log(), kStartLines + kCheckLine);
+    EXPECT_EQ(Log(), kStartLines + kCheckLine + kStateLine);
     EXPECT_EQ(Log(u"short.log"), kStartLines);
     EXPECT_EQ(caption_, u"Brackenfold");
     EXPECT_NE(gHashier, nullptr);
@@ -122,13 +125,18 @@ TEST_F(StartUpTest, CustomObjects) {
         {"missing",
          false,
          {},
-         kCheckLine + "2026-11-16 09:39:04 0 0000005B FMain.Form_Initialize: Object variable not "
-                      "set\r\n"},
+         kCheckLine +
+             "2026-11-16 09:39:04 0 0000005B FMain.Form_Initialize: Object variable not "
+             "set\r\n" +
+             kStateLine},
         {"leaves no logger", true, std::make_shared<KeyedList>(),
-         kCheckLine + "2026-11-16 09:39:04 0 0000000D FMain.Form_Initialize: Type mismatch\r\n"},
+         kCheckLine + "2026-11-16 09:39:04 0 0000000D FMain.Form_Initialize: Type mismatch\r\n" +
+             kStateLine},
         {"leaves nothing", true, ObjectRef(),
-         kCheckLine + "2026-11-16 09:39:04 0 0000005B FMain.Form_Initialize: Object variable not "
-                      "set\r\n"},
+         kCheckLine +
+             "2026-11-16 09:39:04 0 0000005B FMain.Form_Initialize: Object variable not "
+             "set\r\n" +
+             kStateLine},
         {"replaces the logger", true, other, ""},
     };
     for (const auto& row : rows) {
@@ -138,7 +146,9 @@ TEST_F(StartUpTest, CustomObjects) {
         EXPECT_TRUE(Start());
         EXPECT_EQ(Log(), kStartLines + row.lines);
     }
-    EXPECT_EQ(ToUtf8(other->lines), "5 0 CPaRemover.Check: False\n");
+    EXPECT_EQ(ToUtf8(other->lines),
+              "5 0 CPaRemover.Check: False\n5 0 FMain.LogTabState: Setting: OK, 'User's style "
+              "sheet is enabled', 'No'\n");
 }
 
 TEST_F(StartUpTest, AMissingComponentEndsTheProgram) {
