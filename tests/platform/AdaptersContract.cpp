@@ -1,9 +1,9 @@
+#include "platform/ScratchImage.h"
 #include "platform/fault/FaultMachine.h"
 #include "platform/memory/MemoryMachine.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/witness/WitnessMachine.h"
 #include "tests/contract/MachineContract.h"
-#include "tests/platform/ScratchImage.h"
 
 namespace bkfd::contract {
 namespace {

@@ -57,6 +57,10 @@ std::variant<std::vector<ImageJson>, ImageError> ImageJournal::Read() const {
     return records;
 }
 
+bool ImageJournal::IsThere() const {
+    return access(path_.c_str(), F_OK) == 0;
+}
+
 Status ImageJournal::Open() {
     if (file_.IsOpen()) return {};
     ReachWritePoint("make journal");

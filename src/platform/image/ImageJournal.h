@@ -21,6 +21,7 @@ class ImageJournal {
     /// All records that were written whole; a missing journal has none. A last record that was cut
     /// off is dropped, anything else that can't be understood is an error.
     std::variant<std::vector<ImageJson>, ImageError> Read() const;
+    bool IsThere() const;
     /// Adds a record, and makes the journal if there is none. It lies on the disk when this
     /// returns; a failure leaves the journal as it was.
     Status Append(const ImageJson& record);

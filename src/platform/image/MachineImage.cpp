@@ -69,7 +69,7 @@ class LoadedImage final : private ImageParts,
             return ImageError{path_ + kJournalFile, i + 2, "",
                               "holds a change of a kind that isn't known"};
         }
-        isChanged_ = !records.empty();
+        isChanged_ = journal.IsThere();
         // An image that can't be written keeps its journal; what it says holds all the same.
         if (isChanged_) (void)Fold();
         return std::nullopt;

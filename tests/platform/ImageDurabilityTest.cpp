@@ -1,0 +1,286 @@
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <set>
+
+#include "platform/ScratchImage.h"
+#include "platform/image/HostFiles.h"
+#include "platform/memory/RegistryTree.h"
+
+namespace bkfd {
+namespace {
+
+constexpr RegistryRoot kMachine = RegistryRoot::LocalMachine;
+constexpr TextView kTarget = u"C:\\t.exe";
+
+/// A machine with something of every kind in it.
+void Fill(ScratchImage& image) {
+    image.Write("machine.json", R"({
+  "family": "nt",
+  "now": "2026-11-16T09:39:04",
+  "processes": [
+    {"id": 4, "path": "C:\\a.exe", "modules": ["C:\\b.dll"]},
+    {"id": 8, "path": "C:\\gone.exe"}
+  ],
+  "files": {"C:\\b.dll": {"attributes": 1, "locked": true}}
+})");
+    image.Write("registry/1.reg",
+                "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\A]\r\n\"x\"=\"1\"\r\n\r\n"
+                "[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\r\n\r\n");
+    image.Write("registry/2.reg",
+                "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\B]\r\n\"x\"=\"1\"\r\n\r\n");
+    for (const char* name : {"a.exe", "b.dll", "c.txt"})
+        image.Write(std::string("drives/c/") + name, name);
+}
+
+void WriteFileWhole(Machine& machine, TextView path, std::string_view content) {
+    auto file = machine.FileSystem().CreateFileW(path, FileMode::CreateNew);
+    if (!file.IsOk()) return;
+    (void)file.value->WriteFile(Bytes(content.begin(), content.end()));
+    (void)file.value->FlushFileBuffers();
+}
+
+using Step = void (*)(Machine&);
+
+/// The scripted changes, one call each or one whole file.
+constexpr Step kSteps[] = {
+    [](Machine& m) {
+        (void)m.RegistryKeys().RegSetValueExW(kMachine, u"Software\\A", u"x",
+                                              MakeStringValue(u"2"));
+    },
+    [](Machine& m) { (void)m.FileSystem().MoveFileW(u"C:\\a.exe", kTarget); },
+    [](Machine& m) {
+        (void)m.RegistryKeys().RegSetValueExW(kMachine, u"Software\\New\\Deep", u"",
+                                              MakeDwordValue(7));
+    },
+    [](Machine& m) {
+        const auto process = m.ProcessTable().OpenProcess(0x1F0FFF, 4);
+        (void)m.ProcessTable().TerminateProcess(process.value, 0);
+    },
+    [](Machine& m) { (void)m.FileSystem().SetFileAttributesW(u"C:\\b.dll", 2); },
+    [](Machine& m) { (void)m.FileSystem().MoveFileW(u"C:\\b.dll", u"C:\\parasite_b.dll"); },
+    [](Machine& m) { (void)m.RegistryKeys().RegDeleteKeyW(kMachine, u"Software\\A\\Sub"); },
+    [](Machine& m) { (void)m.RegistryKeys().RegDeleteValueW(kMachine, u"Software\\B", u"x"); },
+    [](Machine& m) { WriteFileWhole(m, u"C:\\new.txt", "new content"); },
+    [](Machine& m) { (void)m.FileSystem().MoveFileExW(u"C:\\new.txt", u"C:\\c.txt"); },
+    [](Machine& m) { (void)m.FileSystem().DeleteFileW(kTarget); },
+    [](Machine& m) {
+        const auto token = m.Session().OpenProcessToken(40);
+        (void)m.Session().AdjustTokenPrivileges(
+            token.value, m.Session().LookupPrivilegeValueA("SeShutdownPrivilege").value, 2);
+        (void)m.Session().ExitWindowsEx(3, 0);
+    },
+};
+
+std::string State(ImageMachine& machine) {
+    auto moved = machine.FileSystem().CreateFileW(u"C:\\c.txt", FileMode::Read);
+    Bytes content(20);
+    if (moved.IsOk()) content.resize(moved.value->ReadFile(0, content).value);
+    return machine.Dump() + "c.txt: " + std::string(content.begin(), content.end()) +
+           "\nboot: " + ToUtf8(FormatDate(machine.System().GetLocalTime())) + " " +
+           std::to_string(machine.System().GetTickCount()) + "\n";
+}
+
+/// The state before the first step and after each one, from runs that nothing disturbs.
+std::vector<std::string> ExpectedStates() {
+    ScratchImage image;
+    Fill(image);
+    auto machine = image.Load();
+    std::vector<std::string> states{State(*machine)};
+    for (const Step step : kSteps) {
+        step(*machine);
+        states.push_back(State(*machine));
+    }
+    return states;
+}
+
+/// Runs the script in a process that ends at the `point`-th write point. Returns false when there
+/// are fewer; `finished` receives how many steps had returned.
+bool RunUntil(const ScratchImage& image, int point, int& finished) {
+    int ends[2];
+    if (pipe(ends) != 0) return false;
+    const pid_t child = fork();
+    if (child == 0) {
+        int reached = 0;
+        SetWritePointHook([&](const char*) {
+            if (++reached == point) _exit(1);
+        });
+        {
+            auto machine = image.Load();
+            for (const Step step : kSteps) {
+                step(*machine);
+                if (write(ends[1], "x", 1) != 1) _exit(2);
+            }
+        }
+        _exit(0);
+    }
+    close(ends[1]);
+    finished = 0;
+    char mark = 0;
+    while (read(ends[0], &mark, 1) == 1) ++finished;
+    close(ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_NE(WEXITSTATUS(status), 2);
+    return WEXITSTATUS(status) == 1;
+}
+
+TEST(ImageDurability, ACrashLeavesTheOldOrTheNewState) {
+    const std::vector<std::string> states = ExpectedStates();
+    ASSERT_EQ(std::set<std::string>(states.begin(), states.end()).size(), states.size());
+    int point = 1;
+    for (;; ++point) {
+        SCOPED_TRACE(point);
+        ScratchImage image;
+        Fill(image);
+        int finished = 0;
+        const bool wasEnded = RunUntil(image, point, finished);
+        for (int load = 0; load < 2; ++load) {
+            const auto machine = image.Load();
+            ASSERT_NE(machine, nullptr);
+            const std::string state = State(*machine);
+            const auto done = static_cast<std::size_t>(finished);
+            const bool isNext = done + 1 < states.size() && state == states[done + 1];
+            EXPECT_TRUE(state == states[done] || isNext) << "after " << finished << " steps:\n"
+                                                         << state << "expected:\n"
+                                                         << states[done];
+        }
+        EXPECT_FALSE(image.Has("registry.journal"));
+        if (HasFailure() || !wasEnded) break;
+    }
+    EXPECT_GT(point, 60);
+}
+
+TEST(ImageDurability, ACrashWhileFoldingAfterACrashLosesNothing) {
+    const std::vector<std::string> states = ExpectedStates();
+    for (int point = 1;; ++point) {
+        SCOPED_TRACE(point);
+        ScratchImage image;
+        Fill(image);
+        int finished = 0;
+        {
+            auto machine = image.Load();
+            for (const Step step : kSteps) step(*machine);
+            // The journal as it is before the fold at the machine's end.
+            std::filesystem::copy(image.Path() + "/registry.journal", image.Path() + "/kept");
+        }
+        std::filesystem::rename(image.Path() + "/kept", image.Path() + "/registry.journal");
+        const pid_t child = fork();
+        if (child == 0) {
+            SetWritePointHook([&](const char*) {
+                if (++finished == point) _exit(1);
+            });
+            (void)image.Load();
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        const auto machine = image.Load();
+        ASSERT_NE(machine, nullptr);
+        EXPECT_EQ(State(*machine), states.back());
+        if (HasFailure() || WEXITSTATUS(status) == 0) break;
+    }
+}
+
+TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {
+    ScratchImage image;
+    Fill(image);
+    auto machine = image.Load();
+    std::vector<std::string> states{machine->DumpRegistry()};
+    for (int i = 0; i < 4; ++i) {
+        (void)machine->RegistryKeys().RegSetValueExW(kMachine, u"Software\\A", u"x",
+                                                     MakeStringValue(ToText(i + 10)));
+        states.push_back(machine->DumpRegistry());
+    }
+    const std::string journal = image.Read("registry.journal");
+    machine.reset();
+    for (std::size_t length = 0; length <= journal.size(); ++length) {
+        SCOPED_TRACE(length);
+        ScratchImage cut;
+        Fill(cut);
+        cut.Write("registry.journal", journal.substr(0, length));
+        const auto lines = std::count(journal.begin(),
+                                      journal.begin() + static_cast<std::ptrdiff_t>(length), '\n');
+        const auto records = static_cast<std::size_t>(std::max<std::ptrdiff_t>(lines - 1, 0));
+        const auto loaded = cut.Load();
+        ASSERT_NE(loaded, nullptr);
+        EXPECT_EQ(loaded->DumpRegistry(), states[records]);
+    }
+}
+
+TEST(ImageDurability, JournalsThatArentUnderstoodAreErrors) {
+    struct Row {
+        const char* label;
+        std::string journal;
+        std::size_t line;
+        const char* message;
+    };
+    const std::string header = "Brackenfold journal 1\n";
+    const Row rows[] = {
+        {"newer form", "Brackenfold journal 2\n", 1, "newer form"},
+        {"foreign", "hello\n", 1, "newer form"},
+        {"damaged in the middle", header + "00000000 {}\n00000000 {}\n", 2, "damaged"},
+        {"unknown kind", header + "311350a6 {\"change\":\"fly\"}\n", 2, "isn't known"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.label);
+        ScratchImage image;
+        Fill(image);
+        image.Write("registry.journal", row.journal);
+        const auto before = image.Snapshot();
+        const auto loaded = LoadMachineImage(image.Path());
+        const auto* error = std::get_if<ImageError>(&loaded);
+        ASSERT_NE(error, nullptr);
+        EXPECT_EQ(error->file, image.Path() + "/registry.journal");
+        EXPECT_EQ(error->line, row.line);
+        EXPECT_THAT(error->message, testing::HasSubstr(row.message));
+        EXPECT_EQ(image.Snapshot(), before);
+    }
+}
+
+TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
+    ScratchImage image;
+    Fill(image);
+    const std::string other = image.Read("registry/2.reg");
+    {
+        auto machine = image.Load();
+        Registry& registry = machine->RegistryKeys();
+        (void)registry.RegSetValueExW(kMachine, u"software\\a", u"X", MakeStringValue(u"2"));
+        (void)registry.RegSetValueExW(kMachine, u"Software\\A\\Sub\\New", u"n", MakeDwordValue(1));
+        (void)registry.RegDeleteKeyW(kMachine, u"Software\\A\\Sub\\New");
+    }
+    EXPECT_EQ(image.Read("registry/1.reg"),
+              "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\A]\r\n\"x\"=\"2\"\r\n\r\n"
+              "[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\r\n\r\n");
+    EXPECT_EQ(image.Read("registry/2.reg"), other);
+    {
+        // Greek isn't in the code page: the file gets the form that can hold it.
+        auto machine = image.Load();
+        (void)machine->RegistryKeys().RegSetValueExW(kMachine, u"Software\\B", u"\u03B1",
+                                                     MakeStringValue(u"\u03B2"));
+    }
+    EXPECT_EQ(image.Read("registry/2.reg").substr(0, 2), "\xFF\xFE");
+    EXPECT_THAT(image.Load()->DumpRegistry(), testing::HasSubstr("\u03B1 = \"\u03B2\""));
+}
+
+TEST(ImageDurability, LaterFilesAndDeletionsDecide) {
+    ScratchImage image;
+    image.Write("registry/1.reg",
+                "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n\"b\"=\"1\"\n");
+    image.Write("registry/2.reg",
+                "REGEDIT4\n\n[-HKEY_LOCAL_MACHINE\\K]\n\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"2\"\n");
+    image.Write("registry/3.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n\"c\"=\"3\"\n\"a\"=-\n");
+    {
+        auto machine = image.Load();
+        EXPECT_EQ(machine->DumpRegistry(), "[HKEY_LOCAL_MACHINE\\K]\n  c = \"3\"\n");
+        Registry& registry = machine->RegistryKeys();
+        (void)registry.RegSetValueExW(kMachine, u"K", u"a", MakeStringValue(u"4"));
+        (void)registry.RegSetValueExW(kMachine, u"L", u"", MakeStringValue(u"5"));
+        (void)registry.RegDeleteValueW(kMachine, u"K", u"c");
+    }
+    EXPECT_EQ(image.Load()->DumpRegistry(),
+              "[HKEY_LOCAL_MACHINE\\K]\n  a = \"4\"\n[HKEY_LOCAL_MACHINE\\L]\n  @ = \"5\"\n");
+}
+
+}  // namespace
+}  // namespace bkfd

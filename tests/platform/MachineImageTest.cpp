@@ -1,0 +1,230 @@
+#include <gmock/gmock.h>
+
+#include "platform/ScratchImage.h"
+#include "platform/image/ImageJson.h"
+#include "platform/memory/RegistryTree.h"
+#include "platform/overlay/OverlayMachine.h"
+
+namespace bkfd {
+namespace {
+
+ImageError ErrorOf(const ScratchImage& image) {
+    auto loaded = LoadMachineImage(image.Path());
+    const auto* error = std::get_if<ImageError>(&loaded);
+    if (error != nullptr) return *error;
+    ADD_FAILURE() << "loaded";
+    return {};
+}
+
+TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
+    struct Row {
+        const char* json;
+        std::size_t line;
+        const char* key;
+        const char* message;
+    };
+    const Row rows[] = {
+        {"{", 1, "", "malformed"},
+        {"{\n\"family\": \"nt\",\n}", 3, "", "malformed"},
+        {"[]", 1, "", "object"},
+        {"{}", 0, "family", "missing"},
+        {"{\n\"family\": \"95\"}", 2, "family", "\"nt\" or \"9x\""},
+        {"{\"family\": \"nt\",\n\"colour\": 1}", 2, "colour", "unknown"},
+        {"{\"family\": \"nt\", \"version\": [5]}", 1, "version", "[5,1]"},
+        {"{\"family\": \"nt\", \"version\": [5,-1]}", 1, "version", "[5,1]"},
+        {"{\"family\": \"nt\", \"build\": \"x\"}", 1, "build", "number"},
+        {"{\"family\": \"nt\", \"servicePack\": 2}", 1, "servicePack", "text"},
+        {"{\"family\": \"nt\", \"codePage\": 4}", 1, "codePage", "isn't known"},
+        {"{\"family\": \"nt\", \"environment\": {\"a\": 1}}", 1, "environment", ": a"},
+        {"{\"family\": \"nt\", \"programFolder\": \"here\"}", 1, "programFolder", "folder"},
+        {"{\"family\": \"nt\", \"now\": \"2026-02-30T00:00:00\"}", 1, "now", "time"},
+        {"{\"family\": \"nt\", \"uptimeMs\": 4294967296}", 1, "uptimeMs", "2^32"},
+        {"{\"family\": \"nt\", \"processes\": [{\"id\": 1}]}", 1, "processes", "list"},
+        {"{\"family\": \"nt\", \"processes\": [{\"id\":1,\"path\":\"a\",\"x\":1}]}", 1, "processes",
+         "list"},
+        {"{\"family\": \"nt\", \"files\": {\"a\": {\"locked\": 1}}}", 1, "files", ": a"},
+        {"{\"family\": \"nt\", \"denied\": {\"read\": [\"HKEY_NONE\\\\a\"]}}", 1, "denied", "keys"},
+        {"{\"family\": \"nt\", \"components\": {\"a\": 1}}", 1, "components", ": a"},
+        {"{\"family\": \"nt\", \"restart\": \"slow\"}", 1, "restart", "denied"},
+        {"{\"family\": \"nt\", \"now\": \"2026-11-16T09:39:04\",\n"
+         "\"bootTime\": \"2026-11-16T09:39:04\"}",
+         2, "bootTime", "beside"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.json);
+        ScratchImage image;
+        image.Write("machine.json", row.json);
+        const ImageError error = ErrorOf(image);
+        EXPECT_EQ(error.file, image.Path() + "/machine.json");
+        EXPECT_EQ(error.line, row.line);
+        EXPECT_EQ(error.key, row.key);
+        EXPECT_THAT(error.message, testing::HasSubstr(row.message));
+    }
+}
+
+TEST(MachineImage, OtherFilesThatAreWrongAreNamed) {
+    ScratchImage image;
+    image.Write("registry/b.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=nonsense\n");
+    EXPECT_EQ(ErrorOf(image).file, image.Path() + "/registry/b.reg");
+    EXPECT_EQ(ErrorOf(image).line, 4u);
+    std::filesystem::remove(image.Path() + "/machine.json");
+    EXPECT_THAT(ErrorOf(image).Describe(), testing::EndsWith("machine.json: is missing"));
+    std::filesystem::remove_all(image.Path());
+    EXPECT_EQ(ErrorOf(image).file, image.Path());
+}
+
+TEST(MachineImage, OneProcessAtATimeUsesIt) {
+    ScratchImage image;
+    const auto first = image.Load();
+    EXPECT_THAT(ErrorOf(image).message, testing::HasSubstr("in use"));
+}
+
+TEST(MachineImage, ReadingChangesNothing) {
+    ScratchImage image;
+    image.Write("registry/a.reg", "REGEDIT4\n\n; note\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n");
+    image.Write("drives/c/a.txt", "x");
+    const auto before = image.Snapshot();
+    {
+        auto machine = image.Load();
+        (void)machine->Dump();
+        (void)machine->RegistryKeys().RegDeleteValueW(RegistryRoot::LocalMachine, u"K", u"none");
+        (void)machine->FileSystem().MoveFileW(u"C:\\none", u"C:\\a.txt");
+    }
+    EXPECT_EQ(image.Snapshot(), before);
+}
+
+TEST(MachineImage, AnOverlayLeavesItByteForByte) {
+    ScratchImage image;
+    image.Write("machine.json", R"({"family": "9x", "processes": [
+        {"id": 4, "path": "C:\\held.exe"}], "files": {"C:\\locked.dll": {"locked": true}},
+        "denied": {"write": ["HKEY_LOCAL_MACHINE\\Denied"]}})");
+    for (const char* name : {"held.exe", "locked.dll", "a.txt", "sub/b.txt"})
+        image.Write(std::string("drives/c/") + name, name);
+    const auto before = image.Snapshot();
+    auto machine = image.Load();
+    const std::string dump = machine->Dump();
+    OverlayMachine overlay(*machine);
+    Files& files = overlay.FileSystem();
+    EXPECT_EQ(overlay.Dump(), dump);
+    // Refusals are those of the machine below.
+    EXPECT_EQ(files.MoveFileW(u"C:\\held.exe", u"C:\\x").code, SystemError::SharingViolation);
+    EXPECT_EQ(files.MoveFileW(u"C:\\locked.dll", u"C:\\x").code, SystemError::SharingViolation);
+    EXPECT_EQ(overlay.RegistryKeys()
+                  .RegSetValueExW(RegistryRoot::LocalMachine, u"Denied\\Sub", u"", {})
+                  .code,
+              SystemError::AccessDenied);
+    const auto process = overlay.ProcessTable().OpenProcess(1, 4);
+    EXPECT_EQ(overlay.ProcessTable().TerminateProcess(process.value, 0).code, 0u);
+    EXPECT_EQ(files.MoveFileW(u"C:\\held.exe", u"C:\\freed.exe").code, 0u);
+    EXPECT_EQ(files.MoveFileW(u"C:\\sub", u"C:\\renamed").code, 0u);
+    EXPECT_EQ(files.SetFileAttributesW(u"C:\\renamed\\b.txt", 2).code, 0u);
+    EXPECT_EQ(files.DeleteFileW(u"C:\\a.txt").code, 0u);
+    {
+        auto appended = files.CreateFileW(u"C:\\freed.exe", FileMode::Append);
+        EXPECT_EQ(appended.value->WriteFile(Bytes{'!'}).code, 0u);
+    }
+    EXPECT_EQ(overlay.RegistryKeys()
+                  .RegSetValueExW(RegistryRoot::LocalMachine, u"New", u"v", MakeDwordValue(1))
+                  .code,
+              0u);
+    EXPECT_EQ(overlay.Session().ExitWindowsEx(3, 0).code, 0u);
+    EXPECT_EQ(overlay.Dump(),
+              "[HKEY_LOCAL_MACHINE\\New]\n  v = dword:00000001\n"
+              "C:\\freed.exe 9\nC:\\locked.dll 10 locked\nC:\\renamed\\b.txt 9 attributes 2\n");
+    EXPECT_EQ(machine->Dump(), dump);
+    machine.reset();
+    EXPECT_EQ(image.Snapshot(), before);
+}
+
+TEST(MachineImage, LinksAreFollowedInsideAlone) {
+    ScratchImage image;
+    image.Write("drives/c/folder/a.txt", "inside");
+    image.Write("outside/secret.txt", "outside");
+    const std::string drive = image.Path() + "/drives/c/";
+    const std::pair<const char*, const char*> links[] = {
+        {"folder", "in"}, {"../../outside", "out"}, {"/etc", "etc"},
+        {".", "self"},    {"loop2", "loop1"},       {"loop1", "loop2"},
+        {"..", "up"},     {"nothing", "broken"},    {"folder/a.txt", "file"}};
+    for (const auto& [target, name] : links) std::filesystem::create_symlink(target, drive + name);
+    const auto machine = image.Load();
+    const auto code = [&](TextView path) {
+        return machine->FileSystem().GetFileAttributesW(path).code;
+    };
+    EXPECT_EQ(code(u"C:\\in\\A.TXT"), 0u);
+    EXPECT_EQ(code(u"C:\\self\\self\\self\\folder\\a.txt"), 0u);
+    EXPECT_EQ(code(u"C:\\file"), 0u);
+    for (const TextView path : {u"C:\\out", u"C:\\etc", u"C:\\loop1", u"C:\\broken"})
+        EXPECT_EQ(code(path), SystemError::FileNotFound) << ToUtf8(path);
+    EXPECT_EQ(code(u"C:\\out\\secret.txt"), SystemError::PathNotFound);
+    EXPECT_EQ(code(u"C:\\..\\..\\..\\outside\\secret.txt"), SystemError::PathNotFound);
+    // A link is moved itself, not what it leads to; and dumping ends.
+    EXPECT_EQ(machine->FileSystem().MoveFileW(u"C:\\file", u"C:\\moved").code, 0u);
+    EXPECT_TRUE(std::filesystem::is_symlink(drive + "moved"));
+    EXPECT_THAT(machine->DumpFiles(), testing::HasSubstr("C:\\self folder\n"));
+}
+
+TEST(MachineImage, NamesOfTheHostAreFoundAndKept) {
+    ScratchImage image;
+    image.Write("drives/C/Upper/FILE.Txt", "1");
+    image.Write("drives/c/\xC3\x84.txt", "2");          // an umlaut
+    image.Write("drives/c/\xED\xA0\x80lone.txt", "3");  // a lone surrogate
+    image.Write("drives/c/bad\xFF.txt", "4");           // no UTF-8
+    image.Write("drives/d/b.txt", "5");
+    std::filesystem::remove_all(image.Path() + "/drives/C");
+    image.Write("drives/c/Upper/FILE.Txt", "1");
+    {
+        const auto machine = image.Load();
+        Files& files = machine->FileSystem();
+        const Text lone = Text(u"C:\\") + char16_t{0xD800} + u"LONE.txt";
+        EXPECT_EQ(files.GetFileAttributesW(u"c:\\UPPER\\file.TXT").code, 0u);
+        EXPECT_EQ(files.GetFileAttributesW(u"C:\\\u00E4.TXT").code, 0u);
+        EXPECT_EQ(files.GetFileAttributesW(u"C:\\bad\uFFFD.txt").code, 0u);
+        EXPECT_EQ(files.GetFileAttributesW(u"D:\\B.TXT").code, 0u);
+        EXPECT_EQ(files.SetFileAttributesW(lone, 2).code, 0u);
+        EXPECT_EQ(files.MoveFileW(u"C:\\bad\uFFFD.txt", u"C:\\good.txt").code, 0u);
+        EXPECT_NE(files.MoveFileW(u"C:\\good.txt", Text(u"C:\\") + Text(200, u'\u20AC')).code, 0u);
+        EXPECT_EQ(files.GetFileAttributesW(Text(u"\\\\?\\C:\\") + Text(32'764, u'x')).code,
+                  SystemError::FileNotFound);
+        EXPECT_EQ(files.GetFileAttributesW(Text(u"C:\\") + Text(32'764, u'x')).code,
+                  SystemError::PathNotFound);
+    }
+    EXPECT_TRUE(image.Has("drives/c/good.txt"));
+    const auto machine = image.Load();
+    const Text lone = Text(u"C:\\") + char16_t{0xD800} + u"lone.txt";
+    EXPECT_EQ(machine->FileSystem().GetFileAttributesW(lone).value, 2u);
+}
+
+TEST(MachineImage, TextsOfAnyKindComeBackFromJson) {
+    const Text texts[] = {u"",
+                          u"plain",
+                          Text(u"a\0b", 3),
+                          Text(1, char16_t{0xD800}),
+                          Text(u"x") + char16_t{0xDFFF} + u"y",
+                          u"\U0001F600",
+                          u"\U0010F800",
+                          u"\U0010FFFF",
+                          Text{0xDC00, 0xD800}};
+    for (const Text& text : texts) {
+        const std::string dumped = ImageJson(ToImageJson(text)).dump();
+        EXPECT_EQ(FromImageJson(ImageJson::parse(dumped).get<std::string>()), text);
+    }
+}
+
+TEST(MachineImage, TheClockOfTheHostGivesOneBootTimeUntilARestart) {
+    const auto boot = [](ImageMachine& machine) {
+        return machine.System().GetLocalTime() - machine.System().GetTickCount() / 86'400'000.0;
+    };
+    constexpr double kTwoMinutes = 2.0 / 1440;
+    ScratchImage image;
+    image.Write("machine.json", R"({"family": "9x"})");
+    const double first = boot(*image.Load());
+    EXPECT_NEAR(boot(*image.Load()), first, kTwoMinutes / 4);
+    EXPECT_EQ(image.Load()->Session().ExitWindowsEx(3, 0).code, 0u);
+    const double second = boot(*image.Load());
+    EXPECT_GE(std::abs(second - first), kTwoMinutes);
+    EXPECT_EQ(image.Load()->Session().ExitWindowsEx(3, 0).code, 0u);
+    EXPECT_GE(std::abs(boot(*image.Load()) - second), kTwoMinutes);
+}
+
+}  // namespace
+}  // namespace bkfd
