@@ -11,6 +11,7 @@
 #include "platform/win32/ComPtr.h"
 #include "platform/win32/NativeStatus.h"
 #include "platform/win32/NativeText.h"
+#include "platform/win32/Win32Registry.h"
 #include "platform/win32/Win32SystemFacts.h"
 
 namespace bkfd {
@@ -53,11 +54,20 @@ std::optional<CLSID> ParseClass(const Text& classId) {
     return parsed;
 }
 
+bool HasRegistration(const CLSID& classId) {
+    wchar_t text[40] = {};
+    ::StringFromGUID2(classId, text, 40);
+    Win32Registry registry;
+    return registry.RegEnumKeyExW(RegistryRoot::ClassesRoot, u"CLSID\\" + Text(FromWide(text, 38)))
+        .IsOk();
+}
+
 /// What an installation registered under the name goes before the identifier that we know.
 Result<ObjectRef> CreateRegistered(const ComponentClass& component) {
     std::optional<CLSID> classId = RegisteredClass(component.progId);
     if (!classId) classId = ParseClass(component.classId);
-    if (!classId) return Status{SystemError::ClassNotRegistered};
+    // For a class that nobody registered the system would start its services and wait for them.
+    if (!classId || !HasRegistration(*classId)) return Status{SystemError::ClassNotRegistered};
     ComPtr<IUnknown> unknown;
     void* made = nullptr;
     const HRESULT created =
