@@ -4,6 +4,7 @@
 // drive_window answer TITLE SECONDS STEP...: does as the steps say, one window after the other, and
 // prints a line a step: "ok" and "cancel" wait for a message box, print its text and press that
 // button of it, "close" waits for another window and closes it. The time is each step's.
+// The splash window has no title bar and doesn't count; it is clicked away.
 // Ends with 1 when no such window comes up, or when it doesn't go, in time; `answer` also when the
 // other kind of window comes up, or a box without the button.
 #include <windows.h>
@@ -32,11 +33,22 @@ struct Search {
     HWND found;
 };
 
+void ClickAway(HWND splash) {
+    const HWND picture = ::GetWindow(splash, GW_CHILD);
+    if (picture == nullptr) return;
+    ::PostMessageW(picture, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
+    ::PostMessageW(picture, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
+}
+
 BOOL CALLBACK Look(HWND window, LPARAM argument) {
     auto& search = *reinterpret_cast<Search*>(argument);
     wchar_t text[256] = {};
     ::GetWindowTextW(window, text, 255);
     if (search.title != text || ::IsWindowVisible(window) == 0) return TRUE;
+    if ((::GetWindowLongW(window, GWL_STYLE) & WS_CAPTION) != WS_CAPTION) {
+        ClickAway(window);
+        return TRUE;
+    }
     ::GetClassNameW(window, text, 255);
     if ((std::wstring(text) == L"#32770") != search.wantsBox) return TRUE;
     search.found = window;

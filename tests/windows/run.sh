@@ -36,6 +36,7 @@ gtest() {
 }
 
 . "$here/startup_checks.sh"
+. "$here/cleanup_checks.sh"
 
 check "component bridge" gtest "$build/tests/platform/win32/platform_win32_test.exe"
 check "version records agree with version.dll" run_wine 60 "$build/tests/windows/version_agreement.exe"
@@ -44,6 +45,7 @@ for family in win10 win98; do
     check "$family: mirror of every control" run_wine 60 "$build/tests/windows/mirror_test.exe"
     check "$family: contract of the seam" gtest "$build/tests/windows/contract_win32.exe"
     startup_checks $family
+    cleanup_checks $family
 done
 
 echo "$passed passed, $failed failed"

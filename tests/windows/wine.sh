@@ -11,6 +11,8 @@ start_wine() {
     DISPLAY=:$(cat "$work/display")
     export DISPLAY
     run_wine 90 wineboot -i || { echo "wineboot failed" >&2; return 1; }
+    # There is no window manager, for whose answers Wine would wait whenever a window goes.
+    run_wine 30 reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f || return 1
     drive=$WINEPREFIX/drive_c
     # The system folder of the Windows 95 family, which Wine doesn't make.
     mkdir -p "$drive/windows/system"
