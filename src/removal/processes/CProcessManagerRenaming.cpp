@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kLastColonOfADrive = 5;  // positions count from 1
 constexpr std::int64_t kSecondsForHoldersToEnd = 2;
+constexpr std::uint32_t kPauseMilliseconds = 10;  // between two looks at the clock
 
 Files& Disk() {
     return TheMachine().FileSystem();
@@ -106,7 +107,10 @@ void Rename(const RenameForm& form, Logger& logger, const Text& source, const Te
 void WaitForHoldersToEnd() {
     const auto now = [] { return TheMachine().System().GetLocalTime(); };
     const Date end = AddSeconds(now(), kSecondsForHoldersToEnd);
-    while (now() < end) SysUtil::PumpMessages();
+    while (now() < end) {
+        SysUtil::PumpMessages();
+        TheMachine().System().Sleep(kPauseMilliseconds);
+    }
 }
 
 }  // namespace
