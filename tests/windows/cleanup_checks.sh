@@ -177,8 +177,8 @@ in_groups() {
         LC_ALL=C sort -k1,1n -k2 | cut -f2-
 }
 
-# log_is: the log from the end of detection to the end of the cleanup, from standard input, without
-# times, sizes and hashes, and process identifiers.
+# log_is: what the log tells of detection and removal, from standard input, without times, sizes and
+# hashes, and process identifiers.
 log_is() {
     tr -d '\r' <"$install/BKFD.log" | cut -d' ' -f3- | grep -v ' FMain\.' |
         sed "s/([0-9]*, -\?[0-9]*)/(SIZE, HASH)/; s/file '[0-9]*' terminated/file 'ID' terminated/" |
@@ -323,14 +323,13 @@ $complete_box [OK]" || return 1
     return $outcome
 }
 
-# The restart didn't happen as far as the boot tells; not now, and no more questions.
+# As far as the boot tells the restart didn't happen. Cancel drops the stamp; no start asks again.
 put_off_restart() {
     run_program cancel close <<<"$restart_box [Cancel]
 [window closed]" && stamp_is '(none)' && run_program close <<<'[window closed]'
 }
 
-# Once more from the start, with the parasites' question of the same boot: Cancel leaves the parasite
-# and drops the stamp.
+# A parasite that came behind the cleanup: Cancel leaves it and drops the stamp.
 parasites_of_same_boot() {
     { echo "$dead_helper|Dead helper"; echo "$stamp|$(cat "$work/stamp")"; } | set_values
     run_program cancel close <<<"$found_box [Cancel]
