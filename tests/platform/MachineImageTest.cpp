@@ -73,6 +73,16 @@ TEST(MachineImage, OtherFilesThatAreWrongAreNamed) {
     EXPECT_EQ(ErrorOf(image).file, image.Path());
 }
 
+TEST(MachineImage, TheBuildOfWindows9xMayRepeatTheVersion) {
+    for (const char* build : {"2222", "67766446"}) {
+        ScratchImage image;
+        image.Write("machine.json", std::string(R"({"family": "9x", "build": )") + build + "}");
+        const auto machine = image.Load();
+        EXPECT_EQ(machine->System().GetVersionExW().value.build, 67'766'446);
+        EXPECT_EQ(machine->System().GetVersion(), 0x8000'0A04u);
+    }
+}
+
 TEST(MachineImage, OneProcessAtATimeUsesIt) {
     ScratchImage image;
     const auto first = image.Load();

@@ -30,14 +30,6 @@ std::string RealPath(const std::string& path) {
     return realpath(path.c_str(), room) == nullptr ? std::string() : std::string(room);
 }
 
-TextView NextComponent(TextView& rest) {
-    while (!rest.empty() && rest.front() == u'\\') rest.remove_prefix(1);
-    const std::size_t end = std::min(rest.find(u'\\'), rest.size());
-    const TextView component = rest.substr(0, end);
-    rest.remove_prefix(end);
-    return component;
-}
-
 bool SortsBefore(const VolumeEntry& a, const VolumeEntry& b) {
     return CompareIgnoreCase(a.path, b.path) < 0;
 }
@@ -94,30 +86,35 @@ bool DiskVolume::Describe(Place& place) const {
     return true;
 }
 
-Result<DiskVolume::Place> DiskVolume::Locate(TextView path) {
-    TextView rest = path;
-    TextView part = NextComponent(rest);
+Result<DiskVolume::Place> DiskVolume::LocateIn(const Place& folder, TextView name) {
+    const Names& names = NamesIn(folder.resolved);
+    const auto found = names.find(ToLower(name));
+    if (found == names.end()) return Status{SystemError::FileNotFound};
     Place place;
-    place.resolved = drives_;
-    part.remove_suffix(1);  // the drive's colon
-    for (bool isDrive = true; !part.empty(); isDrive = false, part = NextComponent(rest)) {
-        const Names& names = NamesIn(place.resolved);
-        const auto found = names.find(ToLower(part));
-        const bool isFolder = isDrive || place.entry.isFolder;
-        Place next;
-        if (found != names.end()) {
-            next.host = place.resolved + '/' + found->second;
-            next.entry.path = isDrive
-                                  ? Text(1, ToLower(part[0]) - u'a' + u'A') + u":\\"
-                                  : WindowsPath::Join(place.entry.path, FromWtf8(found->second));
-        }
-        if (found == names.end() || !Describe(next)) {
-            const bool isLast = rest.empty() && isFolder && !isDrive;
-            return Status{isLast ? SystemError::FileNotFound : SystemError::PathNotFound};
-        }
-        place = std::move(next);
-    }
+    place.host = folder.resolved + '/' + found->second;
+    place.entry.path = WindowsPath::Join(folder.entry.path, FromWtf8(found->second));
+    if (!Describe(place)) return Status{SystemError::FileNotFound};
     return place;
+}
+
+Result<DiskVolume::Place> DiskVolume::Locate(TextView path) {
+    const TextView parentPath = WindowsPath::Parent(path);
+    if (parentPath.empty()) {
+        Place drives;
+        drives.resolved = drives_;
+        auto drive = LocateIn(drives, path.substr(0, 1));
+        if (!drive.IsOk()) return Status{SystemError::PathNotFound};
+        drive.value.entry.path = Text(1, static_cast<char16_t>(ToLower(path[0]) - u'a' + u'A'));
+        drive.value.entry.path += u":\\";
+        return drive;
+    }
+    const Text folded = ToLower(parentPath);
+    const auto known = folders_.find(folded);
+    if (known != folders_.end()) return LocateIn(known->second, WindowsPath::Name(path));
+    const auto parent = Locate(parentPath);
+    if (!parent.IsOk() || !parent.value.entry.isFolder) return Status{SystemError::PathNotFound};
+    folders_.emplace(folded, parent.value);
+    return LocateIn(parent.value, WindowsPath::Name(path));
 }
 
 Result<VolumeEntry> DiskVolume::Find(TextView path) {
@@ -222,7 +219,8 @@ Status DiskVolume::Rename(const Text& source, const Text& target) {
     ReachWritePoint("rename");
     if (rename(from.value.host.c_str(), to.c_str()) != 0) return StatusOfErrno(errno);
     ReachWritePoint("renamed");
-    names_.clear();  // a folder may have taken its listings along
+    names_.clear();  // a folder may have taken what is below it along
+    folders_.clear();
     const Status synced = SyncHostFolder(folder.value);
     return synced.IsOk() ? SyncHostFolder(HostParent(from.value.host)) : synced;
 }

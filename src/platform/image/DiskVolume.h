@@ -60,6 +60,7 @@ class DiskVolume final : public Volume {
     /// Fills in what lies at a host path; false if there is nothing, or a link leads out.
     bool Describe(Place& place) const;
     Result<Place> Locate(TextView path);
+    Result<Place> LocateIn(const Place& folder, TextView name);
     bool IsAssumed(TextView path) const;
     /// The host's folder of a Windows folder, made if it was only assumed.
     Result<std::string> HostFolder(TextView path);
@@ -70,6 +71,7 @@ class DiskVolume final : public Volume {
     DiskJournal& journal_;
     std::vector<Text> assumed_;  // lower-cased
     std::unordered_map<std::string, Names> names_;
+    std::unordered_map<Text, Place> folders_;  // by lower-cased path, those that were gone through
 };
 
 }  // namespace bkfd

@@ -47,8 +47,9 @@ std::string ReadVersion(const ImageJson& value, ImageSettings& settings) {
     return {};
 }
 
+/// On 9x the whole field may be given, whose upper half repeats the version.
 std::string ReadBuild(const ImageJson& value, ImageSettings& settings) {
-    if (!IsVersionPart(value)) return "must be a number up to 65535";
+    if (!IsUint32(value) || value > 0x7FFF'FFFF) return "must be a number, such as 2600";
     settings.facts.build = value;
     return {};
 }
