@@ -329,7 +329,7 @@ TEST(ucCS, AFailingRestoreLeavesALineAndNoSuccess) {
     host.panel.Init(bench.log);
     host.PressKey('R', Shift::Alt);  // the question itself fails
     EXPECT_EQ(bench.log->text,
-              "00000033 0 ucCS.cmdRestore_Click: Unexpected message box: "
+              "51 0 ucCS.cmdRestore_Click: Unexpected message box: "
               "Are you sure you want to restore all configuration settings?\n");
     EXPECT_EQ(bench.toolkit.Messages().size(), 1u);
 }

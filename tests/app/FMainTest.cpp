@@ -1,0 +1,277 @@
+#include <gtest/gtest.h>
+
+#include "StartedProgram.h"
+#include "ui/Describe.h"
+#include "ui/Keys.h"
+
+namespace bkfd {
+namespace {
+
+using enum MessageResult;
+
+constexpr auto HKLM = RegistryRoot::LocalMachine;
+constexpr char16_t kHelperObjects[] =
+    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\";
+constexpr char kQuestion[] = "49 Are you sure you want to start automatic parasite cleanup?\n";
+constexpr int kF5 = Key::F1 + 4;
+constexpr int kF12 = Key::F1 + 11;
+const std::string kStateLine =
+    "5 FMain.LogTabState: Setting: OK, 'User's style sheet is enabled', 'No'\n";
+
+void AddHelperObject(MemoryMachine& machine, TextView name) {
+    machine.SetString(HKLM, Text(kHelperObjects) + u"{11111111-1111-1111-1111-111111111111}", u"",
+                      name);
+    machine.SetString(RegistryRoot::ClassesRoot,
+                      u"CLSID\\{11111111-1111-1111-1111-111111111111}\\InProcServer32", u"",
+                      u"C:\\pcshared\\nmiehelp.dll");
+}
+
+/// The selected tab and the panels that are visible, such as "2 ucBHO1".
+std::string TabState(StartedProgram& program) {
+    std::string state = std::to_string(program.Find<TabStrip>(u"ts").SelectedIndex());
+    for (const TextView panel : {u"ucHelp1", u"ucBHO1", u"ucCS1", u"ucSupport1"}) {
+        if (program.Find<Panel>(panel).Visible()) state += ' ' + ToUtf8(panel);
+    }
+    return state;
+}
+
+TEST(FMain, IsShownAfterTheStartUpAndDescribesTheMachine) {
+    StartedProgram program;
+    AddHelperObject(program.machine, u"It's & 'it'");
+    FMain& main = program.Start();
+    EXPECT_EQ(program.log->text,
+              "5 CPaRemover.Check: False\n"
+              "5 FMain.LogTabState: BHO: {11111111-1111-1111-1111-111111111111}, 'It's  'it'', "
+              "'C:\\pcshared\\nmiehelp.dll'\n" +
+                  kStateLine);
+    EXPECT_TRUE(program.machine.HasFile(
+        u"C:\\Program Files\\Brackenfold\\Backup\\Backup Nov 16, 2026 09-39-04.reg"));
+    EXPECT_TRUE(program.toolkit.Messages().empty());
+    const std::string shown = Describe(main);
+    EXPECT_TRUE(shown.starts_with(
+        "form FMain \"Brackenfold\"\n"
+        "  menu mnuFile \"&File\"\n    menu mnuRefresh \"&Refresh\"\n    -\n"
+        "    menu mnuExit \"&Exit\"\n"
+        "  menu mnuTools \"&Tools\"\n    menu mnuBackup \"&Backup Current Settings\"\n"
+        "    menu mnuRestore \"&Restore...\"\n    -\n"
+        "    menu mnuSafeRemover \"&Safe Remover...\"\n"
+        "    menu mnuRestoreDisabledFiles \"Restore Removed &Programs...\"\n"
+        "  menu mnuHelp \"&Help\"\n    menu mnuVisitWebsite \"Brackenfold &Home Page\"\n    -\n"
+        "    menu mnuAbout \"&About Brackenfold...\"\n"
+        "  tabs ts (focus)\n    > help \"Help\"\n"
+        "      BHO \"Step 1. Remove Browser Helper Objects\"\n"
+        "      CS \"Step 2. Restore Configuration Settings\"\n"
+        "      Support \"Step 3. Contact Support\"\n"
+        "  panel ucHelp1\n    label lblDescr \"Brackenfold is a powerful tool to get rid of"))
+        << shown;
+    EXPECT_NE(shown.find("  label lblCopyright \"The latest version of Brackenfold is always "
+                         "available at http://www.tarnwick.example/brackenfold/\"\n"),
+              std::string::npos);
+}
+
+TEST(FMain, TabsFollowClicksAndKeys) {
+    StartedProgram program;
+    FMain& main = program.Start();
+    const struct {
+        const char* label;
+        int key;
+        int shift;
+        const char* state;
+    } rows[] = {
+        {"forward", Key::Tab, Shift::Control, "2 ucBHO1"},
+        {"forward with Alt", Key::Tab, Shift::Control | Shift::Alt, "3 ucCS1"},
+        {"back", Key::Tab, Shift::Control | Shift::Shift, "2 ucBHO1"},
+        {"back", Key::Tab, Shift::Control | Shift::Shift, "1 ucHelp1"},
+        {"back from the first", Key::Tab, Shift::Control | Shift::Shift, "4 ucSupport1"},
+        {"forward from the last", Key::Tab, Shift::Control, "1 ucHelp1"},
+        {"without Ctrl", Key::Tab, Shift::None, "1 ucHelp1"},
+        {"F12 with Shift", kF12, Shift::Shift, "1 ucHelp1"},
+        {"F5 with Ctrl", kF5, Shift::Control, "1 ucHelp1"},
+    };
+    EXPECT_EQ(TabState(program), "1 ucHelp1");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        main.Form_KeyUp(row.key, row.shift);
+        EXPECT_EQ(TabState(program), row.state);
+    }
+    auto& ts = program.Find<TabStrip>(u"ts");
+    ts.UserSelect(3);
+    EXPECT_EQ(TabState(program), "3 ucCS1");
+    main.PressKey(Key::Tab, Shift::Control);
+    EXPECT_EQ(TabState(program), "4 ucSupport1");
+    EXPECT_EQ(program.log->text, "5 CPaRemover.Check: False\n" + kStateLine);
+}
+
+TEST(FMain, RefreshesTheHiddenLists) {
+    StartedProgram program;
+    FMain& main = program.Start();
+    for (const bool byKey : {true, false}) {
+        AddHelperObject(program.machine, byKey ? u"first" : u"second");
+        program.machine.SetDword(RegistryRoot::CurrentUser,
+                                 u"Software\\Microsoft\\Internet Explorer\\Styles",
+                                 u"Use My Stylesheet", byKey ? 1 : 0);
+        if (byKey) {
+            main.PressKey(kF5);
+        } else {
+            program.Choose(u"mnuRefresh");
+        }
+        const std::string shown = Describe(main);
+        EXPECT_NE(shown.find(byKey ? "> \"first\"" : "> \"second\""), std::string::npos);
+        EXPECT_NE(
+            shown.find(byKey ? "| \"Yes\" (bold) (colour 255) (icon i)" : "| \"No\" (icon OK)"),
+            std::string::npos);
+        EXPECT_EQ(TabState(program), "1 ucHelp1");
+    }
+}
+
+TEST(FMain, F12AndTheSupportPictureAskForTheCleanUp) {
+    StartedProgram program;
+    program.machine.AddFile(u"C:\\x.tmp", "bytes");
+    FMain& main = program.Start();
+    program.machine.AddProcess({8, u"C:\\x.tmp", {}});
+    program.toolkit.Answer({Cancel});
+    program.toolkit.SetPointer(Pointer::Hourglass);
+    main.PressKey(kF12);
+    EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Hourglass);
+    EXPECT_TRUE(program.machine.HasFile(u"C:\\x.tmp"));
+
+    program.Find<TabStrip>(u"ts").UserSelect(4);
+    program.toolkit.Answer({Ok, Cancel});
+    program.Find<Panel>(u"ucSupport1").FindControl(u"Image1")->DoubleClick();
+    EXPECT_EQ(Messages(program.toolkit),
+              std::string(kQuestion) + kQuestion +
+                  "65 Operation complete successfully. Close all opened documents then press OK "
+                  "button to restart Windows. \n");
+    EXPECT_TRUE(program.machine.HasFile(u"C:\\parasite_x.tmp.parasite"));
+    EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Default);
+}
+
+TEST(FMain, MenusDoTheirWork) {
+    StartedProgram program;
+    program.Start();
+    program.machine.AdvanceClock(1000);
+    program.toolkit.Answer({Ok, Ok, Ok});
+    program.Choose(u"mnuBackup");
+    EXPECT_TRUE(program.machine.HasFile(
+        u"C:\\Program Files\\Brackenfold\\Backup\\Backup Nov 16, 2026 09-39-05.reg"));
+    program.Choose(u"mnuRestore");
+    program.Choose(u"mnuVisitWebsite");
+    program.Choose(u"mnuRestoreDisabledFiles");
+    EXPECT_EQ(program.Window(u"FRestoreFiles"), nullptr);
+    EXPECT_EQ(Messages(program.toolkit),
+              "64 Backup complete successfully.\n"
+              "64 Windows Explorer window will be opened now. Double click on backup file to "
+              "restore. \n"
+              "64 Nothing to restore. No programs are removed or all programs are already "
+              "restored.\n");
+    const std::vector<Text> launched = {u"open C:\\Program Files\\Brackenfold\\Backup\\",
+                                        u"explorer http://www.tarnwick.example/brackenfold/"};
+    EXPECT_EQ(program.machine.Launched(), launched);
+    program.Choose(u"mnuExit");
+    EXPECT_TRUE(program.toolkit.Windows().Forms().empty());
+}
+
+TEST(FMain, OpensItsToolsModallyAndUnloadsThem) {
+    StartedProgram program;
+    FMain& main = program.Start();
+    program.machine.AddFile(u"C:\\parasite_a.exe.parasite", "bytes");
+    program.machine.SetString(
+        RegistryRoot::CurrentUser,
+        u"Software\\Tarnwick Labs\\Brackenfold\\Current Version\\Removed Files", u"C:\\a.exe",
+        u"C:\\a.exe");
+    const struct {
+        TextView entry;
+        TextView window;
+    } rows[] = {{u"mnuSafeRemover", u"FSafeRemover"},
+                {u"mnuRestoreDisabledFiles", u"FRestoreFiles"},
+                {u"mnuAbout", u"FAbout"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(ToUtf8(row.entry));
+        for (const bool byKey : {true, false}) {
+            program.toolkit.Then([&] {
+                Form* window = program.Window(row.window);
+                ASSERT_NE(window, nullptr);
+                EXPECT_EQ(window->Owner(), &main);
+                EXPECT_TRUE(main.IsBlocked());
+                program.Choose(u"mnuExit");
+                if (byKey) {
+                    window->PressKey(Key::Escape);
+                } else {
+                    window->UserClose();
+                }
+            });
+            program.Choose(row.entry);
+            EXPECT_EQ(program.Window(row.window), nullptr);
+            EXPECT_TRUE(main.Visible() && !main.IsBlocked());
+        }
+    }
+    EXPECT_FALSE(program.toolkit.HasActionsLeft());
+}
+
+TEST(FMain, ABackupThatFailsIsLoggedAndClaimsSuccess) {
+    StartedProgram program;
+    program.machine.AddFile(u"C:\\Program Files\\Brackenfold\\Backup", "a file");
+    program.Start();
+    EXPECT_NE(program.log->text.find("75 4 FMain.BackupRegistry: "), std::string::npos);
+    EXPECT_TRUE(program.log->text.ends_with(kStateLine)) << "the start-up goes on";
+    program.toolkit.Answer({Ok});
+    program.Choose(u"mnuBackup");
+    EXPECT_EQ(Messages(program.toolkit), "64 Backup complete successfully.\n");
+    EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Default);
+}
+
+TEST(FMain, ItsPartsFollowTheClientArea) {
+    StartedProgram program;
+    FMain& main = program.Start();
+    for (const Size size : {Size{9000, 6300}, Size{15000, 9000}, Size{300, 200}}) {
+        main.UserResize(size.width, size.height);
+        const Bounds strip = program.Find<TabStrip>(u"ts").Area();
+        EXPECT_EQ(strip.width, size.width - 150);
+        EXPECT_EQ(strip.height, std::max(size.height - 450, 0));
+        for (const TextView name : {u"ucHelp1", u"ucBHO1", u"ucCS1", u"ucSupport1"}) {
+            const Bounds expected{285, 435, std::max(strip.width - 435, 0),
+                                  std::max(size.height - 975, 0)};
+            EXPECT_EQ(program.Find<Panel>(name).Area(), expected) << ToUtf8(name);
+        }
+        EXPECT_EQ(program.Find<Label>(u"lblCopyright").Top(), size.height - 300);
+    }
+}
+
+TEST(FMain, TheSplashWindowEndsByItsTimerOrAClick) {
+    for (const char* label : {"by the timer", "by a click", "before the wait"}) {
+        SCOPED_TRACE(label);
+        StartedProgram program;
+        int waits = 0;
+        if (label[3] == 'a') {
+            program.toolkit.Then([&] {
+                ++waits;
+                Form* splash = program.Window(u"FSplash");
+                ASSERT_NE(splash, nullptr);
+                EXPECT_EQ(program.Window(u"FMain"), nullptr);
+                EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Hourglass);
+                splash->FindControl(u"Image1")->MouseUp(MouseButton::Left);
+            });
+        }
+        if (label[3] == 'o') program.toolkit.onPump = [&] { program.toolkit.AdvanceTimers(3000); };
+        program.Start();
+        EXPECT_EQ(waits, label[3] == 'a' ? 1 : 0);
+        EXPECT_EQ(program.Window(u"FSplash"), nullptr);
+        EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Default);
+        program.toolkit.AdvanceTimers(10000);  // nothing fires any more
+    }
+}
+
+TEST(FMain, CallsByName) {
+    StartedProgram program;
+    FMain& main = program.Start();
+    Variant arguments[] = {std::int32_t{Key::Tab}, std::int32_t{Shift::Control}};
+    main.Invoke(u"Form_KeyUp", arguments);
+    EXPECT_EQ(TabState(program), "2 ucBHO1");
+    EXPECT_THROW(main.Invoke(u"form_keyup", arguments), RuntimeError);
+    EXPECT_THROW(main.Invoke(u"Form_KeyUp", {}), RuntimeError);
+    Variant noLogger[] = {std::make_shared<KeyedList>()};
+    EXPECT_THROW(program.Find<ucBHO>(u"ucBHO1").Invoke(u"Init", noLogger), RuntimeError);
+}
+
+}  // namespace
+}  // namespace bkfd

@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include "app/FAbout.h"
+#include "app/FProgressor.h"
+#include "common/EngineBench.h"
+#include "ui/Describe.h"
+#include "ui/Keys.h"
+
+namespace bkfd {
+namespace {
+
+TEST(FAbout, OpensTheHomePageAndClosesByKeys) {
+    EngineBench bench;
+    for (const int key : {Key::Escape, Key::Enter}) {
+        FAbout about;
+        bench.toolkit.Then([&] {
+            EXPECT_EQ(Describe(about),
+                      "form FAbout \"About Brackenfold\" (modal)\n  picture Image1 \"ABOUT\"\n"
+                      "  label lblText \"Brackenfold Version 4.53\\r\\n \\r\\nCopyright \xC2\xA9 "
+                      "Tarnwick Labs. All rights reserved.\"\n"
+                      "  link lblVisitTarnwick \"http://www.tarnwick.example/brackenfold/\"\n"
+                      "  panel StaticLine1\n    native line \"Static\"\n"
+                      "  button cmdOK \"&OK\" (default) (focus)\n");
+            about.FindControl(u"lblVisitTarnwick")->MouseUp(MouseButton::Right);
+            about.FindControl(u"lblVisitTarnwick")->MouseUp(MouseButton::Left);
+            about.FindControl(u"Image1")->DoubleClick();
+            about.PressKey(key);
+        });
+        about.ShowModal();
+        EXPECT_FALSE(about.IsLoaded());
+    }
+    const std::vector<Text> launched(4, u"explorer http://www.tarnwick.example/brackenfold/");
+    EXPECT_EQ(bench.machine.Launched(), launched);
+    FAbout about;
+    about.Load();
+    const Control& frame = *about.FindControl(u"StaticLine1");
+    const Bounds filled{0, 0, frame.Width(), frame.Height()};
+    EXPECT_EQ(about.FindControl(u"line")->Area(), filled);
+    EXPECT_EQ(about.Outlines().size(), 1u);
+}
+
+TEST(FProgressor, WorksWhileItIsOnTheScreen) {
+    EngineBench bench;
+    FProgressor progressor;
+    int started = 0;
+    int pumped = 0;
+    bench.toolkit.onPump = [&] { ++pumped; };
+    progressor.Started = [&] {
+        ++started;
+        EXPECT_EQ(pumped, started) << "it paints first";
+        EXPECT_TRUE(progressor.Visible());
+        EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Hourglass);
+        progressor.Finalize();
+    };
+    progressor.ShowProgress(u"Please wait... ", nullptr, true);
+    EXPECT_EQ(started, 1);
+    EXPECT_FALSE(progressor.Visible());
+    EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
+    progressor.Finalize();
+}
+
+TEST(FProgressor, AsWideAsItsText) {
+    EngineBench bench;
+    for (const std::size_t length : {0u, 5u, 300u}) {
+        FProgressor progressor;
+        progressor.ShowProgress(Text(length, u'x'), nullptr, false);
+        EXPECT_EQ(progressor.WindowWidth(), progressor.FindControl(u"Label1")->Width() + 1200);
+        progressor.Finalize();
+    }
+}
+
+TEST(FProgressor, StaysUntilFinalizeWhenItIsNotModal) {
+    EngineBench bench;
+    Form other(u"other");
+    FProgressor progressor;
+    int started = 0;
+    progressor.Started = [&] {
+        ++started;
+        throw RuntimeError(ErrorNumber::DeviceIo);  // passed over
+    };
+    progressor.ShowProgress(u"x", nullptr, false);
+    EXPECT_TRUE(progressor.Visible());
+    other.Show();
+    progressor.UserActivate();
+    EXPECT_EQ(started, 2) << "each activation raises it";
+    EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Hourglass);
+    progressor.Finalize();
+    EXPECT_FALSE(progressor.Visible());
+    EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
+}
+
+TEST(FProgressor, CanBeClosedDuringTheWork) {
+    EngineBench bench;
+    FProgressor progressor;
+    progressor.Started = [&] {
+        progressor.UserClose();
+        EXPECT_FALSE(progressor.Visible());
+        progressor.Finalize();
+    };
+    progressor.ShowProgress(u"x", nullptr, true);
+    EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
+}
+
+}  // namespace
+}  // namespace bkfd

@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include "StartedProgram.h"
+#include "ui/Keys.h"
+
+namespace bkfd {
+namespace {
+
+using enum MessageResult;
+
+/// An exchange that ends at once with a status.
+class InstantRequest final : public HttpRequest {
+  public:
+    InstantRequest(std::int32_t answer, int& sent) : answer_(answer), sent_(sent) {}
+
+    Status open(TextView, TextView) override { return {}; }
+    Status setRequestHeader(TextView, TextView) override { return {}; }
+    Status send(TextView) override {
+        ++sent_;
+        return {};
+    }
+    std::int32_t readyState() override { return 4; }
+    Result<std::int32_t> status() override { return answer_; }
+    Text statusText() override { return u"Busy"; }
+    void abort() override {}
+
+  private:
+    std::int32_t answer_;
+    int& sent_;
+};
+
+class Support : public StartedProgram {
+  public:
+    Support() {
+        machine.SetEnvironment(u"TMP", u"C:\\Temp");
+        machine.AddFolder(u"C:\\Temp");
+        machine.SetHttp([this] { return std::make_unique<InstantRequest>(answer, sent); });
+        Start();
+        Find<TabStrip>(u"ts").UserSelect(4);
+        log->text.clear();
+    }
+    void Type(const Text& description, const Text& name, const Text& email) {
+        Find<TextBox>(u"txtAnswers").UserEdit(description);
+        Find<TextBox>(u"txtName").UserEdit(name);
+        Find<TextBox>(u"txtEmail").UserEdit(email);
+    }
+    void Request(std::initializer_list<MessageResult> answers) {
+        toolkit.Answer(answers);
+        main->PressKey('R', Shift::Alt);
+    }
+
+    std::int32_t answer = 200;
+    int sent = 0;
+};
+
+TEST(ucSupport, AsksForWhatIsMissingInOrder) {
+    Support it;
+    auto& description = it.Find<TextBox>(u"txtAnswers");
+    EXPECT_EQ(description.GetText(), u"Your description here...");
+    EXPECT_EQ(description.SelectionLength(), description.GetText().size());
+    const struct {
+        Text description, name, email;
+        const char* message;
+    } rows[] = {
+        {u"", u"", u"", "48 Please describe the problem. \n"},
+        {u"Your description here...", u"n", u"e", "48 Please describe the problem. \n"},
+        {u"Your description here... it hurts", u"", u"e", "48 Please type your name. \n"},
+        {u"x", u"", u"", "48 Please type your name. \n"},
+        {u"x", u" ", u"", "48 Please type your e-mail. \n"},
+    };
+    std::string messages;
+    for (const auto& row : rows) {
+        it.Type(row.description, row.name, row.email);
+        it.Request({Ok});
+        EXPECT_EQ(Messages(it.toolkit), messages + row.message);
+        messages = Messages(it.toolkit);
+    }
+    EXPECT_EQ(it.sent, 0);
+    EXPECT_EQ(it.log->text, "");
+}
+
+TEST(ucSupport, SendsAReportBehindTheProgressWindow) {
+    Support it;
+    it.Type(u"x", u" ", u"no address at all");
+    bool wasShown = false;
+    it.toolkit.onPump = [&] {
+        if (const Form* progressor = it.Window(u"FProgressor")) {
+            wasShown = progressor->IsModal() && progressor->Owner() == it.main.get();
+            EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Hourglass);
+        }
+    };
+    for (int request = 1; request <= 2; ++request) {
+        it.Request({Ok});
+        EXPECT_EQ(it.sent, request);
+        EXPECT_TRUE(wasShown);
+        EXPECT_EQ(it.Window(u"FProgressor"), nullptr);
+        EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
+    }
+    const std::string sent =
+        "64 Your support request has been sent successfully. Please allow up to 48 hours for a "
+        "response.\n";
+    EXPECT_EQ(Messages(it.toolkit), sent + sent);
+    const std::string line = "5 ucSupport.cmdRequestSupport_Click: Requesting support\n";
+    EXPECT_EQ(it.log->text, line + line);
+    EXPECT_EQ(it.Find<TextBox>(u"txtAnswers").GetText(), u"x");
+}
+
+TEST(ucSupport, TellsOfARefusedReport) {
+    Support it;
+    it.Type(u"x", u"n", u"e");
+    it.answer = 503;
+    it.Request({Ok});
+    EXPECT_EQ(Messages(it.toolkit),
+              "48 Cannot send support request. Ensure you are online now. \n");
+    EXPECT_TRUE(
+        it.log->text.starts_with("8004038A 4 ucSupport.cmdRequestSupport_Click: Cannot contact. "))
+        << it.log->text;
+    EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
+}
+
+TEST(ucSupport, AFailedGatheringSendsNothing) {
+    Support it;
+    it.Type(u"x", u"n", u"e");
+    it.machine.AddFile(u"C:\\WINDOWS\\system32\\drivers\\etc\\hosts", "127.0.0.1");
+    it.machine.MakeUnreadable(u"C:\\WINDOWS\\system32\\drivers\\etc\\hosts");
+    it.Request({Ok, Ok});
+    EXPECT_EQ(it.sent, 0);
+    EXPECT_TRUE(it.log->text.starts_with("75 4 ucSupport.moProgressor_Started: ")) << it.log->text;
+    const std::string messages = Messages(it.toolkit);
+    EXPECT_TRUE(messages.starts_with("64 "));
+    EXPECT_TRUE(
+        messages.ends_with("48 Cannot send support request. Ensure you are online now. \n"));
+    EXPECT_EQ(it.Window(u"FProgressor"), nullptr);
+    EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
+}
+
+TEST(ucSupport, TheWindowMayBeClosedOrActivatedAgainDuringTheWork) {
+    Support it;
+    it.Type(u"x", u"n", u"e");
+    int pumps = 0;
+    it.toolkit.onPump = [&] {
+        Form* progressor = it.Window(u"FProgressor");
+        if (progressor == nullptr) return;
+        ++pumps;
+        if (pumps == 2) progressor->onActivate();
+        it.main->UserClose();  // blocked
+        if (pumps == 4) progressor->UserClose();
+    };
+    it.Request({Ok});
+    EXPECT_EQ(it.sent, 1);
+    EXPECT_TRUE(it.main->IsLoaded());
+}
+
+}  // namespace
+}  // namespace bkfd

@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+
+#include "DetectionBench.h"
+#include "detection/CPaDetector.h"
+
+namespace bkfd {
+namespace {
+
+constexpr char16_t kHelperObjects[] =
+    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\";
+constexpr char16_t kClsid[] = u"{11111111-1111-1111-1111-111111111111}";
+
+void AddHelperObject(MemoryMachine& machine, TextView server) {
+    machine.AddKey(RegistryRoot::LocalMachine, Text(kHelperObjects) + kClsid);
+    machine.SetString(RegistryRoot::ClassesRoot, Text(u"CLSID\\") + kClsid + u"\\InProcServer32",
+                      u"", server);
+}
+
+std::string Suspicious(DetectionBench& bench) {
+    CPaDetector detector;
+    detector.Init(bench.log, nullptr);
+    KeyedList files;
+    detector.DetectSuspiciousFiles(files);
+    return Lines(files);
+}
+
+/// The document behind its mark, as UTF-8.
+std::string SuspiciousXml(DetectionBench& bench) {
+    CPaDetector detector;
+    detector.Init(bench.log, nullptr);
+    const Text wide = detector.MakeSuspiciousFilesXML();
+    if (wide.empty()) return "(empty)";
+    EXPECT_EQ(wide.substr(0, 4), Text({0xFF, 0xFE, u'<', 0}));
+    Text text;
+    for (std::size_t at = 2; at + 1 < wide.size(); at += 2) {
+        text += static_cast<char16_t>(wide[at] | wide[at + 1] << 8);
+    }
+    return ToUtf8(text);
+}
+
+TEST(SuspiciousFiles, FindsRunningFilesHelperObjectsAndParasitesOnce) {
+    DetectionBench bench;
+    const Bytes named = FileWithVersion({{u"CompanyName", u"Maker"}});
+    for (const TextView file : {u"C:\\Maker.exe", u"C:\\maker.dll"}) {
+        bench.machine.AddFile(file, named);
+    }
+    for (const TextView file :
+         {u"C:\\WINNT\\system32\\csrss.exe", u"C:\\Plain.DLL", u"C:\\pcshared\\nmiehelp.dll",
+          u"C:\\Helper.dll", u"C:\\bad32.exe"}) {
+        bench.machine.AddFile(file, "bytes");
+    }
+    bench.machine.AddProcess({4, u"\\??\\C:\\WINNT\\system32\\csrss.exe", {u"C:\\Plain.DLL"}});
+    bench.machine.AddProcess(
+        {8, u"C:\\Maker.exe", {u"C:\\maker.dll", u"c:\\plain.dll", u"\\??\\C:\\Plain.DLL"}});
+    bench.machine.AddProcess({12, u"C:\\BAD32.exe", {u"C:\\pcshared\\nmiehelp.dll"}});
+    AddHelperObject(bench.machine, u"C:\\Helper.dll");
+    // A module keeps the prefix; the parasite's lower-case name is the same key as its process's.
+    EXPECT_EQ(Suspicious(bench),
+              "C:\\WINNT\\system32\\csrss.exe\nC:\\Plain.DLL\n\\??\\C:\\Plain.DLL\n"
+              "C:\\BAD32.exe\nC:\\pcshared\\nmiehelp.dll\nC:\\Helper.dll\n");
+}
+
+TEST(SuspiciousFiles, DescribesFilesInXml) {
+    DetectionBench bench;
+    bench.machine.AddFile(u"C:\\a&'.dll", std::string(1024, '\0'));
+    bench.machine.AddFile(u"C:\\d.exe", FileWithVersion({{u"FileDescription", u"Some <tool>"}}));
+    bench.machine.AddProcess({4, u"C:\\a&'.dll", {u"C:\\gone.dll"}});
+    bench.machine.AddProcess({8, u"C:\\d.exe", {}});
+    const std::size_t size = bench.machine.FileContent(u"C:\\d.exe").size();
+    const auto hash = ContentHash(bench.machine.FileContent(u"C:\\d.exe"));
+    EXPECT_EQ(SuspiciousXml(bench),
+              "<xml><f i='C:\\a&amp;&apos;.dll'><c s='1024' h='0'/><d i=''/><m i=''/></f>"
+              "<f i='C:\\gone.dll'><c s='0' h='0'/><d i=''/><m i=''/></f>"
+              "<f i='C:\\d.exe'><c s='" +
+                  std::to_string(size) + "' h='" + std::to_string(hash) +
+                  "'/><d i='Some &lt;tool&gt;'/><m i=''/></f></xml>");
+}
+
+TEST(SuspiciousFiles, ACleanMachineGivesAnEmptyDocument) {
+    DetectionBench bench;
+    EXPECT_EQ(Suspicious(bench), "");
+    EXPECT_EQ(SuspiciousXml(bench), "<xml></xml>");
+    EXPECT_EQ(bench.log->text, "");
+}
+
+TEST(SuspiciousFiles, AFailureIsLoggedAndGivesNoDocument) {
+    DetectionBench bench;
+    bench.machine.AddFile(u"C:\\plain.exe", "bytes");
+    bench.machine.AddProcess({4, u"C:\\plain.exe", {}});
+    gHashier.reset();
+    EXPECT_EQ(SuspiciousXml(bench), "(empty)");
+    EXPECT_NE(bench.log->text.find("91 0 CPaDetector.MakeSuspiciousFilesXML: "), std::string::npos);
+}
+
+}  // namespace
+}  // namespace bkfd

@@ -1,0 +1,361 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "RemovalBench.h"
+#include "removal/FRestoreFiles.h"
+#include "removal/FSafeRemover.h"
+#include "ui/Describe.h"
+#include "ui/Keys.h"
+
+namespace bkfd {
+namespace {
+
+using enum MessageResult;
+
+constexpr auto HKCU = RegistryRoot::CurrentUser;
+constexpr char16_t kRemoved[] =
+    u"Software\\Tarnwick Labs\\Brackenfold\\Current Version\\Removed Files";
+constexpr char kRestart[] =
+    "65 Operation complete successfully. Close all opened documents then press OK button to "
+    "restart Windows.\n";
+constexpr char kQuestion[] = "49 Are you sure you want to disable programs?\n";
+constexpr int kF6 = Key::F1 + 5;
+
+class SafeRemover : public RemovalBench {
+  public:
+    explicit SafeRemover(WindowsFamily family = WindowsFamily::NT) : RemovalBench(family) {
+        window.Init(log);
+        window.Show();
+    }
+    ~SafeRemover() { window.Unload(); }
+
+    Text Typed() const { return Box().GetText(); }
+    void Type(const Text& text) { Box().UserEdit(text); }
+    /// Presses the button with that letter; true if that ended the program.
+    bool Press(char16_t letter, std::initializer_list<MessageResult> answers = {}) {
+        toolkit.Answer(answers);
+        return EndsProgram([&] { window.PressKey(letter, Shift::Alt); });
+    }
+    bool HasSearchButton() { return window.FindControl(u"cmdFindSuspiciousFiles")->Visible(); }
+    TextBox& Box() const {
+        return dynamic_cast<TextBox&>(*const_cast<FSafeRemover&>(window).FindControl(u"txtFiles"));
+    }
+
+    FSafeRemover window;
+};
+
+TEST(FSafeRemover, DisablesWhatIsNamed) {
+    struct Row {
+        const char* label;
+        Text typed;
+        std::initializer_list<MessageResult> answers;
+        std::string messages;
+        std::string disabled;  // as the log lists them
+        bool ends = false;
+        int restarts = 0;
+    };
+    const auto gone = [](const std::string& file) {
+        return "49 File '" + file +
+               "' is not found on file system. This file will be unloaded from memory only. Press "
+               "OK to continue.\n";
+    };
+    const Row rows[] = {
+        {"nothing", u"", {Ok}, "48 Type filenames.\n", ""},
+        {"blank lines", u" \r\n\r\n  ", {Ok}, "48 Type filenames.\n", ""},
+        {"cancelled at once", u"C:\\a.exe", {Cancel}, kQuestion, ""},
+        {"two and blank lines",
+         u"C:\\a.exe\r\n\r\n\n  C:\\b.dll \n",
+         {Ok, Cancel},
+         std::string(kQuestion) + kRestart,
+         "C:\\a.exe C:\\b.dll "},
+        {"one twice",
+         u"C:\\a.exe\nC:\\A.EXE",
+         {Ok, Cancel},
+         std::string(kQuestion) + kRestart,
+         "C:\\a.exe "},
+        {"one that is gone, passed over",
+         u"C:\\x.exe\r\nC:\\a.exe",
+         {Ok, Ok, Cancel},
+         kQuestion + gone("C:\\x.exe") + kRestart,
+         "C:\\a.exe "},
+        {"one that is gone, given up",
+         u"C:\\a.exe\r\nC:\\x.exe",
+         {Ok, Cancel},
+         kQuestion + gone("C:\\x.exe"),
+         ""},
+        {"only what is gone",
+         u"C:\\x.exe",
+         {Ok, Ok, Cancel},
+         kQuestion + gone("C:\\x.exe") + kRestart,
+         ""},
+        {"restarted",
+         u"C:\\a.exe",
+         {Ok, Ok},
+         std::string(kQuestion) + kRestart,
+         "C:\\a.exe ",
+         true,
+         1},
+    };
+    for (const Row& row : rows) {
+        for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
+            SCOPED_TRACE(row.label);
+            SafeRemover it(family);
+            it.machine.AddFile(u"C:\\a.exe", "bytes");
+            it.machine.AddFile(u"C:\\b.dll", "bytes");
+            it.machine.SetString(HKCU, u"Software\\Microsoft\\Internet Explorer\\Main",
+                                 u"Start Page", u"http://hijacked/");
+            it.Type(row.typed);
+            EXPECT_EQ(it.Press('D', row.answers), row.ends);
+            EXPECT_EQ(it.Messages(), row.messages);
+            std::string disabled;
+            const std::string mark = "5 FSafeRemover.cmdDisableParasites_Click: Disabling ";
+            for (std::size_t at = 0; (at = it.log->text.find(mark, at)) != std::string::npos;) {
+                at += mark.size();
+                disabled += it.log->text.substr(at, it.log->text.find('\n', at) - at) + ' ';
+            }
+            EXPECT_EQ(disabled, row.disabled);
+            const bool works = row.messages.ends_with(kRestart);
+            EXPECT_EQ(it.machine.HasFile(u"C:\\parasite_a.exe.parasite"),
+                      disabled.find("a.exe") != std::string::npos);
+            EXPECT_EQ(it.machine.GetString(HKCU, u"Software\\Microsoft\\Internet Explorer\\Main",
+                                           u"Start Page"),
+                      works ? u"about:blank" : u"http://hijacked/");
+            EXPECT_EQ(it.machine.RestartCount(), row.restarts);
+            EXPECT_TRUE(it.window.Visible());
+        }
+    }
+}
+
+TEST(FSafeRemover, EndsTheHoldersAndTellsOfARefusedRestart) {
+    SafeRemover it;
+    it.machine.AddFile(u"C:\\a.dll", "bytes");
+    it.machine.AddProcess({8, u"C:\\host.exe", {u"C:\\a.dll"}});
+    it.machine.AddProcess({12, u"C:\\other.exe", {}});
+    it.machine.DenyRestart();
+    it.Type(u"C:\\a.dll");
+    EXPECT_TRUE(it.Press('D', {Ok, Ok, Ok}));
+    EXPECT_EQ(it.machine.DumpProcesses(), "process 12 C:\\other.exe\n");
+    const Text error = SysUtil::SystemErrorText(SystemError::PrivilegeNotHeld);
+    const std::string refused = ToUtf8(error) + " Please restart Windows manually.\n";
+    EXPECT_TRUE(it.Messages().ends_with("48 " + refused)) << it.Messages();
+    EXPECT_TRUE(it.log->text.ends_with("0 FSafeRemover.cmdDisableParasites_Click: " + refused));
+}
+
+TEST(FSafeRemover, AFailureIsLoggedAndShown) {
+    SafeRemover it;
+    it.Type(u"C:\\a.dll");
+    it.toolkit.Answer({});
+    // The question fails, and so does the message that tells of it.
+    EXPECT_THROW(it.Press('D'), RuntimeError);
+    EXPECT_NE(it.Messages().find("48 Cannot disable programs. Unexpected message box: "),
+              std::string::npos);
+    EXPECT_TRUE(it.log->text.starts_with("51 0 FSafeRemover.cmdDisableParasites_Click: "));
+}
+
+TEST(FSafeRemover, Pastes) {
+    Text units;
+    for (const char16_t unit : Text(u"C:\\\u0416.exe")) {
+        units += static_cast<char16_t>(unit & 0xFF);
+        units += static_cast<char16_t>(unit >> 8);
+    }
+    const struct {
+        const char* label;
+        Text box;
+        Text clipboard;
+        Text result;
+    } rows[] = {
+        {"into an empty box", u"  ", u"C:\\a", u"C:\\a"},
+        {"behind a line", u"C:\\b", u"C:\\a", u"C:\\b\r\nC:\\a"},
+        {"behind a line end", u"C:\\b\r\n", u"C:\\a", u"C:\\b\r\nC:\\a"},
+        {"what is there moves to the end", u"C:\\a\r\nC:\\b", u"C:\\a", u"\r\nC:\\b\r\nC:\\a"},
+        {"an encoded name", u"", SysUtil::EncodeText(units), u"C:\\\u0416.exe"},
+        {"a plain word", u"x", u"notes.exe", u"x\r\nnotes.exe"},
+        {"a word that decodes to no path", u"", u"abcd", u"abcd"},
+        {"an odd number of bytes", u"", SysUtil::EncodeText(units + u"x"), u"C:\\\u0416.exe"},
+        {"a lone surrogate", u"", Text(u"\\") + char16_t{0xDC00}, Text(u"\\") + char16_t{0xDC00}},
+        {"embedded NULs", u"", Text(u"\\a\0b", 4), Text(u"\\a\0b", 4)},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        for (const char* way : {"button", "Ctrl+V", "Shift+Insert"}) {
+            SafeRemover it;
+            it.Type(row.box);
+            it.toolkit.SetClipboardText(row.clipboard);
+            it.Box().SetFocus();
+            int key = way[0] == 'C' ? 'V' : Key::Insert;
+            if (way[0] == 'b') {
+                it.Press('P');
+            } else {
+                it.window.KeyDown(key, way[0] == 'C' ? Shift::Control : Shift::Shift);
+                EXPECT_EQ(key, 0) << "the box would paste too";
+            }
+            EXPECT_EQ(ToWtf8(it.Typed()), ToWtf8(row.result)) << way;
+            EXPECT_EQ(it.log->text, "");
+        }
+    }
+    SafeRemover it;
+    it.Type(u"C:\\a");
+    EXPECT_FALSE(it.Press('P', {Ok}));
+    EXPECT_EQ(it.Messages(), "64 Cannot paste. Clipboard is empty. \n");
+    int key = 'V';
+    it.window.KeyDown(key, Shift::Control | Shift::Shift);
+    EXPECT_EQ(key, 'V');
+    EXPECT_EQ(it.Typed(), u"C:\\a");
+}
+
+TEST(FSafeRemover, F6AndThePictureShowTheSearch) {
+    SafeRemover it;
+    EXPECT_FALSE(it.HasSearchButton());
+    for (const TextView focus : {u"txtFiles", u"cmdPaste"}) {
+        it.window.FindControl(focus)->SetFocus();
+        it.window.PressKey(kF6, Shift::Control);
+        EXPECT_TRUE(it.HasSearchButton()) << ToUtf8(focus);
+        it.window.PressKey(kF6);
+        EXPECT_FALSE(it.HasSearchButton()) << ToUtf8(focus);
+    }
+    it.window.FindControl(u"Image1")->DoubleClick();
+    EXPECT_TRUE(it.HasSearchButton());
+    const std::string byKey = "5 FSafeRemover.Form_KeyUp: Enabling FindSuspiciousFiles button\n";
+    EXPECT_EQ(
+        it.log->text,
+        byKey + byKey + "5 FSafeRemover.Image1_DblClick: Enabling FindSuspiciousFiles button\n");
+    it.Type(u"old");
+    it.Press('F', {Ok});
+    EXPECT_EQ(it.Typed(), u"");
+    it.machine.AddFile(u"C:\\b.exe", "bytes");
+    it.machine.AddProcess({8, u"C:\\b.exe", {u"C:\\A.dll"}});
+    it.Press('F', {Ok});
+    EXPECT_EQ(ToUtf8(it.Typed()), "C:\\A.dll\r\nC:\\b.exe\r\n");
+    EXPECT_EQ(it.Messages(),
+              "64 Search complete successfully. No suspicious files found.\n"
+              "64 Search complete successfully.\n");
+    EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
+    it.Press('F');  // the message fails
+    EXPECT_NE(it.log->text.find(" 0 FSafeRemover.cmdFindSuspiciousFiles_Click: "),
+              std::string::npos);
+}
+
+TEST(FSafeRemover, ClosingHidesIt) {
+    SafeRemover it;
+    it.window.PressKey(Key::Escape);
+    EXPECT_FALSE(it.window.Visible());
+    it.window.Show();
+    it.window.UserClose();
+    EXPECT_FALSE(it.window.Visible());
+    EXPECT_TRUE(it.window.IsLoaded());
+    EXPECT_EQ(
+        Describe(it.window),
+        "form FSafeRemover \"Safe Remover\" (hidden)\n"
+        "  picture Image1 \"SAFEREMOVER\"\n"
+        "  label lbl1 \"Safe Remover disables several parasite programs at once so they could "
+        "not recover each other. Use Safe Remover only after contacting support via \\\"Step "
+        "3. Contact Support\\\".\"\n"
+        "  label lbl2 \"&Type programs one file per line then press \\\"Disable Parasites\\\" "
+        "button:\"\n"
+        "  text txtFiles \"\" (focus)\n"
+        "  button cmdDisableParasites \"&Disable Parasites\" (default)\n"
+        "  button cmdPaste \"&Paste\"\n"
+        "  button cmdFindSuspiciousFiles \"&Find Suspicious Files\" (hidden)\n"
+        "  button cmdCancel \"&Close\" (cancel)\n");
+}
+
+class Undo : public RemovalBench {
+  public:
+    explicit Undo(WindowsFamily family = WindowsFamily::NT) : RemovalBench(family) {}
+    ~Undo() {
+        if (window) window->Unload();
+    }
+    void Remove(const Text& file, const Text& disabled) {
+        machine.SetString(HKCU, kRemoved, file, file);
+        if (!disabled.empty()) machine.AddFile(disabled, "bytes");
+    }
+    bool Open() {
+        window.emplace();
+        bool hasEntries = true;
+        window->Init(log, hasEntries);
+        if (hasEntries) window->Show();
+        return hasEntries;
+    }
+    void Press(std::initializer_list<MessageResult> answers) {
+        toolkit.Answer(answers);
+        window->PressKey('R', Shift::Alt);
+    }
+    std::string Rows() {
+        auto& list = dynamic_cast<ListBox&>(*window->FindControl(u"lstFiles"));
+        std::string rows;
+        for (std::size_t row = 1; row <= list.Count(); ++row) {
+            rows += (row == list.SelectedIndex() ? ">" : "") + ToUtf8(list.Line(row)) + '\n';
+        }
+        return rows;
+    }
+
+    std::optional<FRestoreFiles> window;
+};
+
+TEST(FRestoreFiles, RestoresOneAfterTheOther) {
+    for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
+        Undo it(family);
+        it.Remove(u"C:\\a.exe", u"C:\\parasite_a.exe.parasite");
+        it.Remove(u"C:\\gone.exe", u"");
+        it.Remove(u"C:\\x\\b.dll", u"C:\\x\\parasite_b.dll.parasite");
+        it.machine.AddFile(u"C:\\a.exe", "a newer one");
+        ASSERT_TRUE(it.Open());
+        EXPECT_EQ(it.Rows(), ">C:\\a.exe\nC:\\x\\b.dll\n");
+        it.Press({Cancel});
+        EXPECT_EQ(it.Rows(), ">C:\\a.exe\nC:\\x\\b.dll\n");
+        it.Press({Ok, Ok});
+        EXPECT_EQ(it.Rows(), ">C:\\x\\b.dll\n");
+        EXPECT_EQ(it.machine.FileContent(u"C:\\a.exe").size(), 5u);
+        EXPECT_FALSE(it.machine.HasValue(HKCU, kRemoved, u"C:\\a.exe"));
+        EXPECT_TRUE(it.window->Visible());
+        it.Press({Ok, Ok, Ok});
+        EXPECT_FALSE(it.window->Visible());
+        EXPECT_TRUE(it.machine.HasValue(HKCU, kRemoved, u"C:\\gone.exe"));
+        EXPECT_EQ(it.Messages(),
+                  "49 Are you sure you want to restore 'C:\\a.exe'?\n"
+                  "49 Are you sure you want to restore 'C:\\a.exe'?\n"
+                  "64 Program 'C:\\a.exe' is restored successfully.\n"
+                  "49 Are you sure you want to restore 'C:\\x\\b.dll'?\n"
+                  "64 Program 'C:\\x\\b.dll' is restored successfully.\n"
+                  "64 There are no more programs to restore. Press OK button to close Restore "
+                  "Removed Programs window.\n");
+        it.Press({});  // nothing is selected any more
+    }
+}
+
+TEST(FRestoreFiles, AFailedRenameClaimsSuccessAndKeepsTheRow) {
+    Undo it;
+    it.Remove(u"C:\\a.exe", u"C:\\parasite_a.exe.parasite");
+    it.machine.LockFile(u"C:\\parasite_a.exe.parasite");
+    ASSERT_TRUE(it.Open());
+    it.Press({Ok, Ok});
+    EXPECT_TRUE(it.Messages().ends_with("64 Program 'C:\\a.exe' is restored successfully.\n"));
+    EXPECT_EQ(it.Rows(), ">C:\\a.exe\n");
+    EXPECT_TRUE(it.machine.HasValue(HKCU, kRemoved, u"C:\\a.exe"));
+    EXPECT_NE(it.log->text, "");
+    EXPECT_THROW(it.Press({}), RuntimeError);  // the question fails, then the message about it
+    EXPECT_NE(it.Messages().find("64 Cannot restore 'C:\\a.exe'. Unexpected message box: "),
+              std::string::npos);
+    EXPECT_NE(it.log->text.find("0 FRestoreFiles.cmdRestoreFile_Click: "), std::string::npos);
+}
+
+TEST(FRestoreFiles, OpensOnlyWithEntriesAndClosesByHiding) {
+    Undo empty;
+    EXPECT_FALSE(empty.Open());
+    Undo gone;
+    gone.Remove(u"C:\\gone.exe", u"");
+    EXPECT_FALSE(gone.Open());
+    Undo it;
+    it.Remove(u"C:\\a.exe", u"C:\\parasite_a.exe.parasite");
+    ASSERT_TRUE(it.Open());
+    it.window->UserClose();
+    EXPECT_FALSE(it.window->Visible());
+    EXPECT_TRUE(it.window->IsLoaded());
+    it.window->Show();
+    it.window->PressKey(Key::Escape);
+    EXPECT_FALSE(it.window->Visible());
+}
+
+}  // namespace
+}  // namespace bkfd
