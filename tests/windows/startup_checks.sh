@@ -49,6 +49,7 @@ starts_up() {
 normal_start() {
     new_install "$1 normal" "$build/BKFDCustom.dll"
     starts_up || return 1
+    compgen -G "$install/Backup/*.reg" || { echo "no backup"; return 1; }
     ! log_has ' 0 .* FMain\.Form_Initialize: '
 }
 
@@ -105,16 +106,27 @@ registered_component() {
     refuses_to_start
 }
 
-# replaced_logger: the boot line is the last of BKFD.log; the line of the missing component goes to
-# the other logger. The object that replaces the logger is registered, the needed class isn't there.
+# replaced_logger: the boot line is the last of BKFD.log, all else goes to the other logger.
 replaced_logger() {
+    local outcome=0
+    new_install "$1 replaced" "$build/tests/windows/replace/BKFDCustom.dll"
+    BKFD_TEST_LOG="C:\\$1 replaced\\other.log" starts_up || outcome=1
+    cat "$install/other.log"
+    [ "$(wc -l <"$install/BKFD.log")" -eq 3 ] || { echo "BKFD.log went on"; outcome=1; }
+    grep -q '^5 0 FMain\.LogTabState: ' "$install/other.log" || { echo "not taken over"; outcome=1; }
+    return $outcome
+}
+
+# replaced_logger_missing_class: the line of the missing component goes to the other logger too. The
+# object that replaces it is registered, the needed class isn't there.
+replaced_logger_missing_class() {
     local elsewhere=$drive/"$1 replace" outcome=0
     mkdir -p "$elsewhere"
     cp "$build/tests/windows/replace/BKFDCustom.dll" "$elsewhere/"
     run_wine 30 regsvr32 /s "$elsewhere/BKFDCustom.dll" || { echo "not registered"; return 1; }
     run_wine 30 reg delete 'HKCR\CLSID\{50117FF6-355B-4DF1-A2D5-F33BBF302521}' /f || return 1
-    new_install "$1 replaced"
-    BKFD_TEST_LOG="C:\\$1 replaced\\other.log" shows_missing_box || outcome=1
+    new_install "$1 half there"
+    BKFD_TEST_LOG="C:\\$1 half there\\other.log" shows_missing_box || outcome=1
     run_wine 30 regsvr32 /s /u "$elsewhere/BKFDCustom.dll" || { echo "not unregistered"; outcome=1; }
     cat "$install/other.log"
     [ "$(wc -l <"$install/BKFD.log")" -eq 3 ] || { echo "BKFD.log went on"; outcome=1; }
@@ -126,7 +138,7 @@ replaced_logger() {
 broken_logger() {
     new_install "$1 broken" "$build/tests/windows/break/BKFDCustom.dll"
     starts_up || return 1
-    log_has ' 0 .* FMain\.Form_Initialize: '
+    log_has ' 0 .* FMain\.Form_Initialize: ' && log_has 'FMain\.LogTabState: '
 }
 
 startup_checks() {
@@ -135,5 +147,6 @@ startup_checks() {
     check "$1: component is no library" invalid_component "$1"
     check "$1: component registered elsewhere" registered_component "$1"
     check "$1: component replaces the logger" replaced_logger "$1"
+    check "$1: the other logger has the fatal line" replaced_logger_missing_class "$1"
     check "$1: component leaves no logger" broken_logger "$1"
 }

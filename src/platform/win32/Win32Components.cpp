@@ -29,8 +29,10 @@ Status ToStatus(HRESULT result) {
     return {SUCCEEDED(result) ? SystemError::Success : static_cast<std::uint32_t>(result)};
 }
 
-Result<ObjectRef> Wrap(HRESULT created, const ComPtr<IUnknown>& unknown) {
+/// Takes over the reference in `made`, an IUnknown, when the creation succeeded.
+Result<ObjectRef> Wrap(HRESULT created, void* made) {
     if (FAILED(created)) return ToStatus(created);
+    const ComPtr<IUnknown> unknown(static_cast<IUnknown*>(made));
     if (!unknown.IsThere()) return ToStatus(E_NOINTERFACE);
     try {
         return FromUnknown(unknown.Get());
@@ -62,18 +64,17 @@ bool HasRegistration(const CLSID& classId) {
         .IsOk();
 }
 
-/// What an installation registered under the name goes before the identifier that we know.
+/// What an installation registered under the name goes before the identifier that we know, which is
+/// an in-process class.
 Result<ObjectRef> CreateRegistered(const ComponentClass& component) {
-    std::optional<CLSID> classId = RegisteredClass(component.progId);
-    if (!classId) classId = ParseClass(component.classId);
+    const std::optional<CLSID> named = RegisteredClass(component.progId);
+    const std::optional<CLSID> classId = named ? named : ParseClass(component.classId);
     // For a class that nobody registered the system would start its services and wait for them.
     if (!classId || !HasRegistration(*classId)) return Status{SystemError::ClassNotRegistered};
-    ComPtr<IUnknown> unknown;
+    const DWORD servers = named ? DWORD{CLSCTX_SERVER} : DWORD{CLSCTX_INPROC_SERVER};
     void* made = nullptr;
-    const HRESULT created =
-        ::CoCreateInstance(*classId, nullptr, CLSCTX_SERVER, IID_IUnknown, &made);
-    if (SUCCEEDED(created)) unknown = ComPtr<IUnknown>(static_cast<IUnknown*>(made));
-    return Wrap(created, unknown);
+    const HRESULT created = ::CoCreateInstance(*classId, nullptr, servers, IID_IUnknown, &made);
+    return Wrap(created, made);
 }
 
 Text BesideProgram(const Text& file) {
@@ -119,8 +120,7 @@ Result<ObjectRef> CreateFromFile(const ComponentClass& component) {
     const ComPtr<IClassFactory> factory(static_cast<IClassFactory*>(found));
     void* made = nullptr;
     const HRESULT created = factory.Get()->CreateInstance(nullptr, IID_IUnknown, &made);
-    return Wrap(created,
-                ComPtr<IUnknown>(SUCCEEDED(created) ? static_cast<IUnknown*>(made) : nullptr));
+    return Wrap(created, made);
 }
 
 }  // namespace
