@@ -94,7 +94,10 @@ bool ModelProcesses::End(std::uint32_t id) {
 void ModelProcesses::DropMissing(const std::function<bool(const Text& path)>& isThere) {
     const Text windows = facts_.WindowsFolder();
     const auto isMissing = [&](const Text& path) {
-        return !isThere(WindowsPath::FoldReported(path, windows));
+        const Text folded = WindowsPath::FoldReported(path, windows);
+        // The system's own processes, such as "System", have no file that could be missing.
+        const bool isFile = folded.size() > 2 && folded[1] == u':';
+        return isFile && !isThere(folded);
     };
     std::erase_if(running_, [&](const RunningRef& running) {
         running->hasEnded = isMissing(running->record.path);

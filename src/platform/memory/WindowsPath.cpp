@@ -125,6 +125,7 @@ Result<Text> Full(TextView path, TextView currentFolder) {
 TextView Parent(TextView fullPath) {
     if (fullPath.size() <= 3) return {};
     const std::size_t last = fullPath.rfind(u'\\');
+    if (last == TextView::npos) return {};
     return fullPath.substr(0, std::max<std::size_t>(last, 3));
 }
 
