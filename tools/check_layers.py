@@ -29,6 +29,8 @@ ALLOWED = {
     "ui/win32": BASE + ["ui"],
     "platform": BASE + ["platform"],
     "platform/forward": BASE + ["platform"],
+    "platform/record": BASE + ["platform", "platform/forward"],
+    "platform/host": BASE + ["platform", "platform/memory", "platform/image"],
     "platform/fault": BASE + ["platform", "platform/forward"],
     "platform/witness": BASE + ["platform", "platform/forward"],
     "platform/overlay": BASE + ["platform", "platform/forward", "platform/memory"],

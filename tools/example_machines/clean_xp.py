@@ -15,7 +15,8 @@ def build():
 
     machine.add_registry("10-windows.reg", "5.00 UTF-16", {
         xp.MACHINE_RUN: {},
-        xp.USER_RUN: {"CTFMON.EXE": "C:\\WINDOWS\\system32\\ctfmon.exe"},
+        xp.USER_RUN: {"CTFMON.EXE": "C:\\WINDOWS\\system32\\ctfmon.exe",
+                      "MSMSGS": '"' + xp.PROGRAMS + 'Messenger\\msmsgs.exe" /background'},
         xp.HELPERS + "\\" + xp.QUICKBAR_CLASS: {},
         xp.class_key(xp.QUICKBAR_CLASS): {"": xp.QUICKBAR, "ThreadingModel": "Apartment"},
         "HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows": {

@@ -5,17 +5,10 @@ is linear: a byte counts 2^-d when d bytes stand behind it, so the last 31 bytes
 2^29, ... 2^1, and the difference that is missing is simply written there, one bit a byte.
 """
 
+from content_hash import content_hash
+
 MODULUS = 2**31 - 1
 STEERED = 31
-
-
-def content_hash(data):
-    value = 0
-    for byte in data:
-        turned = (value >> 1) + (value & 1) * 2**30 + byte
-        if turned <= MODULUS:  # a byte that would overflow has no effect
-            value = turned
-    return value
 
 
 def steer(content, size=None, wanted=None):

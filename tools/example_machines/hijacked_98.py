@@ -132,7 +132,7 @@ def _browser_settings():
 
 def build():
     machine = Machine(
-        family="9x", version=[4, 10], build=67766446, servicePack=" A ", codePage=1252,
+        family="9x", version=[4, 10], build=2222, servicePack=" A ", codePage=1252,
         environment={"windir": "C:\\WINDOWS", "winbootdir": "C:\\WINDOWS",
                      "PATH": "C:\\WINDOWS;C:\\WINDOWS\\COMMAND", "TEMP": "C:\\WINDOWS\\TEMP",
                      "TMP": "C:\\WINDOWS\\TEMP"},

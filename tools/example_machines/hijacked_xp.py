@@ -71,6 +71,8 @@ def _add_files(machine):
     machine.add_program(PROGRAMS + "Screen Ruler\\ruler.dll", description="Screen Ruler")
     machine.add_program(PROGRAMS + "Sound Panel\\panel.exe", "Fernhill Audio", "Sound Panel")
 
+    machine.add_program(PROGRAMS + "Wardwell\\guard.exe", "Wardwell Security", "Guard")
+
     machine.add_program(SYSTEM + "hpjk.dll", attributes=HIDDEN)
     machine.add_program(SYSTEM + "srchast.dll", description="Search Assistant",
                         product="Search Assistant")
@@ -85,6 +87,7 @@ def _add_files(machine):
     machine.add_program(WINDOWS + "dormant.exe")
     machine.add_program(xp.TEMPORARY + "~upd7.tmp")
     machine.add_program(CYRILLIC)
+    machine.add_text(WINDOWS + "hpstat.txt", "1\n")
     machine.add_text(WINDOWS + "web\\hp.css", "body { behavior: url(#default#homePage); }\n")
     machine.add_text(SYSTEM + "drivers\\etc\\hosts", (
         "127.0.0.1       localhost\n"
@@ -96,7 +99,7 @@ def _add_files(machine):
 def _add_processes(machine):
     xp.add_system_processes(machine)
     machine.add_process(1480, xp.EXPLORER, xp.SHELL_MODULES + [
-        SYSTEM + "winhook.dll", xp.EXPLORER + ":srvhlp.dll", PROGRAMS + "Screen Ruler\\ruler.dll"])
+        SYSTEM + "winhook.dll", WINDOWS + "hpstat.txt:hp.dll", PROGRAMS + "Screen Ruler\\ruler.dll"])
     machine.add_process(1612, SYSTEM + "ctfmon.exe", xp.system_modules("user32.dll"))
     machine.add_process(1620, CLOCK, xp.system_modules("user32.dll"))
     machine.add_process(1632, FOLDER_TOOL, xp.system_modules("user32.dll", "shell32.dll"))

@@ -2,9 +2,22 @@
 
 import json
 
+import signature_lists
+
 from .content_hash_steering import steer
 from .programs import ne_file, pe_file
 from .registry_text import registry_file
+
+
+SIGNATURES = signature_lists.read_all()
+
+
+def check_listed(size, content_hash):
+    """A file that a case needs to be known must be in the lists with both its numbers."""
+    for kind in signature_lists.KINDS:
+        if (size in SIGNATURES[f"{kind}_sizes"] and content_hash in SIGNATURES[f"{kind}_hashes"]):
+            return
+    raise ValueError(f"size {size} and content hash {content_hash} are no listed pair")
 
 
 class Machine:
@@ -38,6 +51,8 @@ class Machine:
         content = form(path.split("\\")[-1], record or None, version)
         if size is not None or content_hash is not None:
             content = steer(content, size, content_hash)
+        if content_hash is not None:
+            check_listed(size, content_hash)
         self.add_file(path, content)
         if facts:
             self.file_facts[path] = facts
