@@ -1,0 +1,160 @@
+#include "platform/record/RecordingMachine.h"
+
+#include <array>
+
+namespace bkfd {
+namespace {
+
+constexpr std::uint32_t kTopBit = 0x80000000;  // of the version: set on the Windows 95 family
+constexpr std::uint32_t kSnapProcesses = 2;
+constexpr std::uint32_t kQueryAndRead = 1040;
+constexpr std::uint32_t kProcessRecordSize = 296;
+
+Text UpToNul(const Text& field) {
+    return field.substr(0, field.find(u'\0'));
+}
+
+}  // namespace
+
+RecordingMachine::RecordingMachine(Machine& target)
+    : ForwardMachine(target, OpenGate()),
+      registry_(target.RegistryKeys(), changes_),
+      files_(target, changes_),
+      processes_(target, changes_),
+      restart_(target.Session(), changes_) {}
+
+// ---------------------------------------------------------------- registry
+
+RecordedChange RecordingMachine::RecordingRegistry::ValueChange(RecordedChange::Kind kind,
+                                                                RegistryRoot root, TextView subkey,
+                                                                TextView name) {
+    RecordedChange change;
+    change.kind = kind;
+    change.root = root;
+    change.name = subkey;
+    change.valueName = name;
+    auto before = target_.RegQueryValueExW(root, subkey, name);
+    if (before.IsOk()) change.before = std::move(before.value);
+    return change;
+}
+
+Status RecordingMachine::RecordingRegistry::RegSetValueExW(RegistryRoot root, TextView subkey,
+                                                           TextView name,
+                                                           const RegistryValue& value) {
+    RecordedChange change = ValueChange(RecordedChange::Kind::SetValue, root, subkey, name);
+    change.after = value;
+    change.outcome = target_.RegSetValueExW(root, subkey, name, value);
+    changes_.push_back(change);
+    return change.outcome;
+}
+
+Status RecordingMachine::RecordingRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey,
+                                                            TextView name) {
+    RecordedChange change = ValueChange(RecordedChange::Kind::DeleteValue, root, subkey, name);
+    change.outcome = target_.RegDeleteValueW(root, subkey, name);
+    changes_.push_back(change);
+    return change.outcome;
+}
+
+Status RecordingMachine::RecordingRegistry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
+    RecordedChange change;
+    change.kind = RecordedChange::Kind::DeleteKey;
+    change.root = root;
+    change.name = subkey;
+    change.outcome = target_.RegDeleteKeyW(root, subkey);
+    changes_.push_back(change);
+    return change.outcome;
+}
+
+// ---------------------------------------------------------------- files
+
+Status RecordingMachine::RecordingFiles::Note(TextView source, TextView target, Status outcome) {
+    RecordedChange change;
+    change.kind = RecordedChange::Kind::MoveFile;
+    change.name = source;
+    change.target = target;
+    change.outcome = outcome;
+    changes_.push_back(change);
+    return outcome;
+}
+
+Status RecordingMachine::RecordingFiles::MoveFileW(TextView source, TextView target) {
+    return Note(source, target, target_.MoveFileW(source, target));
+}
+
+Status RecordingMachine::RecordingFiles::MoveFileA(std::string_view source,
+                                                   std::string_view target) {
+    return Note(system_.MultiByteToWideChar(source), system_.MultiByteToWideChar(target),
+                target_.MoveFileA(source, target));
+}
+
+// ---------------------------------------------------------------- processes
+
+Result<Handle> RecordingMachine::RecordingProcesses::OpenProcess(std::uint32_t access,
+                                                                 std::uint32_t processId) {
+    auto opened = target_.OpenProcess(access, processId);
+    if (opened.IsOk()) opened_[opened.value] = processId;
+    return opened;
+}
+
+Status RecordingMachine::RecordingProcesses::CloseHandle(Handle handle) {
+    opened_.erase(handle);
+    return target_.CloseHandle(handle);
+}
+
+Status RecordingMachine::RecordingProcesses::TerminateProcess(Handle process,
+                                                              std::uint32_t exitCode) {
+    RecordedChange change;
+    change.kind = RecordedChange::Kind::EndProcess;
+    const auto known = opened_.find(process);
+    if (known != opened_.end()) change.processId = known->second;
+    change.name = ProgramOf(change.processId);
+    change.outcome = target_.TerminateProcess(process, exitCode);
+    changes_.push_back(change);
+    return change.outcome;
+}
+
+Text RecordingMachine::RecordingProcesses::ProgramOf(std::uint32_t processId) {
+    return (system_.GetVersion() & kTopBit) == 0 ? ProgramOfNT(processId) : ProgramOf9x(processId);
+}
+
+Text RecordingMachine::RecordingProcesses::ProgramOfNT(std::uint32_t processId) {
+    const auto process = target_.OpenProcess(kQueryAndRead, processId);
+    if (!process.IsOk()) return {};
+    std::array<ModuleHandle, 1> program{};
+    std::uint32_t needed = 0;
+    Text path(260, u' ');
+    std::uint32_t length = 0;
+    if (target_.EnumProcessModules(process.value, program, sizeof(ModuleHandle), needed).IsOk()) {
+        length = target_.GetModuleFileNameExW(process.value, program[0], path);
+    }
+    (void)target_.CloseHandle(process.value);
+    return path.substr(0, length);
+}
+
+Text RecordingMachine::RecordingProcesses::ProgramOf9x(std::uint32_t processId) {
+    const Handle snapshot = target_.CreateToolhelp32Snapshot(kSnapProcesses, 0);
+    if (snapshot == kInvalidHandle) return {};
+    ProcessEntry entry;
+    entry.size = kProcessRecordSize;
+    Text program;
+    for (Status more = target_.Process32First(snapshot, entry); more.IsOk();
+         more = target_.Process32Next(snapshot, entry)) {
+        if (entry.processId == processId) program = UpToNul(entry.exeFile);
+    }
+    (void)target_.CloseHandle(snapshot);
+    return program;
+}
+
+// ---------------------------------------------------------------- restart
+
+Status RecordingMachine::RecordingRestart::ExitWindowsEx(std::uint32_t flags,
+                                                         std::uint32_t reason) {
+    RecordedChange change;
+    change.kind = RecordedChange::Kind::Restart;
+    change.outcome = target_.ExitWindowsEx(flags, reason);
+    changes_.push_back(change);
+    return change.outcome;
+}
+
+}  // namespace bkfd
