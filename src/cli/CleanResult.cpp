@@ -1,0 +1,216 @@
+#include "cli/CleanResult.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "removal/processes/ParasiteFileName.h"
+#include "services/RegistryAccess.h"
+#include "services/SysUtil.h"
+
+namespace bkfd {
+namespace {
+
+constexpr TextView kHelperKey =
+    u"software\\microsoft\\windows\\currentversion\\explorer\\browser helper objects\\";
+constexpr TextView kStartupKeys[] = {
+    u"software\\microsoft\\windows\\currentversion\\run",
+    u"software\\microsoft\\windows\\currentversion\\policies\\explorer\\run",
+};
+constexpr TextView kOwnKey = u"software\\tarnwick labs\\";
+
+/// Sorts the changes into the result, one at a time and in order.
+class Summary {
+  public:
+    void Add(const RecordedChange& change) {
+        using Kind = RecordedChange::Kind;
+        switch (change.kind) {
+            case Kind::MoveFile:
+                return AddMove(change);
+            case Kind::EndProcess:
+                return AddProcess(change);
+            case Kind::Restart:
+                return AddRestart(change);
+            case Kind::DeleteKey:
+                return AddKey(change);
+            case Kind::SetValue:
+            case Kind::DeleteValue:
+                return AddValue(change);
+        }
+    }
+
+    /// For failures that have left no refused change.
+    void AddFailedSteps(const std::vector<MemoryLog::Line>& log) {
+        if (!result_.failed.empty()) return;
+        for (const MemoryLog::Line& line : log) {
+            if (line.level != LogLevel::Trace) Fail("step", line.source, line.message);
+        }
+    }
+
+    CleanResult Take() { return std::move(result_); }
+
+  private:
+    void Fail(const char* kind, const Text& name, const Text& error) {
+        result_.failed.push_back({kind, name, error});
+    }
+    void Fail(const char* kind, const Text& name, Status outcome) {
+        Fail(kind, name, SysUtil::SystemErrorText(outcome.code));
+    }
+
+    // A file that fails at first may succeed when its holders have ended.
+    void AddMove(const RecordedChange& change) {
+        if (!EqualsIgnoreCase(change.target, GetParasiteFileName(change.name))) return;
+        std::erase_if(result_.failed, [&](const FailedChange& failed) {
+            return failed.kind == std::string_view("file") && failed.name == change.name;
+        });
+        if (change.outcome.IsOk()) result_.removedFiles.push_back(change.name);
+        // What isn't there needs no disabling.
+        if (change.outcome.IsOk() || change.outcome.IsNotThere()) return;
+        Fail("file", change.name, change.outcome);
+    }
+
+    void AddProcess(const RecordedChange& change) {
+        if (change.outcome.IsOk()) {
+            result_.endedProcesses.push_back({change.processId, change.name});
+        } else {
+            Fail("process", change.name, change.outcome);
+        }
+    }
+
+    void AddRestart(const RecordedChange& change) {
+        result_.isRestarted = change.outcome.IsOk();
+        if (!change.outcome.IsOk()) Fail("restart", u"Windows", change.outcome);
+    }
+
+    static Text FullKey(const RecordedChange& change) {
+        return RegistryAccess::RootName(change.root) + u"\\" + change.name;
+    }
+
+    void AddKey(const RecordedChange& change) {
+        if (change.outcome.IsNotThere()) return;
+        const Text key = ToLower(change.name);
+        if (!change.outcome.IsOk()) return Fail("registry", FullKey(change), change.outcome);
+        if (!key.starts_with(kHelperKey)) {
+            result_.changedSettings.push_back({FullKey(change), {}, {}, {}, true});
+        } else if (key.find(u'\\', kHelperKey.size()) == Text::npos) {
+            result_.deletedBhos.push_back(change.name.substr(kHelperKey.size()));
+        }
+    }
+
+    void AddValue(const RecordedChange& change) {
+        const Text key = ToLower(change.name);
+        if (change.outcome.IsNotThere() || key.starts_with(kOwnKey)) return;
+        if (!change.outcome.IsOk()) {
+            return Fail("registry", FullKey(change) + u"\\" + change.valueName, change.outcome);
+        }
+        if (change.before == change.after) return;
+        const bool isStartup =
+            std::any_of(std::begin(kStartupKeys), std::end(kStartupKeys),
+                        [&](TextView prefix) { return key.starts_with(prefix); });
+        if (isStartup) {
+            const Json data = RegistryValueToJson(change.before);
+            result_.deletedStartup.push_back(
+                {FullKey(change), change.valueName,
+                 data.is_string() ? FromUtf8(data.get<std::string>()) : Text()});
+        } else {
+            result_.changedSettings.push_back(
+                {FullKey(change), change.valueName, change.before, change.after, false});
+        }
+    }
+
+    CleanResult result_;
+};
+
+Text TextOf(const RegistryValue& value) {
+    Text text;
+    for (std::size_t i = 0; i + 1 < value.data.size(); i += 2) {
+        text += static_cast<char16_t>(value.data[i] | value.data[i + 1] << 8);
+    }
+    while (!text.empty() && text.back() == u'\0') text.pop_back();
+    return text;
+}
+
+std::string HexOf(const Bytes& data) {
+    std::string text;
+    for (const std::uint8_t byte : data) {
+        constexpr char kDigits[] = "0123456789abcdef";
+        if (!text.empty()) text += ',';
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 0xF];
+    }
+    return text;
+}
+
+std::uint32_t DwordOf(const Bytes& data) {
+    std::uint32_t number = 0;
+    for (std::size_t i = 4; i-- > 0;) number = number << 8 | data[i];
+    return number;
+}
+
+Json TextsToJson(const std::vector<Text>& texts) {
+    Json list = Json::array();
+    for (const Text& text : texts) list.push_back(TextToJson(text));
+    return list;
+}
+
+}  // namespace
+
+CleanResult SummarizeChanges(const std::vector<RecordedChange>& changes,
+                             const std::vector<MemoryLog::Line>& log) {
+    Summary summary;
+    for (const RecordedChange& change : changes) summary.Add(change);
+    summary.AddFailedSteps(log);
+    return summary.Take();
+}
+
+Json RegistryValueToJson(const std::optional<RegistryValue>& value) {
+    if (!value) return nullptr;
+    switch (value->type) {
+        case RegistryType::String:
+        case RegistryType::ExpandString:
+        case RegistryType::MultiString:
+            return TextToJson(TextOf(*value));
+        case RegistryType::Dword:
+            if (value->data.size() == 4) return DwordOf(value->data);
+            break;
+        default:
+            break;
+    }
+    return HexOf(value->data);
+}
+
+Json CleanToJson(const CleanResult& result) {
+    Json startup = Json::array();
+    for (const DeletedStartup& entry : result.deletedStartup) {
+        startup.push_back({{"key", TextToJson(entry.key)},
+                           {"valueName", TextToJson(entry.valueName)},
+                           {"data", TextToJson(entry.data)}});
+    }
+    Json processes = Json::array();
+    for (const EndedProcess& process : result.endedProcesses) {
+        processes.push_back({{"id", process.id}, {"path", TextToJson(process.path)}});
+    }
+    Json settings = Json::array();
+    for (const ChangedSetting& setting : result.changedSettings) {
+        Json object = {{"key", TextToJson(setting.key)}};
+        if (!setting.isDeletedKey) {
+            object["valueName"] = TextToJson(setting.valueName);
+            object["before"] = RegistryValueToJson(setting.before);
+        }
+        object["after"] = RegistryValueToJson(setting.after);
+        settings.push_back(std::move(object));
+    }
+    Json failed = Json::array();
+    for (const FailedChange& change : result.failed) {
+        failed.push_back({{"kind", change.kind},
+                          {"name", TextToJson(change.name)},
+                          {"error", TextToJson(change.error)}});
+    }
+    return {{"removedFiles", TextsToJson(result.removedFiles)},
+            {"deletedBhos", TextsToJson(result.deletedBhos)},
+            {"deletedStartup", std::move(startup)},
+            {"endedProcesses", std::move(processes)},
+            {"changedSettings", std::move(settings)},
+            {"failed", std::move(failed)}};
+}
+
+}  // namespace bkfd

@@ -1,0 +1,15 @@
+#include "cli/Commands.h"
+
+namespace bkfd {
+
+CommandList MakeCommands() {
+    CommandList commands;
+    for (const auto make : {MakeScanCommand, MakeCleanCommand, MakeBhosCommand, MakeStartupCommand,
+                            MakeProcessesCommand, MakeSettingsCommand, MakeBackupCommand,
+                            MakeRestoreCommand, MakeIdentifyCommand, MakeStartCommand}) {
+        commands.push_back(make());
+    }
+    return commands;
+}
+
+}  // namespace bkfd

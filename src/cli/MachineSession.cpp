@@ -1,0 +1,148 @@
+#include "cli/MachineSession.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "detection/identity/CHashier.h"
+#include "platform/image/MachineImage.h"
+#include "platform/overlay/OverlayMachine.h"
+#include "platform/witness/WitnessMachine.h"
+#include "services/ApplicationState.h"
+#include "services/MAPI.h"
+#include "services/SysUtil.h"
+#include "ui/terminal/PrintableText.h"
+
+namespace bkfd {
+namespace {
+
+/// What the start-up sequence sets before anything else is done.
+void SetApplicationState() {
+    gHashier = std::make_unique<CHashier>();
+    gIsNT = IsWindowsNT();
+    gIsNT4 = IsWindowsNT4();
+    gWindowsPath = ToLower(SysUtil::ExpandEnvironment(u"%windir%"));
+    if (!gWindowsPath.ends_with(u'\\')) gWindowsPath += u'\\';
+    gSystemPath = gWindowsPath + (gIsNT ? u"system32\\" : u"system\\");
+}
+
+}  // namespace
+
+InstalledEngine::InstalledEngine(Machine& machine, Toolkit& toolkit)
+    : machineBefore_(InstallMachine(&machine)), toolkitBefore_(InstallToolkit(&toolkit)) {
+    SetApplicationState();
+}
+
+InstalledEngine::~InstalledEngine() {
+    gHashier.reset();
+    InstallToolkit(toolkitBefore_);
+    InstallMachine(machineBefore_);
+}
+
+struct MachineSession::Parts {
+    Parts(std::unique_ptr<ImageMachine> loaded, Console& console, const SessionUse& use)
+        : image(std::move(loaded)),
+          overlay(use.isDryRun ? std::make_unique<OverlayMachine>(*image) : nullptr),
+          witness(use.isDryRun ? static_cast<Machine&>(*overlay) : *image),
+          recorder(witness),
+          toolkit(console.err, console.readKey, use.answers),
+          installed(recorder, toolkit) {}
+
+    std::unique_ptr<ImageMachine> image;
+    std::unique_ptr<OverlayMachine> overlay;  // of a dry run
+    WitnessMachine witness;
+    RecordingMachine recorder;
+    TerminalToolkit toolkit;
+    InstalledEngine installed;
+};
+
+SessionUse ChangingUse(const CommandContext& context, bool yes) {
+    using Answers = TerminalToolkit::Answers;
+    return {true, yes ? Answers::Yes : context.asJson ? Answers::SafeChoice : Answers::Ask};
+}
+
+MachineSession::MachineSession(CommandContext& context, SessionUse use) {
+    if (context.machine.empty()) {
+        throw CommandError(
+            "no machine named: --machine FOLDER says where it lies (brackenfold --help explains "
+            "machine images)");
+    }
+    auto loaded = LoadMachineImage(context.machine);
+    if (const auto* error = std::get_if<ImageError>(&loaded)) throw CommandError(error->Describe());
+    parts_ = std::make_unique<Parts>(std::move(std::get<std::unique_ptr<ImageMachine>>(loaded)),
+                                     context.console, use);
+    if (use.changes) OpenLogFiles(context.console);
+}
+
+// Without log files the work goes on, as in the Windows program.
+void MachineSession::OpenLogFiles(Console& console) {
+    try {
+        const LoggerRef files = MakeFileLogger();
+        files->Open(ProgramFolder() + u"\\BKFD.log", ProgramFolder() + u"\\short.log");
+        log_->PassOnTo(files);
+    } catch (const RuntimeError& error) {
+        console.err << "brackenfold: no log is written: " << PrintableText(error.Description())
+                    << std::endl;
+    }
+}
+
+MachineSession::~MachineSession() = default;
+
+std::vector<Unreadable> MachineSession::CollectUnreadable() {
+    std::vector<Unreadable> unreadable;
+    for (const UnreadableItem& item : parts_->witness.Unreadable()) {
+        unreadable.push_back({item.kind, item.name, SysUtil::SystemErrorText(item.error)});
+    }
+    for (const MemoryLog::Line& line : log_->Lines()) {
+        if (line.level == LogLevel::Trace) continue;
+        unreadable.push_back({u"step", line.source, line.message});
+    }
+    return unreadable;
+}
+
+const std::vector<RecordedChange>& MachineSession::Changes() const {
+    return parts_->recorder.Changes();
+}
+
+std::vector<std::string> MachineSession::Failures() const {
+    std::vector<std::string> failures;
+    for (const MemoryLog::Line& line : log_->Lines()) {
+        if (line.level != LogLevel::Trace) failures.push_back(PrintableText(line.message));
+    }
+    return failures;
+}
+
+std::string MachineSession::WindowsText() const {
+    std::int32_t major = 0;
+    std::int32_t minor = 0;
+    std::int32_t build = 0;
+    std::int32_t platformId = 0;
+    Text servicePack;
+    return PrintableText(SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack));
+}
+
+Json UnreadableToJson(const std::vector<Unreadable>& unreadable) {
+    Json list = Json::array();
+    for (const Unreadable& entry : unreadable) {
+        list.push_back({{"kind", TextToJson(entry.kind)},
+                        {"name", TextToJson(entry.name)},
+                        {"error", TextToJson(entry.error)}});
+    }
+    return list;
+}
+
+void PrintUnreadable(Console& console, const std::vector<Unreadable>& unreadable) {
+    for (const Unreadable& entry : unreadable) {
+        console.err << "brackenfold: could not read " << PrintableText(entry.kind) << " "
+                    << PrintableText(entry.name) << ": " << PrintableText(entry.error) << '\n';
+    }
+}
+
+int ExitCodeOf(const std::vector<Unreadable>& unreadable) {
+    const bool isIncomplete =
+        std::any_of(unreadable.begin(), unreadable.end(),
+                    [](const Unreadable& entry) { return entry.MakesIncomplete(); });
+    return isIncomplete ? ExitCode::Incomplete : ExitCode::Done;
+}
+
+}  // namespace bkfd

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "cli/Command.h"
+#include "cli/Json.h"
+#include "cli/MemoryLog.h"
+#include "platform/record/RecordingMachine.h"
+#include "ui/terminal/TerminalToolkit.h"
+
+namespace bkfd {
+
+/// Makes a machine and a toolkit those of the engine, sets the application's state from them, and
+/// puts back what was there before at the end.
+class InstalledEngine {
+  public:
+    InstalledEngine(Machine& machine, Toolkit& toolkit);
+    ~InstalledEngine();
+    InstalledEngine(const InstalledEngine&) = delete;
+    InstalledEngine& operator=(const InstalledEngine&) = delete;
+
+  private:
+    Machine* machineBefore_;
+    Toolkit* toolkitBefore_;
+};
+
+/// Something that could not be read, so that results may lack something.
+struct Unreadable {
+    Text kind;  // "registry", "file", "process", or "step" for a failed operation of the engine
+    Text name;
+    Text error;
+
+    /// A process that can't be opened is usual and takes nothing from the results.
+    bool MakesIncomplete() const { return kind != u"process"; }
+};
+
+/// What a command does with its machine.
+struct SessionUse {
+    /// Changes it: the engine's log goes to the machine's log files too.
+    bool changes = false;
+    TerminalToolkit::Answers answers = TerminalToolkit::Answers::SafeChoice;
+    /// All changes stay in memory and are gone afterwards.
+    bool isDryRun = false;
+};
+
+/// The use of a command that changes the machine: `yes` answers every question, and a document is
+/// never interrupted by one.
+SessionUse ChangingUse(const CommandContext& context, bool yes);
+
+/// The machine image that the command line names, ready for the engine. The engine's log is kept in
+/// memory.
+class MachineSession {
+  public:
+    /// A missing or malformed image is a CommandError.
+    explicit MachineSession(CommandContext& context, SessionUse use = {});
+    ~MachineSession();
+
+    const LoggerRef& Log() const { return logger_; }
+    const std::vector<MemoryLog::Line>& LogLines() const { return log_->Lines(); }
+    /// What could not be read so far, each thing once.
+    std::vector<Unreadable> CollectUnreadable();
+    /// What was asked of the machine so far to be changed.
+    const std::vector<RecordedChange>& Changes() const;
+    /// What the engine has logged as failed, in its words, one line each.
+    std::vector<std::string> Failures() const;
+    /// One line: "Windows XP, version 5.1.2600 Service Pack 2".
+    std::string WindowsText() const;
+
+  private:
+    struct Parts;
+
+    void OpenLogFiles(Console& console);
+
+    std::shared_ptr<MemoryLog> log_ = std::make_shared<MemoryLog>();
+    LoggerRef logger_ = log_;
+    std::unique_ptr<Parts> parts_;
+};
+
+Json UnreadableToJson(const std::vector<Unreadable>& unreadable);
+/// Says what could not be read as messages, for a reader of the results.
+void PrintUnreadable(Console& console, const std::vector<Unreadable>& unreadable);
+/// Incomplete if anything but a process is among them, else done.
+int ExitCodeOf(const std::vector<Unreadable>& unreadable);
+
+}  // namespace bkfd

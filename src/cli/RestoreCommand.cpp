@@ -1,0 +1,122 @@
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "cli/Commands.h"
+#include "cli/MachineSession.h"
+#include "removal/processes/CProcessManager.h"
+#include "removal/processes/ParasiteFileName.h"
+#include "removal/processes/RemovedFiles.h"
+#include "resources/StringTable.h"
+#include "services/FileUtil.h"
+#include "services/MAPI.h"
+#include "services/RegistryAccess.h"
+#include "services/SysUtil.h"
+#include "ui/terminal/PrintableText.h"
+
+namespace bkfd {
+namespace {
+
+constexpr int kReallyRestore = 126;
+constexpr int kRestored = 127;
+constexpr int kCannotRestore = 128;
+constexpr int kNothingToRestore = 139;
+
+/// Former names of the disabled files that are still there under their disabled names.
+std::vector<Text> RestorableFiles() {
+    std::vector<Text> files;
+    RegistryAccess registry;
+    for (const Variant& name : registry.EnumValues(kRemovedFilesRoot, kRemovedFilesKey)) {
+        if (FileUtil::FileExists(GetParasiteFileName(name.AsText()))) {
+            files.push_back(name.AsText());
+        }
+    }
+    return files;
+}
+
+Text Filled(int string, const Text& file) {
+    return SysUtil::FormatTemplate(ResourceString(string), {file});
+}
+
+class RestoreCommand final : public Command {
+  public:
+    const char* Name() const override { return "restore"; }
+    const char* Summary() const override {
+        return "List disabled files, or give one its name back";
+    }
+
+    void Declare(CommandOptions& options) override {
+        options.AddOptionalName("FILE", file_, "Former name of the file that gets it back");
+        options.AddFlag("--yes", yes_, "Answer OK to the question");
+        options.Explain(
+            "Only the name comes back: registrations and startup entries that a cleanup deleted "
+            "stay\ndeleted.\n\nWith --json: the list of files that can still be restored.");
+    }
+
+    int Run(CommandContext& context) override {
+        MachineSession session(context, file_.empty() ? SessionUse{} : ChangingUse(context, yes_));
+        if (!file_.empty()) {
+            const int code = Restore(context, session, FromUtf8(file_));
+            if (code != ExitCode::Done) return code;
+        }
+        Print(context, RestorableFiles());
+        const std::vector<Unreadable> unreadable = session.CollectUnreadable();
+        PrintUnreadable(context.console, unreadable);
+        return ExitCodeOf(unreadable);
+    }
+
+  private:
+    static int Restore(CommandContext& context, MachineSession& session, const Text& file) {
+        Text known;
+        for (const Text& candidate : RestorableFiles()) {
+            if (EqualsIgnoreCase(candidate, file)) known = candidate;
+        }
+        if (known.empty()) {
+            throw CommandError("there is no disabled file of the name " + PrintableText(file));
+        }
+        if (ShowMessage(Filled(kReallyRestore, known),
+                        MessageStyle::Exclamation | MessageStyle::OkCancel) != MessageResult::Ok) {
+            context.console.err << "brackenfold: nothing was changed" << std::endl;
+            return ExitCode::Failed;
+        }
+        GiveNameBack(session, known);
+        ShowMessage(Filled(kRestored, known), MessageStyle::Information);
+        return ExitCode::Done;
+    }
+
+    static void GiveNameBack(MachineSession& session, const Text& file) {
+        CProcessManager processes;
+        processes.Init(session.Log());
+        bool ok = false;
+        processes.SafeRenameFile(GetParasiteFileName(file), file, ok);
+        if (!ok) throw CommandError(ToUtf8(Filled(kCannotRestore, file)));
+        RegistryAccess registry;
+        const Status deleted = registry.DeleteValue(kRemovedFilesRoot, kRemovedFilesKey, file);
+        if (!deleted.IsOk()) {
+            throw CommandError("the file has its name back, but stays in the list: " +
+                               ToUtf8(SysUtil::SystemErrorText(deleted.code)));
+        }
+    }
+
+    static void Print(CommandContext& context, const std::vector<Text>& files) {
+        if (context.asJson) {
+            Json list = Json::array();
+            for (const Text& file : files) list.push_back(TextToJson(file));
+            PrintJson(context.console.out, list);
+            return;
+        }
+        if (files.empty())
+            ShowMessage(ResourceString(kNothingToRestore), MessageStyle::Information);
+        for (const Text& file : files) context.console.out << PrintableText(file) << '\n';
+    }
+
+    std::string file_;
+    bool yes_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeRestoreCommand() {
+    return std::make_unique<RestoreCommand>();
+}
+
+}  // namespace bkfd

@@ -1,0 +1,53 @@
+#include <nlohmann/json.hpp>
+
+#include "cli/Commands.h"
+#include "cli/MachineSession.h"
+#include "cli/ProgressLine.h"
+#include "cli/ScanResult.h"
+
+namespace bkfd {
+namespace {
+
+class ScanCommand final : public Command {
+  public:
+    const char* Name() const override { return "scan"; }
+    const char* Summary() const override { return "Say what has to go; change nothing"; }
+
+    void Declare(CommandOptions& options) override {
+        options.AddFlag("--suspicious", wantsSuspicious_,
+                        "Also list what merely looks wrong: files that name no company");
+        options.Explain(
+            "Prints the files to disable and the helper objects to delete, and why. Exit code 1 "
+            "if\n"
+            "there are any, 3 if none was found but something could not be read.\n\n"
+            "With --json: {\"verdict\": \"clean\", \"parasites\" or \"incomplete\", \"files\": "
+            "[...],\n"
+            "\"bhos\": [...], \"suspicious\": [...], \"unreadable\": [{\"kind\", \"name\", "
+            "\"error\"}]}");
+    }
+
+    int Run(CommandContext& context) override {
+        MachineSession session(context);
+        const ScanResult result = [&] {
+            const ProgressLine progress(context.console, "Looking for parasites");
+            return Scan(session, wantsSuspicious_);
+        }();
+        if (context.asJson) {
+            PrintJson(context.console.out, ScanToJson(result));
+        } else {
+            PrintScan(context.console, session.WindowsText(), result);
+        }
+        return ExitCodeOf(result.verdict);
+    }
+
+  private:
+    bool wantsSuspicious_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeScanCommand() {
+    return std::make_unique<ScanCommand>();
+}
+
+}  // namespace bkfd

@@ -1,0 +1,121 @@
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "cli/Commands.h"
+#include "cli/MachineSession.h"
+#include "cli/TextTable.h"
+#include "panels/SettingInfo.h"
+#include "removal/CPaRemover.h"
+#include "resources/StringTable.h"
+#include "services/MAPI.h"
+#include "ui/terminal/PrintableText.h"
+
+namespace bkfd {
+namespace {
+
+constexpr int kReallyRestore = 101;
+constexpr int kRestored = 102;
+
+struct NumberedSetting {
+    int number;
+    SettingInfo info;
+};
+
+std::vector<NumberedSetting> ReadSettings() {
+    RegistryAccess registry;
+    std::vector<NumberedSetting> settings;
+    for (int number = 1; number <= kSettingCount; ++number) {
+        settings.push_back({number, GetSettingInfo(registry, number)});
+    }
+    return settings;
+}
+
+Json SettingsToJson(const std::vector<NumberedSetting>& settings) {
+    Json list = Json::array();
+    for (const auto& [number, info] : settings) {
+        list.push_back({{"number", number},
+                        {"description", TextToJson(info.description)},
+                        {"value", TextToJson(info.value)},
+                        {"status", TextToJson(info.status)},
+                        {"shown", info.shown}});
+    }
+    return list;
+}
+
+std::string StatusText(const Text& status) {
+    if (status == SettingStatus::kAccepted) return "ok";
+    if (status == SettingStatus::kOwnStartPage) return "your own?";
+    return "SUSPECT";
+}
+
+void PrintSettings(const Console& console, const std::vector<NumberedSetting>& settings) {
+    TextTable table({"Status", "Setting", "Value"});
+    for (const auto& [number, info] : settings) {
+        if (!info.shown) continue;
+        table.AddRow(
+            {StatusText(info.status), PrintableText(info.description), PrintableText(info.value)});
+    }
+    table.Print(console);
+}
+
+class SettingsCommand final : public Command {
+  public:
+    const char* Name() const override { return "settings"; }
+    const char* Summary() const override { return "List the browser's settings, or restore them"; }
+
+    void Declare(CommandOptions& options) override {
+        options.AddFlag("--restore", restores_, "Put all settings back to known values first");
+        options.AddFlag("--yes", yes_, "Answer OK to the question");
+        options.Explain(
+            "Lists the settings that decide which page the browser opens: the pages, and of the "
+            "rest\nonly what is suspect.\n\n"
+            "With --json: a list of all 26, {\"number\", \"description\", \"value\", \"status\": "
+            "\"OK\",\n\"i\" for suspect, \"IE\" for a start page that merely isn't a known one, "
+            "or \"\", \"shown\"}.");
+    }
+
+    int Run(CommandContext& context) override {
+        MachineSession session(context, restores_ ? ChangingUse(context, yes_) : SessionUse{});
+        const int code = restores_ ? Restore(context, session) : ExitCode::Done;
+        const std::vector<NumberedSetting> settings = ReadSettings();
+        if (context.asJson) {
+            PrintJson(context.console.out, SettingsToJson(settings));
+        } else {
+            PrintSettings(context.console, settings);
+        }
+        if (code != ExitCode::Done) return code;
+        const std::vector<Unreadable> unreadable = session.CollectUnreadable();
+        PrintUnreadable(context.console, unreadable);
+        return ExitCodeOf(unreadable);
+    }
+
+  private:
+    static int Restore(CommandContext& context, MachineSession& session) {
+        if (ShowMessage(ResourceString(kReallyRestore),
+                        MessageStyle::Exclamation | MessageStyle::OkCancel) != MessageResult::Ok) {
+            context.console.err << "brackenfold: nothing was changed" << std::endl;
+            return ExitCode::Failed;
+        }
+        CPaRemover remover;
+        remover.Init(session.Log());
+        remover.RestoreConfigurationSettings();
+        const std::vector<std::string> failures = session.Failures();
+        for (const std::string& failure : failures) {
+            context.console.err << "brackenfold: " << failure << '\n';
+        }
+        if (!failures.empty()) return ExitCode::Failed;
+        ShowMessage(ResourceString(kRestored), MessageStyle::Information);
+        return ExitCode::Done;
+    }
+
+    bool restores_ = false;
+    bool yes_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeSettingsCommand() {
+    return std::make_unique<SettingsCommand>();
+}
+
+}  // namespace bkfd
