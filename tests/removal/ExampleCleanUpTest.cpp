@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <map>
+
+#include "common/EngineBench.h"
+#include "platform/fault/FaultMachine.h"
+#include "platform/image/HostFiles.h"
+#include "platform/image/MachineImage.h"
+#include "platform/overlay/OverlayMachine.h"
+#include "removal/CPaRemover.h"
+#include "removal/processes/CProcessManager.h"
+#include "removal/processes/ParasiteFileName.h"
+#include "removal/processes/RemovedFiles.h"
+#include "services/FileUtil.h"
+
+namespace bkfd {
+namespace {
+
+/// A copy of an example machine that goes with the object.
+class ExampleCopy {
+  public:
+    explicit ExampleCopy(const std::string& name) {
+        std::string folder = std::filesystem::temp_directory_path() / "example-XXXXXX";
+        if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary folder");
+        path_ = folder;
+        std::filesystem::copy(std::filesystem::path(BKFD_SOURCE_DIR "/examples/machines") / name,
+                              path_, std::filesystem::copy_options::recursive);
+    }
+    ~ExampleCopy() { std::filesystem::remove_all(path_); }
+    ExampleCopy(const ExampleCopy&) = delete;
+    ExampleCopy& operator=(const ExampleCopy&) = delete;
+
+    std::unique_ptr<ImageMachine> Load() const {
+        auto loaded = LoadMachineImage(path_);
+        if (const auto* error = std::get_if<ImageError>(&loaded)) {
+            throw std::runtime_error(error->Describe());
+        }
+        return std::move(std::get<std::unique_ptr<ImageMachine>>(loaded));
+    }
+
+  private:
+    std::filesystem::path path_;
+};
+
+/// A user who says OK to everything.
+class WillingToolkit final : public HeadlessToolkit {
+  public:
+    MessageResult ShowMessageBox(const Text&, int, const Text&) override {
+        return MessageResult::Ok;
+    }
+};
+
+/// The engine on a machine, with a log of its own.
+class Engine {
+  public:
+    explicit Engine(Machine& machine) : installed_(machine), toolkit_(InstallToolkit(&willing_)) {
+        EngineBench::Start();
+    }
+    ~Engine() {
+        gHashier.reset();
+        InstallToolkit(toolkit_);
+    }
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    /// True at the normal end: the restart, which ends the program.
+    bool CleanUp() {
+        CPaRemover remover;
+        remover.Init(log);
+        try {
+            remover.CleanUp();
+            return false;
+        } catch (const ProgramEnd&) {
+            return true;
+        }
+    }
+
+    std::shared_ptr<LogText> log = std::make_shared<LogText>();
+
+  private:
+    WillingToolkit willing_;
+    InstalledMachine installed_;
+    Toolkit* toolkit_;
+};
+
+/// Lower-cased paths of all files with their content; one that can't be read has none.
+using FileSet = std::map<Text, Bytes>;
+
+void Collect(Files& files, const Text& folder, FileSet& found) {
+    FindData data;
+    const Handle search = files.FindFirstFileW(folder + u"\\*", data);
+    if (search == kInvalidHandle) return;
+    do {
+        if (data.name == u"." || data.name == u"..") continue;
+        const Text path = folder + u"\\" + data.name;
+        if ((data.attributes & FileAttribute::Directory) != 0) {
+            Collect(files, path, found);
+            continue;
+        }
+        Bytes& content = found[ToLower(path)];
+        if (auto file = files.CreateFileW(path, FileMode::Read); file.IsOk()) {
+            content.resize(data.sizeLow);
+            (void)file.value->ReadFile(0, content);
+        }
+    } while (files.FindNextFileW(search, data).IsOk());
+    (void)files.FindClose(search);
+}
+
+FileSet FilesOf(Machine& machine) {
+    FileSet found;
+    Collect(machine.FileSystem(), u"C:", found);
+    return found;
+}
+
+/// Each file is whole under its old name or its disabled one, and a disabled one is on the list of
+/// removed files unless the log says why not.
+void ExpectNothingLost(Machine& machine, const FileSet& before, const std::string& log) {
+    const FileSet after = FilesOf(machine);
+    for (const auto& [path, content] : before) {
+        const Text disabled = ToLower(GetParasiteFileName(path));
+        const bool isDisabled = after.contains(disabled);
+        EXPECT_NE(after.contains(path), isDisabled) << ToUtf8(path);
+        if (!after.contains(path) && !isDisabled) continue;
+        EXPECT_EQ(after.at(isDisabled ? disabled : path), content) << ToUtf8(path);
+        if (!isDisabled) continue;
+        const bool isListed = machine.RegistryKeys()
+                                  .RegQueryValueExW(kRemovedFilesRoot, kRemovedFilesKey, path)
+                                  .IsOk();
+        const Text line = ToLower(u"Cannot note '" + path + u"' in the list");
+        EXPECT_TRUE(isListed || Find(ToLower(FromUtf8(log)), line) > 0) << ToUtf8(path);
+    }
+}
+
+class ExampleFaultSweep : public testing::TestWithParam<FaultPlan::Lasting> {};
+
+TEST_P(ExampleFaultSweep, LosesNothingWhateverCallFails) {
+    const ExampleCopy copy("hijacked-xp");
+    const auto image = copy.Load();
+    const FileSet before = FilesOf(*image);
+    std::size_t call = 0;
+    std::size_t calls = 0;
+    do {
+        SCOPED_TRACE("call " + std::to_string(++call));
+        OverlayMachine overlay(*image);
+        FaultMachine faulty(overlay);
+        std::string log;
+        {
+            Engine engine(faulty);
+            faulty.FailCall(call, GetParam());
+            (void)engine.CleanUp();
+            calls = faulty.CallCount();
+            log = engine.log->text;
+        }
+        ExpectNothingLost(overlay, before, log);
+        Engine again(overlay);
+        EXPECT_TRUE(again.CleanUp());
+        ExpectNothingLost(overlay, before, log + again.log->text);
+    } while (calls >= call && !HasFailure());
+    std::cout << "calls that failed: " << call - 1 << '\n';
+    EXPECT_GT(call, 100U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sweep, ExampleFaultSweep,
+                         testing::Values(FaultPlan::Lasting::Once, FaultPlan::Lasting::FromThenOn),
+                         [](const auto& tested) {
+                             return tested.param == FaultPlan::Lasting::Once ? "Once" : "ForGood";
+                         });
+
+/// Cleans the image in a process of its own that ends at the `point`-th durable write. False when
+/// there are fewer.
+bool CleanUntil(const ExampleCopy& copy, int point) {
+    const pid_t child = fork();
+    if (child == 0) {
+        int reached = 0;
+        SetWritePointHook([&](const char*) {
+            if (++reached == point) _exit(1);
+        });
+        {
+            const auto image = copy.Load();
+            Engine engine(*image);
+            if (!engine.CleanUp()) _exit(2);
+        }
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status)) << point;
+    EXPECT_NE(WEXITSTATUS(status), 2) << point;
+    return WEXITSTATUS(status) == 1;
+}
+
+TEST(ExampleKillSweep, LosesNothingWhereverTheProcessEnds) {
+    FileSet before;
+    {
+        const ExampleCopy untouched("hijacked-xp");
+        before = FilesOf(*untouched.Load());
+    }
+    int point = 0;
+    for (bool wasEnded = true; wasEnded && !HasFailure();) {
+        SCOPED_TRACE("write point " + std::to_string(++point));
+        const ExampleCopy copy("hijacked-xp");
+        wasEnded = CleanUntil(copy, point);
+        const auto image = copy.Load();
+        Engine engine(*image);
+        EXPECT_TRUE(engine.CleanUp());
+        ExpectNothingLost(*image, before, engine.log->text);
+    }
+    std::cout << "write points: " << point - 1 << '\n';
+    EXPECT_GT(point, 20);
+}
+
+TEST(ExampleUndo, GivesEveryFileItsNameAndBytesBack) {
+    for (const char* name : {"hijacked-xp", "hijacked-98", "clean-xp"}) {
+        const ExampleCopy copy(name);
+        const auto image = copy.Load();
+        const FileSet before = FilesOf(*image);
+        Engine engine(*image);
+        EXPECT_TRUE(engine.CleanUp()) << name;
+        const auto listed =
+            image->RegistryKeys().RegEnumValueW(kRemovedFilesRoot, kRemovedFilesKey);
+        EXPECT_EQ(listed.IsOk(), std::string(name) != "clean-xp") << name;
+        EXPECT_EQ(FilesOf(*image) == before, !listed.IsOk()) << name;
+
+        CProcessManager manager;
+        manager.Init(engine.log);
+        for (const Text& path : listed.value) {
+            bool isRestored = false;
+            manager.SafeRenameFile(GetParasiteFileName(path), path, isRestored);
+            EXPECT_TRUE(isRestored) << ToUtf8(path);
+        }
+        EXPECT_TRUE(FilesOf(*image) == before) << name;
+    }
+}
+
+}  // namespace
+}  // namespace bkfd
