@@ -98,6 +98,10 @@ Result<DiskVolume::Place> DiskVolume::LocateIn(const Place& folder, TextView nam
 }
 
 Result<DiskVolume::Place> DiskVolume::Locate(TextView path) {
+    // Names such as "System" of a process stand for no file.
+    if (path.size() < 3 || path[1] != u':' || path[2] != u'\\') {
+        return Status{SystemError::PathNotFound};
+    }
     const TextView parentPath = WindowsPath::Parent(path);
     if (parentPath.empty()) {
         Place drives;

@@ -104,6 +104,16 @@ void Rename(const RenameForm& form, Logger& logger, const Text& source, const Te
                  form.encodedNameSource);
 }
 
+bool IsNoted(const Text& path) {
+    Text value;
+    (void)RegistryAccess().ReadString(kRemovedFilesRoot, kRemovedFilesKey, path, value);
+    return !value.empty();
+}
+
+Status NoteRemoved(const Text& path) {
+    return RegistryAccess().WriteString(kRemovedFilesRoot, kRemovedFilesKey, path, path);
+}
+
 void WaitForHoldersToEnd() {
     const auto now = [] { return TheMachine().System().GetLocalTime(); };
     const Date end = AddSeconds(now(), kSecondsForHoldersToEnd);
@@ -160,10 +170,16 @@ void CProcessManager::RenameParasiteFile(const Text& file, bool& ok) {
         logger_->Trace(SysUtil::FormatTemplate(u"Converting filename '%1' -> '%2'", {file, path}),
                        operation);
     }
+    // Noted before the move, so that no crash leaves a disabled file that nothing tells of.
+    const bool wasNoted = IsNoted(path);
+    Status noted = NoteRemoved(path);
     SafeRenameFile(path, GetParasiteFileName(path), ok);
-    if (!ok) return;
-    const Status noted =
-        RegistryAccess().WriteString(kRemovedFilesRoot, kRemovedFilesKey, path, path);
+    if (!ok) {
+        if (!wasNoted)
+            (void)RegistryAccess().DeleteValue(kRemovedFilesRoot, kRemovedFilesKey, path);
+        return;
+    }
+    if (!noted.IsOk()) noted = NoteRemoved(path);
     LogRefusedChange(*logger_, noted, u"note '" + path + u"' in the list of removed files",
                      operation);
 }
