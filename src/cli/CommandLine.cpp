@@ -22,10 +22,11 @@ constexpr const char* kFooter =
   registry/*.reg   its registry, as the registry editor exports it
   drives/c/...     the files of its drive C:
 
-Start with a copy of one of examples/machines:
+Work on a copy, since a cleanup changes the image; examples/machines has three:
 
   cp -r examples/machines/hijacked-xp /tmp/pc
   brackenfold --machine /tmp/pc scan           what has to go, and why
+  brackenfold --machine /tmp/pc clean          take it out of action, after a question
   brackenfold --machine /tmp/pc bhos           the browser's helper objects
   brackenfold --machine /tmp/pc --json scan    the same for scripts
   brackenfold identify setup.exe               what is known of any file

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "detection/identity/CHashier.h"
+#include "platform/curl/CurlHttp.h"
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/witness/WitnessMachine.h"
@@ -87,6 +88,17 @@ void MachineSession::OpenLogFiles(Console& console) {
 }
 
 MachineSession::~MachineSession() = default;
+
+TerminalToolkit& MachineSession::Toolkit() {
+    return parts_->toolkit;
+}
+
+void MachineSession::ConnectToNetwork() {
+    parts_->image->SetHttp([] {
+        auto request = CurlHttp().CreateXmlHttpRequest();
+        return std::move(request.value);
+    });
+}
 
 std::vector<Unreadable> MachineSession::CollectUnreadable() {
     std::vector<Unreadable> unreadable;

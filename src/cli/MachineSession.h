@@ -56,6 +56,9 @@ class MachineSession {
     explicit MachineSession(CommandContext& context, SessionUse use = {});
     ~MachineSession();
 
+    TerminalToolkit& Toolkit();
+    /// Gives the machine the host's network; until then it has none. A dry run never has.
+    void ConnectToNetwork();
     const LoggerRef& Log() const { return logger_; }
     const std::vector<MemoryLog::Line>& LogLines() const { return log_->Lines(); }
     /// What could not be read so far, each thing once.

@@ -1,3 +1,5 @@
+#include <istream>
+
 #include "app/FMain.h"
 #include "app/MMain.h"
 #include "cli/Commands.h"
@@ -9,24 +11,34 @@ namespace {
 class StartCommand final : public Command {
   public:
     const char* Name() const override { return "start"; }
-    const char* Summary() const override { return "Run the program's whole start-up"; }
+    const char* Summary() const override {
+        return "Run the program with its windows on the terminal";
+    }
 
     void Declare(CommandOptions& options) override {
         options.AddFlag("--yes", yes_, "Answer OK to every question, also to the restart");
         options.Explain(
             "Does what the Windows program does when the user starts it: opens its logs, looks "
             "for\n"
-            "parasites and offers the cleanup, or finishes an earlier one, then backs up the\n"
-            "registry. Questions come on the terminal; at the end of the input the answer is "
-            "Cancel.");
+            "parasites and offers the cleanup, or finishes an earlier one, backs up the registry "
+            "and shows\nits windows, which take typed commands (help lists them). The end of the "
+            "input is Cancel for\na question and the end for a window.");
     }
 
     int Run(CommandContext& context) override {
         MachineSession session(context, {.answers = ChangingUse(context, yes_).answers});
+        session.ConnectToNetwork();
+        TerminalToolkit& toolkit = session.Toolkit();
+        toolkit.ReadLinesBy([&console = context.console]() -> std::optional<std::string> {
+            std::string line;
+            if (!std::getline(console.in, line)) return std::nullopt;
+            return line;
+        });
         OfferCustomComponent();
         FMain window;
         window.Form_Initialize();
-        window.Form_Load();
+        window.Show();
+        toolkit.Run();
         return ExitCode::Done;
     }
 

@@ -208,6 +208,7 @@ TEST(Start, OffersTheCleanupAndFinishesIt) {
     CliRun run = RunOn(machine, {"start"}, "c");
     EXPECT_EQ(run.code, 0) << run.err;
     EXPECT_THAT(run.err, HasSubstr("which can be deleted automatically"));
+    EXPECT_THAT(run.err, HasSubstr("Step 2. Restore Configuration Settings")) << "the window came";
     EXPECT_EQ(RunOn(machine, {"scan"}).code, 1) << "nothing was cleaned";
     EXPECT_THAT(machine.Read("drives/c/Program Files/Brackenfold/BKFD.log"),
                 HasSubstr("********** start app"));

@@ -2,6 +2,7 @@
 #include "platform/fault/FaultMachine.h"
 #include "platform/memory/MemoryMachine.h"
 #include "platform/overlay/OverlayMachine.h"
+#include "platform/record/RecordingMachine.h"
 #include "platform/witness/WitnessMachine.h"
 #include "tests/contract/MachineContract.h"
 
@@ -103,6 +104,9 @@ INSTANTIATE_TEST_SUITE_P(Fault, MachineContract,
                          BothFamilies<WrappedUnderTest<FaultMachine>>("Fault"), AdapterName);
 INSTANTIATE_TEST_SUITE_P(Witness, MachineContract,
                          BothFamilies<WrappedUnderTest<WitnessMachine>>("Witness"), AdapterName);
+INSTANTIATE_TEST_SUITE_P(Recording, MachineContract,
+                         BothFamilies<WrappedUnderTest<RecordingMachine>>("Recording"),
+                         AdapterName);
 INSTANTIATE_TEST_SUITE_P(Overlay, MachineContract, BothFamilies<OverlayUnderTest>("Overlay"),
                          AdapterName);
 
