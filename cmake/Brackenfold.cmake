@@ -8,7 +8,8 @@ target_compile_options(bkfd_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-res
 target_include_directories(bkfd_options INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
 if(BKFD_SANITIZE)
   target_compile_options(bkfd_options INTERFACE
-    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -g1
+    $<IF:$<BOOL:$<TARGET_PROPERTY:BKFD_IS_TEST>>,-O0,-O1>)  # tests compile in half the time
   target_link_options(bkfd_options INTERFACE -fsanitize=address,undefined)
 endif()
 if(WIN32)
@@ -31,6 +32,7 @@ function(bkfd_test name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE bkfd_options ${ARG_DEPENDS} gmock_main)
   target_compile_definitions(${name} PRIVATE BKFD_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+  set_target_properties(${name} PROPERTIES BKFD_IS_TEST ON)
   if(NOT WIN32)
     add_test(NAME ${name} COMMAND ${name})
   endif()
