@@ -18,3 +18,15 @@ expect() {
 
 headline "A hijacked Windows XP machine (a throwaway copy at $image)"
 expect 1 "$program" --machine "$image" scan
+
+headline "The cleanup, which a user would start with one click"
+expect 0 "$program" --machine "$image" clean --yes
+
+headline "The same scan again"
+expect 0 "$program" --machine "$image" scan
+
+headline "What can be undone: brackenfold restore FILE gives a file its name back"
+expect 0 "$program" --machine "$image" restore
+
+headline "What the program's own log tells of it"
+tail -n 12 "$image/drives/c/Program Files/Brackenfold/BKFD.log"
