@@ -1,5 +1,6 @@
 #include "detection/identity/CFileChecker.h"
 
+#include <algorithm>
 #include <span>
 #include <string>
 #include <utility>
@@ -59,19 +60,14 @@ Text ProgramOf(const Text& line) {
 }
 
 struct Found {
-    std::size_t count = 0;  // of characters written, 0 when nothing was found
+    std::size_t count = 0;  // of characters, 0 when nothing was found
     std::intptr_t filePart = 0;
 };
-
-/// A count that doesn't fit the stated buffer asks for a larger one: nothing was written.
-std::size_t Written(std::uint32_t count) {
-    return count < kStatedBufferSize ? count : 0;
-}
 
 Found SearchWide(const Text& name, Text& buffer) {
     const SearchPathResult result =
         TheMachine().FileSystem().SearchPathW(name, std::span(buffer).first(kStatedBufferSize));
-    return {Written(result.count), result.filePart};
+    return {result.count, result.filePart};
 }
 
 /// The same through the code page, in which a character may take more than one byte.
@@ -80,10 +76,10 @@ Found SearchAnsi(const Text& name, Text& buffer) {
     std::string bytes = system.WideCharToMultiByte(buffer);
     const SearchPathResult result = TheMachine().FileSystem().SearchPathA(
         system.WideCharToMultiByte(name), std::span(bytes).first(kStatedBufferSize));
-    const std::size_t written = Written(result.count);
     const std::string_view all = bytes;
-    const Text found = system.MultiByteToWideChar(all.substr(0, written));
-    buffer = found + system.MultiByteToWideChar(all.substr(written));
+    const std::size_t counted = std::min<std::size_t>(result.count, all.size());
+    const Text found = system.MultiByteToWideChar(all.substr(0, counted));
+    buffer = found + system.MultiByteToWideChar(all.substr(counted));
     return {found.size(), result.filePart};
 }
 
@@ -104,7 +100,8 @@ Text Resolve(const Text& name, bool hasLongNames) {
     Text buffer(kBufferSize, u' ');
     Found found = Search(SysUtil::ExpandEnvironment(name), buffer);
     if (found.count > 0) {
-        buffer.resize(found.count);
+        // The count of a name that doesn't fit is the size that it needs: as many blanks stay.
+        buffer = Left(buffer, static_cast<std::ptrdiff_t>(found.count));
     } else {
         // The buffer isn't shortened behind this second search, on purpose.
         found = Search(name, buffer);

@@ -86,8 +86,11 @@ TEST(CFileChecker, KeepsOddNames) {
 
 enum class System { Windows98, NT4, XP };
 
-/// What a resolved name looks like, with the length where it is a whole buffer.
+const Text kLongName = u"\\\\?\\C:\\" + Text(2100, u'l');
+
+/// What a resolved name looks like, with the length where it is a whole buffer or blanks.
 std::string Shown(const Text& name) {
+    if (Trim(name).empty()) return std::to_string(name.size()) + " blanks";
     if (name.size() < 4000) return ToUtf8(name);
     return ToUtf8(name.substr(0, name.find(u'\0'))) + " in " + std::to_string(name.size());
 }
@@ -96,7 +99,7 @@ TEST(CFileChecker, ResolvesNamesAsEachSystemDoes) {
     const struct {
         const char* label;
         System system;
-        const char16_t* name;
+        Text name;
         const char* fullName;
     } rows[] = {
         {"a bare name", System::XP, u"tool.exe", "C:\\WINDOWS\\tool.exe"},
@@ -115,6 +118,10 @@ TEST(CFileChecker, ResolvesNamesAsEachSystemDoes) {
          "C:\\WINDOWS\\%odd%.exe in 4000"},
         {"a drive has no file part", System::XP, u"C:\\", "C:\\ in 4000"},
         {"a drive has no file part", System::NT4, u"C:\\", "C:\\"},
+        // The system asks for a larger buffer and writes nothing into this one.
+        {"a name beyond the buffer", System::XP, kLongName, "4000 blanks"},
+        {"a name beyond the buffer", System::NT4, kLongName, "2104 blanks"},
+        {"a name beyond the buffer", System::Windows98, kLongName, "2104 blanks"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.label) + ' ' + std::to_string(static_cast<int>(row.system)));
@@ -126,6 +133,7 @@ TEST(CFileChecker, ResolvesNamesAsEachSystemDoes) {
         bench.machine.AddFile(u"C:\\WINDOWS\\tool.exe");
         bench.machine.AddFile(u"C:\\WINDOWS\\%odd%.exe");
         bench.machine.AddFile(u"C:\\Long name\\app.exe");
+        bench.machine.AddFile(kLongName.substr(4));
         bench.machine.SetShortName(u"C:\\Long name", u"LONGNA~1");
         CFileChecker checker;
         checker.Init(bench.log);
