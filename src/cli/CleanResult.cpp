@@ -98,11 +98,13 @@ class Summary {
 
     void AddValue(const RecordedChange& change) {
         const Text key = ToLower(change.name);
-        if (change.outcome.IsNotThere() || key.starts_with(kOwnKey)) return;
-        if (!change.outcome.IsOk()) {
-            return Fail("registry", FullKey(change) + u"\\" + change.valueName, change.outcome);
-        }
-        if (change.before == change.after) return;
+        if (change.outcome.IsNotThere()) return;
+        const Text place = FullKey(change) + u"\\" + change.valueName;
+        // What was refused at first may have succeeded since.
+        std::erase_if(result_.failed,
+                      [&](const FailedChange& failed) { return failed.name == place; });
+        if (!change.outcome.IsOk()) return Fail("registry", place, change.outcome);
+        if (key.starts_with(kOwnKey) || change.before == change.after) return;
         const bool isStartup =
             std::any_of(std::begin(kStartupKeys), std::end(kStartupKeys),
                         [&](TextView prefix) { return key.starts_with(prefix); });

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "removal/processes/RefusedChange.h"
 #include "services/ErrorMode.h"
 #include "services/SysUtil.h"
 
@@ -57,9 +58,12 @@ std::shared_ptr<ItemList> CBHOManager::EnumBHOs() {
 }
 
 void CBHOManager::DeleteBHO(const Text& clsid) {
-    registry_->DeleteKey(RegistryRoot::LocalMachine, RegistrationKey(clsid));
+    const Text key = RegistrationKey(clsid);
+    const bool isDeleted = registry_->DeleteKey(RegistryRoot::LocalMachine, key);
     // Written whether or not anything was deleted, and without a source, on purpose.
     logger_->Trace(SysUtil::FormatTemplate(u"Deleting BHO(%1)", {clsid}), u"");
+    if (isDeleted) return;
+    LogKeyThatStays(*logger_, RegistryRoot::LocalMachine, key, u"CBHOManager.DeleteBHO");
 }
 
 void CBHOManager::FillBHOInfo(const KeyedList& subkeys, ItemList& items, RegistryRoot) {

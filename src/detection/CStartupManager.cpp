@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "removal/processes/RefusedChange.h"
 #include "resources/StringTable.h"
 #include "services/ApplicationState.h"
 #include "services/ErrorMode.h"
@@ -121,11 +122,14 @@ struct StartupValue {
 
 void DeleteStartupValue(Logger& logger, RegistryAccess& registry, const StartupValue& value,
                         const Text& source) {
-    static_cast<void>(registry.DeleteValue(value.root, value.key, value.name));
+    const Status deleted = registry.DeleteValue(value.root, value.key, value.name);
     const Text root = RegistryAccess::RootName(value.root);
     logger.Trace(SysUtil::FormatTemplate(u"Deleted: '%1\\%2', '%3', '%4'",
                                          {root, value.key, value.name, value.data}),
                  source);
+    if (deleted.IsNotThere()) return;
+    LogRefusedChange(logger, deleted,
+                     u"delete '" + root + u"\\" + value.key + u"\\" + value.name + u"'", source);
 }
 
 }  // namespace

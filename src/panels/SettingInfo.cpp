@@ -2,6 +2,7 @@
 
 #include "base/RuntimeError.h"
 #include "detection/MPaDetector.h"
+#include "removal/SettingPlaces.h"
 #include "resources/BuildSettings.h"
 #include "services/ApplicationState.h"
 #include "services/MAPI.h"
@@ -24,9 +25,7 @@ enum class Judge {
 enum class Shown { WhenSet, WhenSuspect };
 
 struct Setting {
-    RegistryRoot root;
-    TextView key;
-    TextView name;
+    SettingPlace place;
     Judge judge;
     TextView expected;
     Shown shown;
@@ -34,75 +33,52 @@ struct Setting {
     bool isOfNTOnly = false;
 };
 
-constexpr auto HKCR = RegistryRoot::ClassesRoot;
-constexpr auto HKCU = RegistryRoot::CurrentUser;
-constexpr auto HKLM = RegistryRoot::LocalMachine;
 using enum Judge;
 using enum Shown;
+using namespace SettingPlaces;
 
-constexpr TextView kMain = u"Software\\Microsoft\\Internet Explorer\\Main";
-constexpr TextView kControlPanel =
-    u"Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel";
-constexpr TextView kAboutUrls = u"SOFTWARE\\Microsoft\\Internet Explorer\\AboutURLs";
-constexpr TextView kWindows = u"Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
-constexpr TextView kStyles = u"Software\\Microsoft\\Internet Explorer\\Styles";
-constexpr TextView kDefaultPrefix =
-    u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\URL\\DefaultPrefix";
-constexpr TextView kPrefixes = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\URL\\Prefixes";
-
-constexpr Setting Prefix(TextView name, TextView expected, TextView description) {
-    return {HKLM, kPrefixes, name, Equals, expected, WhenSuspect, description};
+constexpr Setting Prefix(SettingPlace place, TextView expected, TextView description) {
+    return {place, Equals, expected, WhenSuspect, description};
 }
 
-constexpr Setting Handler(TextView key, TextView module, Shown shown, TextView description) {
-    return {HKCR, key, u"CLSID", ServedBy, module, shown, description};
+constexpr Setting Handler(SettingPlace place, TextView module, Shown shown, TextView description) {
+    return {place, ServedBy, module, shown, description};
 }
 
 constexpr Setting kSettings[kSettingCount] = {
-    {HKCU, kMain, u"Default_Page_URL", Page, u"", WhenSet,
+    {kUserDefaultPage, Page, u"", WhenSet,
      u"Default page URL for the user who is currently logged on"},
-    {HKLM, kMain, u"Default_Page_URL", Page, u"", WhenSet,
+    {kMachineDefaultPage, Page, u"", WhenSet,
      u"Default page URL particular to the computer (for any user)"},
-    {HKCU, kMain, u"Start Page", StartPage, u"", WhenSet,
+    {kUserStartPage, StartPage, u"", WhenSet,
      u"Start page for the user who is currently logged on"},
-    {HKLM, kMain, u"Start Page", Page, u"", WhenSet,
+    {kMachineStartPage, Page, u"", WhenSet,
      u"Start page particular to the computer (for any user)"},
-    {HKCU, kControlPanel, u"HomePage", Page, u"", WhenSet,
-     u"Home page for the user who is currently logged on"},
-    {HKLM, kAboutUrls, u"blank", Page, u"", WhenSet, u"Blank page for \"about:\" protocol"},
-    {HKLM, kWindows, u"AppInit_DLLs", Equals, u"wbsys.dll", WhenSet,
+    {kUserHomePage, Page, u"", WhenSet, u"Home page for the user who is currently logged on"},
+    {kBlankPage, Page, u"", WhenSet, u"Blank page for \"about:\" protocol"},
+    {kAppInitLibraries, Equals, u"wbsys.dll", WhenSet,
      u"DLLs to load during the DLL_PROCESS_ATTACH of User32.dll", true},
-    {HKCU, kStyles, u"Use My Stylesheet", Switch, u"", WhenSet, u"User's style sheet is enabled"},
-    {HKCU, kStyles, u"User Stylesheet", NeverAccepted, u"", WhenSet,
-     u"Location of the user's style sheet"},
-    {HKCU, kMain, u"Local Page", LocalPage, u"", WhenSet,
+    {kUseStylesheet, Switch, u"", WhenSet, u"User's style sheet is enabled"},
+    {kStylesheet, NeverAccepted, u"", WhenSet, u"Location of the user's style sheet"},
+    {kUserLocalPage, LocalPage, u"", WhenSet,
      u"Local page for the user who is currently logged on"},
-    {HKLM, kMain, u"Local Page", LocalPage, u"", WhenSet,
+    {kMachineLocalPage, LocalPage, u"", WhenSet,
      u"Local page particular to the computer (for any user)"},
-    {HKLM, kDefaultPrefix, u"", Equals, u"http://", WhenSuspect, u"Default protocol prefix"},
-    Prefix(u"ftp", u"ftp://", u"Protocol prefix for ftp.*"),
-    Prefix(u"gopher", u"gopher://", u"Protocol prefix for gopher.*"),
-    Prefix(u"home", u"http://", u"Protocol prefix for home.*"),
-    Prefix(u"mosaic", u"http://", u"Protocol prefix for mosaic.*"),
-    Prefix(u"www", u"http://", u"Protocol prefix for www.*"),
-    Handler(u"PROTOCOLS\\Handler\\about", u"mshtml.dll", WhenSet,
-            u"Handler for \"about:\" protocol"),
-    Handler(u"PROTOCOLS\\Handler\\file", u"urlmon.dll", WhenSuspect,
-            u"Handler for \"file:\" protocol"),
-    Handler(u"PROTOCOLS\\Handler\\ftp", u"urlmon.dll", WhenSuspect,
-            u"Handler for \"ftp:\" protocol"),
-    Handler(u"PROTOCOLS\\Handler\\gopher", u"urlmon.dll", WhenSuspect,
-            u"Handler for \"gopher:\" protocol"),
-    Handler(u"PROTOCOLS\\Handler\\http", u"urlmon.dll", WhenSuspect,
-            u"Handler for \"http:\" protocol"),
-    Handler(u"PROTOCOLS\\Handler\\https", u"urlmon.dll", WhenSuspect,
-            u"Handler for \"https:\" protocol"),
-    Handler(u"PROTOCOLS\\Handler\\local", u"urlmon.dll", WhenSuspect,
-            u"Handler for \"local:\" protocol"),
-    {HKCR, u"PROTOCOLS\\Filter\\text/html", u"CLSID", FilterServedBy, u"urlmon.dll", WhenSet,
-     u"Filter for \"text/html\" MIME type"},
-    {HKCR, u"PROTOCOLS\\Filter\\text/plain", u"CLSID", FilterServedBy, u"urlmon.dll", WhenSet,
-     u"Filter for \"text/plain\" MIME type"},
+    {kDefaultPrefix, Equals, u"http://", WhenSuspect, u"Default protocol prefix"},
+    Prefix(kPrefixFtp, u"ftp://", u"Protocol prefix for ftp.*"),
+    Prefix(kPrefixGopher, u"gopher://", u"Protocol prefix for gopher.*"),
+    Prefix(kPrefixHome, u"http://", u"Protocol prefix for home.*"),
+    Prefix(kPrefixMosaic, u"http://", u"Protocol prefix for mosaic.*"),
+    Prefix(kPrefixWww, u"http://", u"Protocol prefix for www.*"),
+    Handler(kHandlerAbout, u"mshtml.dll", WhenSet, u"Handler for \"about:\" protocol"),
+    Handler(kHandlerFile, u"urlmon.dll", WhenSuspect, u"Handler for \"file:\" protocol"),
+    Handler(kHandlerFtp, u"urlmon.dll", WhenSuspect, u"Handler for \"ftp:\" protocol"),
+    Handler(kHandlerGopher, u"urlmon.dll", WhenSuspect, u"Handler for \"gopher:\" protocol"),
+    Handler(kHandlerHttp, u"urlmon.dll", WhenSuspect, u"Handler for \"http:\" protocol"),
+    Handler(kHandlerHttps, u"urlmon.dll", WhenSuspect, u"Handler for \"https:\" protocol"),
+    Handler(kHandlerLocal, u"urlmon.dll", WhenSuspect, u"Handler for \"local:\" protocol"),
+    {kFilterHtml, FilterServedBy, u"urlmon.dll", WhenSet, u"Filter for \"text/html\" MIME type"},
+    {kFilterPlain, FilterServedBy, u"urlmon.dll", WhenSet, u"Filter for \"text/plain\" MIME type"},
 };
 
 constexpr TextView kFilter = u"Filter ";
@@ -170,7 +146,8 @@ void JudgeText(RegistryAccess& registry, const Setting& setting, SettingInfo& in
 }
 
 void ReadText(RegistryAccess& registry, const Setting& setting, SettingInfo& info) {
-    (void)registry.ReadString(setting.root, setting.key, setting.name, info.value);
+    (void)registry.ReadString(setting.place.root, setting.place.key, setting.place.name,
+                              info.value);
     if (info.value.empty()) return;
     info.shown = setting.shown == WhenSet;
     JudgeText(registry, setting, info);
@@ -179,7 +156,7 @@ void ReadText(RegistryAccess& registry, const Setting& setting, SettingInfo& inf
 /// Shown whether or not there is a value.
 void ReadSwitch(RegistryAccess& registry, const Setting& setting, SettingInfo& info) {
     std::int32_t number = 0;
-    (void)registry.ReadDword(setting.root, setting.key, setting.name, number);
+    (void)registry.ReadDword(setting.place.root, setting.place.key, setting.place.name, number);
     info.value = number != 0 ? u"Yes" : u"No";
     info.status = Verdict(number == 0);
     info.shown = true;

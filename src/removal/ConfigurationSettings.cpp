@@ -1,7 +1,7 @@
 #include "removal/ConfigurationSettings.h"
 
 #include "detection/MPaDetector.h"
-#include "platform/Machine.h"
+#include "removal/SettingPlaces.h"
 #include "removal/processes/RefusedChange.h"
 #include "resources/BuildSettings.h"
 #include "services/ApplicationState.h"
@@ -22,76 +22,58 @@ enum class Action {
 };
 
 struct Setting {
-    RegistryRoot root;
-    TextView key;
-    TextView name;
+    SettingPlace place;
     Action action;
     TextView text = {};
     Family family = Family::Any;
     TextView module = {};
 };
 
-constexpr auto HKCR = RegistryRoot::ClassesRoot;
-constexpr auto HKCU = RegistryRoot::CurrentUser;
-constexpr auto HKLM = RegistryRoot::LocalMachine;
 using enum Action;
-
-constexpr TextView kMain = u"Software\\Microsoft\\Internet Explorer\\Main";
-constexpr TextView kControlPanel =
-    u"Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel";
-constexpr TextView kStyles = u"Software\\Microsoft\\Internet Explorer\\Styles";
-constexpr TextView kAboutUrls = u"SOFTWARE\\Microsoft\\Internet Explorer\\AboutURLs";
-constexpr TextView kWindows = u"Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
-constexpr TextView kDefaultPrefix =
-    u"Software\\Microsoft\\Windows\\CurrentVersion\\URL\\DefaultPrefix";
-constexpr TextView kPrefixes = u"Software\\Microsoft\\Windows\\CurrentVersion\\URL\\Prefixes";
+using namespace SettingPlaces;
 
 // The browser stores a stylesheet's path in a buffer of this size; an empty buffer is no
 // stylesheet.
 constexpr char16_t kNoStylesheet[260] = {};
 
 /// A row for the class that serves a protocol.
-constexpr Setting Protocol(TextView key, TextView module, TextView clsid) {
-    return {HKCR, key, u"CLSID", GenuineProtocol, clsid, Family::Any, module};
+constexpr Setting Protocol(SettingPlace place, TextView module, TextView clsid) {
+    return {place, GenuineProtocol, clsid, Family::Any, module};
 }
 
 constexpr Setting kSettings[] = {
-    {HKCU, kMain, u"Default_Page_URL", DeleteValue},
-    {HKLM, kMain, u"Default_Page_URL", WriteText, BuildSettings::DefaultStartPage},
-    {HKCU, kMain, u"Start Page", WriteText, u"about:blank"},
-    {HKLM, kMain, u"Start Page", WriteText, u"about:blank"},
-    {HKCU, kControlPanel, u"HomePage", DeleteValue},
-    {HKLM, kAboutUrls, u"blank", WriteText, u"res://mshtml.dll/blank.htm"},
-    {HKLM, kWindows, u"AppInit_DLLs", KeepOneLibrary, u"wbsys.dll", Family::NT},
-    {HKCU, kStyles, u"Use My Stylesheet", WriteZero},
-    {HKCU, kStyles, u"User Stylesheet", WriteText, {kNoStylesheet, std::size(kNoStylesheet)}},
-    {HKCU, kMain, u"Local Page", WriteInWindowsFolder, u"System32\\blank.htm", Family::NT},
-    {HKCU, kMain, u"Local Page", WriteInWindowsFolder, u"System\\blank.htm", Family::Windows9x},
+    {kUserDefaultPage, DeleteValue},
+    {kMachineDefaultPage, WriteText, BuildSettings::DefaultStartPage},
+    {kUserStartPage, WriteText, u"about:blank"},
+    {kMachineStartPage, WriteText, u"about:blank"},
+    {kUserHomePage, DeleteValue},
+    {kBlankPage, WriteText, u"res://mshtml.dll/blank.htm"},
+    {kAppInitLibraries, KeepOneLibrary, u"wbsys.dll", Family::NT},
+    {kUseStylesheet, WriteZero},
+    {kStylesheet, WriteText, {kNoStylesheet, std::size(kNoStylesheet)}},
+    {kUserLocalPage, WriteInWindowsFolder, u"System32\\blank.htm", Family::NT},
+    {kUserLocalPage, WriteInWindowsFolder, u"System\\blank.htm", Family::Windows9x},
     // As plain text, with the variable in it.
-    {HKLM, kMain, u"Local Page", WriteText, u"%SystemRoot%\\system32\\blank.htm", Family::NT},
-    {HKLM, kMain, u"Local Page", WriteInWindowsFolder, u"system\\blank.htm", Family::Windows9x},
-    {HKLM, kDefaultPrefix, u"", WriteText, u"http://"},
-    {HKLM, kPrefixes, u"ftp", WriteText, u"ftp://"},
-    {HKLM, kPrefixes, u"gopher", WriteText, u"gopher://"},
-    {HKLM, kPrefixes, u"home", WriteText, u"http://"},
-    {HKLM, kPrefixes, u"mosaic", WriteText, u"http://"},
-    {HKLM, kPrefixes, u"www", WriteText, u"http://"},
-    Protocol(u"PROTOCOLS\\Handler\\about", u"mshtml.dll",
-             u"{3050F406-98B5-11CF-BB82-00AA00BDCE0B}"),
-    Protocol(u"PROTOCOLS\\Handler\\file", u"urlmon.dll", u"{79eac9e7-baf9-11ce-8c82-00aa004ba90b}"),
-    Protocol(u"PROTOCOLS\\Handler\\ftp", u"urlmon.dll", u"{79eac9e3-baf9-11ce-8c82-00aa004ba90b}"),
-    Protocol(u"PROTOCOLS\\Handler\\gopher", u"urlmon.dll",
-             u"{79eac9e4-baf9-11ce-8c82-00aa004ba90b}"),
-    Protocol(u"PROTOCOLS\\Handler\\http", u"urlmon.dll", u"{79eac9e2-baf9-11ce-8c82-00aa004ba90b}"),
-    Protocol(u"PROTOCOLS\\Handler\\https", u"urlmon.dll",
-             u"{79eac9e5-baf9-11ce-8c82-00aa004ba90b}"),
+    {kMachineLocalPage, WriteText, u"%SystemRoot%\\system32\\blank.htm", Family::NT},
+    {kMachineLocalPage, WriteInWindowsFolder, u"system\\blank.htm", Family::Windows9x},
+    {kDefaultPrefix, WriteText, u"http://"},
+    {kPrefixFtp, WriteText, u"ftp://"},
+    {kPrefixGopher, WriteText, u"gopher://"},
+    {kPrefixHome, WriteText, u"http://"},
+    {kPrefixMosaic, WriteText, u"http://"},
+    {kPrefixWww, WriteText, u"http://"},
+    Protocol(kHandlerAbout, u"mshtml.dll", u"{3050F406-98B5-11CF-BB82-00AA00BDCE0B}"),
+    Protocol(kHandlerFile, u"urlmon.dll", u"{79eac9e7-baf9-11ce-8c82-00aa004ba90b}"),
+    Protocol(kHandlerFtp, u"urlmon.dll", u"{79eac9e3-baf9-11ce-8c82-00aa004ba90b}"),
+    Protocol(kHandlerGopher, u"urlmon.dll", u"{79eac9e4-baf9-11ce-8c82-00aa004ba90b}"),
+    Protocol(kHandlerHttp, u"urlmon.dll", u"{79eac9e2-baf9-11ce-8c82-00aa004ba90b}"),
+    Protocol(kHandlerHttps, u"urlmon.dll", u"{79eac9e5-baf9-11ce-8c82-00aa004ba90b}"),
     // The class of "file", on purpose.
-    Protocol(u"PROTOCOLS\\Handler\\local", u"urlmon.dll",
-             u"{79eac9e7-baf9-11ce-8c82-00aa004ba90b}"),
-    {HKCR, u"PROTOCOLS\\Filter\\text/html", u"", DeleteKey},
-    {HKCR, u"PROTOCOLS\\Filter\\text/plain", u"", DeleteKey},
-    {HKCU, kControlPanel, u"ResetWebSettings", DeleteValue},
-    {HKCU, kMain, u"FirstHomePage", DeleteValue},
+    Protocol(kHandlerLocal, u"urlmon.dll", u"{79eac9e7-baf9-11ce-8c82-00aa004ba90b}"),
+    {kFilterHtml, DeleteKey},
+    {kFilterPlain, DeleteKey},
+    {kResetWebSettings, DeleteValue},
+    {kFirstHomePage, DeleteValue},
 };
 
 /// Restores one setting after the other, and logs what the system refuses.
@@ -121,23 +103,28 @@ class Restorer {
 
   private:
     static Text NameOf(const Setting& setting) {
-        Text name = u"'" + RegistryAccess::RootName(setting.root) + u"\\" + Text(setting.key);
-        if (setting.action != DeleteKey) name += u"\\" + Text(setting.name);
-        return name + u"'";
+        const SettingPlace& place = setting.place;
+        return u"'" + RegistryAccess::RootName(place.root) + u"\\" + Text(place.key) + u"\\" +
+               Text(place.name) + u"'";
     }
 
     Text Read(const Setting& setting) {
         Text value;
-        (void)registry_.ReadString(setting.root, setting.key, setting.name, value);
+        (void)registry_.ReadString(setting.place.root, setting.place.key, setting.place.name,
+                                   value);
         return value;
     }
 
     void Write(const Setting& setting, TextView text) {
-        LogRefusal(registry_.WriteString(setting.root, setting.key, setting.name, text), setting);
+        LogRefusal(
+            registry_.WriteString(setting.place.root, setting.place.key, setting.place.name, text),
+            setting);
     }
 
     void WriteNumber(const Setting& setting, std::int32_t number) {
-        LogRefusal(registry_.WriteDword(setting.root, setting.key, setting.name, number), setting);
+        LogRefusal(
+            registry_.WriteDword(setting.place.root, setting.place.key, setting.place.name, number),
+            setting);
     }
 
     void LogRefusal(Status status, const Setting& setting) {
@@ -145,18 +132,16 @@ class Restorer {
     }
 
     void RestoreAbsentValue(const Setting& setting) {
-        const Status deleted = registry_.DeleteValue(setting.root, setting.key, setting.name);
+        const Status deleted =
+            registry_.DeleteValue(setting.place.root, setting.place.key, setting.place.name);
         if (deleted.IsNotThere()) return;
         LogRefusedChange(logger_, deleted, u"delete " + NameOf(setting), source_);
     }
 
     void RestoreAbsentKey(const Setting& setting) {
-        if (registry_.DeleteKey(setting.root, setting.key)) return;
-        // Only a key that is still there was refused.
-        const Status left = TheMachine().RegistryKeys().RegEnumKeyExW(setting.root, setting.key);
-        if (left.IsNotThere()) return;
-        logger_.Write(0, u"Cannot delete " + NameOf(setting) + u". ", LogLevel::SystemFailure,
-                      source_);
+        const Text key(setting.place.key);
+        if (registry_.DeleteKey(setting.place.root, key)) return;
+        LogKeyThatStays(logger_, setting.place.root, key, source_);
     }
 
     void RestoreLibraries(const Setting& setting) {

@@ -136,6 +136,19 @@ TEST(CBHOManager, DeletesTheRegistrationAlone) {
     EXPECT_EQ(bench.log->text, line + line);
 }
 
+TEST(CBHOManager, TellsOfARegistrationThatStays) {
+    DetectionBench bench;
+    bench.machine.AddKey(RegistryRoot::LocalMachine, kKey + u"\\" + kClass);
+    bench.machine.DenyWrite(RegistryRoot::LocalMachine, kKey);
+    CBHOManager manager;
+    manager.Init(bench.log);
+    manager.DeleteBHO(kClass);
+    EXPECT_EQ(bench.log->text, "5 : Deleting BHO(" + ToUtf8(kClass) +
+                                   ")\n0 CBHOManager.DeleteBHO: Cannot delete "
+                                   "'HKEY_LOCAL_MACHINE\\" +
+                                   ToUtf8(kKey + u"\\" + kClass) + "'. \n");
+}
+
 TEST(IsSystemClsidServer, ComparesTheExpandedServer) {
     const struct {
         const char* label;

@@ -221,14 +221,18 @@ TEST(CStartupManager, RemovesWhatStartsAFile) {
     EXPECT_FALSE(machine.HasValue(kUser, kPolicyKey, u"%2"));
 }
 
-TEST(CStartupManager, SaysDeletedEvenWhereItWasRefused) {
+TEST(CStartupManager, SaysDeletedEvenWhereItWasRefusedAndThenTellsOfThat) {
     DetectionBench bench;
     bench.machine.SetString(kMachine, kVersionKey + u"Run", u"v", u"C:\\bad.exe");
     bench.machine.DenyWrite(kMachine, kVersionKey + u"Run");
     Startup startup(bench);
     startup.RemoveStartup(u"C:\\bad.exe");
     EXPECT_TRUE(bench.machine.HasValue(kMachine, kVersionKey + u"Run", u"v"));
-    EXPECT_NE(bench.log->text.find("Deleted: "), std::string::npos);
+    EXPECT_TRUE(bench.log->text.starts_with("5 CStartupManager.RemoveItemInfo: Deleted: '"));
+    EXPECT_TRUE(bench.log->text.ends_with(
+        "\n0 CStartupManager.RemoveItemInfo: Cannot delete 'HKEY_LOCAL_MACHINE\\SOFTWARE\\"
+        "Microsoft\\Windows\\CurrentVersion\\Run\\v'. Access is denied.\n"))
+        << bench.log->text;
 }
 
 TEST(CStartupManager, LogsAFailureOfTheWholeRemoval) {
