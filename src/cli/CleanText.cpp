@@ -77,14 +77,16 @@ void PrintFailed(const Console& console, const std::vector<FailedChange>& failed
 
 }  // namespace
 
-void PrintClean(const Console& console, const CleanResult& result, bool isDryRun) {
+void PrintClean(const Console& console, const CleanResult& result, const char* done,
+                bool isDryRun) {
     PrintTexts(console, "Files disabled", result.removedFiles);
     PrintTexts(console, "Helper objects deleted", result.deletedBhos);
     PrintStartup(console, result.deletedStartup);
     PrintProcesses(console, result.endedProcesses);
     PrintSettings(console, result.changedSettings);
     PrintFailed(console, result.failed);
-    std::string end = result.failed.empty() ? "Cleaned up" : "Cleaned up in part";
+    std::string end = done;
+    if (!result.failed.empty()) end += " in part";
     end += result.isRestarted ? ", and Windows restarted" : "; Windows still has to be restarted";
     if (isDryRun) end = "Dry run: nothing of this was done";
     console.out << console.Bold(end + ".") << '\n';

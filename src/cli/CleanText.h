@@ -5,7 +5,8 @@
 
 namespace bkfd {
 
-/// A cleanup's result for people.
-void PrintClean(const Console& console, const CleanResult& result, bool isDryRun);
+/// Prints what was done to the machine for a reader; `done` says in a word or two what that was, as
+/// the beginning of a sentence.
+void PrintClean(const Console& console, const CleanResult& result, const char* done, bool isDryRun);
 
 }  // namespace bkfd

@@ -4,9 +4,10 @@ namespace bkfd {
 
 CommandList MakeCommands() {
     CommandList commands;
-    for (const auto make : {MakeScanCommand, MakeCleanCommand, MakeBhosCommand, MakeStartupCommand,
-                            MakeProcessesCommand, MakeSettingsCommand, MakeBackupCommand,
-                            MakeRestoreCommand, MakeIdentifyCommand, MakeStartCommand}) {
+    for (const auto make :
+         {MakeScanCommand, MakeCleanCommand, MakeBhosCommand, MakeStartupCommand,
+          MakeProcessesCommand, MakeSettingsCommand, MakeBackupCommand, MakeDisableCommand,
+          MakeRestoreCommand, MakeIdentifyCommand, MakeStartCommand}) {
         commands.push_back(make());
     }
     return commands;

@@ -9,6 +9,7 @@ namespace bkfd {
 std::unique_ptr<Command> MakeScanCommand();
 std::unique_ptr<Command> MakeStartCommand();
 std::unique_ptr<Command> MakeCleanCommand();
+std::unique_ptr<Command> MakeDisableCommand();
 std::unique_ptr<Command> MakeBhosCommand();
 std::unique_ptr<Command> MakeStartupCommand();
 std::unique_ptr<Command> MakeProcessesCommand();

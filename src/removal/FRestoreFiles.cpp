@@ -30,15 +30,13 @@ Text Named(int message, const Text& file) {
 
 }  // namespace
 
-FRestoreFiles::FRestoreFiles() : Form(u"FRestoreFiles") {
+FRestoreFiles::FRestoreFiles() : HidingForm(u"FRestoreFiles") {
     SetCaption(u"Restore Removed Programs");
     SetClientSize(7200, 4200);
     cmdRestoreFile.SetDefault(true);
-    cmdClose.SetCancel(true);
+    ClosesBy(cmdClose);
     onResize = [this] { Form_Resize(); };
-    onQueryUnload = [this](bool& cancel, UnloadMode mode) { Form_QueryUnload(cancel, mode); };
     cmdRestoreFile.onClick = [this] { cmdRestoreFile_Click(); };
-    cmdClose.onClick = [this] { cmdClose_Click(); };
 }
 
 void FRestoreFiles::Init(LoggerRef logger, bool& hasEntries) {
@@ -89,16 +87,6 @@ void FRestoreFiles::Restore(const Text& file) {
     RefreshList();
     if (lstFiles.Count() > 0) return;
     ShowMessage(ResourceString(kNoMoreFiles), MessageStyle::Information);
-    Hide();
-}
-
-void FRestoreFiles::cmdClose_Click() {
-    Hide();
-}
-
-void FRestoreFiles::Form_QueryUnload(bool& cancel, UnloadMode mode) {
-    if (mode != UnloadMode::ControlMenu) return;
-    cancel = true;
     Hide();
 }
 

@@ -1,9 +1,8 @@
 #pragma once
 
+#include "removal/HidingForm.h"
 #include "removal/processes/CProcessManager.h"
 #include "services/Logger.h"
-#include "ui/Button.h"
-#include "ui/Form.h"
 #include "ui/Label.h"
 #include "ui/ListBox.h"
 #include "ui/Picture.h"
@@ -12,7 +11,7 @@ namespace bkfd {
 
 /// The user's undo: gives disabled files their names back. Registrations, startup entries and
 /// settings aren't part of it. The opener unloads it.
-class FRestoreFiles : public Form {
+class FRestoreFiles : public HidingForm {
   public:
     FRestoreFiles();
 
@@ -26,8 +25,6 @@ class FRestoreFiles : public Form {
     void RefreshList();
     void Restore(const Text& file);
     void cmdRestoreFile_Click();
-    void cmdClose_Click();
-    void Form_QueryUnload(bool& cancel, UnloadMode mode);
     void Form_Resize();
 
     LoggerRef logger_;

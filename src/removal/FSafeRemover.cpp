@@ -4,15 +4,10 @@
 
 #include "base/RuntimeError.h"
 #include "detection/CPaDetector.h"
-#include "detection/identity/CFileChecker.h"
-#include "removal/CPaRemover.h"
-#include "removal/MReboot.h"
-#include "removal/processes/CProcessManager.h"
+#include "removal/DisableFiles.h"
 #include "resources/StringTable.h"
 #include "services/ErrorMode.h"
-#include "services/FileUtil.h"
 #include "services/MAPI.h"
-#include "services/SysUtil.h"
 #include "ui/Keys.h"
 #include "ui/Metrics.h"
 
@@ -23,8 +18,6 @@ namespace {
 constexpr int kClipboardIsEmpty = 129;
 constexpr int kAskDisable = 140;
 constexpr int kTypeFilenames = 141;
-constexpr int kFileNotFound = 142;
-constexpr int kDisabled = 143;
 constexpr int kExplanation = 144;
 constexpr int kPrompt = 145;
 constexpr int kCannotDisable = 146;
@@ -34,10 +27,6 @@ constexpr int kNothingSuspicious = 157;
 constexpr int kF6 = Key::F1 + 5;
 constexpr int kPictureSize = 480;
 constexpr int kExplanationHeight = 630;
-
-bool Confirms(const Text& question, int icon = MessageStyle::Exclamation) {
-    return ShowMessage(question, icon | MessageStyle::OkCancel) == MessageResult::Ok;
-}
 
 bool IsBlank(const Text& text) {
     return text.find_first_not_of(u" \r\n") == Text::npos;
@@ -54,37 +43,16 @@ std::vector<Text> LinesOf(TextView text) {
     return lines;
 }
 
-/// The bytes as UTF-16LE.
-Text TextOfUnits(const Bytes& bytes) {
-    Text text;
-    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
-        text += static_cast<char16_t>(bytes[at] | bytes[at + 1] << 8);
-    }
-    return text;
-}
-
-/// The file name that a text of the log stands for; any other text is what it is.
-Text Decoded(const Text& text) {
-    if (Find(text, u"\\") != 0) return text;
-    try {
-        const Text name = TextOfUnits(SysUtil::TextToBytes(text));
-        return Find(name, u"\\") != 0 ? name : text;
-    } catch (const RuntimeError&) {
-        return text;  // not an encoded text at all
-    }
-}
-
 }  // namespace
 
-FSafeRemover::FSafeRemover() : Form(u"FSafeRemover") {
+FSafeRemover::FSafeRemover() : HidingForm(u"FSafeRemover") {
     SetCaption(u"Safe Remover");
     SetClientSize(7500, 5100);
     cmdFindSuspiciousFiles.SetVisible(false);
     cmdDisableParasites.SetDefault(true);
-    cmdCancel.SetCancel(true);
+    ClosesBy(cmdCancel);
     onLoad = [this] { Form_Load(); };
     onResize = [this] { Form_Resize(); };
-    onQueryUnload = [this](bool& cancel, UnloadMode mode) { Form_QueryUnload(cancel, mode); };
     onKeyUp = [this](int& keyCode, int shift) { Form_KeyUp(keyCode, shift); };
     for (Button* button : {&cmdDisableParasites, &cmdPaste, &cmdFindSuspiciousFiles, &cmdCancel}) {
         button->onKeyUp = [this](int& keyCode, int shift) { Form_KeyUp(keyCode, shift); };
@@ -94,7 +62,6 @@ FSafeRemover::FSafeRemover() : Form(u"FSafeRemover") {
     cmdDisableParasites.onClick = [this] { cmdDisableParasites_Click(); };
     cmdPaste.onClick = [this] { cmdPaste_Click(); };
     cmdFindSuspiciousFiles.onClick = [this] { cmdFindSuspiciousFiles_Click(); };
-    cmdCancel.onClick = [this] { cmdCancel_Click(); };
 }
 
 void FSafeRemover::Form_Load() {
@@ -102,66 +69,26 @@ void FSafeRemover::Form_Load() {
     lbl2.SetCaption(ResourceString(kPrompt));
 }
 
-void FSafeRemover::Form_QueryUnload(bool& cancel, UnloadMode mode) {
-    if (mode != UnloadMode::ControlMenu) return;
-    cancel = true;
-    Hide();
-}
-
-void FSafeRemover::cmdCancel_Click() {
-    Hide();
-}
-
 // ---------------------------------------------------------------- disabling
 
 void FSafeRemover::cmdDisableParasites_Click() {
+    const Text source = u"FSafeRemover.cmdDisableParasites_Click";
     try {
         if (IsBlank(txtFiles.GetText())) {
             ShowMessage(ResourceString(kTypeFilenames), MessageStyle::Exclamation);
             return;
         }
-        if (!Confirms(ResourceString(kAskDisable))) return;
-        KeyedList files;
-        if (CollectFiles(files)) Disable(files);
+        const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
+        if (ShowMessage(ResourceString(kAskDisable), style) != MessageResult::Ok) return;
+        NamedFiles named;
+        if (CollectFilesToDisable(LinesOf(txtFiles.GetText()), logger_, named)) {
+            DisableFiles(named.files, logger_, source);
+        }
     } catch (...) {
         const RuntimeError error = CurrentError();
-        logger_->Failure(error, LogLevel::SystemFailure, u"FSafeRemover.cmdDisableParasites_Click");
+        logger_->Failure(error, LogLevel::SystemFailure, source);
         ShowMessage(ResourceString(kCannotDisable) + error.Description(),
                     MessageStyle::Exclamation);
-    }
-}
-
-bool FSafeRemover::CollectFiles(KeyedList& files) {
-    CFileChecker checker;
-    checker.Init(logger_);
-    for (const Text& line : LinesOf(txtFiles.GetText())) {
-        const Text file = checker.GetFullFileNameFromShortFilename(Trim(line));
-        if (!FileUtil::FileExists(file)) {
-            // The message says that it is unloaded from memory; it isn't, on purpose.
-            if (!Confirms(SysUtil::FormatTemplate(ResourceString(kFileNotFound), {file}))) {
-                return false;
-            }
-        } else if (!files.Exists(file)) {
-            files.Add(file, file);
-        }
-    }
-    return true;
-}
-
-/// Helper objects and startup entries stay as they are, and no stamp is written: those belong to
-/// the cleanup.
-void FSafeRemover::Disable(const KeyedList& files) {
-    const Text source = u"FSafeRemover.cmdDisableParasites_Click";
-    for (const Variant& file : files) logger_->Trace(u"Disabling " + file.AsText(), source);
-    CProcessManager processManager;
-    processManager.Init(logger_);
-    processManager.RenameParasiteFilesEx(files);
-    processManager.TerminateProcessesByModules(files, true);
-    CPaRemover remover;
-    remover.Init(logger_);
-    remover.RestoreConfigurationSettings();
-    if (Confirms(ResourceString(kDisabled), MessageStyle::Information)) {
-        RestartWindowsAndEnd(*logger_, source);
     }
 }
 
@@ -226,7 +153,7 @@ void FSafeRemover::Paste(Text clipboard) {
     }
     Text text = Trim(Replace(txtFiles.GetText(), clipboard, u""));
     if (!text.empty() && !text.ends_with(u"\r\n")) text += u"\r\n";
-    txtFiles.SetText(text + Decoded(clipboard));
+    txtFiles.SetText(text + DecodedFileName(clipboard));
 }
 
 // ---------------------------------------------------------------- layout

@@ -1,9 +1,7 @@
 #pragma once
 
-#include "services/KeyedList.h"
+#include "removal/HidingForm.h"
 #include "services/Logger.h"
-#include "ui/Button.h"
-#include "ui/Form.h"
 #include "ui/Label.h"
 #include "ui/Picture.h"
 #include "ui/TextBox.h"
@@ -13,7 +11,7 @@ namespace bkfd {
 /// The window that disables the files that the user names, usually on the advice of support: it
 /// renames them, ends their holders, repairs the settings and restarts Windows. The opener unloads
 /// it.
-class FSafeRemover : public Form {
+class FSafeRemover : public HidingForm {
   public:
     FSafeRemover();
 
@@ -22,7 +20,6 @@ class FSafeRemover : public Form {
 
   private:
     void Form_Load();
-    void Form_QueryUnload(bool& cancel, UnloadMode mode);
     void Form_KeyUp(int keyCode, int shift);
     void Form_Resize();
     void Image1_DblClick();
@@ -30,11 +27,7 @@ class FSafeRemover : public Form {
     void cmdDisableParasites_Click();
     void cmdPaste_Click();
     void cmdFindSuspiciousFiles_Click();
-    void cmdCancel_Click();
 
-    /// The files that are named in the box, each once by its full name; false if the user gave up.
-    bool CollectFiles(KeyedList& files);
-    void Disable(const KeyedList& files);
     void FindSuspiciousFiles();
     void Paste(Text clipboard);
     void ToggleSearchButton(const Text& source);

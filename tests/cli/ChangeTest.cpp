@@ -102,6 +102,13 @@ const nlohmann::json* FindNamed(const nlohmann::json& list, const char* member, 
     return nullptr;
 }
 
+/// Registry and files. The program's own logs tell of a change that was asked for.
+auto WithoutLogs(const MachineCopy& machine) {
+    auto files = machine.Snapshot();
+    std::erase_if(files, [](const auto& file) { return file.first.ends_with(".log"); });
+    return files;
+}
+
 TEST(Clean, DoesTheWorkAndTellsWhatReallyHappened) {
     const MachineCopy machine("hijacked-xp");
     const CliRun run = RunOn(machine, {"--json", "clean", "--yes"});
@@ -167,19 +174,13 @@ TEST(Clean, ChangesNothingWithoutConsent) {
         {"dry run", {"clean", "--dry-run"}, "", 0},
         {"dry run with a document", {"--json", "clean", "--dry-run"}, "", 0},
     };
-    const auto registryAndFiles = [](const MachineCopy& machine) {
-        auto files = machine.Snapshot();
-        // The program's own logs tell of a cleanup that was asked for.
-        std::erase_if(files, [](const auto& file) { return file.first.ends_with(".log"); });
-        return files;
-    };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         const MachineCopy machine("hijacked-xp");
-        const auto before = registryAndFiles(machine);
+        const auto before = WithoutLogs(machine);
         const CliRun run = RunOn(machine, row.arguments, row.input);
         EXPECT_EQ(run.code, row.code) << run.err;
-        EXPECT_EQ(registryAndFiles(machine), before);
+        EXPECT_EQ(WithoutLogs(machine), before);
     }
 }
 
@@ -200,6 +201,96 @@ TEST(Clean, ReadsWellOnATerminal) {
     EXPECT_EQ(run.code, 0);
     ExpectGolden("clean.txt", run.out, machine);
     ExpectGolden("clean-messages.txt", run.err, machine);
+}
+
+/// "name: error" of each failure in a document.
+Strings Failures(const nlohmann::json& document) {
+    Strings failures;
+    for (const auto& failed : document["failed"]) {
+        failures.push_back(failed["name"].get<std::string>() + ": " +
+                           failed["error"].get<std::string>());
+    }
+    return failures;
+}
+
+TEST(Disable, TakesNamedFilesOutOfActionAndRestoreUndoesIt) {
+    const std::string clock = "C:\\Program Files\\Tray Clock\\clock.exe";
+    const std::string helper = "C:\\WINDOWS\\system32\\hpjk.dll";
+    const MachineCopy machine("hijacked-xp");
+    const std::string before = machine.Read("drives/c/WINDOWS/system32/hpjk.dll");
+    const CliRun run = RunOn(machine, {"--json", "disable", clock, "hpjk.dll", "C:\\gone.exe",
+                                       "c:\\windows\\SYSTEM32\\hpjk.dll", "--yes"});
+    EXPECT_EQ(run.code, 2) << "one isn't there";
+    const auto document = run.Document();
+    EXPECT_THAT(document["removedFiles"].get<Strings>(), ElementsAre(clock, helper));
+    EXPECT_THAT(Failures(document),
+                ElementsAre("C:\\gone.exe: The system cannot find the file specified."));
+    EXPECT_NE(FindNamed(document["endedProcesses"], "path", clock.c_str()), nullptr);
+    EXPECT_NE(FindNamed(document["changedSettings"], "after", "about:blank"), nullptr);
+    EXPECT_THAT(document["deletedBhos"], IsEmpty());
+    EXPECT_THAT(document["deletedStartup"], IsEmpty());
+
+    EXPECT_THAT(RunOn(machine, {"--json", "restore"}).Document().get<Strings>(),
+                ElementsAre(clock, helper));
+    for (const std::string& file : {clock, helper}) {
+        EXPECT_EQ(RunOn(machine, {"restore", file, "--yes"}).code, 0);
+    }
+    EXPECT_EQ(machine.Read("drives/c/WINDOWS/system32/hpjk.dll"), before);
+    EXPECT_THAT(RunOn(machine, {"--json", "restore"}).Document(), IsEmpty());
+}
+
+TEST(Disable, ChangesNothingWithoutConsentOrFiles) {
+    const std::string file = "C:\\WINDOWS\\system32\\hpjk.dll";
+    const struct {
+        const char* label;
+        Strings arguments;
+        const char* input;
+        int code;
+        const char* message;
+    } rows[] = {
+        {"no name", {"disable"}, "", 2, "FILE is required"},
+        {"Cancel", {"disable", file}, "c", 2, "nothing was changed"},
+        {"nobody answers", {"disable", file}, "", 2, "nothing was changed"},
+        {"a document doesn't ask", {"--json", "disable", file}, "o", 2, "nothing was changed"},
+        {"Cancel at a missing one", {"disable", file, "x.dll"}, "oc", 2, "nothing was changed"},
+        {"only missing ones",
+         {"disable", "x.dll", "y.dll", "--yes"},
+         "",
+         2,
+         "brackenfold: nothing was changed, since there is no file x.dll, nor y.dll\n"},
+        {"dry run", {"disable", file, "--dry-run"}, "", 0, "restart Windows"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        const MachineCopy machine("hijacked-xp");
+        const auto before = WithoutLogs(machine);
+        const CliRun run = RunOn(machine, row.arguments, row.input);
+        EXPECT_EQ(run.code, row.code);
+        EXPECT_THAT(run.err, HasSubstr(row.message));
+        EXPECT_EQ(WithoutLogs(machine), before);
+    }
+}
+
+TEST(Disable, TakesAnEncodedNameAndTellsWhatFailed) {
+    // The second can't be named in the code page, the third is locked for ever.
+    const struct {
+        const char* machine;
+        std::string name;
+        int code;
+        const char* line;
+    } rows[] = {
+        {"hijacked-xp",
+         "QwA6AFwAVwBJAE4ARABPAFcAUwBcAHMAeQBzAHQAZQBtADMAMgBcAGgAcABqAGsALgBkAGwAbAA=", 0,
+         "Disabled; Windows still has to be restarted."},
+        {"hijacked-98", "C:\\WINDOWS\\SYSTEM\\NOBODY.DLL", 2, "Disabled in part"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.machine);
+        const MachineCopy machine(row.machine);
+        const CliRun run = RunOn(machine, {"disable", row.name}, "oc");
+        EXPECT_EQ(run.code, row.code) << run.err;
+        EXPECT_THAT(run.out, HasSubstr(row.line));
+    }
 }
 
 TEST(Start, OffersTheCleanupAndFinishesIt) {

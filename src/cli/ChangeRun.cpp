@@ -1,0 +1,56 @@
+#include "cli/ChangeRun.h"
+
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "base/ProgramEnd.h"
+#include "cli/CleanText.h"
+#include "resources/StringTable.h"
+#include "services/MAPI.h"
+
+namespace bkfd {
+
+const char kChangeDocumentHelp[] =
+    "With --json: {\"removedFiles\": [paths], \"deletedBhos\": [classes], "
+    "\"deletedStartup\": [{\"key\",\n\"valueName\", \"data\"}], \"endedProcesses\": "
+    "[{\"id\", \"path\"}], \"changedSettings\": [{\"key\",\n\"valueName\", \"before\", "
+    "\"after\"}], \"failed\": [{\"kind\", \"name\", \"error\"}]}. Without --yes\nit "
+    "changes nothing, since nobody is asked.";
+
+void ChangeRun::Declare(CommandOptions& options) {
+    options.AddFlag("--yes", yes_, "Answer OK to the questions, also to the restart");
+    options.AddFlag("--dry-run", isDryRun_, "Do all of it in memory only, and say what it was");
+}
+
+SessionUse ChangeRun::Use(const CommandContext& context) const {
+    // A dry run needs nobody's consent.
+    SessionUse use = ChangingUse(context, yes_ || isDryRun_);
+    use.isDryRun = isDryRun_;
+    return use;
+}
+
+int ChangeRun::Run(CommandContext& context, MachineSession& session, int question, const char* done,
+                   const std::function<bool(std::vector<FailedChange>&)>& work) const {
+    const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
+    bool isWanted = isDryRun_ || ShowMessage(ResourceString(question), style) == MessageResult::Ok;
+    std::vector<FailedChange> failed;
+    try {
+        isWanted = isWanted && work(failed);
+    } catch (const ProgramEnd&) {
+        // With the restart the program's work is done; what it did is still to be told.
+    }
+    if (!isWanted) {
+        context.console.err << "brackenfold: nothing was changed" << std::endl;
+        return ExitCode::Failed;
+    }
+    CleanResult result = SummarizeChanges(session.Changes(), session.LogLines());
+    result.failed.insert(result.failed.begin(), failed.begin(), failed.end());
+    if (context.asJson) {
+        PrintJson(context.console.out, CleanToJson(result));
+    } else {
+        PrintClean(context.console, result, done, isDryRun_);
+    }
+    return result.failed.empty() ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace bkfd

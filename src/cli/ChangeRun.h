@@ -1,0 +1,33 @@
+#pragma once
+
+#include <functional>
+
+#include "cli/CleanResult.h"
+#include "cli/MachineSession.h"
+
+namespace bkfd {
+
+/// What the commands that take programs out of action have in common: `--yes` and `--dry-run`, the
+/// question before the work, the restart at its end, and the account of what was done.
+class ChangeRun {
+  public:
+    void Declare(CommandOptions& options);
+    bool IsDryRun() const { return isDryRun_; }
+    SessionUse Use(const CommandContext& context) const;
+
+    /// Asks string number `question`, unless it is a dry run, then does the work. The work returns
+    /// false if the user gave up, and may end the program. `done` names it in what is printed, and
+    /// `failed` is filled by the work with what left no trace in the machine. Returns the exit
+    /// code.
+    int Run(CommandContext& context, MachineSession& session, int question, const char* done,
+            const std::function<bool(std::vector<FailedChange>& failed)>& work) const;
+
+  private:
+    bool yes_ = false;
+    bool isDryRun_ = false;
+};
+
+/// What the document of these commands holds, as text for their help.
+extern const char kChangeDocumentHelp[];
+
+}  // namespace bkfd

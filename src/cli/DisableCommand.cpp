@@ -1,0 +1,80 @@
+#include <algorithm>
+#include <string>
+
+#include "cli/ChangeRun.h"
+#include "cli/Commands.h"
+#include "platform/Result.h"
+#include "removal/DisableFiles.h"
+#include "services/SysUtil.h"
+#include "ui/terminal/PrintableText.h"
+
+namespace bkfd {
+namespace {
+
+constexpr int kReallyDisable = 140;
+
+std::string NothingThere(const std::vector<Text>& files) {
+    std::string message = "nothing was changed, since there is no file";
+    const char* separator = " ";
+    for (const Text& file : files) {
+        message += separator + PrintableText(file);
+        separator = ", nor ";
+    }
+    return message;
+}
+
+class DisableCommand final : public Command {
+  public:
+    const char* Name() const override { return "disable"; }
+    const char* Summary() const override { return "Take the files that you name out of action"; }
+
+    void Declare(CommandOptions& options) override {
+        options.AddNames("FILE", files_, "Files of the machine, by name, path or encoded name");
+        run_.Declare(options);
+        options.Explain(
+            (std::string(
+                 "The Safe Remover: disables files that the automatic detection doesn't "
+                 "know, usually on the\nadvice of support. Renames them, ends the processes "
+                 "that hold them, puts the browser's\nsettings right and restarts Windows. "
+                 "No registration and no startup entry is deleted. restore\ngives a disabled "
+                 "file its name back. A name without a folder is looked for where Windows\n"
+                 "looks; an encoded name of a log is taken as the name that it stands for. "
+                 "Exit code 2 if a\nfile isn't there or could not be disabled, or if the "
+                 "answer was Cancel.\n\n") +
+             kChangeDocumentHelp)
+                .c_str());
+    }
+
+    int Run(CommandContext& context) override {
+        MachineSession session(context, run_.Use(context));
+        return run_.Run(context, session, kReallyDisable, "Disabled",
+                        [&](auto& failed) { return Disable(session, failed); });
+    }
+
+  private:
+    bool Disable(MachineSession& session, std::vector<FailedChange>& failed) const {
+        std::vector<Text> names;
+        std::ranges::transform(files_, std::back_inserter(names), [](const std::string& file) {
+            return DecodedFileName(FromUtf8(file));
+        });
+        NamedFiles named;
+        if (!CollectFilesToDisable(names, session.Log(), named)) return false;
+        if (named.files.Count() == 0) throw CommandError(NothingThere(named.missing));
+        for (const Text& file : named.missing) {
+            failed.push_back({"file", file, SysUtil::SystemErrorText(SystemError::FileNotFound)});
+        }
+        DisableFiles(named.files, session.Log(), u"DisableCommand.Disable");
+        return true;
+    }
+
+    std::vector<std::string> files_;
+    ChangeRun run_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeDisableCommand() {
+    return std::make_unique<DisableCommand>();
+}
+
+}  // namespace bkfd

@@ -1,0 +1,77 @@
+#include "removal/DisableFiles.h"
+
+#include "base/RuntimeError.h"
+#include "detection/identity/CFileChecker.h"
+#include "removal/CPaRemover.h"
+#include "removal/MReboot.h"
+#include "removal/processes/CProcessManager.h"
+#include "resources/StringTable.h"
+#include "services/FileUtil.h"
+#include "services/MAPI.h"
+#include "services/SysUtil.h"
+
+namespace bkfd {
+namespace {
+
+// Numbers of the strings.
+constexpr int kFileNotFound = 142;
+constexpr int kDisabled = 143;
+
+bool Confirms(const Text& question, int icon) {
+    return ShowMessage(question, icon | MessageStyle::OkCancel) == MessageResult::Ok;
+}
+
+/// The bytes as UTF-16LE.
+Text TextOfUnits(const Bytes& bytes) {
+    Text text;
+    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
+        text += static_cast<char16_t>(bytes[at] | bytes[at + 1] << 8);
+    }
+    return text;
+}
+
+}  // namespace
+
+Text DecodedFileName(const Text& text) {
+    if (Find(text, u"\\") != 0) return text;
+    try {
+        const Text name = TextOfUnits(SysUtil::TextToBytes(text));
+        return Find(name, u"\\") != 0 ? name : text;
+    } catch (const RuntimeError&) {
+        return text;  // not an encoded text at all
+    }
+}
+
+bool CollectFilesToDisable(const std::vector<Text>& names, const LoggerRef& logger,
+                           NamedFiles& named) {
+    CFileChecker checker;
+    checker.Init(logger);
+    for (const Text& name : names) {
+        const Text file = checker.GetFullFileNameFromShortFilename(Trim(name));
+        if (!FileUtil::FileExists(file)) {
+            // The message says that it is unloaded from memory; it isn't, on purpose.
+            const Text question = SysUtil::FormatTemplate(ResourceString(kFileNotFound), {file});
+            if (!Confirms(question, MessageStyle::Exclamation)) return false;
+            named.missing.push_back(file);
+        } else if (!named.files.Exists(file)) {
+            named.files.Add(file, file);
+        }
+    }
+    return true;
+}
+
+void DisableFiles(const KeyedList& files, const LoggerRef& logger, const Text& source) {
+    for (const Variant& file : files) logger->Trace(u"Disabling " + file.AsText(), source);
+    CProcessManager processManager;
+    processManager.Init(logger);
+    processManager.RenameParasiteFilesEx(files);
+    processManager.TerminateProcessesByModules(files, true);
+    CPaRemover remover;
+    remover.Init(logger);
+    remover.RestoreConfigurationSettings();
+    if (Confirms(ResourceString(kDisabled), MessageStyle::Information)) {
+        RestartWindowsAndEnd(*logger, source);
+    }
+}
+
+}  // namespace bkfd
