@@ -62,7 +62,8 @@ SessionUse ChangingUse(const CommandContext& context, bool yes) {
     return {true, yes ? Answers::Yes : context.asJson ? Answers::SafeChoice : Answers::Ask};
 }
 
-MachineSession::MachineSession(CommandContext& context, SessionUse use) {
+MachineSession::MachineSession(CommandContext& context, SessionUse use)
+    : messages_(context.console.err) {
     if (context.machine.empty()) {
         throw CommandError(
             "no machine named: --machine FOLDER says where it lies (brackenfold --help explains "
@@ -87,7 +88,14 @@ void MachineSession::OpenLogFiles(Console& console) {
     }
 }
 
-MachineSession::~MachineSession() = default;
+// The changes are safe in the journal all the same, and the next use tries again.
+MachineSession::~MachineSession() {
+    const Status folded = parts_->image->Fold();
+    if (folded.IsOk()) return;
+    messages_ << "brackenfold: the image's files can't be written, registry.journal keeps the "
+                 "changes: "
+              << PrintableText(SysUtil::SystemErrorText(folded.code)) << std::endl;
+}
 
 TerminalToolkit& MachineSession::Toolkit() {
     return parts_->toolkit;

@@ -54,6 +54,7 @@ class MachineSession {
   public:
     /// A missing or malformed image is a CommandError.
     explicit MachineSession(CommandContext& context, SessionUse use = {});
+    /// Folds the image's journal; a failure is told as a message.
     ~MachineSession();
 
     TerminalToolkit& Toolkit();
@@ -75,6 +76,7 @@ class MachineSession {
 
     void OpenLogFiles(Console& console);
 
+    std::ostream& messages_;
     std::shared_ptr<MemoryLog> log_ = std::make_shared<MemoryLog>();
     LoggerRef logger_ = log_;
     std::unique_ptr<Parts> parts_;

@@ -59,6 +59,22 @@ TEST(Settings, AreJudgedAndRestored) {
     }
 }
 
+TEST(Settings, AreSafeInTheJournalWhenTheImageCantBeWritten) {
+    const MachineCopy machine("hijacked-xp");
+    const std::filesystem::path inTheWay = machine.Path() + "/registry/30-browser.reg.bkfd-new";
+    std::filesystem::create_directory(inTheWay);
+    const CliRun restored = RunOn(machine, {"--json", "settings", "--restore", "--yes"});
+    EXPECT_EQ(restored.code, 0) << restored.err;
+    EXPECT_THAT(restored.err, HasSubstr("registry.journal keeps the changes: "));
+    const CliRun later = RunOn(machine, {"--json", "settings"});
+    EXPECT_EQ(later.out, restored.out);
+    std::filesystem::remove(inTheWay);
+    const CliRun folded = RunOn(machine, {"--json", "settings"});
+    EXPECT_EQ(folded.out, restored.out);
+    EXPECT_EQ(folded.err, "");
+    EXPECT_FALSE(std::filesystem::exists(machine.Path() + "/registry.journal"));
+}
+
 TEST(Settings, AreRestoredOnlyOnOk) {
     const struct {
         const char* label;

@@ -146,6 +146,10 @@ TEST(ImageDurability, ACrashLeavesTheOldOrTheNewState) {
                                                          << states[done];
         }
         EXPECT_FALSE(image.Has("registry.journal"));
+        // What a crash left half written goes with the next file that is written beside it.
+        WriteFileWhole(*image.Load(), u"C:\\next.txt", "x");
+        for (const auto& [name, content] : image.Snapshot())
+            EXPECT_EQ(name.find("bkfd-new"), std::string::npos) << name;
         if (HasFailure() || !wasEnded) break;
     }
     EXPECT_GT(point, 60);
@@ -180,6 +184,32 @@ TEST(ImageDurability, ACrashWhileFoldingAfterACrashLosesNothing) {
         EXPECT_EQ(State(*machine), states.back());
         if (HasFailure() || WEXITSTATUS(status) == 0) break;
     }
+}
+
+TEST(ImageDurability, AJournalThatCantBeFoldedKeepsWhatItHas) {
+    ScratchImage image;
+    Fill(image);
+    const std::string inTheWay = image.Path() + "/registry/1.reg.bkfd-new";
+    std::filesystem::create_directory(inTheWay);
+    const auto write = [](ImageMachine& machine, TextView name) {
+        return machine.RegistryKeys().RegSetValueExW(kMachine, u"Software\\A", name,
+                                                     MakeStringValue(u"1"));
+    };
+    const auto fails = [&](TextView name) {
+        const auto machine = image.Load();
+        return write(*machine, name).IsOk() && !machine->Fold().IsOk();
+    };
+    EXPECT_TRUE(fails(u"first"));
+    EXPECT_TRUE(fails(u"second"));
+    // A record that was cut off goes, those before it stay.
+    image.Write("registry.journal", image.Read("registry.journal") + "00000000 {");
+    EXPECT_TRUE(fails(u"third"));
+    std::filesystem::remove(inTheWay);
+    EXPECT_EQ(image.Load()->DumpRegistry(),
+              "[HKEY_LOCAL_MACHINE\\Software\\A]\n  first = \"1\"\n  second = \"1\"\n"
+              "  third = \"1\"\n  x = \"1\"\n[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\n"
+              "[HKEY_LOCAL_MACHINE\\Software\\B]\n  x = \"1\"\n");
+    EXPECT_FALSE(image.Has("registry.journal"));
 }
 
 TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {

@@ -1,21 +1,36 @@
 #include "platform/image/DiskFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <vector>
 
 namespace bkfd {
 namespace {
 
-constexpr std::string_view kUnfinished = ".bkfd-new";
+constexpr std::string_view kUnfinished = ".bkfd-new-";
 
 }  // namespace
 
 bool DiskFile::IsUnfinished(std::string_view hostName) {
-    return hostName.starts_with(kUnfinished);
+    if (!hostName.starts_with(kUnfinished)) return false;
+    const std::string_view rest = hostName.substr(kUnfinished.size());
+    return rest.find_first_not_of("0123456789-") == std::string_view::npos;
+}
+
+void DiskFile::RemoveUnfinished(const std::string& hostFolder) {
+    DIR* opened = opendir(hostFolder.c_str());
+    if (opened == nullptr) return;
+    std::vector<std::string> names;
+    while (const dirent* entry = readdir(opened))
+        if (IsUnfinished(entry->d_name)) names.emplace_back(entry->d_name);
+    closedir(opened);
+    // One that can't be removed takes some room and is in nobody's way.
+    for (const std::string& name : names) (void)unlink((hostFolder + '/' + name).c_str());
 }
 
 Result<std::unique_ptr<OpenFile>> DiskFile::OpenToRead(const std::string& path) {
@@ -33,7 +48,7 @@ Result<std::unique_ptr<OpenFile>> DiskFile::OpenToAppend(const std::string& path
 Result<std::unique_ptr<OpenFile>> DiskFile::Create(const std::string& path,
                                                    std::function<void()> onNamed) {
     static unsigned counter = 0;
-    const std::string beside = HostParent(path) + '/' + std::string(kUnfinished) + '-' +
+    const std::string beside = HostParent(path) + '/' + std::string(kUnfinished) +
                                std::to_string(getpid()) + '-' + std::to_string(++counter);
     ReachWritePoint("make file");
     HostFile file(open(beside.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));

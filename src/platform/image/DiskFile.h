@@ -15,6 +15,8 @@ class DiskFile final : public OpenFile {
                                                     std::function<void()> onNamed);
     /// Whether a host's name is that of a file still being written.
     static bool IsUnfinished(std::string_view hostName);
+    /// Removes what a crash has left unfinished in a folder in which nothing is being written.
+    static void RemoveUnfinished(const std::string& hostFolder);
 
     DiskFile(HostFile file, bool mayWrite) : file_(std::move(file)), mayWrite_(mayWrite) {}
     ~DiskFile() override;

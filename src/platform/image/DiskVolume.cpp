@@ -177,6 +177,7 @@ Result<std::string> DiskVolume::HostFolder(TextView path) {
 Result<std::unique_ptr<OpenFile>> DiskVolume::Create(TextView path) {
     const auto folder = HostFolder(WindowsPath::Parent(path));
     if (!folder.IsOk()) return Status(folder);
+    if (swept_.insert(folder.value).second) DiskFile::RemoveUnfinished(folder.value);
     return DiskFile::Create(folder.value + '/' + ToWtf8(WindowsPath::Name(path)),
                             [this, host = folder.value] { Forget(host); });
 }

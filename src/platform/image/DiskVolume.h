@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "platform/image/HostFiles.h"
 #include "platform/memory/Volume.h"
@@ -72,6 +73,7 @@ class DiskVolume final : public Volume {
     std::vector<Text> assumed_;  // lower-cased
     std::unordered_map<std::string, Names> names_;
     std::unordered_map<Text, Place> folders_;  // by lower-cased path, those that were gone through
+    std::unordered_set<std::string> swept_;    // host folders without leftovers of a crash
 };
 
 }  // namespace bkfd

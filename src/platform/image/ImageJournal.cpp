@@ -31,8 +31,9 @@ bool ParseRecord(std::string_view line, ImageJson& record) {
 
 }  // namespace
 
-std::variant<std::vector<ImageJson>, ImageError> ImageJournal::Read() const {
+std::variant<std::vector<ImageJson>, ImageError> ImageJournal::Read() {
     std::vector<ImageJson> records;
+    size_ = 0;
     const auto content = ReadHostFile(path_);
     if (!content) {
         if (errno == ENOENT) return records;
@@ -44,12 +45,14 @@ std::variant<std::vector<ImageJson>, ImageError> ImageJournal::Read() const {
         return ImageError{path_, 1, "", "is no journal, or one of a newer form"};
     }
     rest.remove_prefix(kHeader.size());
+    size_ = static_cast<std::int64_t>(kHeader.size());
     for (std::size_t line = 2; !rest.empty(); ++line) {
         const std::size_t end = rest.find('\n');
         if (end == std::string_view::npos) return records;
         ImageJson record;
         const bool isGood = ParseRecord(rest.substr(0, end), record);
         rest.remove_prefix(end + 1);
+        if (isGood) size_ += static_cast<std::int64_t>(end + 1);
         if (!isGood && rest.empty()) return records;
         if (!isGood) return ImageError{path_, line, "", "the record is damaged"};
         records.push_back(std::move(record));
@@ -64,13 +67,16 @@ bool ImageJournal::IsThere() const {
 Status ImageJournal::Open() {
     if (file_.IsOpen()) return {};
     ReachWritePoint("make journal");
-    HostFile file(open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    HostFile file(open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
     if (!file.IsOpen()) return StatusOfErrno(errno);
-    Status status = WriteAll(file.Get(), kHeader);
+    // Records that couldn't be folded yet stay; only what was cut off goes.
+    if (ftruncate(file.Get(), size_) != 0) return StatusOfErrno(errno);
+    lseek(file.Get(), size_, SEEK_SET);
+    Status status = size_ == 0 ? WriteAll(file.Get(), kHeader) : Status{};
     if (status.IsOk() && fsync(file.Get()) != 0) status = StatusOfErrno(errno);
     if (status.IsOk()) status = SyncHostFolder(HostParent(path_));
     if (!status.IsOk()) return status;
-    size_ = static_cast<std::int64_t>(kHeader.size());
+    if (size_ == 0) size_ = static_cast<std::int64_t>(kHeader.size());
     file_ = std::move(file);
     return {};
 }
@@ -100,6 +106,7 @@ Status ImageJournal::Clear() {
     file_.Close();
     ReachWritePoint("clear journal");
     if (unlink(path_.c_str()) != 0 && errno != ENOENT) return StatusOfErrno(errno);
+    size_ = 0;
     return SyncHostFolder(HostParent(path_));
 }
 

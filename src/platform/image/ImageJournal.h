@@ -20,10 +20,10 @@ class ImageJournal {
 
     /// All records that were written whole; a missing journal has none. A last record that was cut
     /// off is dropped, anything else that can't be understood is an error.
-    std::variant<std::vector<ImageJson>, ImageError> Read() const;
+    std::variant<std::vector<ImageJson>, ImageError> Read();
     bool IsThere() const;
-    /// Adds a record, and makes the journal if there is none. It lies on the disk when this
-    /// returns; a failure leaves the journal as it was.
+    /// Adds a record behind those that were read, and makes the journal if there is none. It lies
+    /// on the disk when this returns; a failure leaves the journal as it was.
     Status Append(const ImageJson& record);
     /// Takes the journal away, when all that it holds lies in the image's files.
     Status Clear();
@@ -33,7 +33,7 @@ class ImageJournal {
 
     std::string path_;
     HostFile file_;
-    std::int64_t size_ = 0;
+    std::int64_t size_ = 0;  // of what is whole
 };
 
 }  // namespace bkfd

@@ -103,13 +103,10 @@ void ApplyRules(const ImageJson& record, FileRules& rules) {
     }
 }
 
-void RedoNames(const ImageJson& record, DiskVolume& volume) {
-    // A redo that fails leaves the old names, which are as good a state as the new ones.
-    if (record.contains("moves")) {
-        (void)volume.RedoMoves(MovesFrom(record));
-    } else {
-        (void)volume.RedoRemoval(FromImageJson(record["path"].get<std::string>()));
-    }
+/// A redo that fails leaves the old names, which are as good a state as the new ones.
+Status RedoNames(const ImageJson& record, DiskVolume& volume) {
+    if (record.contains("moves")) return volume.RedoMoves(MovesFrom(record));
+    return volume.RedoRemoval(FromImageJson(record["path"].get<std::string>()));
 }
 
 /// A change of names was done when the next record was written, unless that says otherwise.
@@ -179,8 +176,7 @@ bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets) 
         if (kind == "move" || kind == "remove") {
             targets.pending = record;
             if (!isLast) return true;
-            RedoNames(record, targets.volume);
-            SettlePending(targets, true);
+            SettlePending(targets, RedoNames(record, targets.volume).IsOk());
             return true;
         }
         if (kind == "restart") return ReplayRestart(record, targets);

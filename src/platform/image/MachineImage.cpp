@@ -54,9 +54,8 @@ class LoadedImage final : private ImageParts,
         }
     }
 
-    ~LoadedImage() override {
-        if (isChanged_) (void)Fold();
-    }
+    // Whoever wants to know what became of it has folded before.
+    ~LoadedImage() override { (void)Fold(); }
 
     /// Reads the registry and makes up for what a crash kept from being done.
     std::optional<ImageError> Load() {
@@ -71,11 +70,12 @@ class LoadedImage final : private ImageParts,
         }
         isChanged_ = journal.IsThere();
         // An image that can't be written keeps its journal; what it says holds all the same.
-        if (isChanged_) (void)Fold();
+        (void)Fold();
         return std::nullopt;
     }
 
     Status Fold() override {
+        if (!isChanged_) return {};
         Status status = registryFiles_.Save();
         if (status.IsOk()) status = SaveSettings();
         if (status.IsOk()) status = journal.Clear();
