@@ -15,10 +15,7 @@ namespace {
 constexpr int kIntroduction = 131;
 constexpr int kSent = 132;
 constexpr int kCannotSend = 133;
-constexpr int kDescribeProblem = 134;
 constexpr int kPlaceholder = 135;
-constexpr int kTypeName = 136;
-constexpr int kTypeEmail = 137;
 constexpr int kPleaseWait = 158;
 constexpr int kCannotContact = 906;
 
@@ -45,17 +42,13 @@ void ucSupport::Init(LoggerRef logger) {
     txtAnswers.Select(0, txtAnswers.GetText().size());
 }
 
-int ucSupport::WhatIsMissing() const {
-    const Text& answer = txtAnswers.GetText();
-    if (answer.empty() || answer == ResourceString(kPlaceholder)) return kDescribeProblem;
-    if (txtName.GetText().empty()) return kTypeName;
-    if (txtEmail.GetText().empty()) return kTypeEmail;
-    return 0;
+SupportRequest ucSupport::Request() const {
+    return {txtName.GetText(), txtEmail.GetText(), txtAnswers.GetText()};
 }
 
 void ucSupport::cmdRequestSupport_Click() {
     try {
-        if (const int missing = WhatIsMissing()) {
+        if (const int missing = WhatIsMissing(Request())) {
             ShowMessage(ResourceString(missing), MessageStyle::Exclamation);
             return;
         }
@@ -69,6 +62,7 @@ void ucSupport::cmdRequestSupport_Click() {
     }
 }
 
+/// A failure of one step is passed over: the user always hears how it ended.
 void ucSupport::RunRequest() {
     ContinueOnError step;
     step([this] {
@@ -77,21 +71,19 @@ void ucSupport::RunRequest() {
     });
     step([this] { moProgressor->ShowProgress(ResourceString(kPleaseWait), HostForm(), true); });
     step([this] { moProgressor.reset(); });
-    step([this] { ReportOutcome(); });
-    step([] { TheToolkit().SetPointer(Pointer::Default); });
-}
-
-void ucSupport::ReportOutcome() {
     const Text source = u"ucSupport.cmdRequestSupport_Click";
     if (requestSucceeded_) {
-        logger_->Trace(u"Requesting support", source);
-        ShowMessage(ResourceString(kSent), MessageStyle::Information);
-        return;
+        step([&] { logger_->Trace(u"Requesting support", source); });
+        step([] { ShowMessage(ResourceString(kSent), MessageStyle::Information); });
+    } else {
+        step([&] {
+            logger_->Write(kRequestFailed, ResourceString(kCannotContact) + errorText_,
+                           LogLevel::WindowFailure, source);
+        });
+        step([] { TheToolkit().SetPointer(Pointer::Default); });
+        step([] { ShowMessage(ResourceString(kCannotSend), MessageStyle::Exclamation); });
     }
-    logger_->Write(kRequestFailed, ResourceString(kCannotContact) + errorText_,
-                   LogLevel::WindowFailure, source);
-    TheToolkit().SetPointer(Pointer::Default);
-    ShowMessage(ResourceString(kCannotSend), MessageStyle::Exclamation);
+    step([] { TheToolkit().SetPointer(Pointer::Default); });
 }
 
 void ucSupport::moProgressor_Started() {
@@ -111,7 +103,7 @@ void ucSupport::moProgressor_Started() {
 /// A failure before the sending leaves the result of the request before, on purpose.
 void ucSupport::SendReport() {
     ValueBag report;
-    GatherReport({txtName.GetText(), txtEmail.GetText(), txtAnswers.GetText()}, logger_, report);
+    GatherReport(Request(), logger_, report);
     bool success = false;
     cl delivery;
     delivery.Do1(logger_, Text(kSupportCategory), report, errorText_, success);

@@ -4,6 +4,7 @@
 
 #include "app/FProgressor.h"
 #include "panels/TabPanel.h"
+#include "support/ReportContents.h"
 #include "ui/Button.h"
 #include "ui/Label.h"
 #include "ui/Picture.h"
@@ -27,10 +28,8 @@ class ucSupport : public TabPanel {
     void Image1_DblClick();
     void UserControl_Resize();
 
-    /// The number of the string that tells what is missing, or 0.
-    int WhatIsMissing() const;
+    SupportRequest Request() const;
     void RunRequest();
-    void ReportOutcome();
     void SendReport();
 
     LoggerRef logger_;

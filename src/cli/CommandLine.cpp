@@ -30,6 +30,7 @@ Work on a copy, since a cleanup changes the image; examples/machines has three:
   brackenfold --machine /tmp/pc bhos           the browser's helper objects
   brackenfold --machine /tmp/pc --json scan    the same for scripts
   brackenfold identify setup.exe               what is known of any file
+  brackenfold --machine /tmp/pc report --show  what the support staff would get
 
 Exit codes: 0 done, or nothing found; 1 parasites found; 2 failed or wrong usage;
 3 incomplete, since a registry key or a file could not be read.

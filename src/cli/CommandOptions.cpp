@@ -18,12 +18,16 @@ void CommandOptions::AddNames(const char* placeholder, std::vector<std::string>&
     app_.add_option(placeholder, names, meaning)->required()->type_name("");
 }
 
+void CommandOptions::AddName(const char* placeholder, std::string& name, const char* meaning) {
+    app_.add_option(placeholder, name, meaning)->required()->type_name("");
+}
+
 void CommandOptions::AddOptionalName(const char* placeholder, std::string& name,
                                      const char* meaning) {
     app_.add_option(placeholder, name, meaning)->type_name("");
 }
 
-void CommandOptions::Explain(const char* text) {
+void CommandOptions::Explain(const std::string& text) {
     app_.footer(text);
 }
 

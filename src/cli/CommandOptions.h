@@ -22,10 +22,12 @@ class CommandOptions {
                   const char* meaning);
     /// One or more names without an option before them.
     void AddNames(const char* placeholder, std::vector<std::string>& names, const char* meaning);
+    /// Exactly one name without an option before it.
+    void AddName(const char* placeholder, std::string& name, const char* meaning);
     /// At most one name without an option before it.
     void AddOptionalName(const char* placeholder, std::string& name, const char* meaning);
     /// Text behind the list of options.
-    void Explain(const char* text);
+    void Explain(const std::string& text);
 
   private:
     CLI::App& app_;

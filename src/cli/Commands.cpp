@@ -4,10 +4,10 @@ namespace bkfd {
 
 CommandList MakeCommands() {
     CommandList commands;
-    for (const auto make :
-         {MakeScanCommand, MakeCleanCommand, MakeBhosCommand, MakeStartupCommand,
-          MakeProcessesCommand, MakeSettingsCommand, MakeBackupCommand, MakeDisableCommand,
-          MakeRestoreCommand, MakeIdentifyCommand, MakeStartCommand}) {
+    for (const auto make : {MakeScanCommand, MakeCleanCommand, MakeBhosCommand, MakeStartupCommand,
+                            MakeProcessesCommand, MakeSettingsCommand, MakeBackupCommand,
+                            MakeDisableCommand, MakeRestoreCommand, MakeIdentifyCommand,
+                            MakeReportCommand, MakeDecodeCommand, MakeStartCommand}) {
         commands.push_back(make());
     }
     return commands;

@@ -316,8 +316,8 @@ class HttpRequest {
     virtual Status setRequestHeader(TextView name, TextView value) = 0;
     /// The body holds one byte a character.
     virtual Status send(TextView body) = 0;
-    /// 0 not opened, 1 opened, 2 sent, 3 receiving, 4 complete, also after a failure of the
-    /// network. Asking lets the exchange go on where nothing else drives it.
+    /// 0 not opened, 1 opened, sent or not, 2 answered, 3 receiving the body, 4 complete, also
+    /// after a failure of the network. Asking lets the exchange go on where nothing else drives it.
     virtual std::int32_t readyState() = 0;
     /// The answer's status; a failure when there is no answer.
     virtual Result<std::int32_t> status() = 0;

@@ -2,6 +2,7 @@
 
 #include "detection/CPaDetector.h"
 #include "platform/Machine.h"
+#include "resources/StringTable.h"
 #include "services/ApplicationState.h"
 #include "services/FileUtil.h"
 #include "services/MAPI.h"
@@ -12,6 +13,12 @@
 
 namespace bkfd {
 namespace {
+
+// Numbers of the strings.
+constexpr int kDescribeProblem = 134;
+constexpr int kPlaceholder = 135;
+constexpr int kTypeName = 136;
+constexpr int kTypeEmail = 137;
 
 constexpr TextView kBrowserKey = u"SOFTWARE\\Microsoft\\Internet Explorer";
 constexpr TextView kZoneMapKey =
@@ -46,6 +53,15 @@ Text SiblingLog(RegistryAccess& registry) {
 }
 
 }  // namespace
+
+int WhatIsMissing(const SupportRequest& request) {
+    if (request.answer.empty() || request.answer == ResourceString(kPlaceholder)) {
+        return kDescribeProblem;
+    }
+    if (request.name.empty()) return kTypeName;
+    if (request.email.empty()) return kTypeEmail;
+    return 0;
+}
 
 void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& report) {
     const auto addEncoded = [&report](const Text& name, const Text& text) {

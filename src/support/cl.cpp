@@ -72,26 +72,24 @@ bool Post(const Text& body, Text& errorText) {
 void cl::Do1(LoggerRef, const Text& category, ValueBag& values, Text& errorText, bool& success) {
     errorText.clear();
     success = false;
-    Text envelopeFile;
-    Text archiveFile;
+    PackedReport report;
     try {
-        const Text kind = Replace(category, u"/", u"\\");
-        const Text id = SysUtil::NewUniqueId();
-        const Text envelope = MakeEnvelope(kind, id, values);
-        envelopeFile = WithBackslash(SysUtil::GetTempPath()) + id + u".xml";
-        archiveFile = SysUtil::GetTempFileName(u"sc") + u".zip";
-        const Text archive = PackEnvelope(envelope, envelopeFile, archiveFile);
-        Text subject;
-        Text value;
-        Escape(kind + u"\\" + id, subject);
-        Escape(archive, value);
-        success = Post(u"subject=" + subject + u"&value=" + value, errorText);
+        PackReport(category, values, report);
+        success = Post(FormBody(report), errorText);
     } catch (...) {
         errorText = CurrentError().Description();
         success = false;
-        (void)TheMachine().FileSystem().DeleteFileW(envelopeFile);
-        (void)TheMachine().FileSystem().DeleteFileW(archiveFile);
+        (void)TheMachine().FileSystem().DeleteFileW(report.envelopeFile);
+        (void)TheMachine().FileSystem().DeleteFileW(report.archiveFile);
     }
+}
+
+Text cl::FormBody(const PackedReport& report) {
+    Text subject;
+    Text value;
+    Escape(report.category + u"\\" + report.id, subject);
+    Escape(SysUtil::EncodeText(FileUtil::ReadTextFile(report.archiveFile)), value);
+    return u"subject=" + subject + u"&value=" + value;
 }
 
 void cl::Escape(const Text& text, Text& result) {
@@ -117,16 +115,21 @@ Text MakeEnvelope(const Text& category, const Text& id, ValueBag& values) {
     return envelope += u"</xml>";
 }
 
-Text PackEnvelope(const Text& envelope, const Text& envelopeFile, const Text& archiveFile) {
-    FileUtil::WriteTextFile(envelopeFile, envelope);
+void PackReport(const Text& category, ValueBag& values, PackedReport& report) {
+    report.category = Replace(category, u"/", u"\\");
+    report.id = SysUtil::NewUniqueId();
+    const Text envelope = MakeEnvelope(report.category, report.id, values);
+    report.envelopeFile = WithBackslash(SysUtil::GetTempPath()) + report.id + u".xml";
+    report.archiveFile = SysUtil::GetTempFileName(u"sc") + u".zip";
+    FileUtil::WriteTextFile(report.envelopeFile, envelope);
+
     cZip zip;
-    zip.SetZipFile(archiveFile);
+    zip.SetZipFile(report.archiveFile);
     zip.SetStoreFolderNames(false);
     zip.SetRecurseSubDirs(false);
     zip.ClearFileSpecs();
-    zip.AddFileSpec(envelopeFile);
+    zip.AddFileSpec(report.envelopeFile);
     zip.Zip();
-    return SysUtil::EncodeText(FileUtil::ReadTextFile(archiveFile));
 }
 
 }  // namespace bkfd

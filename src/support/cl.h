@@ -5,6 +5,15 @@
 
 namespace bkfd {
 
+/// A report on its way: what it is called and where its two files lie. Names are empty until they
+/// are known.
+struct PackedReport {
+    Text category;
+    Text id;
+    Text envelopeFile;
+    Text archiveFile;
+};
+
 /// Delivers reports to the maker's support endpoint.
 class cl {
   public:
@@ -16,6 +25,7 @@ class cl {
              bool& success);
 
   private:
+    static Text FormBody(const PackedReport& report);
     static void Escape(const Text& text, Text& result);
 };
 
@@ -23,7 +33,9 @@ class cl {
 /// each parameter. Parameter names become element names as they stand.
 Text MakeEnvelope(const Text& category, const Text& id, ValueBag& values);
 
-/// Writes the envelope and the archive that holds it, and gives the archive encoded for the post.
-Text PackEnvelope(const Text& envelope, const Text& envelopeFile, const Text& archiveFile);
+/// Writes the envelope and the archive that holds it to the temporary folder, under a fresh
+/// identifier. A failure is a RuntimeError, and `report` then names what may have been written; one
+/// of the packing shows in the archive's absence alone.
+void PackReport(const Text& category, ValueBag& values, PackedReport& report);
 
 }  // namespace bkfd

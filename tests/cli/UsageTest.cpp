@@ -26,6 +26,10 @@ TEST(Usage, FailsInOneClearLine) {
         {"missing folder", {"scan", "--machine", "/no/such/machine"}, "/no/such/machine"},
         {"a file, no folder", {"bhos", "--machine", "/dev/null"}, "/dev/null"},
         {"nothing to identify", {"identify"}, "FILE"},
+        {"nothing to decode", {"decode"}, "FILE"},
+        {"no such report", {"decode", "/no/such/report"}, "/no/such/report"},
+        {"a folder is no report", {"decode", "/"}, "/"},
+        {"report of no machine", {"report", "--show"}, "--machine"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
@@ -93,7 +97,8 @@ TEST(Usage, AnEmptyMachineIsClean) {
 
 TEST(Usage, HelpTeaches) {
     const MachineCopy machine("");
-    for (const char* command : {"", "scan", "bhos", "startup", "processes", "identify"}) {
+    for (const char* command :
+         {"", "scan", "bhos", "startup", "processes", "identify", "report", "decode"}) {
         SCOPED_TRACE(command);
         const CliRun run = *command == 0 ? RunCli({"--help"}) : RunCli({command, "--help"});
         EXPECT_EQ(run.code, 0);

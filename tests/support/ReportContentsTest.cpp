@@ -53,7 +53,8 @@ TEST(ReportContents, HoldsTheEntriesInOrder) {
     EXPECT_EQ(Content(report, "Hosts"), "127.0.0.1 localhost\n");
     EXPECT_EQ(Content(report, "Log"), "a line\r\n");
     EXPECT_TRUE(Content(report, "ZoneMap.reg").starts_with("\xFF\xFEW"));
-    EXPECT_EQ(Content(report, "Processes.xml"), "<Ps><P f='C:\\odd&#65533;.exe'></P></Ps>");
+    EXPECT_EQ(Content(report, "Processes.xml"),
+              "<Ps>\n <P f=\"C:\\odd\xEF\xBF\xBD.exe\" />\n</Ps>\n");
 }
 
 TEST(ReportContents, TakesTheSiblingsLogFromTheFirstFileThatHasText) {

@@ -35,28 +35,35 @@ TEST(ReportDecoder, ReadsEveryFormOfAReport) {
         SysUtil::EncodeText(u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><Ps>&#1087;</Ps>"));
     values.Add(u"Hosts", SysUtil::EncodeText(u"127.0.0.1 \u00E9"));
     values.Add(u"FNHWLog", u"");
-    const Text envelope = MakeEnvelope(u"A\\B", u"id", values);
-    const Text archive = PackEnvelope(envelope, u"C:\\Temp\\e.xml", u"C:\\Temp\\a.zip");
+    values.Add(u"answer", u" ");
+    bench.machine.SetEnvironment(u"TMP", u"C:\\Temp");
+    PackedReport packed;
+    PackReport(u"A/B", values, packed);
+    const Bytes archive = bench.machine.FileContent(packed.archiveFile);
+    const Text value = Replace(SysUtil::BytesToText(archive), u"+", u"%2B");
 
     const std::string expected =
         "name=Ann\n"
-        "SuspiciousFiles.xml=<xml><f i='C:\\\xD0\xBF &amp; co.dll'/></xml>\n"
-        "Processes.xml=<Ps>&#1087;</Ps>\n"
+        "SuspiciousFiles.xml=<xml>\n <f i=\"C:\\\xD0\xBF &amp; co.dll\" />\n</xml>\n\n"
+        "Processes.xml=<Ps>\xD0\xBF</Ps>\n\n"
         "Hosts=127.0.0.1 \xE9\n"
-        "FNHWLog=\n";
+        "FNHWLog=\n"
+        "answer= \n";
     const struct {
         const char* label;
         Bytes input;
     } rows[] = {
-        {"envelope", ToBytes(envelope)},
-        {"archive", bench.machine.FileContent(u"C:\\Temp\\a.zip")},
-        {"posted body", ToBytes(u"subject=x&value=" + Replace(archive, u"+", u"%2B"))},
+        {"envelope", bench.machine.FileContent(packed.envelopeFile)},
+        {"archive", archive},
+        {"posted body", ToBytes(u"subject=x&value=" + value)},
     };
     for (const auto& row : rows) {
         const auto decoded = DecodeReport(row.input);
         EXPECT_EQ(Listing(decoded), expected) << row.label;
         const auto& report = std::get<DecodedReport>(decoded);
         EXPECT_EQ(report.suspiciousFiles, std::vector<Text>{u"C:\\\u043F & co.dll"}) << row.label;
+        EXPECT_EQ(report.category, u"A\\B") << row.label;
+        EXPECT_TRUE(report.problems.empty()) << row.label;
     }
     const Text units(u"C\0:\0\\\0\x3F\x04", 8);
     EXPECT_EQ(EncodeForPaste(u"C:\\\u043F"), SysUtil::EncodeText(units));
@@ -74,8 +81,6 @@ TEST(ReportDecoder, MalformedInputIsOneError) {
          "error: the posted archive isn't valid base64\n"},
         {"value is no archive", "value=QUJD", "error: the posted value is no archive\n"},
         {"cut archive", "PK\3\4abc", "error: the archive is cut or damaged\n"},
-        {"an entry that isn't base64", "<?xml version='1.0'?><xml><Log>*</Log></xml>",
-         "error: Log isn't valid base64\n"},
         {"names stay in the folder", "<?xml version='1.0'?><xml><a.b>1</a.b><a_b>2</a_b></xml>",
          "a_b=1\na_b-2=2\n"},
     };
@@ -84,6 +89,31 @@ TEST(ReportDecoder, MalformedInputIsOneError) {
     }
     const auto cut = DecodeReport(Raw("<?xml version='1.0'?><xml><Log>QUJD</Lo"));
     EXPECT_TRUE(std::holds_alternative<std::string>(cut));
+}
+
+TEST(ReportDecoder, ABadEntryCostsNoOther) {
+    const struct {
+        const char* label;
+        std::string entry;
+        const char* listing;
+        std::vector<std::string> problems;
+    } rows[] = {
+        {"not base64",
+         "<Log>*</Log>",
+         "Log=*\n",
+         {"Log isn't valid base64, so it is left as it came"}},
+        {"not well-formed",
+         "<Processes>PFBzPg==</Processes>",
+         "Processes.xml=<Ps>\n",
+         {"Processes isn't well-formed XML"}},
+        {"a gathering that failed", "<SuspiciousFiles/>", "SuspiciousFiles.xml=\n", {}},
+    };
+    for (const auto& row : rows) {
+        const auto decoded =
+            DecodeReport(Raw("<?xml version='1.0'?><xml>" + row.entry + "<name>Ann</name></xml>"));
+        EXPECT_EQ(Listing(decoded), std::string(row.listing) + "name=Ann\n") << row.label;
+        EXPECT_EQ(std::get<DecodedReport>(decoded).problems, row.problems) << row.label;
+    }
 }
 
 }  // namespace

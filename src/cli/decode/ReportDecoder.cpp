@@ -127,8 +127,8 @@ Bytes EnvelopeOf(std::span<const std::uint8_t> input) {
     return EnvelopeOfArchive(archive);
 }
 
-/// An XML document as UTF-8 without a declaration, whatever it was sent in.
-Bytes XmlAsUtf8(const Bytes& sent) {
+/// A document as UTF-8 without a declaration, whatever it was sent in.
+std::string XmlAsUtf8(const Bytes& sent) {
     std::string utf8(sent.begin(), sent.end());
     if (StartsWith(sent, "\xFF\xFE")) {
         Text text;
@@ -143,12 +143,13 @@ Bytes XmlAsUtf8(const Bytes& sent) {
         // Documents with a declaration are ISO-8859-1.
         utf8 = ToUtf8(FromBytes(FromString(utf8)));
     }
-    return FromString(utf8);
+    return utf8;
 }
 
 std::string SafeName(std::string_view name) {
+    constexpr std::size_t kLongestName = 100;
     std::string safe;
-    for (const char c : name) {
+    for (const char c : name.substr(0, kLongestName)) {
         const bool isPlain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') ||
                              (c >= 'a' && c <= 'z') || c == '_' || c == '-';
         safe += isPlain ? c : '_';
@@ -156,28 +157,67 @@ std::string SafeName(std::string_view name) {
     return safe;
 }
 
-DecodedFile DecodeElement(const pugi::xml_node& element) {
-    const std::string_view value = element.text().get();
-    const auto* known = std::ranges::find_if(kEntries, [&](const EntryForm& entry) {
-        return std::strcmp(entry.name, element.name()) == 0;
-    });
-    if (known == std::end(kEntries)) return {SafeName(element.name()), FromString(value)};
-    Bytes bytes = DecodeEntry(value, known->name);
-    return {known->file, known->form == Form::Xml ? XmlAsUtf8(bytes) : std::move(bytes)};
-}
+constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_ws_pcdata_single;
 
-std::vector<Text> PathsOf(const Bytes& document) {
-    pugi::xml_document xml;
-    if (!xml.load_buffer(document.data(), document.size(), pugi::parse_default,
-                         pugi::encoding_utf8)) {
-        throw Malformed("the document of suspicious files isn't well-formed");
+struct StringWriter : pugi::xml_writer {
+    std::string text;
+    void write(const void* data, std::size_t size) override {
+        text.append(static_cast<const char*>(data), size);
     }
-    std::vector<Text> paths;
-    for (const auto& file : xml.document_element().children("f")) {
-        paths.push_back(FromUtf8(file.attribute("i").value()));
+};
+
+/// Turns one entry after the other into a file, and keeps what is wrong with them.
+class EntryDecoder {
+  public:
+    explicit EntryDecoder(DecodedReport& report) : report_(report) {}
+
+    void Add(const pugi::xml_node& element) {
+        const std::string_view value = element.text().get();
+        const auto* known = std::ranges::find_if(kEntries, [&](const EntryForm& entry) {
+            return std::strcmp(entry.name, element.name()) == 0;
+        });
+        if (known == std::end(kEntries)) {
+            return Put(SafeName(element.name()), Form::Plain, FromString(value));
+        }
+        auto bytes = DecodeBase64(FromUtf8(value));
+        if (!bytes) {
+            report_.problems.push_back(std::string(known->name) +
+                                       " isn't valid base64, so it is left as it came");
+            return Put(known->name, Form::Plain, FromString(value));
+        }
+        if (known->form == Form::Xml) bytes = Document(*known, *bytes);
+        Put(known->file, known->form, *std::move(bytes));
     }
-    return paths;
-}
+
+  private:
+    void Put(std::string name, Form form, Bytes content) {
+        report_.files.push_back({std::move(name), std::move(content), form == Form::Bytes});
+    }
+
+    /// Indented, a line an element. An empty document is what a failed gathering sends.
+    Bytes Document(const EntryForm& entry, const Bytes& sent) {
+        const std::string utf8 = XmlAsUtf8(sent);
+        pugi::xml_document xml;
+        if (utf8.empty()) return {};
+        if (!xml.load_buffer(utf8.data(), utf8.size(), kParseOptions, pugi::encoding_utf8)) {
+            report_.problems.push_back(std::string(entry.name) + " isn't well-formed XML");
+            return FromString(utf8);
+        }
+        if (entry.name == std::string_view("SuspiciousFiles")) NotePaths(xml);
+        StringWriter writer;
+        xml.save(writer, " ", pugi::format_indent | pugi::format_no_declaration,
+                 pugi::encoding_utf8);
+        return FromString(writer.text);
+    }
+
+    void NotePaths(const pugi::xml_document& xml) {
+        for (const auto& file : xml.document_element().children("f")) {
+            report_.suspiciousFiles.push_back(FromUtf8(file.attribute("i").value()));
+        }
+    }
+
+    DecodedReport& report_;
+};
 
 /// Several entries of one name get a number behind the second and later ones.
 void MakeNamesUnique(std::vector<DecodedFile>& files) {
@@ -193,21 +233,21 @@ void MakeNamesUnique(std::vector<DecodedFile>& files) {
 
 DecodedReport DecodeEnvelope(const Bytes& envelope) {
     pugi::xml_document xml;
-    const auto parsed = xml.load_buffer(envelope.data(), envelope.size());
-    if (!parsed)
+    const auto parsed = xml.load_buffer(envelope.data(), envelope.size(), kParseOptions);
+    if (!parsed) {
         throw Malformed(std::string("the envelope isn't well-formed: ") + parsed.description());
+    }
     DecodedReport report;
+    EntryDecoder entries(report);
     for (const auto& element : xml.document_element().children()) {
         const std::string_view name = element.name();
         if (name == "cat") {
             report.category = FromUtf8(element.text().get());
         } else if (name == "id") {
             report.id = FromUtf8(element.text().get());
-        } else {
-            report.files.push_back(DecodeElement(element));
+        } else if (element.type() == pugi::node_element) {
+            entries.Add(element);
         }
-        if (name == "SuspiciousFiles")
-            report.suspiciousFiles = PathsOf(report.files.back().content);
     }
     MakeNamesUnique(report.files);
     return report;

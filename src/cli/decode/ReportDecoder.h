@@ -10,11 +10,12 @@
 /// The support side: a report as it was posted, back into what a person can read.
 namespace bkfd {
 
-/// One entry of a report as a file: UTF-8 for XML documents and plain texts, the bytes that were
-/// sent for everything else.
+/// One entry of a report as a file: indented UTF-8 for XML documents, UTF-8 for plain texts, the
+/// bytes that were sent for everything else.
 struct DecodedFile {
     std::string name;  // safe as a file name: letters, digits, "_", "-", "." and never a path
     Bytes content;
+    bool isAsSent = false;
 };
 
 struct DecodedReport {
@@ -22,10 +23,11 @@ struct DecodedReport {
     Text id;
     std::vector<DecodedFile> files;     // in the report's order
     std::vector<Text> suspiciousFiles;  // the paths in the document of suspicious files
+    std::vector<std::string> problems;  // a clause for each entry that is not as it should be
 };
 
 /// Takes a posted form body, the zip archive in it, or the XML envelope in that. The alternative is
-/// one clause that says what is wrong.
+/// one clause that says what is wrong with the whole.
 std::variant<DecodedReport, std::string> DecodeReport(std::span<const std::uint8_t> input);
 
 /// A path as the Safe Remover's paste takes it: base64 of its UTF-16LE bytes.

@@ -7,7 +7,29 @@
 namespace bkfd {
 namespace {
 
-enum ReadyState { NotOpened, Opened, Sent, Receiving, Complete };
+enum ReadyState { NotOpened, Opened, Answered, Receiving, Complete };
+
+// A question for the state waits this long for news of the network, so that a machine whose clock
+// stands for another time doesn't count its seconds faster than they pass.
+constexpr int kLongestPause = 5;  // milliseconds
+constexpr long kSendBuffer = 512 * 1024;
+
+/// The system's codes for what can go wrong on the way; anything else is an interruption.
+struct NetworkError {
+    CURLcode ours;
+    std::uint32_t system;
+};
+constexpr NetworkError kNetworkErrors[] = {
+    {CURLE_COULDNT_RESOLVE_HOST, SystemError::ResourceNotFound},
+    {CURLE_COULDNT_RESOLVE_PROXY, SystemError::ResourceNotFound},
+    {CURLE_COULDNT_CONNECT, 0x800C0004},  // INET_E_CANNOT_CONNECT
+};
+constexpr std::uint32_t kInterrupted = 0x800C0008;  // INET_E_DOWNLOAD_FAILURE
+
+std::uint32_t SystemCode(CURLcode result) {
+    const auto* known = std::ranges::find(kNetworkErrors, result, &NetworkError::ours);
+    return known == std::end(kNetworkErrors) ? kInterrupted : known->system;
+}
 
 struct EasyCloser {
     void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
@@ -31,6 +53,7 @@ class CurlRequest final : public HttpRequest {
         curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, ToUtf8(method).c_str());
         curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
         curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
         curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &CurlRequest::OnHeader);
         curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
@@ -49,7 +72,7 @@ class CurlRequest final : public HttpRequest {
     }
 
     Status send(TextView body) override {
-        if (state_ != Opened) return {SystemError::InvalidFunction};
+        if (state_ != Opened || isAttached_) return {SystemError::InvalidFunction};
         body_ = ToBytes(body);
         (void)setRequestHeader(u"Expect", u"");  // large posts don't wait for a permission
         curl_easy_setopt(easy_.get(), CURLOPT_HTTPHEADER, headers_.get());
@@ -60,7 +83,6 @@ class CurlRequest final : public HttpRequest {
             return {SystemError::NotEnoughMemory};
         }
         isAttached_ = true;
-        state_ = Sent;
         return {};
     }
 
@@ -70,7 +92,7 @@ class CurlRequest final : public HttpRequest {
     }
 
     Result<std::int32_t> status() override {
-        if (state_ != Complete || !isAnswered_) return Status{SystemError::ResourceNotFound};
+        if (!isAnswered_) return Status{error_};
         long code = 0;
         curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &code);
         return static_cast<std::int32_t>(code);
@@ -87,10 +109,14 @@ class CurlRequest final : public HttpRequest {
     void Drive() {
         int running = 0;
         curl_multi_perform(multi_.get(), &running);
+        if (running != 0) curl_multi_poll(multi_.get(), nullptr, 0, kLongestPause, nullptr);
         int left = 0;
         while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
             if (message->msg != CURLMSG_DONE) continue;
-            isAnswered_ = message->data.result == CURLE_OK;
+            if (message->data.result != CURLE_OK) {
+                isAnswered_ = false;
+                error_ = SystemCode(message->data.result);
+            }
             state_ = Complete;
         }
         if (state_ == Complete) Detach();
@@ -102,25 +128,35 @@ class CurlRequest final : public HttpRequest {
     }
 
     /// "HTTP/1.1 404 Not Found": what stands behind the number.
+    static std::string_view ReasonOf(std::string_view line) {
+        for (int word = 0; word < 2; ++word) {
+            line.remove_prefix(std::min(line.find(' '), line.size() - 1) + 1);
+            if (line.empty()) break;
+        }
+        while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.remove_suffix(1);
+        return line;
+    }
+
+    /// A status line begins an answer, an empty line ends its headers; interim answers come first.
     static std::size_t OnHeader(char* data, std::size_t, std::size_t size, void* self) {
         auto& request = *static_cast<CurlRequest*>(self);
         const std::string_view line(data, size);
-        if (line.starts_with("HTTP/")) {
-            const std::size_t number = std::min(line.find(' '), line.size() - 1);
-            const std::size_t text = std::min(line.find(' ', number + 1), line.size() - 1);
-            std::string_view rest = line.substr(text + 1);
-            while (!rest.empty() && (rest.back() == '\r' || rest.back() == '\n')) {
-                rest.remove_suffix(1);
-            }
-            request.statusText_ = FromBytes(ToBytesOf(rest));
+        if (line.starts_with("HTTP/")) request.statusText_ = FromBytes(ToBytesOf(ReasonOf(line)));
+        long code = 0;
+        curl_easy_getinfo(request.easy_.get(), CURLINFO_RESPONSE_CODE, &code);
+        if (line.find_first_not_of("\r\n") == std::string_view::npos && code >= 200) {
+            request.state_ = Answered;
+            request.isAnswered_ = true;
         }
-        request.state_ = Receiving;
         return size;
     }
 
     static Bytes ToBytesOf(std::string_view text) { return {text.begin(), text.end()}; }
 
-    static std::size_t OnBody(char*, std::size_t, std::size_t size, void*) { return size; }
+    static std::size_t OnBody(char*, std::size_t, std::size_t size, void* self) {
+        static_cast<CurlRequest*>(self)->state_ = Receiving;
+        return size;
+    }
 
     std::unique_ptr<CURL, EasyCloser> easy_;
     std::unique_ptr<CURLM, MultiCloser> multi_;
@@ -129,7 +165,8 @@ class CurlRequest final : public HttpRequest {
     Text statusText_;
     ReadyState state_ = NotOpened;
     bool isAttached_ = false;
-    bool isAnswered_ = false;
+    bool isAnswered_ = false;                              // else `error_` says why not
+    std::uint32_t error_ = SystemError::ResourceNotFound;  // also for as long as nothing came
 };
 
 }  // namespace

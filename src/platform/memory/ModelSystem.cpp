@@ -75,6 +75,10 @@ constexpr ErrorText kErrorTexts[] = {
     {0x80040154, u"Class not registered"},
     {0x800401F3, u"Invalid class string"},
     {0x80070005, u"Access is denied."},
+    // Errors of the system's network service.
+    {0x800C0004, u"The attempt to connect to the Internet has failed."},
+    {0x800C0005, u"The server or proxy was not found."},
+    {0x800C0008, u"The connection was interrupted."},
 };
 
 }  // namespace

@@ -1,0 +1,131 @@
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "cli/Commands.h"
+#include "cli/HostOutput.h"
+#include "cli/Json.h"
+#include "cli/decode/ReportDecoder.h"
+#include "ui/terminal/PrintableText.h"
+
+namespace bkfd {
+namespace {
+
+DecodedReport Decode(const std::string& path, Console& console) {
+    auto decoded = DecodeReport(ReadHostFile(path, console.in));
+    if (const auto* error = std::get_if<std::string>(&decoded)) {
+        throw CommandError(PrintableText(FromUtf8(path)) + ": " + PrintableText(FromUtf8(*error)));
+    }
+    return std::get<DecodedReport>(std::move(decoded));
+}
+
+/// The suspicious files, as the Safe Remover of the user's machine takes them.
+void PrintForPaste(CommandContext& context, const std::vector<Text>& paths) {
+    Json list = Json::array();
+    for (const Text& path : paths) {
+        const std::string encoded = ToUtf8(EncodeForPaste(path));
+        if (context.asJson) {
+            list.push_back({{"path", TextToJson(path)}, {"encoded", encoded}});
+        } else {
+            context.console.out << context.console.Bold(PrintableText(path)) << '\n'
+                                << "  " << encoded << '\n';
+        }
+    }
+    if (context.asJson) PrintJson(context.console.out, list);
+}
+
+struct WrittenFile {
+    std::string path;
+    std::size_t size;
+};
+
+std::vector<WrittenFile> WriteFiles(const DecodedReport& report, const std::string& folder) {
+    NewHostFiles output(folder);
+    std::vector<WrittenFile> written;
+    for (const DecodedFile& file : report.files) {
+        written.push_back({output.Write(file.name, file.content), file.content.size()});
+    }
+    output.Keep();
+    return written;
+}
+
+void PrintDocument(std::ostream& out, const DecodedReport& report,
+                   const std::vector<WrittenFile>& written) {
+    Json document = {{"category", TextToJson(report.category)}, {"id", TextToJson(report.id)}};
+    document["files"] = Json::array();
+    for (const WrittenFile& file : written) {
+        document["files"].push_back(
+            {{"file", TextToJson(FromUtf8(file.path))}, {"size", file.size}});
+    }
+    document["problems"] = report.problems;
+    PrintJson(out, document);
+}
+
+void PrintText(Console& console, const DecodedReport& report,
+               const std::vector<WrittenFile>& written) {
+    console.out << "Report " << PrintableText(report.id) << " of the kind "
+                << PrintableText(report.category) << '\n';
+    for (const WrittenFile& file : written) {
+        console.out << "  " << PrintableText(FromUtf8(file.path)) << ", " << file.size
+                    << (file.size == 1 ? " byte\n" : " bytes\n");
+    }
+    for (const std::string& problem : report.problems) {
+        console.err << "brackenfold: " << PrintableText(FromUtf8(problem)) << '\n';
+    }
+}
+
+class DecodeCommand final : public Command {
+  public:
+    const char* Name() const override { return "decode"; }
+    const char* Summary() const override { return "Turn a received report into readable files"; }
+
+    void Declare(CommandOptions& options) override {
+        options.AddName("FILE", file_, "A posted body, the archive in it or the envelope in that");
+        options.AddValue("--out", "FOLDER", folder_,
+                         "Where the files go; by default FILE with .decoded behind it");
+        options.AddFlag("--list", wantsList_,
+                        "Write nothing; print the suspicious files, encoded for the Safe Remover");
+        options.Explain(
+            "Writes each entry of the report to a file of its own and prints their names: XML "
+            "documents\nindented, in UTF-8; what the user wrote, in UTF-8; ZoneMap.reg, Hosts and "
+            "the logs byte for\nbyte. A file that is there already is never overwritten. Exit code "
+            "3 if an entry is damaged; it is\nleft as it came then.\n\n"
+            "--list prints below each file's name the text that stands for it: sent to the user, "
+            "copied and\npasted into the Safe Remover, it becomes the name again, whatever "
+            "characters that holds.\n\n"
+            "With --json: {\"category\", \"id\", \"files\": [{\"file\", \"size\"}], \"problems\": "
+            "[...]}, and with --list\na list of {\"path\", \"encoded\"}.");
+    }
+
+    int Run(CommandContext& context) override {
+        const DecodedReport report = Decode(file_, context.console);
+        if (wantsList_) {
+            PrintForPaste(context, report.suspiciousFiles);
+        } else {
+            const auto written = WriteFiles(report, Folder());
+            if (context.asJson) {
+                PrintDocument(context.console.out, report, written);
+            } else {
+                PrintText(context.console, report, written);
+            }
+        }
+        return report.problems.empty() ? ExitCode::Done : ExitCode::Incomplete;
+    }
+
+  private:
+    std::string Folder() const {
+        if (!folder_.empty()) return folder_;
+        return file_ == "-" ? "report.decoded" : file_ + ".decoded";
+    }
+
+    std::string file_;
+    std::string folder_;
+    bool wantsList_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeDecodeCommand() {
+    return std::make_unique<DecodeCommand>();
+}
+
+}  // namespace bkfd

@@ -1,0 +1,92 @@
+#include "cli/HostOutput.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "cli/Command.h"
+#include "ui/terminal/PrintableText.h"
+
+namespace bkfd {
+namespace {
+
+[[noreturn]] void Fail(const std::string& path, const char* what) {
+    throw CommandError(PrintableText(FromUtf8(path)) + ": " + what);
+}
+
+/// An open file descriptor.
+class Descriptor {
+  public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() {
+        if (number_ >= 0) close(number_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int Get() const { return number_; }
+
+  private:
+    int number_;
+};
+
+bool WriteAll(int file, std::span<const std::uint8_t> content) {
+    while (!content.empty()) {
+        const ssize_t count = write(file, content.data(), content.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return false;
+        content = content.subspan(static_cast<std::size_t>(count));
+    }
+    return fsync(file) == 0 || errno == EINVAL;
+}
+
+Bytes ReadAll(std::istream& stream) {
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace
+
+Bytes ReadHostFile(const std::string& path, std::istream& standardInput) {
+    if (path == "-") return ReadAll(standardInput);
+    struct stat facts {};
+    if (stat(path.c_str(), &facts) != 0) Fail(path, std::strerror(errno));
+    if (S_ISDIR(facts.st_mode)) Fail(path, "is a folder");
+    std::ifstream file(path, std::ios::binary);
+    if (!file) Fail(path, std::strerror(errno));
+    Bytes content = ReadAll(file);
+    if (file.bad()) Fail(path, "can't be read");
+    return content;
+}
+
+NewHostFiles::NewHostFiles(std::string folder) : folder_(std::move(folder)) {
+    if (folder_.empty()) folder_ = ".";
+    isFolderNew_ = mkdir(folder_.c_str(), 0777) == 0;
+    if (!isFolderNew_ && errno != EEXIST) Fail(folder_, std::strerror(errno));
+    directory_ = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory_ < 0) Fail(folder_, std::strerror(errno));
+}
+
+NewHostFiles::~NewHostFiles() {
+    if (!isKept_) {
+        for (const std::string& name : written_) unlinkat(directory_, name.c_str(), 0);
+        if (isFolderNew_) rmdir(folder_.c_str());
+    }
+    close(directory_);
+}
+
+std::string NewHostFiles::Write(const std::string& name, std::span<const std::uint8_t> content) {
+    const char* const join = folder_.ends_with('/') ? "" : "/";
+    const std::string path = folder_ == "." ? name : folder_ + join + name;
+    const Descriptor file(openat(directory_, name.c_str(),
+                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    if (file.Get() < 0) Fail(path, std::strerror(errno));
+    written_.push_back(name);
+    if (!WriteAll(file.Get(), content)) Fail(path, std::strerror(errno));
+    return path;
+}
+
+}  // namespace bkfd

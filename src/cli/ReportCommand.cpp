@@ -1,0 +1,173 @@
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "cli/Commands.h"
+#include "cli/HostOutput.h"
+#include "cli/MachineSession.h"
+#include "cli/ProgressLine.h"
+#include "cli/ReportRequest.h"
+#include "cli/ReportText.h"
+#include "resources/BuildSettings.h"
+#include "resources/StringTable.h"
+#include "services/FileUtil.h"
+#include "support/cl.h"
+#include "ui/terminal/PrintableText.h"
+
+namespace bkfd {
+namespace {
+
+// Numbers of the strings.
+constexpr int kSent = 132;
+constexpr int kCannotSend = 133;
+constexpr int kCannotContact = 906;
+
+constexpr auto kRequestFailed = static_cast<std::int32_t>(0x8004038A);
+const Text kSource = u"ReportCommand.Run";
+
+/// The report as the support side will read it.
+DecodedReport Preview(ValueBag& report) {
+    const Text envelope = MakeEnvelope(Text(kSupportCategory), {}, report);
+    auto decoded = DecodeReport(ToBytes(envelope));
+    if (const auto* error = std::get_if<std::string>(&decoded)) throw CommandError(*error);
+    return std::get<DecodedReport>(std::move(decoded));
+}
+
+/// Where the two files of `--out` go.
+struct OutputNames {
+    std::string folder;
+    std::string envelope;
+    std::string archive;
+};
+
+/// An ending that one of the two files gets is taken off the name first.
+OutputNames NamesFor(std::string path) {
+    for (const char* ending : {".xml", ".zip"}) {
+        if (path.ends_with(ending)) path.erase(path.size() - 4);
+    }
+    const std::size_t cut = path.rfind('/') + 1;
+    const std::string name = path.substr(cut);
+    if (name.empty()) throw CommandError("--out names no file: " + path);
+    return {path.substr(0, cut), name + ".xml", name + ".zip"};
+}
+
+class ReportCommand final : public Command {
+  public:
+    const char* Name() const override { return "report"; }
+    const char* Summary() const override { return "Send the support report, or show it"; }
+
+    void Declare(CommandOptions& options) override {
+        options.AddValue("--name", "NAME", options_.name, "Your name");
+        options.AddValue("--email", "ADDRESS", options_.email, "Your e-mail address");
+        options.AddValue("--text", "FILE", options_.textFile,
+                         "Description of the problem, in UTF-8; - for standard input");
+        options.AddFlag("--show", isShown_, "Send nothing; print what would be sent");
+        options.AddValue("--out", "FILE", out_,
+                         "Send nothing; write the envelope to FILE.xml, the archive to FILE.zip");
+        options.Explain(
+            std::string("Gathers what the support staff need to judge the machine and posts it "
+                        "to\n  ") +
+            ToUtf8(BuildSettings::SupportEndpoint) +
+            "\n"
+            "What of name, address and description isn't given is asked for. The report holds "
+            "these, the\nversions of Windows and of the browser, the suspicious files, the "
+            "security zones, the hosts file,\nthe program's log, and the processes and files that "
+            "aren't known to be harmless; --show prints all\nof it, entry by entry. The variable "
+            "http_proxy names a proxy.\n\n"
+            "Sending leaves the report in the machine's temporary folder, as the Windows program "
+            "does; --show\nand --out leave the machine as it is. Exit code 3 if something of the "
+            "machine could not be read.\n\n"
+            "With --json: {\"sent\": address, \"unreadable\": [...]}; with --out {\"envelope\", "
+            "\"archive\",\n\"unreadable\"}; with --show {\"category\", \"entries\": [{\"name\", "
+            "\"content\"}], \"unreadable\"}.");
+    }
+
+    int Run(CommandContext& context) override {
+        if (isShown_ && !out_.empty()) throw CommandError("--show and --out exclude each other");
+        const bool isSent = !isShown_ && out_.empty();
+        const OutputNames names = out_.empty() ? OutputNames{} : NamesFor(out_);
+        SessionUse use = ChangingUse(context, false);
+        use.isDryRun = !isSent;
+        MachineSession session(context, use);
+        SupportRequest request = RequestFrom(options_, context.console);
+        if (!isShown_) {
+            if (!context.asJson) AskForMissing(request, context.console);
+            CheckComplete(request);
+        }
+
+        ValueBag report;
+        {
+            const ProgressLine progress(context.console, "Gathering the report");
+            GatherReport(request, session.Log(), report);
+        }
+        Json document = isShown_        ? Show(context, report)
+                        : !out_.empty() ? Write(context, report, names)
+                                        : Send(context, session, report);
+        const std::vector<Unreadable> unreadable = session.CollectUnreadable();
+        if (context.asJson) {
+            document["unreadable"] = UnreadableToJson(unreadable);
+            PrintJson(context.console.out, document);
+        } else {
+            PrintUnreadable(context.console, unreadable);
+        }
+        return ExitCodeOf(unreadable);
+    }
+
+  private:
+    static Json Show(CommandContext& context, ValueBag& report) {
+        const DecodedReport decoded = Preview(report);
+        if (!context.asJson) {
+            context.console.out << "What would go to " << ToUtf8(BuildSettings::SupportEndpoint)
+                                << " as " << PrintableText(decoded.category) << ":\n";
+            PrintReport(context.console, decoded);
+        }
+        return {{"category", TextToJson(decoded.category)}, {"entries", EntriesToJson(decoded)}};
+    }
+
+    static Json Write(CommandContext& context, ValueBag& report, const OutputNames& names) {
+        PackedReport packed;
+        PackReport(Text(kSupportCategory), report, packed);
+        NewHostFiles files(names.folder);
+        const std::string envelope =
+            files.Write(names.envelope, FileUtil::ReadBinaryFile(packed.envelopeFile));
+        const std::string archive =
+            files.Write(names.archive, FileUtil::ReadBinaryFile(packed.archiveFile));
+        files.Keep();
+        if (!context.asJson) {
+            context.console.out << PrintableText(FromUtf8(envelope)) << '\n'
+                                << PrintableText(FromUtf8(archive)) << '\n';
+        }
+        return {{"envelope", TextToJson(FromUtf8(envelope))},
+                {"archive", TextToJson(FromUtf8(archive))}};
+    }
+
+    static Json Send(CommandContext& context, MachineSession& session, ValueBag& report) {
+        session.ConnectToNetwork();
+        Text errorText;
+        bool success = false;
+        {
+            const ProgressLine progress(context.console, "Sending the report");
+            cl().Do1(session.Log(), Text(kSupportCategory), report, errorText, success);
+        }
+        if (!success) {
+            session.Log()->Write(kRequestFailed, ResourceString(kCannotContact) + errorText,
+                                 LogLevel::WindowFailure, kSource);
+            throw CommandError(ToUtf8(ResourceString(kCannotSend)) + "(" +
+                               PrintableText(errorText) + ")");
+        }
+        session.Log()->Trace(u"Requesting support", kSource);
+        if (!context.asJson) context.console.out << ToUtf8(ResourceString(kSent)) << '\n';
+        return {{"sent", ToUtf8(BuildSettings::SupportEndpoint)}};
+    }
+
+    RequestOptions options_;
+    std::string out_;
+    bool isShown_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeReportCommand() {
+    return std::make_unique<ReportCommand>();
+}
+
+}  // namespace bkfd
