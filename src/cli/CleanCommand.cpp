@@ -22,19 +22,24 @@ class CleanCommand final : public Command {
                  "them, ends the\nprocesses that hold them, puts the browser's settings "
                  "right and restarts Windows.\nDisabled files can get their names back with "
                  "restore. Exit code 2 if something could not\nbe done, or if the answer was "
-                 "Cancel.\n\n") +
+                 "Cancel; 3 if something could not be read, so that\nparasites may be left.\n\n") +
              kChangeDocumentHelp)
                 .c_str());
     }
 
     int Run(CommandContext& context) override {
         MachineSession session(context, run_.Use(context));
-        return run_.Run(context, session, kReallyCleanUp, "Cleaned up", [&](auto&) {
+        const int code = run_.Run(context, session, kReallyCleanUp, "Cleaned up", [&](auto&) {
             CPaRemover remover;
             remover.Init(session.Log());
             remover.CleanUp();
             return true;
         });
+        if (code != ExitCode::Done) return code;
+        const std::vector<Unreadable> unreadable = session.CollectUnreadable();
+        if (ExitCodeOf(unreadable) == ExitCode::Done) return code;
+        PrintUnreadable(context.console, unreadable);
+        return ExitCode::Incomplete;
     }
 
   private:

@@ -73,18 +73,20 @@ MachineSession::MachineSession(CommandContext& context, SessionUse use)
     if (const auto* error = std::get_if<ImageError>(&loaded)) throw CommandError(error->Describe());
     parts_ = std::make_unique<Parts>(std::move(std::get<std::unique_ptr<ImageMachine>>(loaded)),
                                      context.console, use);
-    if (use.changes) OpenLogFiles(context.console);
+    if (!use.changes) return;
+    log_->PassOnTo([&messages = messages_] { return OpenLogFiles(messages); });
 }
 
 // Without log files the work goes on, as in the Windows program.
-void MachineSession::OpenLogFiles(Console& console) {
+LoggerRef MachineSession::OpenLogFiles(std::ostream& messages) {
     try {
         const LoggerRef files = MakeFileLogger();
         files->Open(ProgramFolder() + u"\\BKFD.log", ProgramFolder() + u"\\short.log");
-        log_->PassOnTo(files);
+        return files;
     } catch (const RuntimeError& error) {
-        console.err << "brackenfold: no log is written: " << PrintableText(error.Description())
-                    << std::endl;
+        messages << "brackenfold: no log is written: " << PrintableText(error.Description())
+                 << std::endl;
+        return nullptr;
     }
 }
 

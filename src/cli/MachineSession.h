@@ -74,7 +74,8 @@ class MachineSession {
   private:
     struct Parts;
 
-    void OpenLogFiles(Console& console);
+    /// Null if they can't be opened, which is told as a message.
+    static LoggerRef OpenLogFiles(std::ostream& messages);
 
     std::ostream& messages_;
     std::shared_ptr<MemoryLog> log_ = std::make_shared<MemoryLog>();

@@ -37,6 +37,21 @@ Text Filled(int string, const Text& file) {
     return SysUtil::FormatTemplate(ResourceString(string), {file});
 }
 
+/// The disabled file that is meant: by its name, or as it is printed where its name holds what no
+/// terminal can show.
+Text FindRestorable(const std::string& typed) {
+    std::vector<Text> asPrinted;
+    for (const Text& candidate : RestorableFiles()) {
+        if (EqualsIgnoreCase(candidate, FromWtf8(typed))) return candidate;
+        const bool isPrinted = PrintableText(candidate) == typed || ToUtf8(candidate) == typed;
+        if (isPrinted) asPrinted.push_back(candidate);
+    }
+    if (asPrinted.size() == 1) return asPrinted.front();
+    throw CommandError((asPrinted.empty() ? "there is no disabled file of the name "
+                                          : "there are several disabled files printed as ") +
+                       PrintableText(FromUtf8(typed)));
+}
+
 class RestoreCommand final : public Command {
   public:
     const char* Name() const override { return "restore"; }
@@ -55,7 +70,7 @@ class RestoreCommand final : public Command {
     int Run(CommandContext& context) override {
         MachineSession session(context, file_.empty() ? SessionUse{} : ChangingUse(context, yes_));
         if (!file_.empty()) {
-            const int code = Restore(context, session, FromUtf8(file_));
+            const int code = Restore(context, session, FindRestorable(file_));
             if (code != ExitCode::Done) return code;
         }
         Print(context, RestorableFiles());
@@ -66,20 +81,13 @@ class RestoreCommand final : public Command {
 
   private:
     static int Restore(CommandContext& context, MachineSession& session, const Text& file) {
-        Text known;
-        for (const Text& candidate : RestorableFiles()) {
-            if (EqualsIgnoreCase(candidate, file)) known = candidate;
-        }
-        if (known.empty()) {
-            throw CommandError("there is no disabled file of the name " + PrintableText(file));
-        }
-        if (ShowMessage(Filled(kReallyRestore, known),
+        if (ShowMessage(Filled(kReallyRestore, file),
                         MessageStyle::Exclamation | MessageStyle::OkCancel) != MessageResult::Ok) {
             context.console.err << "brackenfold: nothing was changed" << std::endl;
             return ExitCode::Failed;
         }
-        GiveNameBack(session, known);
-        ShowMessage(Filled(kRestored, known), MessageStyle::Information);
+        GiveNameBack(session, file);
+        ShowMessage(Filled(kRestored, file), MessageStyle::Information);
         return ExitCode::Done;
     }
 

@@ -4,6 +4,9 @@
 #include <algorithm>
 
 #include "cli/CliBench.h"
+#include "platform/image/MachineImage.h"
+#include "platform/memory/RegistryTree.h"
+#include "removal/processes/RemovedFiles.h"
 
 // Commands that change the machine.
 namespace bkfd {
@@ -118,13 +121,6 @@ const nlohmann::json* FindNamed(const nlohmann::json& list, const char* member, 
     return nullptr;
 }
 
-/// Registry and files. The program's own logs tell of a change that was asked for.
-auto WithoutLogs(const MachineCopy& machine) {
-    auto files = machine.Snapshot();
-    std::erase_if(files, [](const auto& file) { return file.first.ends_with(".log"); });
-    return files;
-}
-
 TEST(Clean, DoesTheWorkAndTellsWhatReallyHappened) {
     const MachineCopy machine("hijacked-xp");
     const CliRun run = RunOn(machine, {"--json", "clean", "--yes"});
@@ -193,11 +189,23 @@ TEST(Clean, ChangesNothingWithoutConsent) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         const MachineCopy machine("hijacked-xp");
-        const auto before = WithoutLogs(machine);
+        const auto before = machine.Snapshot();
         const CliRun run = RunOn(machine, row.arguments, row.input);
         EXPECT_EQ(run.code, row.code) << run.err;
-        EXPECT_EQ(WithoutLogs(machine), before);
+        EXPECT_EQ(machine.Snapshot(), before);
     }
+}
+
+TEST(Clean, SaysWhenSomethingCouldNotBeRead) {
+    const MachineCopy machine("hijacked-xp");
+    machine.Edit([](nlohmann::ordered_json& facts) {
+        facts["denied"] = {
+            {"read", {"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\Run"}}};
+    });
+    const CliRun run = RunOn(machine, {"--json", "clean", "--yes"});
+    EXPECT_EQ(run.code, 3);
+    EXPECT_THAT(run.Document()["failed"], IsEmpty());
+    EXPECT_THAT(run.err, HasSubstr("could not read registry HKEY_LOCAL_MACHINE\\"));
 }
 
 TEST(Clean, ADryRunTellsWhatACleanupDoes) {
@@ -279,11 +287,11 @@ TEST(Disable, ChangesNothingWithoutConsentOrFiles) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         const MachineCopy machine("hijacked-xp");
-        const auto before = WithoutLogs(machine);
+        const auto before = machine.Snapshot();
         const CliRun run = RunOn(machine, row.arguments, row.input);
         EXPECT_EQ(run.code, row.code);
         EXPECT_THAT(run.err, HasSubstr(row.message));
-        EXPECT_EQ(WithoutLogs(machine), before);
+        EXPECT_EQ(machine.Snapshot(), before);
     }
 }
 
@@ -361,6 +369,32 @@ TEST(Restore, GivesANameBack) {
         EXPECT_EQ(run.code, row.code);
         EXPECT_THAT(run.err, HasSubstr(row.message));
         EXPECT_EQ(!machine.Read(onDisk).empty(), row.isBack);
+    }
+}
+
+void NoteRemoved(const MachineCopy& machine, const Text& path) {
+    auto loaded = LoadMachineImage(machine.Path());
+    auto& image = std::get<std::unique_ptr<ImageMachine>>(loaded);
+    EXPECT_TRUE(
+        image->RegistryKeys()
+            .RegSetValueExW(kRemovedFilesRoot, kRemovedFilesKey, path, MakeStringValue(path))
+            .IsOk());
+}
+
+TEST(Restore, TakesANameAsItIsPrinted) {
+    // A lone surrogate, of which this program and the host have other spellings.
+    const char* const typed[] = {"C:\\WINDOWS\\a\xEF\xBF\xBD.exe",
+                                 "C:\\WINDOWS\\a\xED\xA0\x80.exe"};
+    for (const char* name : typed) {
+        SCOPED_TRACE(name);
+        const MachineCopy machine("clean-xp");
+        machine.Write("drives/c/WINDOWS/parasite_a\xED\xA0\x80.exe.parasite", "MZ");
+        NoteRemoved(machine, u"C:\\WINDOWS\\a" + Text{0xD800} + u".exe");
+        EXPECT_EQ(RunOn(machine, {"--json", "restore"}).Document(),
+                  nlohmann::json({"C:\\WINDOWS\\a\xEF\xBF\xBD.exe"}));
+        const CliRun run = RunOn(machine, {"restore", name, "--yes"});
+        EXPECT_EQ(run.code, 0) << run.err;
+        EXPECT_EQ(machine.Read("drives/c/WINDOWS/a\xED\xA0\x80.exe"), "MZ");
     }
 }
 

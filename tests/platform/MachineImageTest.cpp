@@ -67,6 +67,10 @@ TEST(MachineImage, OtherFilesThatAreWrongAreNamed) {
     image.Write("registry/b.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=nonsense\n");
     EXPECT_EQ(ErrorOf(image).file, image.Path() + "/registry/b.reg");
     EXPECT_EQ(ErrorOf(image).line, 4u);
+    image.Write("registry/b.reg", "REGEDIT4\n\n[HKEY_DYN_DATA\\K]\n\n[-HKEY_LOCAL_MACHIN\\K]\n");
+    EXPECT_THAT(ErrorOf(image).Describe(),
+                testing::EndsWith("b.reg: HKEY_LOCAL_MACHIN\\K: the key's root isn't known"));
+
     std::filesystem::remove(image.Path() + "/machine.json");
     EXPECT_THAT(ErrorOf(image).Describe(), testing::EndsWith("machine.json: is missing"));
     std::filesystem::remove_all(image.Path());

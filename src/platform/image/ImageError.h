@@ -9,7 +9,7 @@ namespace bkfd {
 struct ImageError {
     std::string file;      // the host's path
     std::size_t line = 0;  // counted from 1, 0 if it isn't known
-    std::string key;       // of machine.json, or empty
+    std::string key;       // of machine.json or the registry, or empty
     std::string message;
 
     /// "file:line: key: message", without what isn't known.

@@ -29,6 +29,20 @@ std::optional<std::vector<std::string>> ListFiles(const std::string& folder) {
     return names;
 }
 
+/// Roots that Windows exports beside those of the machine; nothing here looks into them.
+constexpr TextView kOtherRoots[] = {u"HKEY_CURRENT_CONFIG", u"HKEY_DYN_DATA",
+                                    u"HKEY_PERFORMANCE_DATA"};
+
+bool HasKnownRoot(const RegSection& section) {
+    RegistryRoot root = RegistryRoot::LocalMachine;
+    Text below;
+    if (SplitRegistryPath(section.key, root, below)) return true;
+    TextView rest = section.key;
+    const TextView first = NextKeyComponent(rest);
+    return std::ranges::any_of(kOtherRoots,
+                               [&](TextView other) { return EqualsIgnoreCase(first, other); });
+}
+
 bool IsSameKey(TextView a, TextView b) {
     return EqualsIgnoreCase(a, b);
 }
@@ -115,6 +129,10 @@ std::optional<ImageError> RegistryFiles::Load(RegistryTree& tree) {
         auto parsed = ParseRegText({bytes, content->size()}, Converter());
         if (const auto* error = std::get_if<RegParseError>(&parsed))
             return ImageError{path, error->line, "", error->message};
+        const auto& sections = std::get<RegDocument>(parsed).sections;
+        const auto foreign = std::ranges::find_if_not(sections, HasKnownRoot);
+        if (foreign != sections.end())
+            return ImageError{path, 0, ToUtf8(foreign->key), "the key's root isn't known"};
         files_.push_back({path, std::move(std::get<RegDocument>(parsed)), false});
         for (RegSection& section : files_.back().document.sections) {
             Canonicalise(section);
