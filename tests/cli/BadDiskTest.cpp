@@ -1,0 +1,154 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <map>
+
+#include "cli/CliBench.h"
+
+// A disk that can't be written, and one that is full.
+namespace bkfd {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+/// Runs the command line in a process of its own, which `restrict` has taken something from.
+CliRun RunRestricted(const MachineCopy& machine, std::vector<std::string> arguments,
+                     const std::function<void()>& restrict) {
+    arguments.insert(arguments.begin(), {"--machine", machine.Path()});
+    int ends[2] = {};
+    if (pipe(ends) != 0) throw std::runtime_error("no pipe");
+    const pid_t child = fork();
+    if (child == 0) {
+        restrict();
+        const CliRun run = RunCli(arguments);
+        const std::string told = nlohmann::json{run.code, run.out, run.err}.dump();
+        _exit(write(ends[1], told.data(), told.size()) == static_cast<ssize_t>(told.size()) ? 0
+                                                                                            : 9);
+    }
+    close(ends[1]);
+    std::string told;
+    char room[4096];
+    for (ssize_t count; (count = read(ends[0], room, sizeof room)) > 0;)
+        told.append(room, static_cast<std::size_t>(count));
+    close(ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << "the program crashed";
+    const auto run = nlohmann::json::parse(told);
+    return {run[0], run[1], run[2]};
+}
+
+/// The files of the drives, but for those that the program itself writes.
+std::map<std::string, std::string> Files(const MachineCopy& machine) {
+    std::map<std::string, std::string> files;
+    for (auto& [name, content] : machine.Snapshot()) {
+        if (name.starts_with("drives/") && name.find("/Brackenfold/") == std::string::npos)
+            files[name] = content;
+    }
+    return files;
+}
+
+/// Contents of the drives by the names that the files had before they were disabled.
+std::map<std::string, std::string> FilesByFormerName(const MachineCopy& machine) {
+    const std::string before = "parasite_";
+    const std::string behind = ".parasite";
+    std::map<std::string, std::string> files;
+    for (const auto& [disabled, content] : Files(machine)) {
+        std::string name = disabled;
+        const std::size_t at = name.rfind('/') + 1;
+        if (name.compare(at, before.size(), before) == 0 && name.ends_with(behind)) {
+            name.resize(name.size() - behind.size());
+            name.erase(at, before.size());
+        }
+        files[name] = content;
+    }
+    return files;
+}
+
+CliRun RunOn(const MachineCopy& machine, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--machine", machine.Path()});
+    return RunCli(arguments);
+}
+
+class ReadOnlyTree {
+  public:
+    explicit ReadOnlyTree(const MachineCopy& machine) : root_(machine.Path()) { Allow(0555, 0444); }
+    ~ReadOnlyTree() { Allow(0755, 0644); }
+    ReadOnlyTree(const ReadOnlyTree&) = delete;
+    ReadOnlyTree& operator=(const ReadOnlyTree&) = delete;
+
+    /// To root nothing is read-only.
+    static void BecomeAnyone() {
+        constexpr uid_t kNobody = 65534;
+        if (geteuid() == 0 && setuid(kNobody) != 0) _exit(8);
+    }
+
+  private:
+    void Allow(unsigned folders, unsigned files) {
+        fs::permissions(root_, fs::perms{folders});
+        for (const auto& entry : fs::recursive_directory_iterator(root_))
+            fs::permissions(entry.path(), fs::perms{entry.is_directory() ? folders : files});
+    }
+
+    fs::path root_;
+};
+
+TEST(BadDisk, AReadOnlyImageStaysAsItIsAndEachCommandSaysSo) {
+    const struct {
+        std::vector<std::string> arguments;
+        int code;
+        const char* message;
+    } rows[] = {
+        {{"scan"}, 1, ""},
+        {{"clean", "--dry-run"}, 0, ""},
+        {{"clean", "--yes"}, 2, "BKFD.log' can't be opened: Access is denied."},
+        {{"settings", "--restore", "--yes"}, 2, "Start Page'. Access is denied."},
+        {{"disable", "C:\\WINDOWS\\explorer.exe", "--yes"}, 2, "Access is denied."},
+        {{"backup"}, 2, "Backup': Access is denied."},
+    };
+    const MachineCopy machine("hijacked-xp");
+    const auto before = machine.Snapshot();
+    const ReadOnlyTree readOnly(machine);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.arguments[0]);
+        const CliRun run = RunRestricted(machine, row.arguments, ReadOnlyTree::BecomeAnyone);
+        EXPECT_EQ(run.code, row.code) << run.err;
+        EXPECT_THAT(run.err + run.out, HasSubstr(row.message));
+        EXPECT_EQ(machine.Snapshot(), before);
+    }
+}
+
+TEST(BadDisk, AFullDiskLosesNothing) {
+    // How large a file can get: the journal holds none, few or many of the changes.
+    for (const rlim_t limit : {0, 900, 6'000, 12'000}) {
+        SCOPED_TRACE(limit);
+        const MachineCopy machine("hijacked-xp");
+        const auto before = Files(machine);
+        const CliRun full = RunRestricted(machine, {"--json", "clean", "--yes"}, [limit] {
+            std::signal(SIGXFSZ, SIG_IGN);
+            const rlimit files{limit, limit};
+            if (setrlimit(RLIMIT_FSIZE, &files) != 0) _exit(8);
+        });
+        EXPECT_EQ(full.code == 0, full.Document()["failed"].empty());
+        EXPECT_EQ(FilesByFormerName(machine), before);
+        EXPECT_THAT(full.err + full.out, HasSubstr("There is not enough space on the disk."));
+
+        EXPECT_EQ(RunOn(machine, {"clean", "--yes"}).code, 0);
+        EXPECT_EQ(RunOn(machine, {"scan"}).code, 0);
+        const auto removed = RunOn(machine, {"--json", "restore"}).Document();
+        EXPECT_THAT(removed, Not(IsEmpty()));
+        for (const std::string file : removed)
+            EXPECT_EQ(RunOn(machine, {"restore", file, "--yes"}).code, 0) << file;
+        EXPECT_EQ(Files(machine), before);
+    }
+}
+
+}  // namespace
+}  // namespace bkfd
