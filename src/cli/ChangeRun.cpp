@@ -40,6 +40,7 @@ int ChangeRun::Run(CommandContext& context, MachineSession& session, int questio
         // With the restart the program's work is done; what it did is still to be told.
     }
     if (!isWanted) {
+        if (context.asJson) PrintJson(context.console.out, CleanToJson({}));
         context.console.err << "brackenfold: nothing was changed" << std::endl;
         return ExitCode::Failed;
     }

@@ -2,6 +2,7 @@
 
 #include "app/FMain.h"
 #include "app/MMain.h"
+#include "base/ProgramEnd.h"
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
 
@@ -36,7 +37,12 @@ class StartCommand final : public Command {
         });
         OfferCustomComponent();
         FMain window;
-        window.Form_Initialize();
+        try {
+            window.Form_Initialize();
+        } catch (const ProgramEnd&) {
+            Text message;  // which was shown, if it is a missing component that ended the program
+            return CheckComponents(message) ? ExitCode::Done : ExitCode::Failed;
+        }
         window.Show();
         toolkit.Run();
         return ExitCode::Done;

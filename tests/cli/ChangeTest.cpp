@@ -193,6 +193,9 @@ TEST(Clean, ChangesNothingWithoutConsent) {
         const CliRun run = RunOn(machine, row.arguments, row.input);
         EXPECT_EQ(run.code, row.code) << run.err;
         EXPECT_EQ(machine.Snapshot(), before);
+        if (row.arguments[0] == "--json") {
+            EXPECT_TRUE(run.Document().contains("removedFiles"));
+        }
     }
 }
 
@@ -338,6 +341,14 @@ TEST(Start, OffersTheCleanupAndFinishesIt) {
     run = RunOn(machine, {"start"});
     EXPECT_EQ(run.code, 0);
     EXPECT_THAT(run.err, Not(HasSubstr("O = OK"))) << "nothing is left to ask";
+}
+
+TEST(Start, RefusesToRunWithoutItsComponent) {
+    const MachineCopy machine("hijacked-xp");
+    machine.Edit([](auto& facts) { facts["components"] = {{"BKFDCustom.dll", false}}; });
+    const CliRun run = RunOn(machine, {"start"});
+    EXPECT_EQ(run.code, 2);
+    EXPECT_THAT(run.err, HasSubstr("Component 'BKFDCUSTOM.DLL' or one of its dependencies"));
 }
 
 TEST(Restore, GivesANameBack) {

@@ -272,6 +272,7 @@ TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
     ScratchImage image;
     Fill(image);
     const std::string other = image.Read("registry/2.reg");
+    const std::string settings = image.Read("machine.json");
     {
         auto machine = image.Load();
         Registry& registry = machine->RegistryKeys();
@@ -283,6 +284,7 @@ TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
               "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\A]\r\n\"x\"=\"2\"\r\n\r\n"
               "[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\r\n\r\n");
     EXPECT_EQ(image.Read("registry/2.reg"), other);
+    EXPECT_EQ(image.Read("machine.json"), settings) << "nothing of it has changed";
     {
         // Greek isn't in the code page: the file gets the form that can hold it.
         auto machine = image.Load();

@@ -272,10 +272,16 @@ ImageJson DateToJson(Date date) {
 }
 
 void PutTime(ImageJson& document, const ImageTime& time) {
-    for (const char* key : {"now", "uptimeMs", "bootTime"}) document.erase(key);
-    if (time.now) document["now"] = DateToJson(*time.now);
-    if (time.uptimeMs) document["uptimeMs"] = *time.uptimeMs;
-    if (time.bootTime) document["bootTime"] = DateToJson(*time.bootTime);
+    const auto put = [&](const char* key, bool isGiven, const ImageJson& value) {
+        if (!isGiven) {
+            document.erase(key);
+        } else {
+            document[key] = value;  // where it stood, if it was there
+        }
+    };
+    put("now", time.now.has_value(), DateToJson(time.now.value_or(0)));
+    put("uptimeMs", time.uptimeMs.has_value(), time.uptimeMs.value_or(0));
+    put("bootTime", time.bootTime.has_value(), DateToJson(time.bootTime.value_or(0)));
 }
 
 bool TimeFromJson(const ImageJson& json, ImageTime& time) {

@@ -42,6 +42,8 @@ class LoadedImage final : private ImageParts,
           path_(path),
           lock_(std::move(lock)),
           document_(std::move(document)),
+          savedProcesses_(ProcessesToJson(settings.processes)),
+          savedRules_(settings.rules.All()),
           registryFiles_(path + kRegistryFolder, codePage_) {
         rules_ = settings.rules;
         for (ProcessRecord& record : settings.processes) processes_.Add(std::move(record));
@@ -125,21 +127,27 @@ class LoadedImage final : private ImageParts,
         return ReplayRecord(record, isLast, targets);
     }
 
+    /// What hasn't changed keeps the form that somebody gave it.
     Status SaveSettings() {
         ImageJson changed = document_;
         PutTime(changed, clock.Time());
-        if (document_.contains("processes") || !processes_.All().empty())
-            changed["processes"] = ProcessesToJson(processes_.All());
-        PutRules(changed, rules_);
+        const ImageJson processes = ProcessesToJson(processes_.All());
+        if (processes != savedProcesses_) changed["processes"] = processes;
+        if (rules_.All() != savedRules_) PutRules(changed, rules_);
         if (changed == document_) return {};
         const Status saved = ReplaceHostFile(path_ + kSettingsFile, changed.dump(2) + '\n');
-        if (saved.IsOk()) document_ = std::move(changed);
+        if (!saved.IsOk()) return saved;
+        document_ = std::move(changed);
+        savedProcesses_ = processes;
+        savedRules_ = rules_.All();
         return saved;
     }
 
     std::string path_;
     HostFile lock_;
     ImageJson document_;
+    ImageJson savedProcesses_;
+    FileRules::Map savedRules_;
     RegistryFiles registryFiles_;
     PendingNames pending_;
     bool isChanged_ = false;
