@@ -23,7 +23,7 @@ Text Version() {
 FAbout::FAbout() : Form(u"FAbout") {
     SetCaption(u"About Brackenfold");
     SetBorder(FormBorder::Fixed);
-    SetClientSize(5400, 2400);
+    SetClientSize(5400, 2040);
     SetKeyPreview(true);
     cmdOK.SetDefault(true);
     lblVisitTarnwick.SetLink(true);

@@ -51,7 +51,7 @@ Text SettingLine(const ListItem& row) {
 }  // namespace
 
 void FMain::ConnectWindow() {
-    SetIconName(u"#1");
+    SetIconName(u"ABOUT");
     SetKeyPreview(true);
     lblCopyright.SetCaption(u"The latest version of Brackenfold is always available at " +
                             Replace(BuildSettings::HomePage, u"&", u"&&"));
@@ -67,7 +67,7 @@ void FMain::ConnectWindow() {
     mnuRestoreDisabledFiles.onClick = [this] { mnuRestoreDisabledFiles_Click(); };
     mnuVisitWebsite.onClick = OpenHomePage;
     mnuAbout.onClick = [this] { mnuAbout_Click(); };
-    SetClientSize(9000, 6300);
+    SetClientSize(9900, 6600);  // the four tabs side by side
 }
 
 // ---------------------------------------------------------------- panels and tabs

@@ -16,7 +16,7 @@ constexpr int kAskRestore = 101;
 constexpr int kRestored = 102;
 
 constexpr int kRed = 255;
-constexpr int kNameWidth = 4500;
+constexpr int kNameWidth = 5100;
 constexpr int kRestoreWidth = 3300;
 
 }  // namespace

@@ -32,6 +32,7 @@ Text Named(int message, const Text& file) {
 
 FRestoreFiles::FRestoreFiles() : HidingForm(u"FRestoreFiles") {
     SetCaption(u"Restore Removed Programs");
+    SetIconName(u"ABOUT");
     SetClientSize(7200, 4200);
     cmdRestoreFile.SetDefault(true);
     ClosesBy(cmdClose);

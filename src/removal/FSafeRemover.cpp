@@ -47,6 +47,7 @@ std::vector<Text> LinesOf(TextView text) {
 
 FSafeRemover::FSafeRemover() : HidingForm(u"FSafeRemover") {
     SetCaption(u"Safe Remover");
+    SetIconName(u"ABOUT");
     SetClientSize(7500, 5100);
     cmdFindSuspiciousFiles.SetVisible(false);
     cmdDisableParasites.SetDefault(true);

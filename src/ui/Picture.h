@@ -4,8 +4,9 @@
 
 namespace bkfd {
 
-/// A picture of the program's resources, by name. It is drawn from the top left corner at its own
-/// size.
+/// A picture of the program's resources, by name: an icon or a bitmap. It fills the control, and is
+/// kept in more than one size, so that it looks well at any resolution. Nothing is drawn for a name
+/// that the program doesn't have.
 class Picture : public Control {
   public:
     Picture(Container& parent, Text name, Text resource = {})

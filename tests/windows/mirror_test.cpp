@@ -47,6 +47,7 @@ class MirrorTest {
         toolkit_.PumpMessages();
         Expect("showing", Taken(), "load; activate");
         ReadBack();
+        Looks();
         Settings();
         Acts();
         Keys();
@@ -135,6 +136,34 @@ class MirrorTest {
         Expect("etched line", ::GetWindowLongA(Of(form_->line), GWL_STYLE) & 0x1F, 0x10);
         Expect("etched line's name", TextOf(form_->line), "StaticLine");
         Expect("read-back raises nothing", Taken(), "");
+    }
+
+    // What stands at the client position of the window, and is seen there.
+    HWND At(const Control& window, int x, int y) {
+        return ::ChildWindowFromPoint(Of(window), POINT{x, y});
+    }
+    bool LooksDefault(const Control& button) {
+        return (::GetWindowLongA(Of(button), GWL_STYLE) & 0xF) == BS_DEFPUSHBUTTON;
+    }
+    bool LastColumnFits() {
+        RECT client = {};
+        ::GetClientRect(Of(form_->ucList.lv), &client);
+        return Ask(form_->ucList.lv, LVM_GETCOLUMNWIDTH, 0) +
+                   Ask(form_->ucList.lv, LVM_GETCOLUMNWIDTH, 1) ==
+               client.right;
+    }
+    void Looks() {
+        Expect("panel before its tabs", At(*form_, 300, 200) == Of(form_->ucList), true);
+        Expect("tabs beside the panel", At(*form_, 8, 200) == Of(form_->ts), true);
+        Expect("last column fits", LastColumnFits(), true);
+        form_->cmdHide.SetFocus();
+        Expect("focused button takes Enter", LooksDefault(form_->cmdHide), true);
+        form_->ucList.lv.SetFocus();
+        Expect("button without focus", LooksDefault(form_->cmdHide), false);
+        MINMAXINFO limits = {};
+        Ask(*form_, WM_GETMINMAXINFO, 0, reinterpret_cast<LPARAM>(&limits));
+        Expect("not smaller than made", limits.ptMinTrackSize.x >= 600, true);
+        Expect("looks raise nothing", Taken(), "");
     }
 
     void Settings() {
@@ -233,6 +262,16 @@ class MirrorTest {
         Expect("F5", Taken(), "F5");
         Key(form_->ucList.lv, VK_TAB);
         Expect("Tab", ToUtf8(form_->Focused()->Name()), "txtFile");
+        Key(form_->ucList.txtFile, VK_TAB, Shift::Shift);
+        Expect("Shift+Tab", ToUtf8(form_->Focused()->Name()), "lv");
+        Key(form_->ucList.lv, VK_TAB, Shift::Shift);
+        Expect("Shift+Tab to the tabs", ToUtf8(form_->Focused()->Name()), "ts");
+        Key(form_->ts, VK_TAB, Shift::Shift);
+        Expect("Shift+Tab past the first", ToUtf8(form_->Focused()->Name()), "cmdHide");
+        ::SetFocus(Of(form_->ucList.txtFile));
+        Post(form_->ucList.txtFile, WM_SYSCHAR, 'h', 0x20000001);
+        toolkit_.PumpMessages();
+        Expect("a label's letter", ToUtf8(form_->Focused()->Name()), "lv");
         Key(form_->ucList.txtFile, VK_TAB, Shift::Control);
         Expect("Ctrl+Tab", Ask(form_->ts, TCM_GETCURSEL), 1);
         text.txtNotes.SetFocus();

@@ -10,12 +10,20 @@ start_wine() {
     wait_until 10 test -s "$work/display" || { echo "Xvfb didn't start" >&2; return 1; }
     DISPLAY=:$(cat "$work/display")
     export DISPLAY
+    add_fonts
     run_wine 90 wineboot -i || { echo "wineboot failed" >&2; return 1; }
     # There is no window manager, for whose answers Wine would wait whenever a window goes.
     run_wine 30 reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f || return 1
     drive=$WINEPREFIX/drive_c
     # The system folder of the Windows 95 family, which Wine doesn't make.
     mkdir -p "$drive/windows/system"
+}
+
+# add_fonts: into a prefix that isn't made yet, the system's own fonts, which Debian's Wine doesn't
+# find by itself. Windows look and measure as they should with them.
+add_fonts() {
+    mkdir -p "$WINEPREFIX/drive_c/windows/Fonts"
+    cp /usr/share/wine/fonts/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/"
 }
 
 # stop_wine: ends what start_wine started, and nothing else.

@@ -25,15 +25,20 @@ Text FromCodePage(const std::string& bytes) {
     return text;
 }
 
-HANDLE LoadResource(TextView name, UINT kind, int width, int height) {
-    if (name.empty()) return nullptr;
-    const NativeText native(name);
+HICON LoadIconOfSize(const NativeText& name, int width, int height) {
     const HINSTANCE program = ::GetModuleHandleA(nullptr);
-    if (IsWide()) {
-        return ::LoadImageW(program, native.Field(), kind, width, height, LR_DEFAULTCOLOR);
-    }
-    return ::LoadImageA(program, reinterpret_cast<const char*>(native.Param()), kind, width, height,
-                        LR_DEFAULTCOLOR);
+    const HANDLE icon = IsWide()
+                            ? ::LoadImageW(program, name.Field(), IMAGE_ICON, width, height, 0)
+                            : ::LoadImageA(program, reinterpret_cast<const char*>(name.Param()),
+                                           IMAGE_ICON, width, height, 0);
+    return static_cast<HICON>(icon);
+}
+
+const BITMAPINFO* FindBitmap(TextView name) {
+    const HMODULE program = ::GetModuleHandleA(nullptr);
+    const HRSRC place = ::FindResourceA(program, ToUtf8(name).c_str(), RT_BITMAP);
+    const HGLOBAL data = place ? ::LoadResource(program, place) : nullptr;
+    return static_cast<const BITMAPINFO*>(data ? ::LockResource(data) : nullptr);
 }
 
 // Locked memory of the clipboard.
@@ -199,11 +204,31 @@ SIZE Measure(HDC device, TextView text) {
 }
 
 HICON LoadIconResource(TextView name, int width, int height) {
-    return static_cast<HICON>(LoadResource(name, IMAGE_ICON, width, height));
+    if (name.empty()) return nullptr;
+    const NativeText native(name);
+    HICON icon = LoadIconOfSize(native, width, height);
+    // Systems before Windows Vista can't read the large icons, which are compressed.
+    for (const int side : {48, 32, 16}) {
+        if (!icon && side < width) icon = LoadIconOfSize(native, side, side);
+    }
+    return icon;
 }
 
-HBITMAP LoadBitmapResource(TextView name, int width, int height) {
-    return static_cast<HBITMAP>(LoadResource(name, IMAGE_BITMAP, width, height));
+HBITMAP LoadBitmapResource(TextView name, int width) {
+    const BITMAPINFO* bitmap = FindBitmap(name);
+    if (bitmap && bitmap->bmiHeader.biWidth < width) {
+        const BITMAPINFO* large = FindBitmap(Text(name) + u"_LARGE");
+        if (large) bitmap = large;
+    }
+    if (!bitmap) return nullptr;
+    const BITMAPINFOHEADER& header = bitmap->bmiHeader;
+    const DWORD usual = header.biBitCount <= 8 ? 1u << header.biBitCount : 0u;
+    const DWORD colours = header.biClrUsed != 0 ? header.biClrUsed : usual;
+    const HDC screen = ::GetDC(nullptr);
+    const HBITMAP made = ::CreateDIBitmap(screen, &header, CBM_INIT, bitmap->bmiColors + colours,
+                                          bitmap, DIB_RGB_COLORS);
+    ::ReleaseDC(nullptr, screen);
+    return made;
 }
 
 Text ReadClipboard() {

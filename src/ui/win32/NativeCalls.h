@@ -56,8 +56,11 @@ bool IsDialogKey(HWND form, MSG& message);
 void AppendMenuEntry(HMENU menu, UINT flags, UINT_PTR id, TextView caption);
 /// In pixels, with line breaks; `&` counts as itself.
 SIZE Measure(HDC device, TextView text);
+/// An icon of the program's resources, or null. It may have another size than the one asked for.
 HICON LoadIconResource(TextView name, int width, int height);
-HBITMAP LoadBitmapResource(TextView name, int width, int height);
+/// A bitmap of the program's resources in its own size, or null. For a `width` beyond its own it is
+/// the one named `name`_LARGE, if that is there.
+HBITMAP LoadBitmapResource(TextView name, int width);
 
 Text ReadClipboard();
 void WriteClipboard(TextView text);

@@ -108,6 +108,7 @@ LRESULT NativeControl::Process(UINT message, WPARAM wParam, LPARAM lParam) {
         form_.Guard([&] {
             Form* form = target_->HostForm();
             if (message == WM_SETFOCUS && applying_ == 0 && form) form->UserFocus(*target_);
+            if (message == WM_SETFOCUS && form) form_.ShowDefaultButton();
             result = Received(message, wParam, lParam);
         });
     }

@@ -34,8 +34,14 @@ class NativeControl {
     /// WM_COMMAND and WM_NOTIFY that the window has sent to its parent.
     void HandleCommand(int code);
     LRESULT HandleNotification(NMHDR& header);
-    /// The brush for WM_CTLCOLOR..., or null for the usual one.
-    virtual HBRUSH Paint(HDC) { return nullptr; }
+    /// Sets the colours of the window's text on the device and returns the brush behind it. Null
+    /// for the usual ones, which don't depend on the `background` that the window stands on.
+    virtual HBRUSH Paint(HDC, HBRUSH /*background*/) { return nullptr; }
+    /// What the controls that stand in this one have behind them.
+    virtual HBRUSH Background() const { return ::GetSysColorBrush(COLOR_BTNFACE); }
+    /// Finds its place among the form's windows when all are there, and its colours then and
+    /// whenever the system's have changed.
+    virtual void Settle() {}
 
     /// Draws again what was left undrawn since `NativeForm::ThawLater`.
     virtual void Thaw() {}

@@ -1,13 +1,10 @@
-#include <cstdlib>
-
 #include "ui/Button.h"
-#include "ui/Keys.h"
-#include "ui/Label.h"
 #include "ui/NativeChild.h"
-#include "ui/Picture.h"
 #include "ui/win32/NativeForm.h"
 #include "ui/win32/NativeLists.h"
+#include "ui/win32/NativeStatic.h"
 #include "ui/win32/NativeTextBox.h"
+#include "ui/win32/Theme.h"
 
 namespace bkfd::native {
 namespace {
@@ -32,144 +29,24 @@ class NativeButton : public NativeControl {
     }
 };
 
-int Brightness(COLORREF colour) {
-    return (GetRValue(colour) * 3 + GetGValue(colour) * 6 + GetBValue(colour)) / 10;
-}
-
-// Some colour schemes have links that can't be read on a window's background.
-COLORREF LinkColour() {
-    constexpr int kHotLight = 26;  // COLOR_HOTLIGHT, unknown to Windows 95
-    constexpr int kLeastContrast = 80;
-    const COLORREF link = ::GetSysColor(kHotLight);
-    const int contrast = Brightness(::GetSysColor(COLOR_BTNFACE)) - Brightness(link);
-    const bool isReadable = ::GetSysColorBrush(kHotLight) && std::abs(contrast) >= kLeastContrast;
-    return isReadable ? link : ::GetSysColor(COLOR_BTNTEXT);
-}
-
-/// A static control that reports the mouse.
-class NativeStatic : public NativeControl {
-  public:
-    using NativeControl::NativeControl;
-
-  protected:
-    std::optional<LRESULT> Received(UINT message, WPARAM, LPARAM lParam) override {
-        switch (message) {
-            case WM_NCHITTEST:
-                return HTCLIENT;  // a static control lets the mouse through
-            case WM_LBUTTONDBLCLK:
-                Target()->DoubleClick();
-                return 0;
-            case WM_RBUTTONUP:
-                ReportMouseUp(MouseButton::Right, lParam);
-                return 0;
-            case WM_LBUTTONUP:
-                ReportMouseUp(MouseButton::Left, lParam);
-                if (Target()) Target()->Click();
-                return 0;
-            default:
-                return std::nullopt;
-        }
-    }
-};
-
-class NativeLabel : public NativeStatic {
-  public:
-    using NativeStatic::NativeStatic;
-
-    HBRUSH Paint(HDC device) override {
-        if (!As<Label>()->IsLink() || IsHighContrast()) return nullptr;
-        ::SetTextColor(device, LinkColour());
-        ::SetBkColor(device, ::GetSysColor(COLOR_BTNFACE));
-        return ::GetSysColorBrush(COLOR_BTNFACE);
-    }
-
-  protected:
-    HWND Make(HWND parent, const RECT& area) override {
-        return MakeChild(parent, area, u"Static", As<Label>()->Caption(), SS_LEFT | SS_NOTIFY);
-    }
-    void ReplayState() override { ChooseFont(); }
-    void Apply(Change change) override {
-        if (change.aspect != Aspect::Content) return;
-        SetTextOf(Window(), As<Label>()->Caption());
-        ChooseFont();
-    }
-    std::optional<LRESULT> Received(UINT message, WPARAM wParam, LPARAM lParam) override {
-        if (message == WM_SETCURSOR && As<Label>()->IsLink()) {
-            constexpr WORD kHand = 32649;  // IDC_HAND, unknown to Windows 95
-            const HCURSOR hand = ::LoadCursorA(nullptr, MAKEINTRESOURCEA(kHand));
-            if (hand) {
-                ::SetCursor(hand);
-                return TRUE;
-            }
-        }
-        return NativeStatic::Received(message, wParam, lParam);
-    }
-
-  private:
-    void ChooseFont() {
-        const HFONT font =
-            As<Label>()->IsLink() ? OwningForm().LinkFont() : OwningForm().TextFont();
-        Tell(WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
-    }
-};
-
-/// A bitmap stretched to the control, or an icon.
-class NativePicture : public NativeStatic {
-  public:
-    using NativeStatic::NativeStatic;
-    ~NativePicture() override { Drop(); }
-
-  protected:
-    HWND Make(HWND parent, const RECT& area) override {
-        return MakeChild(parent, area, u"Static", u"", SS_BITMAP | SS_NOTIFY);
-    }
-    void ReplayState() override { Load(); }
-    void Apply(Change change) override {
-        if (change.aspect == Aspect::Content || change.aspect == Aspect::Bounds) Load();
-    }
-
-  private:
-    void Drop() {
-        if (bitmap_) ::DeleteObject(bitmap_);
-        if (icon_) ::DestroyIcon(icon_);
-        bitmap_ = nullptr;
-        icon_ = nullptr;
-    }
-    void Load() {
-        const auto& picture = *As<Picture>();
-        const RECT area = OwningForm().ToPixels(picture.Area());
-        const int width = area.right - area.left;
-        const int height = area.bottom - area.top;
-        if (width == 0 || height == 0 ||
-            (width == width_ && height == height_ && picture.Resource() == resource_)) {
-            return;
-        }
-        width_ = width;
-        height_ = height;
-        resource_ = picture.Resource();
-        Tell(STM_SETIMAGE, bitmap_ ? IMAGE_BITMAP : IMAGE_ICON, 0);
-        Drop();
-        bitmap_ = LoadBitmapResource(resource_, width, height);
-        if (!bitmap_) icon_ = LoadIconResource(resource_, width, height);
-        SetStyle(bitmap_ ? SS_BITMAP : SS_ICON);
-        Tell(STM_SETIMAGE, bitmap_ ? IMAGE_BITMAP : IMAGE_ICON,
-             bitmap_ ? reinterpret_cast<LPARAM>(bitmap_) : reinterpret_cast<LPARAM>(icon_));
-    }
-    void SetStyle(LONG kind) {
-        const LONG style = ::GetWindowLongA(Window(), GWL_STYLE);
-        ::SetWindowLongA(Window(), GWL_STYLE, (style & ~SS_TYPEMASK) | kind);
-    }
-
-    HBITMAP bitmap_ = nullptr;
-    HICON icon_ = nullptr;
-    int width_ = 0;
-    int height_ = 0;
-    Text resource_;
-};
-
+/// A panel on a tab strip has the colour of the strip's page.
 class NativePanel : public NativeControl {
   public:
     using NativeControl::NativeControl;
+    ~NativePanel() override {
+        if (page_) ::DeleteObject(page_);
+    }
+
+    void Settle() override {
+        if (page_) ::DeleteObject(page_);
+        page_ = nullptr;
+        for (const Control* sibling : Target()->Parent()->Children()) {
+            if (!dynamic_cast<const TabStrip*>(sibling)) continue;
+            const NativeControl* strip = OwningForm().Find(*sibling);
+            if (strip) page_ = ::CreateSolidBrush(TabPageColour(strip->Window()));
+        }
+    }
+    HBRUSH Background() const override { return page_ ? page_ : ::GetSysColorBrush(COLOR_BTNFACE); }
 
   protected:
     HWND Make(HWND parent, const RECT& area) override {
@@ -178,8 +55,17 @@ class NativePanel : public NativeControl {
                          WS_EX_CONTROLPARENT);
     }
     std::optional<LRESULT> Received(UINT message, WPARAM wParam, LPARAM lParam) override {
+        if (message == WM_ERASEBKGND || message == WM_PRINTCLIENT) {
+            RECT area = {};
+            ::GetClientRect(Window(), &area);
+            ::FillRect(reinterpret_cast<HDC>(wParam), &area, Background());
+            return TRUE;
+        }
         return OwningForm().FromChild(message, wParam, lParam);
     }
+
+  private:
+    HBRUSH page_ = nullptr;
 };
 
 class NativeBareChild : public NativeControl {
@@ -202,12 +88,12 @@ class Maker : public ControlVisitor {
 
     void Visit(Button& button) override { Put<NativeButton>(button); }
     void Visit(Form&) override {}  // a form stands in no other
-    void Visit(Label& label) override { Put<NativeLabel>(label); }
+    void Visit(Label& label) override { result_ = MakeNativeLabel(label, form_); }
     void Visit(ListBox& box) override { result_ = MakeNativeListBox(box, form_); }
     void Visit(ListView& view) override { result_ = MakeNativeListView(view, form_); }
     void Visit(NativeChild& child) override { Put<NativeBareChild>(child); }
     void Visit(Panel& panel) override { Put<NativePanel>(panel); }
-    void Visit(Picture& picture) override { Put<NativePicture>(picture); }
+    void Visit(Picture& picture) override { result_ = MakeNativePicture(picture, form_); }
     void Visit(TabStrip& strip) override { result_ = MakeNativeTabStrip(strip, form_); }
     void Visit(TextBox& box) override { result_ = MakeNativeTextBox(box, form_); }
 

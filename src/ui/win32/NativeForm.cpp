@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "ui/Button.h"
 #include "ui/win32/Scope.h"
 #include "ui/win32/Win32Toolkit.h"
 
@@ -12,6 +13,7 @@ namespace {
 constexpr char kClass[] = "BrackenfoldForm";
 constexpr char kProperty[] = "BkfdForm";
 constexpr UINT kActivated = WM_APP + 1;
+constexpr UINT kThemeChanged = 0x031A;  // WM_THEMECHANGED, unknown before Windows XP
 constexpr int kTwipsPerInch = 1440;
 
 DWORD StyleOf(const Form& form) {
@@ -23,7 +25,9 @@ DWORD StyleOf(const Form& form) {
         case FormBorder::Sizable:
             break;
     }
-    return WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN;
+    // A window with an owner has no place on the task bar to be minimised to.
+    const DWORD minimise = form.Owner() ? 0 : WS_MINIMIZEBOX;
+    return (WS_OVERLAPPEDWINDOW & ~WS_MINIMIZEBOX) | minimise | WS_CLIPCHILDREN;
 }
 
 DWORD ExtendedStyleOf(const Form& form) {
@@ -71,7 +75,10 @@ NativeForm::NativeForm(Form& form, Win32Toolkit& toolkit, HFONT font, int dotsPe
     ReplaceMenu();
     ::SetWindowPos(window_, nullptr, 0, 0, area.right, area.bottom,
                    SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+    leastSize_ = {area.right, area.bottom};
     RealiseChildren(form, window_);
+    for (const auto& native : controls_) native->Settle();
+    ShowDefaultButton();
 }
 
 NativeForm::~NativeForm() {
@@ -172,6 +179,7 @@ void NativeForm::Mirror(Change change) {
         case Aspect::Enabled:
         case Aspect::Blocked:
             ::EnableWindow(window_, target_->Enabled() && !target_->IsBlocked());
+            AdoptSize();  // which may have changed while nothing was accepted
             break;
         case Aspect::Active:
             ::SetForegroundWindow(window_);
@@ -183,6 +191,10 @@ void NativeForm::Mirror(Change change) {
             ReplaceMenu();
             break;
         case Aspect::Bounds: {
+            RECT client = {};
+            ::GetClientRect(window_, &client);
+            const RECT wanted = ToPixels({0, 0, target_->Width(), target_->Height()});
+            if (::EqualRect(&client, &wanted)) break;
             const SIZE frame = FrameOf(*target_);
             ::SetWindowPos(window_, nullptr, 0, 0, ToPixels(target_->Width()) + frame.cx,
                            ToPixels(target_->Height()) + frame.cy,
@@ -206,14 +218,14 @@ void NativeForm::SetShown() {
         ::SetWindowLongPtrA(window_, GWLP_HWNDPARENT, reinterpret_cast<LONG_PTR>(owner));
     }
     ::EnableWindow(window_, target_->Enabled() && !target_->IsBlocked());
-    Centre();
+    FitOnScreen();
     ::ShowWindow(window_, SW_SHOW);
     TakeFocus();
     ::UpdateWindow(window_);
 }
 
-// Over the owner if that can be seen, else on the screen; never beyond the work area.
-void NativeForm::Centre() {
+// Over the owner if that can be seen, else in the middle of the screen; never beyond the work area.
+void NativeForm::FitOnScreen() {
     RECT work = {};
     ::SystemParametersInfoA(SPI_GETWORKAREA, 0, &work, 0);
     RECT around = work;
@@ -221,20 +233,35 @@ void NativeForm::Centre() {
     if (owner && ::IsWindowVisible(owner) && !::IsIconic(owner)) ::GetWindowRect(owner, &around);
     RECT own = {};
     ::GetWindowRect(window_, &own);
-    const LONG width = own.right - own.left;
-    const LONG height = own.bottom - own.top;
+    const LONG width = std::min(own.right - own.left, work.right - work.left);
+    const LONG height = std::min(own.bottom - own.top, work.bottom - work.top);
+    leastSize_ = {std::min(leastSize_.cx, width), std::min(leastSize_.cy, height)};
     const auto place = [](LONG low, LONG high, LONG size, LONG least, LONG most) {
         return std::max(least, std::min((low + high - size) / 2, most - size));
     };
     ::SetWindowPos(window_, nullptr, place(around.left, around.right, width, work.left, work.right),
-                   place(around.top, around.bottom, height, work.top, work.bottom), 0, 0,
-                   SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+                   place(around.top, around.bottom, height, work.top, work.bottom), width, height,
+                   SWP_NOZORDER | SWP_NOACTIVATE);
+    AdoptSize();
 }
 
 void NativeForm::TakeFocus() {
     const Control* focused = target_->Focused();
     const NativeControl* native = focused ? Find(*focused) : nullptr;
     if (::GetActiveWindow() == window_) ::SetFocus(native ? native->Window() : window_);
+}
+
+// A button that has the focus takes Enter, so it looks like the default one meanwhile.
+void NativeForm::ShowDefaultButton() {
+    const Control* pressed = dynamic_cast<const Button*>(target_->Focused());
+    if (!pressed) pressed = target_->DefaultButton();
+    for (const auto& native : controls_) {
+        if (!dynamic_cast<const Button*>(native->Target())) continue;
+        const LONG wanted = native->Target() == pressed ? BS_DEFPUSHBUTTON : BS_PUSHBUTTON;
+        const LONG style = ::GetWindowLongA(native->Window(), GWL_STYLE);
+        if ((style & BS_TYPEMASK) == wanted) continue;
+        Send(native->Window(), BM_SETSTYLE, static_cast<WPARAM>(wanted), TRUE);
+    }
 }
 
 void NativeForm::Move(NativeControl& native, const RECT& area) {
@@ -277,6 +304,24 @@ void NativeForm::Resize(int width, int height) {
         target_->UserResize(ToTwips(width), ToTwips(height));
     }
     if (target_ && batching_ == 0) MoveAll();
+}
+
+// The native window may have a size that the form knows nothing of.
+void NativeForm::AdoptSize() {
+    RECT client = {};
+    ::GetClientRect(window_, &client);
+    const RECT known = ToPixels({0, 0, target_->Width(), target_->Height()});
+    if (::IsIconic(window_) || ::EqualRect(&client, &known)) return;
+    Guard([&] { Resize(client.right, client.bottom); });
+}
+
+// The system's colours or its visual style have changed: only the form is told of it.
+void NativeForm::AdoptColours(UINT message, WPARAM wParam, LPARAM lParam) {
+    for (const auto& native : controls_) {
+        if (message == WM_SYSCOLORCHANGE) Send(native->Window(), message, wParam, lParam);
+        native->Settle();
+    }
+    ::RedrawWindow(window_, nullptr, nullptr, RDW_ERASE | RDW_INVALIDATE | RDW_ALLCHILDREN);
 }
 
 void NativeForm::PaintOutlines() {
@@ -325,12 +370,19 @@ std::optional<LRESULT> NativeForm::FromChild(UINT message, WPARAM wParam, LPARAM
         return native ? native->HandleNotification(header) : 0;
     }
     if (message == WM_CTLCOLORSTATIC) {
-        const NativeControl* native = from(lParam);
-        if (!native || !native->Target()) return std::nullopt;
-        const HBRUSH brush = from(lParam)->Paint(reinterpret_cast<HDC>(wParam));
-        if (brush) return reinterpret_cast<LRESULT>(brush);
+        return FromStatic(reinterpret_cast<HDC>(wParam), reinterpret_cast<HWND>(lParam));
     }
     return std::nullopt;
+}
+
+std::optional<LRESULT> NativeForm::FromStatic(HDC device, HWND window) {
+    NativeControl* native = NativeControl::Of(window);
+    if (!native || !native->Target()) return std::nullopt;
+    const NativeControl* container = NativeControl::Of(::GetParent(window));
+    const HBRUSH brush = native->Paint(
+        device, container ? container->Background() : ::GetSysColorBrush(COLOR_BTNFACE));
+    if (!brush) return std::nullopt;
+    return reinterpret_cast<LRESULT>(brush);
 }
 
 std::optional<LRESULT> NativeForm::Received(UINT message, WPARAM wParam, LPARAM lParam) {
@@ -344,6 +396,18 @@ std::optional<LRESULT> NativeForm::Received(UINT message, WPARAM wParam, LPARAM 
         case WM_SIZE:
             if (applying_ == 0 && wParam != SIZE_MINIMIZED) Resize(LOWORD(lParam), HIWORD(lParam));
             return 0;
+        case WM_GETMINMAXINFO: {
+            const bool byUser = applying_ == 0 && target_->Border() == FormBorder::Sizable;
+            if (byUser) {
+                reinterpret_cast<MINMAXINFO*>(lParam)->ptMinTrackSize = {leastSize_.cx,
+                                                                         leastSize_.cy};
+            }
+            return std::nullopt;
+        }
+        case WM_SYSCOLORCHANGE:
+        case kThemeChanged:
+            AdoptColours(message, wParam, lParam);
+            return std::nullopt;
         case WM_ACTIVATE:
             // The handler may work for long: it runs when the system is through with activating.
             if (LOWORD(wParam) != WA_INACTIVE && applying_ == 0) {

@@ -17,6 +17,7 @@ namespace bkfd::native {
 /// The native window of a form, with those of its controls.
 class NativeForm {
   public:
+    /// `dotsPerInch` turns twips into pixels.
     NativeForm(Form& form, Win32Toolkit& toolkit, HFONT font, int dotsPerInch);
     NativeForm(const NativeForm&) = delete;
     NativeForm& operator=(const NativeForm&) = delete;
@@ -47,6 +48,8 @@ class NativeForm {
     void Guard(const std::function<void()>& action);
     /// Moves the native now, or with the others when the form's layout is done.
     void Move(NativeControl& native, const RECT& area);
+    /// Marks the button that Enter presses now.
+    void ShowDefaultButton();
     /// `Thaw` is called before the next message is waited for.
     void ThawLater(NativeControl& native) { frozen_.push_back(&native); }
     void Thaw();
@@ -73,13 +76,17 @@ class NativeForm {
     void ReplaceMenu();
     void ChooseMenu(UINT id);
     void SetShown();
-    void Centre();
+    void FitOnScreen();
     void TakeFocus();
     void Resize(int width, int height);
+    void AdoptSize();
+    void AdoptColours(UINT message, WPARAM wParam, LPARAM lParam);
+    std::optional<LRESULT> FromStatic(HDC device, HWND window);
     void MoveAll();
     void PaintOutlines();
     bool HandleKeyDown(MSG& message);
     bool HandleCharacter(MSG& message);
+    void MoveFocus(bool forward);
 
     Form* target_;
     Win32Toolkit& toolkit_;
@@ -88,6 +95,7 @@ class NativeForm {
     HFONT boldFont_;
     HFONT linkFont_;
     int dotsPerInch_;
+    SIZE leastSize_ = {};  // of the whole window
     std::vector<std::unique_ptr<NativeControl>> controls_;
     std::vector<std::unique_ptr<NativeControl>> abandoned_;
     std::vector<Weak<MenuItem>> menuEntries_;

@@ -33,6 +33,12 @@ bool NativeForm::HandleKey(MSG& message) {
             return HandleKeyDown(message);
         case WM_CHAR:
             return HandleCharacter(message);
+        case WM_SYSCHAR: {
+            // The system's own search for a letter wants a dialog. Alt+Enter is a key of ours,
+            // which it would beep at.
+            const int letter = static_cast<int>(message.wParam);
+            return target_->ActOnKey(letter, Shift::Alt) || letter == Key::Enter;
+        }
         case WM_KEYUP:
         case WM_SYSKEYUP: {
             int code = static_cast<int>(message.wParam);
@@ -44,8 +50,9 @@ bool NativeForm::HandleKey(MSG& message) {
     }
 }
 
-// Enter and Escape go through the form, which knows its buttons; a box of many lines takes Enter
-// itself. Their character comes here because the dialog keys make no WM_CHAR of them.
+// Enter, Escape and Tab go through the form, which knows its buttons and the order of its controls;
+// a box of many lines takes Enter itself. Their character comes here because the dialog keys make
+// no WM_CHAR of them.
 bool NativeForm::HandleKeyDown(MSG& message) {
     const int shift = CurrentShift();
     int code = static_cast<int>(message.wParam);
@@ -55,6 +62,10 @@ bool NativeForm::HandleKeyDown(MSG& message) {
     if (message.message == WM_SYSKEYDOWN) return false;
     if (code == Key::Tab && (shift & Shift::Control) != 0) {
         Dispatch(message);
+        return true;
+    }
+    if (code == Key::Tab) {
+        MoveFocus((shift & Shift::Shift) == 0);
         return true;
     }
     if (code != Key::Enter && code != Key::Escape) return false;
@@ -67,6 +78,15 @@ bool NativeForm::HandleKeyDown(MSG& message) {
         target_->ActOnKey(code, shift);
     }
     return true;
+}
+
+// As in the system's dialogs, a box of one line is selected as a whole.
+void NativeForm::MoveFocus(bool forward) {
+    target_->UserTab(forward);
+    const Control* focused = target_ ? target_->Focused() : nullptr;
+    const NativeControl* native = focused ? Find(*focused) : nullptr;
+    const auto* box = dynamic_cast<const TextBox*>(focused);
+    if (native && box && !box->IsMultiLine()) Send(native->Window(), EM_SETSEL, 0, -1);
 }
 
 bool NativeForm::HandleCharacter(MSG& message) {

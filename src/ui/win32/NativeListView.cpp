@@ -28,6 +28,7 @@ class NativeListView : public NativeControl {
         Tell(WM_SETREDRAW, FALSE);
         for (std::size_t row = 1; row <= As<ListView>()->Count(); ++row) Insert(row);
         Tell(WM_SETREDRAW, TRUE);
+        FitLastColumn();
         ShowSelection();
     }
     void Apply(Change change) override {
@@ -49,6 +50,7 @@ class NativeListView : public NativeControl {
                 break;
             case Aspect::Columns:
                 Tell(LVM_SETCOLUMNWIDTH, row, WidthOf(change.index));
+                FitLastColumn();
                 break;
             case Aspect::Selection:
                 ShowSelection();
@@ -63,6 +65,7 @@ class NativeListView : public NativeControl {
         // The native list shows itself when it is thawed, even if it is hidden.
         Tell(WM_SETREDRAW, TRUE);
         if (!Target() || !Target()->Visible()) ::ShowWindow(Window(), SW_HIDE);
+        FitLastColumn();
         ::InvalidateRect(Window(), nullptr, TRUE);
     }
     LRESULT Notified(NMHDR& header) override {
@@ -82,8 +85,13 @@ class NativeListView : public NativeControl {
                 return 0;
         }
     }
-    std::optional<LRESULT> Received(UINT message, WPARAM, LPARAM) override {
+    std::optional<LRESULT> Received(UINT message, WPARAM wParam, LPARAM lParam) override {
         if (message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN) reported_ = false;
+        if (message == WM_WINDOWPOSCHANGED) {
+            const LRESULT result = CallOriginalProcedure(message, wParam, lParam);
+            FitLastColumn();
+            return result;
+        }
         return std::nullopt;
     }
 
@@ -102,7 +110,7 @@ class NativeListView : public NativeControl {
         if (images.empty()) return;
         const int width = ::GetSystemMetrics(SM_CXSMICON);
         const int height = ::GetSystemMetrics(SM_CYSMICON);
-        constexpr UINT kColours = 0x18 | ILC_MASK;  // 24 bits
+        constexpr UINT kColours = 0x20 | ILC_MASK;  // 32 bits: half transparent edges
         icons_ = ::ImageList_Create(width, height, kColours, static_cast<int>(images.size()), 0);
         for (std::size_t place = 0; place < images.size(); ++place) {
             const HICON icon = LoadIconResource(images[place].resource, width, height);
@@ -130,6 +138,21 @@ class NativeListView : public NativeControl {
             Tell(Either(LVM_INSERTCOLUMNW, LVM_INSERTCOLUMNA), column - 1,
                  reinterpret_cast<LPARAM>(&native));
         }
+    }
+
+    // The last column takes what the others leave; there is more of it while no scroll bar is
+    // shown.
+    void FitLastColumn() {
+        const std::size_t last = As<ListView>()->Columns().size();
+        if (last == 0) return;
+        RECT client = {};
+        ::GetClientRect(Window(), &client);
+        LRESULT left = client.right;
+        for (WPARAM column = 0; column + 1 < last; ++column) {
+            left -= Tell(LVM_GETCOLUMNWIDTH, column);
+        }
+        const LRESULT width = std::max<LRESULT>(left, WidthOf(last));
+        if (width != Tell(LVM_GETCOLUMNWIDTH, last - 1)) Tell(LVM_SETCOLUMNWIDTH, last - 1, width);
     }
 
     int IconOf(const ListItem& item) const {

@@ -73,13 +73,17 @@ class NativeTabStrip : public NativeControl {
   public:
     using NativeControl::NativeControl;
 
+    // The panels that it frames are its siblings, and stand before it. Windows come to stand behind
+    // those that were made earlier.
+    void Settle() override {
+        ::SetWindowPos(Window(), HWND_BOTTOM, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+    }
+
   protected:
     HWND Make(HWND parent, const RECT& area) override {
         return MakeChild(parent, area, u"SysTabControl32", u"", 0);
     }
     void ReplayState() override {
-        // The panels that it frames are its siblings, and stand before it.
-        ::SetWindowPos(Window(), HWND_BOTTOM, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
         int place = 0;
         for (const TabStrip::Tab& tab : As<TabStrip>()->Tabs()) {
             const NativeText caption(tab.caption);

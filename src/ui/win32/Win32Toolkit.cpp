@@ -9,7 +9,8 @@ namespace bkfd {
 
 using native::NativeForm;
 
-/// The system's font for messages, and the resolution that goes with it.
+/// The system's font for messages, and the resolution that goes with it: a twip is a 1440th of an
+/// inch for the usual font, and more for a wider one.
 struct Win32Toolkit::Font {
     Font() {
         NONCLIENTMETRICSA metrics = {};
@@ -18,8 +19,8 @@ struct Win32Toolkit::Font {
             font = ::CreateFontIndirectA(&metrics.lfMessageFont);
         }
         if (!font) font = static_cast<HFONT>(::GetStockObject(DEFAULT_GUI_FONT));
-        dotsPerInch = ::GetDeviceCaps(screen, LOGPIXELSX);
         ::SelectObject(screen, font);
+        dotsPerInch = FindDotsPerInch();
     }
     Font(const Font&) = delete;
     Font& operator=(const Font&) = delete;
@@ -29,6 +30,21 @@ struct Win32Toolkit::Font {
     }
     Size ToTwips(SIZE pixels) const {
         return {::MulDiv(pixels.cx, 1440, dotsPerInch), ::MulDiv(pixels.cy, 1440, dotsPerInch)};
+    }
+
+    // The forms' sizes are made for the usual font, in which this caption is 177 pixels wide at 96
+    // dots per inch. With a wider font, such as that of users who want large letters, the windows
+    // grow.
+    int FindDotsPerInch() const {
+        constexpr char kSample[] = "Restore All Configuration Settings";
+        constexpr int kUsualWidth = 177;
+        constexpr int kUsualDots = 96;
+        const int resolution = ::GetDeviceCaps(screen, LOGPIXELSX);
+        SIZE size = {};
+        ::GetTextExtentPoint32A(screen, kSample, sizeof kSample - 1, &size);
+        const int grown = ::MulDiv(kUsualDots, size.cx, kUsualWidth);
+        const bool isUsual = grown <= resolution + resolution / 20;
+        return isUsual ? resolution : grown;
     }
 
     HFONT font = nullptr;

@@ -1,0 +1,183 @@
+#include "ui/win32/NativeStatic.h"
+
+#include <cstdlib>
+
+#include "ui/Keys.h"
+#include "ui/win32/NativeForm.h"
+
+namespace bkfd::native {
+namespace {
+
+int Brightness(COLORREF colour) {
+    return (GetRValue(colour) * 3 + GetGValue(colour) * 6 + GetBValue(colour)) / 10;
+}
+
+// Windows 95 has no colour for links, and some colour schemes have one that can't be read on a
+// window's background.
+COLORREF LinkColour() {
+    constexpr int kHotLight = 26;  // COLOR_HOTLIGHT
+    constexpr COLORREF kBlue = RGB(0, 51, 153);
+    constexpr int kLeastContrast = 80;
+    const int background = Brightness(::GetSysColor(COLOR_BTNFACE));
+    const auto isReadable = [&](COLORREF colour) {
+        return std::abs(background - Brightness(colour)) >= kLeastContrast;
+    };
+    const COLORREF link = ::GetSysColor(kHotLight);
+    if (::GetSysColorBrush(kHotLight) && isReadable(link)) return link;
+    return isReadable(kBlue) ? kBlue : ::GetSysColor(COLOR_BTNTEXT);
+}
+
+class NativeLabel : public NativeStatic {
+  public:
+    using NativeStatic::NativeStatic;
+
+    HBRUSH Paint(HDC device, HBRUSH background) override {
+        NativeStatic::Paint(device, background);
+        if (As<Label>()->IsLink() && !IsHighContrast()) ::SetTextColor(device, LinkColour());
+        return background;
+    }
+
+  protected:
+    HWND Make(HWND parent, const RECT& area) override {
+        return MakeChild(parent, area, u"Static", As<Label>()->Caption(), SS_LEFT | SS_NOTIFY);
+    }
+    void ReplayState() override { ChooseFont(); }
+    void Apply(Change change) override {
+        if (change.aspect != Aspect::Content) return;
+        SetTextOf(Window(), As<Label>()->Caption());
+        ChooseFont();
+    }
+    std::optional<LRESULT> Received(UINT message, WPARAM wParam, LPARAM lParam) override {
+        if (message == WM_SETCURSOR && As<Label>()->IsLink()) {
+            constexpr WORD kHand = 32649;  // IDC_HAND, unknown to Windows 95
+            const HCURSOR hand = ::LoadCursorA(nullptr, MAKEINTRESOURCEA(kHand));
+            if (hand) {
+                ::SetCursor(hand);
+                return TRUE;
+            }
+        }
+        return NativeStatic::Received(message, wParam, lParam);
+    }
+
+  private:
+    void ChooseFont() {
+        const HFONT font =
+            As<Label>()->IsLink() ? OwningForm().LinkFont() : OwningForm().TextFont();
+        Tell(WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
+    }
+};
+
+/// A bitmap or an icon that fills the control. Static controls can't stretch theirs, so it is
+/// painted here.
+class NativePicture : public NativeStatic {
+  public:
+    using NativeStatic::NativeStatic;
+    ~NativePicture() override { Drop(); }
+
+  protected:
+    HWND Make(HWND parent, const RECT& area) override {
+        return MakeChild(parent, area, u"Static", u"", SS_LEFT | SS_NOTIFY);
+    }
+    void ReplayState() override { Load(); }
+    void Apply(Change change) override {
+        if (change.aspect == Aspect::Content || change.aspect == Aspect::Bounds) Load();
+    }
+    std::optional<LRESULT> Received(UINT message, WPARAM wParam, LPARAM lParam) override {
+        if (message == WM_ERASEBKGND) return TRUE;  // painting covers all
+        if (message != WM_PAINT) return NativeStatic::Received(message, wParam, lParam);
+        PAINTSTRUCT paint = {};
+        const HDC device = ::BeginPaint(Window(), &paint);
+        Draw(device);
+        ::EndPaint(Window(), &paint);
+        return 0;
+    }
+
+  private:
+    void Drop() {
+        if (bitmap_) ::DeleteObject(bitmap_);
+        if (icon_) ::DestroyIcon(icon_);
+        bitmap_ = nullptr;
+        icon_ = nullptr;
+    }
+    void Load() {
+        const auto& picture = *As<Picture>();
+        const RECT area = OwningForm().ToPixels(picture.Area());
+        const SIZE size = {area.right - area.left, area.bottom - area.top};
+        const bool isLoaded = size.cx == size_.cx && size.cy == size_.cy;
+        if (size.cx == 0 || size.cy == 0 || (isLoaded && picture.Resource() == resource_)) return;
+        size_ = size;
+        resource_ = picture.Resource();
+        Drop();
+        bitmap_ = LoadBitmapResource(resource_, size.cx);
+        if (!bitmap_) icon_ = LoadIconResource(resource_, size.cx, size.cy);
+        ::InvalidateRect(Window(), nullptr, TRUE);
+    }
+    void Draw(HDC device) {
+        RECT area = {};
+        ::GetClientRect(Window(), &area);
+        if (bitmap_) {
+            DrawBitmap(device, area);
+            return;
+        }
+        const LRESULT background =
+            Send(::GetParent(Window()), WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(device),
+                 reinterpret_cast<LPARAM>(Window()));
+        ::FillRect(device, &area, reinterpret_cast<HBRUSH>(background));
+        if (!icon_) return;
+        ::DrawIconEx(device, 0, 0, icon_, area.right, area.bottom, 0, nullptr, DI_NORMAL);
+    }
+    void DrawBitmap(HDC device, const RECT& area) {
+        BITMAP description = {};
+        ::GetObjectA(bitmap_, sizeof description, &description);
+        const HDC memory = ::CreateCompatibleDC(device);
+        const HGDIOBJ before = ::SelectObject(memory, bitmap_);
+        ::SetStretchBltMode(device, HALFTONE);
+        ::SetBrushOrgEx(device, 0, 0, nullptr);
+        ::StretchBlt(device, 0, 0, area.right, area.bottom, memory, 0, 0, description.bmWidth,
+                     description.bmHeight, SRCCOPY);
+        ::SelectObject(memory, before);
+        ::DeleteDC(memory);
+    }
+
+    HBITMAP bitmap_ = nullptr;
+    HICON icon_ = nullptr;
+    SIZE size_ = {};
+    Text resource_;
+};
+
+}  // namespace
+
+HBRUSH NativeStatic::Paint(HDC device, HBRUSH background) {
+    ::SetTextColor(device, ::GetSysColor(COLOR_BTNTEXT));
+    ::SetBkMode(device, TRANSPARENT);
+    return background;
+}
+
+std::optional<LRESULT> NativeStatic::Received(UINT message, WPARAM, LPARAM lParam) {
+    switch (message) {
+        case WM_NCHITTEST:
+            return HTCLIENT;  // a static control lets the mouse through
+        case WM_LBUTTONDBLCLK:
+            Target()->DoubleClick();
+            return 0;
+        case WM_RBUTTONUP:
+            ReportMouseUp(MouseButton::Right, lParam);
+            return 0;
+        case WM_LBUTTONUP:
+            ReportMouseUp(MouseButton::Left, lParam);
+            if (Target()) Target()->Click();
+            return 0;
+        default:
+            return std::nullopt;
+    }
+}
+
+std::unique_ptr<NativeControl> MakeNativeLabel(Label& label, NativeForm& form) {
+    return std::make_unique<NativeLabel>(label, form);
+}
+
+std::unique_ptr<NativeControl> MakeNativePicture(Picture& picture, NativeForm& form) {
+    return std::make_unique<NativePicture>(picture, form);
+}
+
+}  // namespace bkfd::native
