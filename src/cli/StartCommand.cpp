@@ -1,13 +1,26 @@
 #include <istream>
+#include <ostream>
 
 #include "app/FMain.h"
 #include "app/MMain.h"
 #include "base/ProgramEnd.h"
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
+#include "services/ApplicationState.h"
+#include "services/SysUtil.h"
+#include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
 namespace {
+
+/// The program itself goes on without a log and has no place to tell of that.
+void WarnWithoutLog(Console& console) {
+    const Text log = ProgramFolder() + u"\\BKFD.log";
+    const auto opened = TheMachine().FileSystem().CreateFileW(log, FileMode::Append);
+    if (opened.IsOk()) return;
+    console.err << "brackenfold: no log is written: "
+                << PrintableText(SysUtil::SystemErrorText(opened.code)) << std::endl;
+}
 
 class StartCommand final : public Command {
   public:
@@ -35,6 +48,7 @@ class StartCommand final : public Command {
             if (!std::getline(console.in, line)) return std::nullopt;
             return line;
         });
+        WarnWithoutLog(context.console);
         OfferCustomComponent();
         FMain window;
         try {

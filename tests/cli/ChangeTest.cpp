@@ -28,12 +28,6 @@ Strings Suspects(const nlohmann::json& settings) {
     return numbers;
 }
 
-CliRun RunOn(const MachineCopy& machine, std::vector<std::string> arguments,
-             const std::string& input = {}) {
-    arguments.insert(arguments.begin(), {"--machine", machine.Path()});
-    return RunCli(arguments, input);
-}
-
 TEST(Settings, AreJudgedAndRestored) {
     const struct {
         const char* machine;

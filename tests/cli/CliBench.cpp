@@ -83,6 +83,12 @@ std::vector<std::pair<std::string, std::string>> MachineCopy::Snapshot() const {
     return files;
 }
 
+CliRun RunOn(const MachineCopy& machine, std::vector<std::string> arguments,
+             const std::string& input) {
+    arguments.insert(arguments.begin(), {"--machine", machine.Path()});
+    return RunCli(arguments, input);
+}
+
 void ExpectGolden(const std::string& name, std::string text, const MachineCopy& machine) {
     Replace(text, machine.Path(), "MACHINE");
     const fs::path path = fs::path(BKFD_SOURCE_DIR) / "tests/cli/golden" / name;

@@ -42,6 +42,10 @@ class MachineCopy {
     std::filesystem::path path_;
 };
 
+/// Runs the command line with that machine.
+CliRun RunOn(const MachineCopy& machine, std::vector<std::string> arguments,
+             const std::string& input = {});
+
 /// Compares with tests/cli/golden/NAME, in which the machine's folder reads MACHINE. With the
 /// environment variable BKFD_UPDATE_GOLDEN set, writes it instead.
 void ExpectGolden(const std::string& name, std::string text, const MachineCopy& machine);
