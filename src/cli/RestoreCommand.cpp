@@ -3,6 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
+#include "platform/image/HostFiles.h"
 #include "removal/processes/CProcessManager.h"
 #include "removal/processes/ParasiteFileName.h"
 #include "removal/processes/RemovedFiles.h"
@@ -42,7 +43,7 @@ Text Filled(int string, const Text& file) {
 Text FindRestorable(const std::string& typed) {
     std::vector<Text> asPrinted;
     for (const Text& candidate : RestorableFiles()) {
-        if (EqualsIgnoreCase(candidate, FromWtf8(typed))) return candidate;
+        if (EqualsIgnoreCase(candidate, FromHostName(typed))) return candidate;
         const bool isPrinted = PrintableText(candidate) == typed || ToUtf8(candidate) == typed;
         if (isPrinted) asPrinted.push_back(candidate);
     }

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/ScratchImage.h"
+#include "platform/image/HostFiles.h"
 #include "platform/image/ImageJson.h"
 #include "platform/memory/RegistryTree.h"
 #include "platform/overlay/OverlayMachine.h"
@@ -178,6 +179,7 @@ TEST(MachineImage, LinksAreFollowedInsideAlone) {
 }
 
 TEST(MachineImage, NamesOfTheHostAreFoundAndKept) {
+    const Text bad = Text(u"C:\\bad") + char16_t{0xDCFF} + u".txt";
     ScratchImage image;
     image.Write("drives/C/Upper/FILE.Txt", "1");
     image.Write("drives/c/\xC3\x84.txt", "2");          // an umlaut
@@ -192,10 +194,12 @@ TEST(MachineImage, NamesOfTheHostAreFoundAndKept) {
         const Text lone = Text(u"C:\\") + char16_t{0xD800} + u"LONE.txt";
         EXPECT_EQ(files.GetFileAttributesW(u"c:\\UPPER\\file.TXT").code, 0u);
         EXPECT_EQ(files.GetFileAttributesW(u"C:\\\u00E4.TXT").code, 0u);
-        EXPECT_EQ(files.GetFileAttributesW(u"C:\\bad\uFFFD.txt").code, 0u);
+        EXPECT_EQ(files.GetFileAttributesW(bad).code, 0u);
         EXPECT_EQ(files.GetFileAttributesW(u"D:\\B.TXT").code, 0u);
         EXPECT_EQ(files.SetFileAttributesW(lone, 2).code, 0u);
-        EXPECT_EQ(files.MoveFileW(u"C:\\bad\uFFFD.txt", u"C:\\good.txt").code, 0u);
+        EXPECT_EQ(files.MoveFileW(bad, bad + u".parasite").code, 0u);
+        EXPECT_TRUE(image.Has("drives/c/bad\xFF.txt.parasite"));
+        EXPECT_EQ(files.MoveFileW(bad + u".parasite", u"C:\\good.txt").code, 0u);
         EXPECT_NE(files.MoveFileW(u"C:\\good.txt", Text(u"C:\\") + Text(200, u'\u20AC')).code, 0u);
         EXPECT_EQ(files.GetFileAttributesW(Text(u"\\\\?\\C:\\") + Text(32'764, u'x')).code,
                   SystemError::FileNotFound);
@@ -206,6 +210,29 @@ TEST(MachineImage, NamesOfTheHostAreFoundAndKept) {
     const auto machine = image.Load();
     const Text lone = Text(u"C:\\") + char16_t{0xD800} + u"lone.txt";
     EXPECT_EQ(machine->FileSystem().GetFileAttributesW(lone).value, 2u);
+}
+
+TEST(MachineImage, NamesOfTheHostAreTextsAndBack) {
+    const struct {
+        const char* label;
+        std::string name;
+        Text text;
+    } rows[] = {
+        {"nothing", "", u""},
+        {"characters of each length", "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80",
+         u"a\u00E4\u20AC\U0001F600"},
+        {"a replacement character", "\xEF\xBF\xBD", u"\uFFFD"},
+        {"lone surrogates", "\xED\xA0\x80x\xED\xBF\xBF", Text{0xD800, u'x', 0xDFFF}},
+        {"bytes of a code page", "caf\xE9.exe", Text(u"caf") + char16_t{0xDCE9} + u".exe"},
+        {"a character that was cut", "\xE2\x82", Text{0xDCE2, 0xDC82}},
+        {"what stands for a byte", "\xED\xB2\x80x", Text{0xDCED, 0xDCB2, 0xDC80, u'x'}},
+        {"too long a form", "\xC0\xAF", Text{0xDCC0, 0xDCAF}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        EXPECT_EQ(FromHostName(row.name), row.text);
+        EXPECT_EQ(ToHostName(row.text), row.name);
+    }
 }
 
 TEST(MachineImage, TextsOfAnyKindComeBackFromJson) {

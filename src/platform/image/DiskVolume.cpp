@@ -65,7 +65,7 @@ const DiskVolume::Names& DiskVolume::NamesIn(const std::string& hostFolder) {
     std::sort(hostNames.begin(), hostNames.end());
     for (std::string& name : hostNames) {
         if (name == "." || name == ".." || DiskFile::IsUnfinished(name)) continue;
-        cached->second.try_emplace(ToLower(FromWtf8(name)), std::move(name));
+        cached->second.try_emplace(ToLower(FromHostName(name)), std::move(name));
     }
     return cached->second;
 }
@@ -92,7 +92,7 @@ Result<DiskVolume::Place> DiskVolume::LocateIn(const Place& folder, TextView nam
     if (found == names.end()) return Status{SystemError::FileNotFound};
     Place place;
     place.host = folder.resolved + '/' + found->second;
-    place.entry.path = WindowsPath::Join(folder.entry.path, FromWtf8(found->second));
+    place.entry.path = WindowsPath::Join(folder.entry.path, FromHostName(found->second));
     if (!Describe(place)) return Status{SystemError::FileNotFound};
     return place;
 }
@@ -138,7 +138,7 @@ Result<std::vector<VolumeEntry>> DiskVolume::List(const VolumeEntry& folder) {
     for (const auto& [folded, hostName] : NamesIn(place.value.resolved)) {
         Place below;
         below.host = place.value.resolved + '/' + hostName;
-        below.entry.path = WindowsPath::Join(folder.path, FromWtf8(hostName));
+        below.entry.path = WindowsPath::Join(folder.path, FromHostName(hostName));
         if (Describe(below)) entries.push_back(std::move(below.entry));
     }
     std::sort(entries.begin(), entries.end(), SortsBefore);
@@ -166,7 +166,7 @@ Result<std::string> DiskVolume::HostFolder(TextView path) {
     if (!above.IsOk()) return above;
     if (parent.empty()) mkdir(drives_.c_str(), 0777);
     const Text name = parent.empty() ? ToLower(path.substr(0, 1)) : Text(WindowsPath::Name(path));
-    const std::string host = above.value + '/' + ToWtf8(name);
+    const std::string host = above.value + '/' + ToHostName(name);
     if (mkdir(host.c_str(), 0777) != 0 && errno != EEXIST) return StatusOfErrno(errno);
     Forget(above.value);
     const Status synced = SyncHostFolder(above.value);
@@ -178,7 +178,7 @@ Result<std::unique_ptr<OpenFile>> DiskVolume::Create(TextView path) {
     const auto folder = HostFolder(WindowsPath::Parent(path));
     if (!folder.IsOk()) return Status(folder);
     if (swept_.insert(folder.value).second) DiskFile::RemoveUnfinished(folder.value);
-    return DiskFile::Create(folder.value + '/' + ToWtf8(WindowsPath::Name(path)),
+    return DiskFile::Create(folder.value + '/' + ToHostName(WindowsPath::Name(path)),
                             [this, host = folder.value] { Forget(host); });
 }
 
@@ -186,7 +186,7 @@ Status DiskVolume::MakeFolder(TextView path) {
     const auto folder = HostFolder(WindowsPath::Parent(path));
     if (!folder.IsOk()) return folder;
     ReachWritePoint("make folder");
-    const std::string host = folder.value + '/' + ToWtf8(WindowsPath::Name(path));
+    const std::string host = folder.value + '/' + ToHostName(WindowsPath::Name(path));
     if (mkdir(host.c_str(), 0777) != 0) return StatusOfErrno(errno);
     Forget(folder.value);
     return SyncHostFolder(folder.value);
@@ -220,7 +220,7 @@ Status DiskVolume::Rename(const Text& source, const Text& target) {
     // What stands at the target is replaced under the name that the host has for it.
     const bool isReplaced = there.IsOk() && there.value.host != from.value.host;
     const std::string to =
-        isReplaced ? there.value.host : folder.value + '/' + ToWtf8(WindowsPath::Name(target));
+        isReplaced ? there.value.host : folder.value + '/' + ToHostName(WindowsPath::Name(target));
     ReachWritePoint("rename");
     if (rename(from.value.host.c_str(), to.c_str()) != 0) return StatusOfErrno(errno);
     ReachWritePoint("renamed");

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace bkfd {
@@ -32,7 +33,57 @@ constexpr ErrnoRow kErrnoRows[] = {
     {ENAMETOOLONG, kNameTooLong},         {EINVAL, SystemError::InvalidParameter},
 };
 
+constexpr char16_t kByteBase = 0xDC00;
+
+bool StandsForByte(char16_t unit) {
+    return unit >= kByteBase + 0x80 && unit <= kByteBase + 0xFF;
+}
+
+bool IsHighSurrogate(char16_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+/// The character at the start of `name`, with the count of its bytes; none for a byte without one.
+std::pair<Text, std::size_t> FirstCharacter(std::string_view name) {
+    constexpr std::size_t kPairLength = 4;
+    for (std::size_t length = 1; length <= std::min(kPairLength, name.size()); ++length) {
+        Text character = FromWtf8(name.substr(0, length));
+        const bool isOne = length == kPairLength
+                               ? character.size() == 2 && IsHighSurrogate(character[0])
+                               : character.size() == 1 && !StandsForByte(character[0]);
+        if (isOne && ToWtf8(character) == name.substr(0, length))
+            return {std::move(character), length};
+    }
+    return {};
+}
+
 }  // namespace
+
+Text FromHostName(std::string_view name) {
+    Text text;
+    while (!name.empty()) {
+        const auto [character, length] = FirstCharacter(name);
+        text +=
+            length > 0
+                ? character
+                : Text(1, static_cast<char16_t>(kByteBase + static_cast<unsigned char>(name[0])));
+        name.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return text;
+}
+
+std::string ToHostName(TextView text) {
+    std::string name;
+    std::size_t done = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool isPaired = i > done && IsHighSurrogate(text[i - 1]);
+        if (!StandsForByte(text[i]) || isPaired) continue;
+        name += ToWtf8(text.substr(done, i - done));
+        name += static_cast<char>(text[i] - kByteBase);
+        done = i + 1;
+    }
+    return name + ToWtf8(text.substr(done));
+}
 
 void HostFile::Close() {
     if (descriptor_ >= 0) close(descriptor_);

@@ -39,6 +39,11 @@ void ReachWritePoint(const char* step);
 /// The Windows error code for errno's value.
 Status StatusOfErrno(int error);
 
+/// A host's file name as text and back, byte for byte: generalised UTF-8, in which a byte that
+/// belongs to no character stands as a lone surrogate, U+DC00 + the byte.
+Text FromHostName(std::string_view name);
+std::string ToHostName(TextView text);
+
 /// The whole file; nothing if it can't be read, with errno set.
 std::optional<std::string> ReadHostFile(const std::string& path);
 /// Writes all bytes at the file's position.
