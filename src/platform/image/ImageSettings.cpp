@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <set>
 
 #include "platform/memory/CodePage.h"
 
@@ -178,6 +179,26 @@ constexpr KeyRow kKeyRows[] = {
     {"restart", ReadRestart},
 };
 
+/// Looks on while JSON is read for names that an object holds twice: only one would count.
+class RepeatedNames {
+  public:
+    const std::string& First() const { return first_; }
+
+    bool operator()(int, ImageJson::parse_event_t event, const ImageJson& parsed) {
+        using Event = ImageJson::parse_event_t;
+        if (event == Event::object_start) open_.emplace_back();
+        if (event == Event::object_end) open_.pop_back();
+        if (event == Event::key && !open_.back().insert(parsed.get<std::string>()).second &&
+            first_.empty())
+            first_ = parsed.get<std::string>();
+        return true;
+    }
+
+  private:
+    std::vector<std::set<std::string>> open_;  // names of the objects around the place
+    std::string first_;
+};
+
 std::size_t LineAt(const std::string& content, std::size_t offset) {
     const auto end =
         content.begin() + static_cast<std::ptrdiff_t>(std::min(offset, content.size()));
@@ -296,13 +317,16 @@ bool TimeFromJson(const ImageJson& json, ImageTime& time) {
 std::variant<ImageSettings, ImageError> ParseImageSettings(const std::string& file,
                                                            const std::string& content,
                                                            ImageJson& document) {
+    RepeatedNames repeated;
     try {
-        document = ImageJson::parse(content);
+        document = ImageJson::parse(content, std::ref(repeated));
     } catch (const ImageJson::parse_error& error) {
         const std::size_t offset = error.byte == 0 ? 0 : error.byte - 1;
         return ImageError{file, LineAt(content, offset), "", "malformed JSON"};
     }
     if (!document.is_object()) return ImageError{file, 1, "", "must be a JSON object"};
+    if (!repeated.First().empty())
+        return KeyError(file, content, repeated.First(), "stands there twice");
     const auto family = document.find("family");
     if (family == document.end())
         return ImageError{file, 0, "family", "is missing; it is \"nt\" or \"9x\""};
