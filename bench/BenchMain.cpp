@@ -10,17 +10,22 @@
 #include <iostream>
 #include <iterator>
 #include <map>
+#include <optional>
 
+#include "ChildProcess.h"
 #include "base/Text.h"
 #include "detection/identity/ContentHash.h"
+#include "platform/memory/MemoryMachine.h"
+#include "support/zip/cZip.h"
 
 namespace bkfd {
 namespace {
 
+/// What is compared: the time of a benchmark, or behind a colon one of its counters.
 struct Ratio {
     const char* label;
     const char* dividend;
-    const char* divisor;
+    const char* divisor;  // null for the dividend itself, in seconds
     const char* aim;
 };
 
@@ -33,6 +38,14 @@ const Ratio kRatios[] = {
      "Process/ContentHash/manual_time", "above 1"},
     {"detection: twice the processes and files / once", "Detection/600x150/6000files",
      "Detection/300x150/3000files", "at most 2.2"},
+    {"report of 300 processes with 150 modules, in seconds", "Process/Report/manual_time", nullptr,
+     "below 2"},
+    {"report: twice the processes and files / once", "Report/600x150", "Report/300x150",
+     "at most 2.2"},
+    {"report: peak memory / envelope", "Process/Report/manual_time:peak_KiB",
+     "Process/Report/manual_time:envelope_KiB", "at most 12"},
+    {"packing the envelope as processes: zip -6 / ours", "Process/zip-6/manual_time",
+     "Process/Packing/manual_time", "at least 1"},
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {
@@ -47,6 +60,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
             const bool isManual = name.ends_with("/manual_time");
             times_[name] = (isManual ? run.real_accumulated_time : run.cpu_accumulated_time) /
                            static_cast<double>(run.iterations);
+            for (const auto& [counter, value] : run.counters) {
+                times_[name + ":" + counter] = value.value;
+            }
         }
     }
 
@@ -55,10 +71,14 @@ class RatioReporter : public benchmark::ConsoleReporter {
         std::cout << "\nRatios\n" << std::fixed << std::setprecision(2);
         for (const Ratio& ratio : kRatios) {
             const auto dividend = times_.find(ratio.dividend);
-            const auto divisor = times_.find(ratio.divisor);
-            if (dividend == times_.end() || divisor == times_.end()) continue;
-            std::cout << std::setw(8) << dividend->second / divisor->second << "  " << ratio.label
-                      << " (" << ratio.aim << ")\n";
+            double value = dividend == times_.end() ? 0 : dividend->second;
+            if (ratio.divisor != nullptr) {
+                const auto divisor = times_.find(ratio.divisor);
+                if (divisor == times_.end()) continue;
+                value /= divisor->second;
+            }
+            if (dividend == times_.end()) continue;
+            std::cout << std::setw(8) << value << "  " << ratio.label << " (" << ratio.aim << ")\n";
         }
     }
 
@@ -66,18 +86,41 @@ class RatioReporter : public benchmark::ConsoleReporter {
     std::map<std::string, double> times_;
 };
 
-int PrintHash(const char* path) {
+/// The file's content; nothing and a message for one that can't be read.
+std::optional<Bytes> ReadWhole(const char* path) {
     std::ifstream file(path, std::ios::binary | std::ios::ate);
     Bytes content(static_cast<std::size_t>(std::max<std::streamoff>(file.tellg(), 0)));
     file.seekg(0);
     file.read(reinterpret_cast<char*>(content.data()),
               static_cast<std::streamsize>(content.size()));
-    if (!file) {
-        std::cerr << path << ": can't be read\n";
-        return 2;
-    }
-    std::cout << content.size() << ' ' << ContentHash(content) << '\n';
+    if (file) return content;
+    std::cerr << path << ": can't be read\n";
+    return std::nullopt;
+}
+
+int PrintHash(const char* path) {
+    const auto content = ReadWhole(path);
+    if (!content) return 2;
+    std::cout << content->size() << ' ' << ContentHash(*content) << '\n';
     return 0;
+}
+
+/// Reads the file into a machine in memory, packs it there and writes the archive.
+int PackFile(const char* archive, const char* path) {
+    auto content = ReadWhole(path);
+    if (!content) return 2;
+    MemoryMachine machine(WindowsFamily::NT);
+    machine.AddFile(u"C:\\envelope.xml", *std::move(content));
+    const InstalledMachine installed(machine);
+    cZip zip;
+    zip.SetZipFile(u"C:\\archive.zip");
+    zip.AddFileSpec(u"C:\\envelope.xml");
+    zip.Zip();
+    const Bytes packed = machine.FileContent(u"C:\\archive.zip");
+    std::ofstream out(archive, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(packed.data()),
+              static_cast<std::streamsize>(packed.size()));
+    return out && !packed.empty() ? 0 : 2;
 }
 
 }  // namespace
@@ -85,6 +128,10 @@ int PrintHash(const char* path) {
 
 int main(int argc, char** argv) {
     if (argc == 3 && std::strcmp(argv[1], "--hash") == 0) return bkfd::PrintHash(argv[2]);
+    if (argc == 4 && std::strcmp(argv[1], "--zip") == 0) return bkfd::PackFile(argv[2], argv[3]);
+    if (argc > 2 && std::strcmp(argv[1], "--run") == 0) {
+        return bkfd::RunAndTell({argv + 2, argv + argc});
+    }
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     bkfd::RatioReporter reporter;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 
 namespace bkfd {
 namespace {
@@ -44,6 +45,23 @@ ChildResult RunChild(const std::vector<std::string>& command) {
     if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
     result.peakKilobytes = usage.ru_maxrss;
     return result;
+}
+
+ChildResult RunSmall(const std::string& launcher, const std::vector<std::string>& command) {
+    std::string line = "'" + launcher + "' --run";
+    for (const std::string& argument : command) line += " '" + argument + "'";
+    ChildResult result;
+    FILE* const output = popen(line.c_str(), "r");
+    if (output == nullptr) return result;
+    result.started = fscanf(output, "%d %ld", &result.exitCode, &result.peakKilobytes) == 2;
+    pclose(output);
+    return result;
+}
+
+int RunAndTell(const std::vector<std::string>& command) {
+    const ChildResult result = RunChild(command);
+    printf("%d %ld\n", result.exitCode, result.peakKilobytes);
+    return 0;
 }
 
 }  // namespace bkfd

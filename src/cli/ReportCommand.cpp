@@ -100,7 +100,7 @@ class ReportCommand final : public Command {
             GatherReport(request, session.Log(), report);
         }
         Json document = isShown_        ? Show(context, report)
-                        : !out_.empty() ? Write(context, report, names)
+                        : !out_.empty() ? Write(context, std::move(report), names)
                                         : Send(context, session, report);
         const std::vector<Unreadable> unreadable = session.CollectUnreadable();
         if (context.asJson) {
@@ -123,21 +123,33 @@ class ReportCommand final : public Command {
         return {{"category", TextToJson(decoded.category)}, {"entries", EntriesToJson(decoded)}};
     }
 
-    static Json Write(CommandContext& context, ValueBag& report, const OutputNames& names) {
+    /// The values go as soon as the envelope holds them.
+    static Text Wrap(ValueBag values, const PackedReport& report) {
+        return MakeEnvelope(report.category, report.id, values);
+    }
+
+    static PackedReport Pack(ValueBag report) {
         PackedReport packed;
-        PackReport(Text(kSupportCategory), report, packed);
+        NameReport(Text(kSupportCategory), packed);
+        const Text envelope = Wrap(std::move(report), packed);
+        PackEnvelope(envelope, packed);
+        return packed;
+    }
+
+    static Json Write(CommandContext& context, ValueBag report, const OutputNames& names) {
+        const PackedReport packed = Pack(std::move(report));
         NewHostFiles files(names.folder);
-        const std::string envelope =
+        const std::string envelopeFile =
             files.Write(names.envelope, FileUtil::ReadBinaryFile(packed.envelopeFile));
-        const std::string archive =
+        const std::string archiveFile =
             files.Write(names.archive, FileUtil::ReadBinaryFile(packed.archiveFile));
         files.Keep();
         if (!context.asJson) {
-            context.console.out << PrintableText(FromUtf8(envelope)) << '\n'
-                                << PrintableText(FromUtf8(archive)) << '\n';
+            context.console.out << PrintableText(FromUtf8(envelopeFile)) << '\n'
+                                << PrintableText(FromUtf8(archiveFile)) << '\n';
         }
-        return {{"envelope", TextToJson(FromUtf8(envelope))},
-                {"archive", TextToJson(FromUtf8(archive))}};
+        return {{"envelope", TextToJson(FromUtf8(envelopeFile))},
+                {"archive", TextToJson(FromUtf8(archiveFile))}};
     }
 
     static Json Send(CommandContext& context, MachineSession& session, ValueBag& report) {

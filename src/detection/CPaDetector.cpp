@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <limits>
+#include <unordered_set>
 #include <utility>
 
 #include "base/RuntimeError.h"
@@ -265,6 +266,7 @@ void CPaDetector::DetectSuspiciousFiles(KeyedList& files) {
         std::shared_ptr<ItemList> processes;
         processManager.EnumProcs(processes);
         AddSuspiciousModules(Walk(processes), files);
+        processes.reset();  // a large tree, and the next one follows
 
         CBHOManager bhoManager;
         bhoManager.Init(logger_);
@@ -279,7 +281,9 @@ void CPaDetector::DetectSuspiciousFiles(KeyedList& files) {
 }
 
 void CPaDetector::AddSuspiciousModules(const ItemList& processes, KeyedList& files) {
+    std::unordered_set<Text> judged;  // most modules are loaded in many processes
     const auto addIfSuspicious = [&](const Text& file) {
+        if (!judged.insert(file).second) return;
         if (IsSuspiciousRunningModule(file)) AddOnce(files, file);
     };
     for (const auto& process : processes) {

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::uint64_t kLargestFile = 0x7FFFFFFF;  // what fits into one array
 constexpr int kTemporaryNameTries = 100;
+constexpr std::size_t kPiece = 256 * 1024;
 
 [[noreturn]] void Fail(ErrorNumber number, const Text& path, Status status) {
     throw RuntimeError(number, RuntimeError(number).Description() + u": '" + path + u"': " +
@@ -69,9 +70,13 @@ class TemporaryFile {
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-    Status Write(const Bytes& bytes) {
-        const Status written = file_->WriteFile(bytes);
-        return written.IsOk() ? file_->FlushFileBuffers() : written;
+    /// A byte a character, piece by piece: a large text isn't in memory twice.
+    Status Write(TextView text) {
+        for (; !text.empty(); text.remove_prefix(std::min(text.size(), kPiece))) {
+            const Status written = file_->WriteFile(ToBytes(text.substr(0, kPiece)));
+            if (!written.IsOk()) return written;
+        }
+        return file_->FlushFileBuffers();
     }
 
     Status MoveTo(const Text& target) {
@@ -105,7 +110,7 @@ bool FileExists(const Text& path) {
 
 void WriteTextFile(const Text& path, TextView text) {
     TemporaryFile temporary(path);
-    Check(path, temporary.Write(ToBytes(text)));
+    Check(path, temporary.Write(text));
     Check(path, temporary.MoveTo(path));
 }
 

@@ -52,8 +52,8 @@ Variant ItemNode::Invoke(TextView name, std::span<Variant> arguments) {
             return {};
         }
     }
-    if (name == u"params" && arguments.empty()) return params_;
-    if (name == u"params" && arguments.size() == 1) return params_->Item(arguments[0].AsText());
+    if (name == u"params" && arguments.empty()) return Params();
+    if (name == u"params" && arguments.size() == 1) return Params()->Item(arguments[0].AsText());
     return Object::Invoke(name, arguments);
 }
 

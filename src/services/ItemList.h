@@ -78,15 +78,21 @@ class ItemNode : public Object {
 
     ItemList& Children() { return children_; }
     const ItemList& Children() const { return children_; }
-    ValueBag& params() { return *params_; }
-    ItemParam& params(TextView name) const { return *params_->Item(name); }
+    ValueBag& params() const { return *Params(); }
+    ItemParam& params(TextView name) const { return *Params()->Item(name); }
 
     /// Members by name: "Id", to read or with a new text; "params" with or without a name.
     Variant Invoke(TextView name, std::span<Variant> arguments) override;
 
   private:
+    /// Made when it is first asked for: modules, of which there are many, have no parameters.
+    const std::shared_ptr<ValueBag>& Params() const {
+        if (params_ == nullptr) params_ = std::make_shared<ValueBag>();
+        return params_;
+    }
+
     ItemList children_;
-    std::shared_ptr<ValueBag> params_ = std::make_shared<ValueBag>();
+    mutable std::shared_ptr<ValueBag> params_;
 };
 
 /// The list itself, for walking over it: a null list, which tells of a failed enumeration, is a

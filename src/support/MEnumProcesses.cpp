@@ -1,5 +1,7 @@
 #include "support/MEnumProcesses.h"
 
+#include <unordered_map>
+
 #include "detection/CPaDetector.h"
 #include "detection/identity/CFileChecker.h"
 #include "detection/identity/CFileInfoManager.h"
@@ -43,20 +45,38 @@ class ProcessReport {
         if (isReported) Open(process, path);
         for (const auto& child : process.Children()) {
             SysUtil::PumpMessages();
-            const Text module = checker_.GetFullFileNameFromShortFilename(child->Id);
-            if (IsSystemModule(module) || detector_.IsGoodRunningModule(module)) continue;
+            const Module& module = Judge(child->Id);
+            if (module.element.empty()) continue;
             if (!isReported) Open(process, path);
             isReported = true;
-            Note(module);
-            document_ += u"<M f='" + SysUtil::XmlEscape(module) + u"'/>";
+            Note(module.path);
+            document_ += module.element;
         }
         if (isReported) document_ += u"</P>";
     }
 
-    Text Document() const { return u"<Ps>" + document_ + u"</Ps>"; }
-    const KeyedList& SeenFiles() const { return seenFiles_; }
+    Text TakeDocument() { return std::move(document_) + u"</Ps>"; }
+    KeyedList TakeSeenFiles() { return std::move(seenFiles_); }
 
   private:
+    struct Module {
+        Text path;
+        Text element;  // empty for a module that is left out
+    };
+
+    /// Most modules are loaded in many processes; each is judged once.
+    const Module& Judge(const Text& id) {
+        const auto [place, isNew] = modules_.try_emplace(id);
+        Module& module = place->second;
+        if (isNew) {
+            module.path = checker_.GetFullFileNameFromShortFilename(id);
+            if (!IsSystemModule(module.path) && !detector_.IsGoodRunningModule(module.path)) {
+                module.element = u"<M f='" + SysUtil::XmlEscape(module.path) + u"'/>";
+            }
+        }
+        return module;
+    }
+
     void Open(const ItemNode& process, const Text& path) {
         Note(path);
         document_ += u"<P f='" + SysUtil::XmlEscape(process.Id) + u"'>";
@@ -68,8 +88,9 @@ class ProcessReport {
 
     CFileChecker checker_;
     CPaDetector detector_;
+    std::unordered_map<Text, Module> modules_;
     KeyedList seenFiles_;
-    Text document_;
+    Text document_ = u"<Ps>";
 };
 
 /// A file of a known maker is described by what it says of itself, an anonymous one by what it is.
@@ -86,25 +107,39 @@ Text DescribeFile(CFileInfoManager& info, const Text& path) {
         const std::int32_t hash = gHashier->HashFromFullFileName(path, size);
         element += u"<c s='" + ToText(size) + u"' h='" + ToText(hash) + u"'/>";
     }
-    return element += u"</f>";
+    element += u"</f>";
+    return element;
 }
 
-}  // namespace
-
-Text MakeProcessReport(Text& filesDocument, LoggerRef logger) {
+/// The document of processes, and the files that it names. What it took is gone on return: a
+/// machine with many modules has a large tree.
+Text DescribeProcesses(const LoggerRef& logger, KeyedList& seenFiles) {
     CProcessManager processes;
     processes.Init(logger);
     std::shared_ptr<ItemList> tree;
     processes.EnumProcs(tree);
     ProcessReport report(logger);
     for (const auto& process : Walk(tree)) report.Add(*process);
+    seenFiles = report.TakeSeenFiles();
+    return report.TakeDocument();
+}
 
-    Text files = u"<Files>";
+Text DescribeFiles(const KeyedList& files) {
+    Text document = u"<Files>";
     CFileInfoManager info;
     info.Init(MakeFileLogger());  // a logger of its own, never opened
-    for (const Variant& path : report.SeenFiles()) files += DescribeFile(info, path.AsText());
-    filesDocument = Finished(files += u"</Files>");
-    return Finished(report.Document());
+    for (const Variant& path : files) document += DescribeFile(info, path.AsText());
+    document += u"</Files>";
+    return document;
+}
+
+}  // namespace
+
+Text MakeProcessReport(Text& filesDocument, LoggerRef logger) {
+    KeyedList seenFiles;
+    Text processes = Finished(DescribeProcesses(logger, seenFiles));
+    filesDocument = Finished(DescribeFiles(seenFiles));
+    return processes;
 }
 
 }  // namespace bkfd

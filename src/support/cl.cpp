@@ -74,7 +74,8 @@ void cl::Do1(LoggerRef, const Text& category, ValueBag& values, Text& errorText,
     success = false;
     PackedReport report;
     try {
-        PackReport(category, values, report);
+        NameReport(category, report);
+        PackEnvelope(MakeEnvelope(report.category, report.id, values), report);
         success = Post(FormBody(report), errorText);
     } catch (...) {
         errorText = CurrentError().Description();
@@ -99,26 +100,58 @@ void cl::Escape(const Text& text, Text& result) {
     result = Replace(result, u"\\", u"%5C");
 }
 
+namespace {
+
+/// Most values are long texts that need no escaping: the envelope has room for them from the start,
+/// and they go in piece by piece, so that hardly anything is in memory twice.
+std::size_t EstimatedSize(ValueBag& values) {
+    std::size_t size = 1024;
+    for (const auto& param : values) {
+        for (const Variant& value : param->Values()) {
+            size += 2 * param->Name().size() + 16 + (value.IsText() ? value.TextRef().size() : 0);
+        }
+    }
+    return size;
+}
+
+void AppendEscaped(Text& out, TextView text) {
+    constexpr std::size_t kPiece = 16 * 1024;
+    while (!text.empty()) {
+        TextView piece = text.substr(0, kPiece);
+        const bool endsInPair = piece.back() >= 0xD800 && piece.back() <= 0xDBFF;
+        if (endsInPair && piece.size() < text.size()) piece = text.substr(0, kPiece + 1);
+        out += SysUtil::XmlEscape(piece);
+        text.remove_prefix(piece.size());
+    }
+}
+
+}  // namespace
+
 Text MakeEnvelope(const Text& category, const Text& id, ValueBag& values) {
-    Text envelope = u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\" ?><xml><cat>";
-    envelope += SysUtil::XmlEscape(category);
+    Text envelope;
+    envelope.reserve(EstimatedSize(values));
+    envelope += u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\" ?><xml><cat>";
+    AppendEscaped(envelope, category);
     envelope += u"</cat><id>";
-    envelope += SysUtil::XmlEscape(id);
+    AppendEscaped(envelope, id);
     envelope += u"</id>";
     for (const auto& param : values) {
         for (const Variant& value : param->Values()) {
             envelope += u"<" + param->Name() + u">";
-            envelope += SysUtil::XmlEscape(value.AsText());
+            AppendEscaped(envelope, value.IsText() ? TextView(value.TextRef()) : value.AsText());
             envelope += u"</" + param->Name() + u">";
         }
     }
-    return envelope += u"</xml>";
+    envelope += u"</xml>";
+    return envelope;
 }
 
-void PackReport(const Text& category, ValueBag& values, PackedReport& report) {
+void NameReport(const Text& category, PackedReport& report) {
     report.category = Replace(category, u"/", u"\\");
     report.id = SysUtil::NewUniqueId();
-    const Text envelope = MakeEnvelope(report.category, report.id, values);
+}
+
+void PackEnvelope(const Text& envelope, PackedReport& report) {
     report.envelopeFile = WithBackslash(SysUtil::GetTempPath()) + report.id + u".xml";
     report.archiveFile = SysUtil::GetTempFileName(u"sc") + u".zip";
     FileUtil::WriteTextFile(report.envelopeFile, envelope);

@@ -33,9 +33,11 @@ class cl {
 /// each parameter. Parameter names become element names as they stand.
 Text MakeEnvelope(const Text& category, const Text& id, ValueBag& values);
 
-/// Writes the envelope and the archive that holds it to the temporary folder, under a fresh
-/// identifier. A failure is a RuntimeError, and `report` then names what may have been written; one
-/// of the packing shows in the archive's absence alone.
-void PackReport(const Text& category, ValueBag& values, PackedReport& report);
+/// Takes the category, each "/" a "\", and a fresh identifier.
+void NameReport(const Text& category, PackedReport& report);
+/// Writes the envelope and the archive that holds it to the temporary folder. A failure is a
+/// RuntimeError, and `report` then names what may have been written; one of the packing shows in
+/// the archive's absence alone.
+void PackEnvelope(const Text& envelope, PackedReport& report);
 
 }  // namespace bkfd

@@ -38,7 +38,8 @@ TEST(ReportDecoder, ReadsEveryFormOfAReport) {
     values.Add(u"answer", u" ");
     bench.machine.SetEnvironment(u"TMP", u"C:\\Temp");
     PackedReport packed;
-    PackReport(u"A/B", values, packed);
+    NameReport(u"A/B", packed);
+    PackEnvelope(MakeEnvelope(packed.category, packed.id, values), packed);
     const Bytes archive = bench.machine.FileContent(packed.archiveFile);
     const Text value = Replace(SysUtil::BytesToText(archive), u"+", u"%2B");
 

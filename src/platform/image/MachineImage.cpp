@@ -174,7 +174,7 @@ std::variant<std::unique_ptr<ImageMachine>, ImageError> LoadMachineImage(
     auto parsed = ParseImageSettings(file, *content, document);
     if (auto* error = std::get_if<ImageError>(&parsed)) return *error;
     auto image = std::make_unique<LoadedImage>(
-        path, std::move(lock), std::move(std::get<ImageSettings>(parsed)), document);
+        path, std::move(lock), std::move(std::get<ImageSettings>(parsed)), std::move(document));
     if (auto error = image->Load()) return *error;
     return std::unique_ptr<ImageMachine>(std::move(image));
 }
