@@ -1,42 +1,52 @@
 #!/usr/bin/env bash
-# Builds the Windows program and opens it under Wine, in a prefix of its own under build/. Without a
-# display it starts Xvfb and takes a screenshot.
+# Builds the Windows program and opens it under Wine, on a hijacked machine: a prefix of its own under
+# build/, which stays from one run to the next. Without a display it takes a picture of every window.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . tools/packages.sh
-need_packages $packages_native $packages_windows $packages_wine
-build_preset mingw64 Brackenfold
+. tests/windows/wine.sh
+. tools/hijack_prefix.sh
 
-export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
-folder=$WINEPREFIX/drive_c/Brackenfold
-
-# open_program: makes the prefix where needed and runs the program until it is closed.
-open_program() {
-    wineboot -u >/dev/null 2>&1
-    mkdir -p "$folder"
-    cp build/mingw64/Brackenfold.exe build/mingw64/BKFDCustom.dll "$folder/"
-    wine "$folder/Brackenfold.exe"
-}
-
-if [ -n "${DISPLAY:-}" ]; then
-    open_program
+if [ -z "${DISPLAY:-}" ]; then
+    echo "No display: taking pictures of the windows." >&2
+    tools/take_screenshots.sh build/screenshots
+    echo "The pictures are in $PWD/build/screenshots."
     exit
 fi
 
-echo "No display: using Xvfb." >&2
-export -f open_program
-export folder
-shots=$PWD/build/screenshots
-mkdir -p "$shots"
+# shellcheck disable=SC2086  # lists of words
+need_packages $packages_native $packages_windows $packages_wine
+build_preset mingw64 Brackenfold BKFDCustom
+
+export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all
+export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
+program="$WINEPREFIX/drive_c/Program Files/Brackenfold"
+exec 9>build/wine.lock
+flock -n 9 || { echo "It is open already." >&2; exit 1; }
 # The wineserver must not outlive the display that it was started on.
 trap 'wineserver -k 2>/dev/null || :' EXIT
-export shots
-xvfb-run -a -s "-screen 0 1024x768x24" bash -c '
-    open_program & program=$!
-    for second in 2 4 8; do
-        sleep 2
-        [ $second = 4 ] || import -window root "$shots/after-${second}s.png"
-    done
-    kill $program 2>/dev/null
-    wineserver -k' || :
-echo "Screenshots: $(ls "$shots"/*.png | tr "\n" " ")"
+
+# make_prefix: finished at once or not at all.
+make_prefix() {
+    echo "Making a Wine prefix ..." >&2
+    rm -rf "$WINEPREFIX"
+    add_fonts
+    wine wineboot -i >/dev/null 2>&1
+    hijack_prefix examples/machines/hijacked-xp >/dev/null 2>&1
+    touch "$WINEPREFIX/hijacked"
+}
+
+# Without a window manager Wine would wait for its answers whenever a window goes.
+choose_frames() {
+    local managed=Y
+    xdotool get_num_desktops >/dev/null 2>&1 || managed=N
+    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d $managed /f >/dev/null 2>&1
+}
+
+[ -e "$WINEPREFIX/hijacked" ] || make_prefix
+choose_frames
+mkdir -p "$program"
+cp build/mingw64/Brackenfold.exe build/mingw64/BKFDCustom.dll "$program/"
+echo "Opening Brackenfold in $WINEPREFIX ..." >&2
+cd "$program"
+wine Brackenfold.exe

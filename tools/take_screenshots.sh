@@ -4,7 +4,7 @@
 #
 #   tools/take_screenshots.sh [FOLDER]       into docs/images, or the folder
 #
-# BKFD_DPI sets the resolution, 96 if absent.
+# BKFD_LOOK names a registry file that is imported before, for other colours, fonts or resolutions.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 shots=$(realpath -m "${1:-docs/images}")
@@ -42,9 +42,9 @@ prepare_machine() {
     done <<<"$removed_files"
     run_wine 30 reg add "$settings" /v ProxyEnable /t REG_DWORD /d 1 /f
     run_wine 30 reg add "$settings" /v ProxyServer /d "127.0.0.1:$silent_port" /f
-    run_wine 30 reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "${BKFD_DPI:-96}" /f
     # A desktop of its own colour, for the pictures that show more than one window.
     run_wine 30 reg add 'HKCU\Control Panel\Colors' /v Background /d '58 110 110' /f
+    [ -z "${BKFD_LOOK:-}" ] || import_registry "$BKFD_LOOK"
     timeout 20 wineserver -k
     wait_until 10 is_server_gone
 }
@@ -68,14 +68,13 @@ END
 # ---------------------------------------------------------------- windows
 
 windows() { xdotool search --onlyvisible --class brackenfold 2>/dev/null | sort; }
-other_window() { window=$(comm -13 "$work/seen" <(windows) | tail -n 1) && [ -n "$window" ]; }
-note_windows() { windows >"$work/seen"; }
+unseen_window() { window=$(windows | grep -vxFf "$work/seen" | tail -n 1) && [ -n "$window" ]; }
 
-# wait_for_window NAME: a window that wasn't there when they were noted last; sets $window.
+# wait_for_window NAME: the next window; sets $window.
 wait_for_window() {
-    wait_until 40 other_window || give_up "no window: $1"
-    other_window
-    note_windows
+    wait_until 40 unseen_window || give_up "no window: $1"
+    unseen_window
+    echo "$window" >>"$work/seen"
 }
 
 is_gone_window() { ! windows | grep -qx "$1"; }
@@ -125,7 +124,6 @@ point_at() {
 close_window() {
     xdotool key Escape
     wait_until 10 is_gone_window "$window" || give_up "the window stays"
-    note_windows
 }
 
 # choose KEY...: an entry of the main window's menus.
@@ -137,7 +135,7 @@ choose() {
 # ---------------------------------------------------------------- the walk
 
 take_all() {
-    : >"$work/seen"
+    echo none >"$work/seen"
     (cd "$drive/Program Files/Brackenfold" && exec timeout 300 wine "$installed\\Brackenfold.exe" 2>>"$work/wine.log") &
     program=$!
     wait_for_window "splash"

@@ -124,9 +124,9 @@ void ucSupport::UserControl_Resize() {
     const int emailTop = Height() - kTextBoxHeight;
     const int nameTop = emailTop - kGap - kTextBoxHeight;
     const int labelShift = (kTextBoxHeight - kLabelHeight) / 2;
-    const int answersTop = kIntroductionHeight + kLabelGap;
-    lblFirst.SetBounds({0, 0, Width() - kPictureSize - kGap, kIntroductionHeight});
-    Image1.SetBounds({Width() - kPictureSize, 0, kPictureSize, kPictureSize});
+    const int answersTop = kPageTop + kIntroductionHeight + kLabelGap;
+    lblFirst.SetBounds({0, kPageTop, Width() - kPictureSize - kGap, kIntroductionHeight});
+    Image1.SetBounds({Width() - kPictureSize, kPageTop, kPictureSize, kPictureSize});
     txtAnswers.SetBounds({0, answersTop, Width(), nameTop - kGap - answersTop});
     lblName.SetBounds({0, nameTop + labelShift, kFieldLabelWidth, kLabelHeight});
     txtName.SetBounds({kFieldLabelWidth, nameTop, fieldWidth, kTextBoxHeight});

@@ -233,10 +233,10 @@ void ucBHO::DeleteHelperObject(const ListItem& row) {
 
 void ucBHO::UserControl_Resize() {
     using namespace Metrics;
-    const int listTop = kLabelHeight + kLabelGap;
+    const int listTop = kPageTop + kLabelHeight + kLabelGap;
     const int buttonTop = Height() - kButtonHeight;
     const int fileTop = buttonTop - kGap - kTextBoxHeight;
-    Label4.SetBounds({0, 0, Width(), kLabelHeight});
+    Label4.SetBounds({0, kPageTop, Width(), kLabelHeight});
     lv.SetBounds({0, listTop, Width(), fileTop - kGap - listTop});
     lv.SetColumnWidth(1, std::max(0, Width() - kScrollBarWidth));
     lblFilename.SetBounds(

@@ -64,9 +64,9 @@ void ucCS::cmdRestore_Click() {
 
 void ucCS::UserControl_Resize() {
     using namespace Metrics;
-    const int listTop = kLabelHeight + kLabelGap;
+    const int listTop = kPageTop + kLabelHeight + kLabelGap;
     const int buttonTop = Height() - kButtonHeight;
-    Label4.SetBounds({0, 0, Width(), kLabelHeight});
+    Label4.SetBounds({0, kPageTop, Width(), kLabelHeight});
     lv.SetBounds({0, listTop, Width(), buttonTop - kGap - listTop});
     lv.SetColumnWidth(2, std::max(0, Width() - kNameWidth - kScrollBarWidth));
     cmdRestore.SetBounds({Width() - kRestoreWidth, buttonTop, kRestoreWidth, kButtonHeight});

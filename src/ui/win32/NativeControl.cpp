@@ -33,7 +33,7 @@ NativeControl* NativeControl::Of(HWND window) {
 }
 
 void NativeControl::Realise(HWND parent) {
-    window_ = Make(parent, form_.ToPixels(target_->Area()));
+    window_ = Make(parent, form_.AreaOf(*target_));
     if (!window_) return;
     ::SetPropA(window_, kProperty, this);
     original_ = ReplaceProcedure(window_, &NativeControl::Procedure);
@@ -63,7 +63,7 @@ void NativeControl::Mirror(Change change) {
             ::ShowWindow(window_, target_->Visible() ? SW_SHOWNA : SW_HIDE);
             break;
         case Aspect::Bounds:
-            form_.Move(*this, form_.ToPixels(target_->Area()));
+            form_.Move(*this, form_.AreaOf(*target_));
             break;
         default:
             break;

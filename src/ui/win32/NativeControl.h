@@ -43,6 +43,9 @@ class NativeControl {
     /// whenever the system's have changed.
     virtual void Settle() {}
 
+    /// Where a popup menu that was asked for by a key belongs, in the window.
+    virtual POINT MenuPlace() const { return {}; }
+
     /// Draws again what was left undrawn since `NativeForm::ThawLater`.
     virtual void Thaw() {}
 

@@ -25,7 +25,7 @@ class NativeButton : public NativeControl {
         if (change.aspect == Aspect::Content) SetTextOf(Window(), As<Button>()->Caption());
     }
     void Commanded(int code) override {
-        if (code == BN_CLICKED) As<Button>()->Click();
+        if (code == BN_CLICKED) OwningForm().Work([this] { As<Button>()->Click(); });
     }
 };
 

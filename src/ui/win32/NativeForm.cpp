@@ -120,6 +120,16 @@ RECT NativeForm::ToPixels(const Bounds& bounds) const {
             ToPixels(bounds.top + bounds.height)};
 }
 
+// A container's size is rounded by itself: what ends at its edge isn't cut off.
+RECT NativeForm::AreaOf(const Control& control) const {
+    RECT area = ToPixels(control.Area());
+    if (dynamic_cast<const Container*>(&control)) {
+        area.right = area.left + ToPixels(control.Width());
+        area.bottom = area.top + ToPixels(control.Height());
+    }
+    return area;
+}
+
 void NativeForm::RealiseChildren(Container& container, HWND parent) {
     for (Control* child : container.Children()) {
         controls_.push_back(MakeNativeControl(*child, *this));
@@ -163,6 +173,10 @@ bool NativeForm::Sweep() {
 void NativeForm::Guard(const std::function<void()>& action) {
     const Scope busy(busy_);
     toolkit_.KeepErrors(action);
+}
+
+void NativeForm::Work(const std::function<void()>& command) {
+    toolkit_.Work([&] { Guard(command); });
 }
 
 void NativeForm::Mirror(Change change) {

@@ -30,6 +30,8 @@ class NativeForm {
     HFONT BoldFont() const { return boldFont_; }
 
     RECT ToPixels(const Bounds& bounds) const;
+    /// Where the control stands in its container.
+    RECT AreaOf(const Control& control) const;
     int ToPixels(int twips) const;
     int ToTwips(int pixels) const;
 
@@ -46,6 +48,8 @@ class NativeForm {
     int& Busy() { return busy_; }
     /// Runs handlers: what they throw waits until the message loop has the control again.
     void Guard(const std::function<void()>& action);
+    /// The same for a command of the user's, which may take long.
+    void Work(const std::function<void()>& command);
     /// Moves the native now, or with the others when the form's layout is done.
     void Move(NativeControl& native, const RECT& area);
     /// Marks the button that Enter presses now.

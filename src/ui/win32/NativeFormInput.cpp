@@ -37,12 +37,14 @@ bool NativeForm::HandleKey(MSG& message) {
             // The system's own search for a letter wants a dialog. Alt+Enter is a key of ours,
             // which it would beep at.
             const int letter = static_cast<int>(message.wParam);
-            return target_->ActOnKey(letter, Shift::Alt) || letter == Key::Enter;
+            bool isDone = letter == Key::Enter;
+            Work([&] { isDone = target_->ActOnKey(letter, Shift::Alt) || isDone; });
+            return isDone;
         }
         case WM_KEYUP:
         case WM_SYSKEYUP: {
             int code = static_cast<int>(message.wParam);
-            target_->KeyUp(code, CurrentShift());
+            Work([&] { target_->KeyUp(code, CurrentShift()); });
             return code == 0;
         }
         default:
@@ -75,7 +77,7 @@ bool NativeForm::HandleKeyDown(MSG& message) {
     if (code == Key::Enter && IsManyLines(target_->Focused())) {
         Dispatch(message);
     } else {
-        target_->ActOnKey(code, shift);
+        Work([&] { target_->ActOnKey(code, shift); });
     }
     return true;
 }
@@ -116,7 +118,7 @@ void NativeForm::ReplaceMenu() {
 
 void NativeForm::ChooseMenu(UINT id) {
     if (id == 0 || id > menuEntries_.size()) return;
-    if (MenuItem* entry = menuEntries_[id - 1].Get()) entry->Choose();
+    if (MenuItem* entry = menuEntries_[id - 1].Get()) Work([&] { entry->Choose(); });
 }
 
 MenuItem* NativeForm::TrackPopup(MenuItem& menu, bool atFocus) {
@@ -126,8 +128,10 @@ MenuItem* NativeForm::TrackPopup(MenuItem& menu, bool atFocus) {
     POINT place = {};
     ::GetCursorPos(&place);
     if (atFocus) {
-        place = {};
-        ::ClientToScreen(::GetFocus() ? ::GetFocus() : window_, &place);
+        const HWND focus = ::GetFocus() ? ::GetFocus() : window_;
+        const NativeControl* control = NativeControl::Of(focus);
+        place = control ? control->MenuPlace() : POINT{};
+        ::ClientToScreen(focus, &place);
     }
     const auto id = static_cast<std::size_t>(
         ::TrackPopupMenu(native, TPM_RETURNCMD | TPM_NONOTIFY | TPM_RIGHTBUTTON, place.x, place.y,

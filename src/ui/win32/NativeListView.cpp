@@ -14,6 +14,14 @@ class NativeListView : public NativeControl {
         if (icons_) ::ImageList_Destroy(icons_);
     }
 
+    POINT MenuPlace() const override {
+        const std::size_t row = NativeSelection();
+        if (row == 0) return {};
+        RECT place = {LVIR_LABEL, 0, 0, 0};
+        Tell(LVM_GETITEMRECT, row - 1, reinterpret_cast<LPARAM>(&place));
+        return {place.left, place.bottom};
+    }
+
   protected:
     HWND Make(HWND parent, const RECT& area) override {
         return MakeChild(

@@ -69,11 +69,15 @@ MessageResult Win32Toolkit::ShowMessageBox(const Text& prompt, int style, const 
         return reinterpret_cast<const wchar_t*>(text.c_str());
     };
     Thaw();
+    const bool wasWorking = std::exchange(isWorking_, false);
+    if (wasWorking) ShowPointer();
     const HWND owner = ::GetActiveWindow();
     // Without a window of ours the box would come up behind those of others.
     const UINT flags = static_cast<UINT>(style) | (owner == nullptr ? MB_SETFOREGROUND : 0u);
     // This wide call is one of the few that both families have.
     const int pressed = ::MessageBoxW(owner, wide(prompt), wide(title), flags);
+    isWorking_ = wasWorking;
+    if (wasWorking) ShowPointer();
     return pressed == IDOK ? MessageResult::Ok : MessageResult::Cancel;
 }
 
@@ -87,6 +91,7 @@ void Win32Toolkit::PumpMessages() {
 void Win32Toolkit::WaitForInput() {
     Message message;
     Thaw();
+    if (std::exchange(isWorking_, false)) ShowPointer();
     if (!native::Wait(message.native)) EndProgram();
     Process(message);
     ThrowKeptError();
@@ -125,7 +130,19 @@ void Win32Toolkit::ThrowKeptError() {
 
 void Win32Toolkit::SetPointer(Pointer pointer) {
     Toolkit::SetPointer(pointer);
-    ::SetCursor(::LoadCursorA(nullptr, pointer == Pointer::Hourglass ? IDC_WAIT : IDC_ARROW));
+    ShowPointer();
+}
+
+void Win32Toolkit::ShowPointer() const {
+    ::SetCursor(::LoadCursorA(nullptr, ShowsHourglass() ? IDC_WAIT : IDC_ARROW));
+}
+
+void Win32Toolkit::Work(const std::function<void()>& action) {
+    const bool wasWorking = std::exchange(isWorking_, true);
+    const HCURSOR before = ::SetCursor(::LoadCursorA(nullptr, IDC_WAIT));
+    action();
+    const bool isShown = std::exchange(isWorking_, wasWorking);
+    if (isShown && !ShowsHourglass()) ::SetCursor(before);
 }
 
 void Win32Toolkit::EndProcess() {

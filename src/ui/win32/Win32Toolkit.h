@@ -40,7 +40,10 @@ class Win32Toolkit : public Toolkit {
     Size FrameSize(const Form& form) override;
     std::uintptr_t NativeHandle(const Control& control) override;
 
-    bool ShowsHourglass() const { return CurrentPointer() == Pointer::Hourglass; }
+    bool ShowsHourglass() const { return isWorking_ || CurrentPointer() == Pointer::Hourglass; }
+    /// Runs what a command of the user's asks for, which may take long, under the hourglass. The
+    /// pointer is what `CurrentPointer` says again while a message box or a modal form waits.
+    void Work(const std::function<void()>& action);
     /// Runs a handler in the middle of the window system, through whose frames nothing may be
     /// thrown: what it throws comes out of the message loop.
     void KeepErrors(const std::function<void()>& action);
@@ -55,6 +58,7 @@ class Win32Toolkit : public Toolkit {
     void Sweep();
     void Thaw();
     void ThrowKeptError();
+    void ShowPointer() const;
 
     std::unique_ptr<Font> font_;
     std::vector<std::unique_ptr<native::NativeForm>> forms_;
@@ -62,6 +66,7 @@ class Win32Toolkit : public Toolkit {
     std::map<std::uintptr_t, Timer*> timers_;
     std::exception_ptr error_;
     bool lastInputWasKey_ = false;
+    bool isWorking_ = false;
 };
 
 }  // namespace bkfd
