@@ -28,9 +28,9 @@ void DiskFile::RemoveUnfinished(const std::string& hostFolder) {
     std::vector<std::string> names;
     while (const dirent* entry = readdir(opened))
         if (IsUnfinished(entry->d_name)) names.emplace_back(entry->d_name);
-    closedir(opened);
     // One that can't be removed takes some room and is in nobody's way.
-    for (const std::string& name : names) (void)unlink((hostFolder + '/' + name).c_str());
+    for (const std::string& name : names) (void)unlinkat(dirfd(opened), name.c_str(), 0);
+    closedir(opened);
 }
 
 Result<std::unique_ptr<OpenFile>> DiskFile::OpenToRead(const std::string& path) {
