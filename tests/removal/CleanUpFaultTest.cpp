@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "FailingMachine.h"
 #include "HijackedMachine.h"
 #include "RemovalBench.h"
+#include "platform/fault/FaultMachine.h"
 #include "removal/CPaRemover.h"
 #include "removal/processes/ParasiteFileName.h"
 #include "removal/processes/RemovedFiles.h"
@@ -21,18 +21,18 @@ class WillingToolkit final : public HeadlessToolkit {
 /// A hijacked machine, its user, and a cleanup of which calls fail.
 class FaultyCleanUp {
   public:
-    FaultyCleanUp(WindowsFamily family, int first, bool forGood)
-        : bench_(family), budget_(first, forGood), machine_(bench_.machine, budget_) {
+    explicit FaultyCleanUp(WindowsFamily family) : bench_(family), machine_(bench_.machine) {
         Hijack(bench_.machine);
         toolkit_.onPump = bench_.toolkit.onPump;
         InstallToolkit(&toolkit_);
     }
 
-    /// The count of calls that could have failed.
-    int Run() {
+    /// Lets the `call`-th call fail. False if there are fewer.
+    bool Run(std::size_t call, FaultPlan::Lasting lasting) {
         bench_.Use(machine_);
+        machine_.FailCall(call, lasting);
         (void)CleanUp();
-        return budget_.Calls();
+        return machine_.CallCount() >= call;
     }
 
     void ExpectNothingLost() {
@@ -73,37 +73,35 @@ class FaultyCleanUp {
 
     RemovalBench bench_;
     WillingToolkit toolkit_;
-    CallBudget budget_;
-    FailingMachine machine_;
+    FaultMachine machine_;
 };
 
-class CleanUpFault : public testing::TestWithParam<std::pair<WindowsFamily, bool>> {};
+class CleanUpFault : public testing::TestWithParam<std::tuple<WindowsFamily, FaultPlan::Lasting>> {
+};
 
 TEST_P(CleanUpFault, LosesNothingWhateverCallFails) {
-    const auto [family, forGood] = GetParam();
-    int first = 0;
-    int calls = 0;
-    do {
-        SCOPED_TRACE("call " + std::to_string(++first));
-        FaultyCleanUp cleanUp(family, first, forGood);
-        calls = cleanUp.Run();
+    const auto [family, lasting] = GetParam();
+    std::size_t call = 0;
+    for (bool hasFailed = true; hasFailed && !HasFailure();) {
+        SCOPED_TRACE("call " + std::to_string(++call));
+        FaultyCleanUp cleanUp(family);
+        hasFailed = cleanUp.Run(call, lasting);
         cleanUp.ExpectNothingLost();
         cleanUp.ExpectCleanSecondRun();
         cleanUp.ExpectNothingLost();
-    } while (calls >= first && !HasFailure());
-    RecordProperty("calls", first - 1);
+    }
+    EXPECT_GT(call, 100U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Sweep, CleanUpFault,
-                         testing::Values(std::pair{WindowsFamily::NT, false},
-                                         std::pair{WindowsFamily::NT, true},
-                                         std::pair{WindowsFamily::Windows9x, false},
-                                         std::pair{WindowsFamily::Windows9x, true}),
-                         [](const auto& tested) {
-                             return std::string(tested.param.first == WindowsFamily::NT ? "NT"
-                                                                                        : "Win9x") +
-                                    (tested.param.second ? "ForGood" : "Once");
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Sweep, CleanUpFault,
+    testing::Combine(testing::Values(WindowsFamily::NT, WindowsFamily::Windows9x),
+                     testing::Values(FaultPlan::Lasting::Once, FaultPlan::Lasting::FromThenOn)),
+    [](const auto& tested) {
+        const bool isNT = std::get<WindowsFamily>(tested.param) == WindowsFamily::NT;
+        const bool isOnce = std::get<FaultPlan::Lasting>(tested.param) == FaultPlan::Lasting::Once;
+        return std::string(isNT ? "NT" : "Win9x") + (isOnce ? "Once" : "ForGood");
+    });
 
 }  // namespace
 }  // namespace bkfd

@@ -35,7 +35,23 @@ Result<OverlayVolume::Own> OverlayVolume::Known(const Own& own) const {
     return known;
 }
 
+bool OverlayVolume::IsAsBelow(TextView path) const {
+    for (; !path.empty() && !own_.empty(); path = WindowsPath::Parent(path))
+        if (own_.contains(ToLower(path))) return false;
+    return true;
+}
+
 Result<OverlayVolume::Own> OverlayVolume::Locate(TextView path) {
+    if (auto below = below_.Find(path); below.IsOk() && IsAsBelow(below.value.path)) {
+        Own found;
+        found.belowPath = below.value.path;
+        found.entry = std::move(below.value);
+        return found;
+    }
+    return LocateByFolder(path);
+}
+
+Result<OverlayVolume::Own> OverlayVolume::LocateByFolder(TextView path) {
     const TextView parentPath = WindowsPath::Parent(path);
     Own found;
     if (parentPath.empty()) {

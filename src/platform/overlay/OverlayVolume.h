@@ -35,6 +35,10 @@ class OverlayVolume final : public Volume {
     using OwnMap = std::map<Text, Own, TextLess>;  // by lower-cased path
 
     Result<Own> Locate(TextView path);
+    /// `Locate`, one folder after the other: for what is changed here or lies in what is.
+    Result<Own> LocateByFolder(TextView path);
+    /// Whether neither this full path of long names nor a folder above it is changed here.
+    bool IsAsBelow(TextView path) const;
     Result<Own> Known(const Own& own) const;
     /// Takes what is said about the path and all below it.
     OwnMap Take(TextView path);
