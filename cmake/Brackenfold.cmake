@@ -23,12 +23,34 @@ function(bkfd_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_link_libraries(${name} PUBLIC bkfd_options ${ARG_DEPENDS})
+  bkfd_precompile(${name} bkfd_headers)
+endfunction()
+
+# bkfd_precompile(NAME HEADERS): in the build with sanitizers, which would else spend a third of its time
+# on the same headers again and again. The other builds show that each file includes what it needs.
+function(bkfd_precompile name headers)
+  if(BKFD_SANITIZE)
+    target_precompile_headers(${name} REUSE_FROM ${headers})
+  endif()
+endfunction()
+
+# bkfd_header_library(NAME HEADER...): has the headers precompiled for `bkfd_precompile`.
+function(bkfd_header_library name)
+  if(BKFD_SANITIZE)
+    file(WRITE ${PROJECT_BINARY_DIR}/${name}.cpp "// A library needs a source.\n")
+    add_library(${name} STATIC ${PROJECT_BINARY_DIR}/${name}.cpp)
+    target_link_libraries(${name} PRIVATE bkfd_options)
+    target_precompile_headers(${name} PRIVATE ${ARGN})
+  endif()
 endfunction()
 
 # bkfd_run_often(NAME...): these libraries are where the tests spend their time, so the build with
 # sanitizers optimises them a little; all else compiles twice as fast without.
 function(bkfd_run_often)
   set_target_properties(${ARGN} PROPERTIES BKFD_IS_OPTIMISED ON)
+  if(BKFD_SANITIZE)
+    set_target_properties(${ARGN} PROPERTIES PRECOMPILE_HEADERS_REUSE_FROM bkfd_optimised_headers)
+  endif()
 endfunction()
 
 # bkfd_test(NAME SOURCES ... DEPENDS ... [PARTS N]): a GoogleTest program, run by ctest as a whole. A
@@ -39,9 +61,7 @@ function(bkfd_test name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE bkfd_options ${ARG_DEPENDS} gmock_main)
   target_compile_definitions(${name} PRIVATE BKFD_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
-  if(BKFD_SANITIZE)
-    target_precompile_headers(${name} REUSE_FROM bkfd_test_headers)
-  endif()
+  bkfd_precompile(${name} bkfd_test_headers)
   if(WIN32)
     return()
   elseif(NOT ARG_PARTS)

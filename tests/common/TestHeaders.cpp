@@ -1,1 +1,0 @@
-// The headers that all tests precompile belong to a library, and a library needs a source.
