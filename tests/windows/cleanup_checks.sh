@@ -33,9 +33,8 @@ settings() {
         sed "s/@FOLDER@/${windows_folder//\\/\\\\}/g; s/@folder@/${lower//\\/\\\\}/g"
 }
 
-# as_reg_text: "KEY|NAME|DATA" lines as the text of a registry file.
+# as_reg_text: "KEY|NAME|DATA" lines as the text of a registry file, without its first line.
 as_reg_text() {
-    echo 'Windows Registry Editor Version 5.00'
     awk -F'|' '
         function quoted(text) {
             gsub(/\\/, "&&", text)
@@ -48,17 +47,23 @@ as_reg_text() {
         }'
 }
 
-# set_values: "KEY|NAME|DATA" lines go into the registry.
-set_values() {
-    { printf '\xff\xfe'; as_reg_text | sed 's/$/\r/' | iconv -f UTF-8 -t UTF-16LE; } >"$work/set.reg"
+# import_text: the text of a registry file, without its first line, goes into the registry.
+import_text() {
+    {
+        printf '\xff\xfe'
+        { echo 'Windows Registry Editor Version 5.00'; cat; } | sed 's/$/\r/' | iconv -f UTF-8 -t UTF-16LE
+    } >"$work/set.reg"
     run_wine 30 regedit /S "Z:${work//\//\\}\\set.reg"
 }
+
+# set_values: "KEY|NAME|DATA" lines go into the registry.
+set_values() { as_reg_text | import_text; }
 
 machine_state() { run_wine 30 "$build/tests/windows/machine_state.exe" "$@" | tr -d '\r'; }
 
 # is_same TITLE FILE: its content is what standard input expects.
 is_same() {
-    diff "$2" - && return
+    diff -a "$2" - && return
     echo "$1: not as expected (<: what is there)"
     return 1
 }

@@ -2,11 +2,15 @@
 # Runs the tests that need Windows, and the program itself, under Wine: in a prefix and on a display
 # of their own, which are gone afterwards.
 #
-#   tests/windows/run.sh BUILD-FOLDER
+#   tests/windows/run.sh BUILD-FOLDER [GROUP...]
+#
+# Groups, all of them if none is named: units, startup, cleanup, walk.
 set -uo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-build=$(realpath -e "${1:?usage: tests/windows/run.sh BUILD-FOLDER}") || exit 1
-for tool in wine wineserver Xvfb; do
+build=$(realpath -e "${1:?usage: tests/windows/run.sh BUILD-FOLDER [GROUP...]}") || exit 1
+shift
+groups=" ${*:-units startup cleanup walk} "
+for tool in wine wineserver Xvfb xdotool; do
     command -v "$tool" >/dev/null || { echo "$tool is missing: the Windows tests can't run" >&2; exit 1; }
 done
 . "$here/wine.sh"
@@ -37,15 +41,25 @@ gtest() {
 
 . "$here/startup_checks.sh"
 . "$here/cleanup_checks.sh"
+. "$here/walk_checks.sh"
 
-check "component bridge" gtest "$build/tests/platform/win32/platform_win32_test.exe"
-check "version records agree with version.dll" run_wine 60 "$build/tests/windows/version_agreement.exe"
+is_asked_for() { [[ $groups == *" $1 "* ]]; }
+
+unit_checks() {
+    check "$1: mirror of every control" run_wine 60 "$build/tests/windows/mirror_test.exe"
+    check "$1: contract of the seam" gtest "$build/tests/windows/contract_win32.exe"
+}
+
+if is_asked_for units; then
+    check "component bridge" gtest "$build/tests/platform/win32/platform_win32_test.exe"
+    check "version records agree with version.dll" run_wine 60 "$build/tests/windows/version_agreement.exe"
+fi
 for family in win10 win98; do
     check "$family: set" set_family $family
-    check "$family: mirror of every control" run_wine 60 "$build/tests/windows/mirror_test.exe"
-    check "$family: contract of the seam" gtest "$build/tests/windows/contract_win32.exe"
-    startup_checks $family
-    cleanup_checks $family
+    is_asked_for units && unit_checks $family
+    is_asked_for startup && startup_checks $family
+    is_asked_for cleanup && cleanup_checks $family
+    is_asked_for walk && walk_checks $family
 done
 
 echo "$passed passed, $failed failed"

@@ -98,7 +98,10 @@ void TerminalToolkit::WaitForInput() {
     ShowActive();
     if (FireTimer()) return;
     const std::optional<std::string> line = ReadLine("> ");
-    if (!line) EndProgram();
+    if (!line) {
+        messages_ << std::endl;  // behind the prompt
+        EndProgram();
+    }
     if (line->find_first_not_of(' ') == std::string::npos) return;
     if (*line == "help") {
         messages_ << FormCommandHelp();
@@ -156,8 +159,11 @@ MenuItem* TerminalToolkit::ShowPopupMenu(Form&, MenuItem& menu) {
     }
     const std::optional<std::string> line = ReadLine("Number: ");
     for (std::size_t number = 1; line && number <= offered.size(); ++number) {
-        if (*line == std::to_string(number)) return offered[number - 1];
+        MenuItem* const entry = offered[number - 1];
+        const bool isNamed = EqualsIgnoreCase(FromUtf8(*line), WithoutMnemonic(entry->Caption()));
+        if (isNamed || *line == std::to_string(number)) return entry;
     }
+    messages_ << "Nothing was chosen." << std::endl;
     return nullptr;
 }
 

@@ -402,7 +402,8 @@ std::optional<LRESULT> NativeForm::FromStatic(HDC device, HWND window) {
 std::optional<LRESULT> NativeForm::Received(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_CLOSE:
-            target_->UserClose();
+            // Others can ask while a message box, which the form knows nothing of, disables it.
+            if (::IsWindowEnabled(window_)) target_->UserClose();
             return 0;
         case WM_COMMAND:
             if (HIWORD(wParam) == 0) ChooseMenu(LOWORD(wParam));

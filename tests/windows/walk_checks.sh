@@ -1,0 +1,557 @@
+# A user's way through the program's windows on a hijacked prefix: by window messages, and by keys of
+# the display where it is about the keyboard. Sourced by run.sh; uses startup_checks.sh and
+# cleanup_checks.sh.
+
+helper() { echo "$helpers_key\\{C0000000-0000-4000-8000-00000000000$1}"; }
+class_of_helper() { echo "HKEY_CLASSES_ROOT\\CLSID\\{C0000000-0000-4000-8000-00000000000$1}"; }
+removed_key='HKEY_CURRENT_USER\Software\Tarnwick Labs\Brackenfold\Current Version\Removed Files'
+main_key='HKEY_CURRENT_USER\Software\Microsoft\Internet Explorer\Main'
+
+# use_walk FAMILY: where its checks have their files.
+use_walk() {
+    family=$1
+    install="$drive/$family walk"
+    windows_folder="C:\\$family Finds"
+    folder="$drive/$family Finds"
+    # What has no place in the code page can't be shown there.
+    [ "$family" = win10 ] && foreign='‮ж' || foreign='??'
+}
+
+# ---------------------------------------------------------------- steps
+
+# start_driver: in the background, with its input and output as 7 and 8 of this shell and all below.
+start_driver() {
+    rm -f "$work/told" "$work/answers"
+    mkfifo "$work/told" "$work/answers"
+    timeout -k 5 300 wine "$build/tests/windows/walk_windows.exe" 15 \
+        <"$work/told" >"$work/answers" 2>>"$work/wine.log" &
+    driver=$!
+    exec 7>"$work/told" 8<"$work/answers"
+}
+
+# Programs that were started meanwhile have its input open too, so it is told.
+end_driver() {
+    echo quit >&7
+    wait "$driver"
+    exec 7>&- 8<&-
+}
+
+# tell COMMAND: to the driver; prints what it answers, a "< " before each line.
+tell() {
+    local line
+    printf '%s\n' "$1" >&7
+    while IFS= read -r -t 40 line <&8; do
+        case $line in
+            '. ok') return 0 ;;
+            '. failed') echo "failed"; return 1 ;;
+            *) printf '< %s\n' "$line" ;;
+        esac
+    done
+    echo "no answer"
+    return 1
+}
+
+# press_keys NAME...: each as "ctrl+shift+Tab". The modifiers are released behind the key.
+press_keys() {
+    local key part actions=()
+    for key; do
+        local parts=(${key//+/ })
+        local modifiers=("${parts[@]::${#parts[@]}-1}")
+        for part in "${modifiers[@]}"; do actions+=(keydown "$part"); done
+        actions+=(key "${parts[-1]}")
+        for part in "${modifiers[@]}"; do actions+=(keyup "$part"); done
+    done
+    timeout 10 xdotool "${actions[@]}"
+}
+
+take_steps() {
+    local step
+    while IFS= read -r step; do
+        case $step in
+            '< '*) continue ;;
+            'keys '*) echo "$step"; press_keys ${step#keys } || return 1 ;;
+            *) echo "$step"; tell "$step" || return 1 ;;
+        esac
+    done
+}
+
+# steps: takes the steps of standard input, one a line: commands of the driver and "keys NAME..." for
+# keys of the display. Each answer must be what the lines behind its step say, which begin with "< ".
+steps() {
+    cat >"$work/steps"
+    take_steps <"$work/steps" >"$work/taken"
+    diff "$work/taken" "$work/steps" && return
+    echo "not as expected (<: what happened)"
+    return 1
+}
+
+# count_of COUNT COMMAND...: the command prints so many lines.
+count_of() {
+    local expected=$1
+    shift
+    [ "$("$@" | wc -l)" -eq "$expected" ] || { echo "not $expected lines: $*"; "$@"; return 1; }
+}
+
+backups() { find "$install/Backup" -name 'Backup *.reg'; }
+# logged TEXT
+logged() { grep -qF -- "$1" "$install/BKFD.log" || { echo "not in the log: $1"; cat "$install/BKFD.log"; return 1; }; }
+
+# ---------------------------------------------------------------- the hijacked machine
+
+hijack_for_walk() {
+    local made=$build/tests/windows/parasite
+    rm -rf "$folder"
+    mkdir -p "$folder"
+    cp "$made/parasite_library.dll" "$folder/Search.dll"
+    cp "$made/parasite_library.dll" "$folder/two.dll"
+    cp "$made/parasite_program.exe" "$folder/one.exe"
+    cp "$made/parasite_host.exe" "$folder/reader.exe"
+    new_install "$family walk" "$build/BKFDCustom.dll"
+    import_text <<END || return 1
+[-$helpers_key]
+
+[-$removed_key]
+END
+    set_values <<END
+$(helper 1)||Search helper
+$(class_of_helper 1)\\InProcServer32||$windows_folder\\Search.dll
+$(helper 2)||Reader & Notes
+$(class_of_helper 2)\\LocalServer32||"$windows_folder\\reader.exe" /embedding
+$(helper 3)||‮ж
+$main_key|Start Page|http://hijack.example/
+$stamp|(none)
+END
+    stand_in one.exe
+    stand_in reader.exe
+    holders_are <<<'one.exe
+reader.exe'
+}
+
+# ---------------------------------------------------------------- the checks, in their order
+
+# The splash goes by a click on the one family, by its time on the other.
+opens() {
+    local click='click-splash
+no-splash'
+    [ "$family" = win10 ] || click=no-splash
+    steps <<END || return 1
+splash
+$click
+cancel
+< $found_box
+window Brackenfold
+shows tab 1
+shows label The latest version of Brackenfold is always available at http://www.tarnwick.example/brackenfold/
+END
+    count_of 1 backups && logged 'CPaRemover.Check: True' &&
+        logged "FMain.LogTabState: BHO: {C0000000-0000-4000-8000-000000000001}, 'Search helper', '$windows_folder\\Search.dll'"
+}
+
+walks_tabs() {
+    steps <<'END'
+keys ctrl+Tab
+shows tab 2
+shows label Detected Browser Helper Objects:
+keys ctrl+Tab
+shows tab 3
+shows label Configuration settings affecting the home page:
+keys ctrl+Tab
+shows tab 4
+shows button Request Support
+keys ctrl+Tab
+shows tab 1
+keys ctrl+shift+Tab
+shows tab 4
+shows edit Your description here...
+keys Tab
+keys ctrl+shift+Tab
+shows tab 3
+tab 2
+shows tab 2
+shows label Related File:
+END
+}
+
+deletes_helper() {
+    local question="Are you sure you want to delete 'Search helper' browser helper object?"
+    steps <<END || return 1
+shows row> Search helper
+shows edit $windows_folder\\Search.dll
+row 2
+shows row> Reader  Notes
+shows edit $windows_folder\\reader.exe
+row 3
+shows row> $foreign
+shows edit Browser Helper Object is improperly installed or configured
+row 1
+shows row> Search helper
+press Delete Browser Helper Object
+cancel
+< $question
+END
+    value_is "$(helper 1)|" 'Search helper' || return 1
+    steps <<END || return 1
+window Brackenfold
+press Delete Browser Helper Object
+ok
+< $question
+ok
+< Browser helper object 'Search helper' deleted successfully. 
+window Brackenfold
+shows row> Reader  Notes
+content
+< tab 2
+< label Detected Browser Helper Objects:
+< row> Reader  Notes
+< row $foreign
+< label Related File:
+< edit $windows_folder\\reader.exe
+< button Delete Browser Helper Object
+< label The latest version of Brackenfold is always available at http://www.tarnwick.example/brackenfold/
+END
+    value_is "$(helper 1)|" '(none)' &&
+        value_is "$(class_of_helper 1)\\InProcServer32|" "$windows_folder\\Search.dll" &&
+        value_is "$removed_key|$windows_folder\\Search.dll" "$windows_folder\\Search.dll" &&
+        logged "ucBHO.cmdDelete_Click: Deleting BHO({C0000000-" &&
+        files_are <<<'one.exe
+parasite_Search.dll.parasite
+reader.exe
+two.dll'
+}
+
+restores_settings() {
+    local row='Start page for the user who is currently logged on'
+    steps <<END || return 1
+tab 3
+shows row $row | http://hijack.example/
+press Restore All Configuration Settings
+cancel
+< Are you sure you want to restore all configuration settings?
+END
+    value_is "$main_key|Start Page" 'http://hijack.example/' || return 1
+    steps <<END || return 1
+window Brackenfold
+press Restore All Configuration Settings
+ok
+< Are you sure you want to restore all configuration settings?
+ok
+< Configuration settings restored successfully. 
+window Brackenfold
+shows row $row | about:blank
+END
+    value_is "$main_key|Start Page" about:blank
+}
+
+backs_up() {
+    steps <<'END' && count_of 2 backups
+keys alt+t b
+ok
+< Backup complete successfully.
+window Brackenfold
+keys alt+t r
+ok
+< Windows Explorer window will be opened now. Double click on backup file to restore. 
+close-folder Backup
+window Brackenfold
+END
+}
+
+disables_files() {
+    steps <<END || return 1
+keys alt+t s
+window Safe Remover
+press Disable Parasites
+ok
+< Type filenames.
+window Safe Remover
+type $windows_folder\\one.exe¶¶$windows_folder\\none.exe¶$windows_folder\\two.dll¶
+press Disable Parasites
+ok
+< Are you sure you want to disable programs?
+ok
+< File '$windows_folder\\none.exe' is not found on file system. This file will be unloaded from memory only. Press OK to continue.
+cancel
+< Operation complete successfully. Close all opened documents then press OK button to restart Windows.
+window Safe Remover
+close
+gone Safe Remover
+window Brackenfold
+END
+    holders_are <<<reader.exe || return 1
+    value_is "$removed_key|$windows_folder\\two.dll" "$windows_folder\\two.dll" &&
+        files_are <<<'parasite_Search.dll.parasite
+parasite_one.exe.parasite
+parasite_two.dll.parasite
+reader.exe'
+}
+
+# A name of the log, encoded, and one that is in the box already, which moves to the end.
+pastes_files() {
+    steps <<END
+keys alt+t s
+window Safe Remover
+clipboard
+keys ctrl+v
+ok
+< Cannot paste. Clipboard is empty. 
+window Safe Remover
+clipboard QwA6AFwAeAAuAGQAbABsAA==
+keys ctrl+v
+shows edit C:\\x.dll
+clipboard $windows_folder\\y z.exe
+keys shift+Insert
+shows edit C:\\x.dll¶$windows_folder\\y z.exe
+clipboard C:\\x.dll
+keys ctrl+v
+shows edit ¶$windows_folder\\y z.exe¶C:\\x.dll
+keys F6
+shows button Find Suspicious Files
+press Find Suspicious Files
+ok
+< Search complete successfully.
+window Safe Remover
+keys F6 Escape
+gone Safe Remover
+window Brackenfold
+END
+}
+
+# The first of three by its button, the others by keys. The order is the registry's.
+restores_files() {
+    local question="Are you sure you want to restore '$windows_folder" first=one.exe second=Search.dll
+    steps <<END || return 1
+keys alt+t p
+window Restore Removed Programs
+shows line> $windows_folder\\$first
+shows line $windows_folder\\two.dll
+press Restore Removed Program
+cancel
+< $question\\$first'?
+window Restore Removed Programs
+press Restore Removed Program
+ok
+< $question\\$first'?
+ok
+< Program '$windows_folder\\$first' is restored successfully.
+window Restore Removed Programs
+shows line> $windows_folder\\$second
+END
+    value_is "$removed_key|$windows_folder\\$first" '(none)' || return 1
+    value_is "$removed_key|$windows_folder\\two.dll" "$windows_folder\\two.dll" || return 1
+    steps <<END || return 1
+keys alt+r
+ok
+< $question\\$second'?
+ok
+< Program '$windows_folder\\$second' is restored successfully.
+window Restore Removed Programs
+keys Return
+ok
+< $question\\two.dll'?
+ok
+< Program '$windows_folder\\two.dll' is restored successfully.
+ok
+< There are no more programs to restore. Press OK button to close Restore Removed Programs window.
+gone Restore Removed Programs
+window Brackenfold
+keys alt+t p
+ok
+< Nothing to restore. No programs are removed or all programs are already restored.
+window Brackenfold
+END
+    value_is "$removed_key|$windows_folder\\two.dll" '(none)' &&
+        files_are <<<'Search.dll
+one.exe
+reader.exe
+two.dll'
+}
+
+# While the question is up, no key and no closing reaches the window behind it.
+asks_for_cleanup() {
+    local question="Are you sure you want to start automatic parasite cleanup?"
+    steps <<END || return 1
+keys shift+F12 F12
+box
+< $question
+keys F12 F5 ctrl+Tab
+close
+cancel
+< $question
+window Brackenfold
+shows tab 3
+END
+    count_of 0 grep 'CleanUp started' "$install/BKFD.log" || return 1
+    steps <<END || return 1
+keys F12
+ok
+< $question
+cancel
+< $complete_box
+window Brackenfold
+END
+    logged 'CPaRemover.CleanUp: CleanUp started'
+}
+
+# The lists follow the registry, and the tab stays.
+refreshes() {
+    set_values <<END || return 1
+$(helper 4)||Late helper
+$main_key|Start Page|http://late.example/
+END
+    steps <<'END'
+keys F5
+shows tab 3
+shows row Start page for the user who is currently logged on | http://late.example/
+keys ctrl+shift+Tab
+shows row Late helper
+END
+}
+
+shows_about() {
+    steps <<'END'
+keys alt+h a
+window About Brackenfold
+shows label Brackenfold Version 4.53¶ ¶Copyright © Tarnwick Labs. All rights reserved.
+shows button OK
+keys Escape
+gone About Brackenfold
+window Brackenfold
+keys alt+h a
+window About Brackenfold
+keys Return
+gone About Brackenfold
+window Brackenfold
+END
+}
+
+# Two of them work side by side, on one log.
+second_instance() {
+    local first=$program outcome=0
+    start_program >/dev/null
+    steps <<END || outcome=1
+window Brackenfold
+splash
+click-splash
+cancel
+< $found_box
+other Brackenfold
+shows tab 1
+keys ctrl+Tab
+shows row Late helper
+close
+END
+    wait_until 20 is_gone || { echo "the second still runs"; outcome=1; }
+    kill -0 "$first" || { echo "the first ended too"; outcome=1; }
+    steps <<'END' || outcome=1
+window Brackenfold
+shows tab 2
+keys F5
+shows row Late helper
+END
+    count_of 2 grep 'start app' "$install/BKFD.log" || outcome=1
+    return $outcome
+}
+
+# exported: the parts of the registry that a backup holds, with more around them; nothing for one that
+# isn't there.
+exported() {
+    local key number=0 part="Z:${work//\//\\}\\part" exports=()
+    rm -f "$work"/part?.reg
+    for key in 'HKEY_CURRENT_USER\Software\Microsoft\Internet Explorer' \
+        'HKEY_CURRENT_USER\Software\Policies' \
+        'HKEY_LOCAL_MACHINE\Software\Microsoft\Internet Explorer' \
+        'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Explorer' \
+        'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\URL' \
+        'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\Windows' \
+        'HKEY_CLASSES_ROOT\PROTOCOLS'; do
+        run_wine 30 regedit /E "$part$((++number)).reg" "$key" &
+        exports+=($!)
+    done
+    wait "${exports[@]}"
+    for part in "$work"/part?.reg; do iconv -f UTF-16 -t UTF-8 "$part"; done
+}
+
+# The registry editor's import of a backup gives back what an emptied registry has lost.
+backup_is_imported() {
+    local ie='HKEY_CURRENT_USER\Software\Microsoft\Internet Explorer' part
+    import_text <<END
+[$ie\\Main]
+"Quotes \\"and\\" back\\\\slashes"="C:\\\\\\"a\\"\\\\é"
+@="default"
+"Expanded"=hex(2):25,00,61,00,25,00,5c,00,62,00,00,00
+"Several"=hex(7):61,00,00,00,62,00,00,00,00,00
+"Bytes"=hex:00,01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,16,17,18,19,1a,1b,1c,1d,1e,1f
+"Nothing"=hex:
+"Number"=dword:fffffffe
+"Empty"=""
+
+[$ie\\Main\\Below\\And below]
+"Value"="with\\nno line"
+
+[$ie\\Main\\Empty]
+
+[HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows]
+"AppInit_DLLs"="wbsys.dll hijack.dll"
+END
+    exported >"$work/before"
+    rm -rf "$install/Backup"
+    steps <<'END' || return 1
+window Brackenfold
+keys alt+t b
+ok
+< Backup complete successfully.
+window Brackenfold
+END
+    for part in "$ie\\Main" "$ie\\Styles" "$helpers_key" \
+        'HKEY_CURRENT_USER\Software\Policies\Microsoft\Internet Explorer\Control Panel' \
+        'HKEY_LOCAL_MACHINE\Software\Microsoft\Internet Explorer\Main' \
+        'HKEY_LOCAL_MACHINE\Software\Microsoft\Internet Explorer\AboutURLs' \
+        'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\URL' \
+        'HKEY_CLASSES_ROOT\PROTOCOLS\'{Handler\\{about,file,ftp,gopher,http,https,local},Filter\\text/{html,plain}}; do
+        printf '[-%s]\n\n' "$part"
+    done | { cat; printf '[HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows]\n"AppInit_DLLs"=-\n'; } |
+        import_text
+    exported >"$work/emptied"
+    ! cmp -s "$work/before" "$work/emptied" || { echo "nothing was emptied"; return 1; }
+    ! grep -q hijack.dll "$work/emptied" || { echo "the value wasn't emptied"; return 1; }
+    cp "$install"/Backup/*.reg "$work/backup.reg"
+    run_wine 30 regedit /S "Z:${work//\//\\}\\backup.reg" || return 1
+    exported | is_same "import" "$work/before"
+}
+
+# What was hijacked goes, for the checks of others.
+exits() {
+    local outcome=0
+    steps <<'END' || outcome=1
+window Brackenfold
+keys alt+f x
+END
+    wait_until 20 is_gone || { echo "it still runs"; outcome=1; }
+    end_program
+    count_of 0 grep -E '^[^ ]+ [^ ]+ [04] ' "$install/BKFD.log" || outcome=1
+    echo "[-$helpers_key]" | import_text
+    return $outcome
+}
+
+# The program and the driver are started here, so that all checks have them.
+walk_checks() {
+    use_walk "$1"
+    check "$1: hijack for the walk" hijack_for_walk
+    start_driver
+    start_program
+    check "$1: splash, offer, main window" opens
+    check "$1: four tabs by keys" walks_tabs
+    check "$1: a helper object deleted" deletes_helper
+    check "$1: all settings restored" restores_settings
+    check "$1: backup and restore of the menu" backs_up
+    check "$1: Safe Remover, two files and none" disables_files
+    check "$1: Safe Remover, paste and search" pastes_files
+    check "$1: one file restored, then the last" restores_files
+    check "$1: cleanup by F12; keys during the question" asks_for_cleanup
+    check "$1: refresh by F5" refreshes
+    check "$1: About by keys" shows_about
+    check "$1: second instance" second_instance
+    check "$1: backup imported by the registry editor" backup_is_imported
+    check "$1: exit by the menu" exits
+    end_driver
+}
