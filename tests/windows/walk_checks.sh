@@ -436,7 +436,7 @@ cancel
 < $found_box
 other Brackenfold
 shows tab 1
-keys ctrl+Tab
+tab 2
 shows row Late helper
 close
 END
@@ -445,7 +445,6 @@ END
     steps <<'END' || outcome=1
 window Brackenfold
 shows tab 2
-keys F5
 shows row Late helper
 END
     count_of 2 grep 'start app' "$install/BKFD.log" || outcome=1
@@ -455,20 +454,18 @@ END
 # exported: the parts of the registry that a backup holds, with more around them; nothing for one that
 # isn't there.
 exported() {
-    local key number=0 part="Z:${work//\//\\}\\part" exports=()
-    rm -f "$work"/part?.reg
+    local key part="Z:${work//\//\\}\\part.reg"
     for key in 'HKEY_CURRENT_USER\Software\Microsoft\Internet Explorer' \
         'HKEY_CURRENT_USER\Software\Policies' \
         'HKEY_LOCAL_MACHINE\Software\Microsoft\Internet Explorer' \
-        'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Explorer' \
+        "$helpers_key" \
         'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\URL' \
         'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\Windows' \
         'HKEY_CLASSES_ROOT\PROTOCOLS'; do
-        run_wine 30 regedit /E "$part$((++number)).reg" "$key" &
-        exports+=($!)
+        rm -f "$work/part.reg"
+        run_wine 30 regedit /E "$part" "$key"
+        [ ! -e "$work/part.reg" ] || iconv -f UTF-16 -t UTF-8 "$work/part.reg" | sed "s,^\\[.*,\\L&,"
     done
-    wait "${exports[@]}"
-    for part in "$work"/part?.reg; do iconv -f UTF-16 -t UTF-8 "$part"; done
 }
 
 # The registry editor's import of a backup gives back what an emptied registry has lost.
@@ -524,7 +521,8 @@ exits() {
     local outcome=0
     steps <<'END' || outcome=1
 window Brackenfold
-keys alt+f x
+keys alt+f e
+gone Brackenfold
 END
     wait_until 20 is_gone || { echo "it still runs"; outcome=1; }
     end_program

@@ -230,6 +230,12 @@ void AddText(const wchar_t* kind, HWND child, Lines& lines) {
     lines.push_back(std::wstring(kind) + L" " + text);
 }
 
+/// As the first line, wherever the strip stands.
+void AddTab(HWND strip, Lines& lines) {
+    const LRESULT tab = ::SendMessageW(strip, TCM_GETCURSEL, 0, 0);
+    lines.insert(lines.begin(), L"tab " + std::to_wstring(tab + 1));
+}
+
 Lines Content() {
     Lines lines;
     for (const HWND child : Children()) {
@@ -239,10 +245,7 @@ Lines Content() {
         if (name == L"Button") AddText(L"button", child, lines);
         if (name == L"Edit") AddText(L"edit", child, lines);
         if (name == L"Static" && TextOf(child) != L"") AddText(L"label", child, lines);
-        if (name == L"SysTabControl32") {
-            const LRESULT tab = ::SendMessageW(child, TCM_GETCURSEL, 0, 0);
-            lines.push_back(L"tab " + std::to_wstring(tab + 1));
-        }
+        if (name == L"SysTabControl32") AddTab(child, lines);
     }
     return lines;
 }
