@@ -93,6 +93,8 @@ TEST(TerminalForm, EachCommandDoesWhatTheMouseAndTheKeysDo) {
         {"click www.example\n", "link 1"},
         {"row 3\ncontext\n1\n", "    2  Bad Helper"},
         {"row 2\ncontext\n2\n", "  2  Properties"},
+        {"row 3\ncontext\ndelete\n", "    2  Bad Helper"},
+        {"row 3\ncontext\n7\n", "Number: Nothing was chosen.\n"},
         {"key escape\n", "escape"},
         {"close\n", "close box"},
         {"help\n", "  press CAPTION     presses a button"},
