@@ -1,12 +1,14 @@
 # A Wine prefix that looks like the hijacked example machine. Sourced.
 
-# import_registry FILE...: registry files of any encoding that the example machines use.
+# import_registry FILE...: registry files of any encoding that the example machines use. Wine reads
+# version 5.00 well as UTF-16 alone.
 import_registry() {
     local file text
     text=$(mktemp --suffix .reg)
     for file in "$@"; do
         case $(head -c 3 "$file" | od -An -tx1 | tr -d ' ') in
             efbbbf) { printf '\xff\xfe'; tail -c +4 "$file" | iconv -f UTF-8 -t UTF-16LE; } >"$text" ;;
+            57696e) { printf '\xff\xfe'; iconv -f CP1252 -t UTF-16LE "$file"; } >"$text" ;;
             *) cp "$file" "$text" ;;
         esac
         wine regedit /S "Z:${text//\//\\}"

@@ -166,7 +166,6 @@ take_all() {
     xdotool type --delay 20 'C:\WINDOWS\system32\hpjk.dll'
     key Return
     xdotool type --delay 20 'srchast.dll'
-    key F6
     take saferemover
     close_window
     choose alt+t p

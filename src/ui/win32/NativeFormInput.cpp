@@ -44,7 +44,13 @@ bool NativeForm::HandleKey(MSG& message) {
         case WM_KEYUP:
         case WM_SYSKEYUP: {
             int code = static_cast<int>(message.wParam);
-            Work([&] { target_->KeyUp(code, CurrentShift()); });
+            const auto release = [&] { target_->KeyUp(code, CurrentShift()); };
+            const bool isCommand = code >= Key::F1 && code < Key::F1 + 24;
+            if (isCommand) {
+                Work(release);
+            } else {
+                release();
+            }
             return code == 0;
         }
         default:

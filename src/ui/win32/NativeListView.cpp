@@ -148,8 +148,8 @@ class NativeListView : public NativeControl {
         }
     }
 
-    // The last column takes what the others leave; there is more of it while no scroll bar is
-    // shown.
+    // The last column takes what the others leave, which hangs on the scroll bar, but no less than
+    // half of its own width.
     void FitLastColumn() {
         const std::size_t last = As<ListView>()->Columns().size();
         if (last == 0) return;
@@ -159,7 +159,7 @@ class NativeListView : public NativeControl {
         for (WPARAM column = 0; column + 1 < last; ++column) {
             left -= Tell(LVM_GETCOLUMNWIDTH, column);
         }
-        const LRESULT width = std::max<LRESULT>(left, WidthOf(last));
+        const LRESULT width = std::max<LRESULT>(left, WidthOf(last) / 2);
         if (width != Tell(LVM_GETCOLUMNWIDTH, last - 1)) Tell(LVM_SETCOLUMNWIDTH, last - 1, width);
     }
 
