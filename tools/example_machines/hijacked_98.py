@@ -117,6 +117,7 @@ def _browser_settings():
         USER + main: {"Start Page": "http://start.example/", "Local Page": WINDOWS + "hp.htm"},
         MACHINE + main: {"Start Page": "http://start.example/",
                          "Local Page": SYSTEM + "blank.htm"},
+        MACHINE + "Software\\Microsoft\\Internet Explorer": {"Version": "5.50.4134.0600"},
         MACHINE + "Software\\Microsoft\\Internet Explorer\\AboutURLs": {
             "blank": "file://C:\\WINDOWS\\hp.htm"},
         url + "DefaultPrefix": {"": "http://start.example/?"},

@@ -157,6 +157,9 @@ def _hijacked_settings():
     settings[url + "Prefixes"] = xp.PREFIXES | {"www": "http://search.example/go?www="}
     settings["HKEY_CURRENT_USER\\Software\\Policies\\Microsoft\\Internet Explorer"
              "\\Control Panel"] = {"HomePage": dword(1), "ResetWebSettings": dword(1)}
+    # A search site among the trusted ones, which only the support report shows.
+    settings[f"HKEY_CURRENT_USER\\Software\\{xp.CURRENT_VERSION[9:]}Internet Settings\\ZoneMap"
+             "\\Domains\\search.example"] = {"*": dword(2)}
     return settings
 
 

@@ -137,6 +137,7 @@ def browser_settings():
             "Default_Page_URL":
                 "http://www.microsoft.com/isapi/redir.dll?prd=ie&pver=6&ar=msnhome",
             "Local Page": expand("%SystemRoot%\\system32\\blank.htm")},
+        "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Internet Explorer": {"Version": "6.0.2900.2180"},
         "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Internet Explorer\\AboutURLs": {
             "blank": "res://mshtml.dll/blank.htm", "PostNotCached": "res://mshtml.dll/repost.htm"},
         "HKEY_CURRENT_USER\\Software\\Microsoft\\Internet Explorer\\Styles": {
