@@ -62,6 +62,8 @@ class MirrorTest {
     HWND Of(const Control& control) {
         return reinterpret_cast<HWND>(toolkit_.NativeHandle(control));
     }
+    long Pixels(int twips) { return ::MulDiv(twips, dotsPerInch_, 1440); }
+    long Twips(long pixels) { return ::MulDiv(static_cast<int>(pixels), 1440, dotsPerInch_); }
     std::string Taken() { return Joined(std::exchange(log_, {})); }
     std::string TextOf(HWND window) {
         char buffer[4000] = {};
@@ -121,13 +123,14 @@ class MirrorTest {
         Expect("sub-item", Cell(form_->ucList.lv, 1, 1), "c:\\bad.dll");
         Expect("selected row",
                Ask(form_->ucList.lv, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED), 0);
-        Expect("column", Ask(form_->ucList.lv, LVM_GETCOLUMNWIDTH, 0), 200);
+        Expect("column", Ask(form_->ucList.lv, LVM_GETCOLUMNWIDTH, 0), Pixels(3000));
         Expect("tabs", Ask(form_->ts, TCM_GETITEMCOUNT), 2);
         Expect("hidden panel", ::IsWindowVisible(Of(form_->ucText.txtNotes)), 0);
         Expect("shown panel", ::IsWindowVisible(Of(form_->ucList.lv)), 1);
         RECT client = {};
         ::GetClientRect(Of(*form_), &client);
-        Expect("client size", client.right * 10000 + client.bottom, 600 * 10000 + 400);
+        Expect("client size", client.right * 10000 + client.bottom,
+               Pixels(9000) * 10000 + Pixels(6000));
         char caption[40] = {};
         const HMENU menu = ::GetSubMenu(::GetMenu(Of(*form_)), 0);
         ::GetMenuStringA(menu, 0, caption, sizeof caption, MF_BYPOSITION);
@@ -139,7 +142,7 @@ class MirrorTest {
     }
 
     // What stands at the client position of the window, and is seen there.
-    HWND At(const Control& window, int x, int y) {
+    HWND At(const Control& window, long x, long y) {
         return ::ChildWindowFromPoint(Of(window), POINT{x, y});
     }
     bool LooksDefault(const Control& button) {
@@ -153,8 +156,10 @@ class MirrorTest {
                client.right;
     }
     void Looks() {
-        Expect("panel before its tabs", At(*form_, 300, 200) == Of(form_->ucList), true);
-        Expect("tabs beside the panel", At(*form_, 8, 200) == Of(form_->ts), true);
+        Expect("panel before its tabs", At(*form_, Pixels(4500), Pixels(3000)) == Of(form_->ucList),
+               true);
+        Expect("tabs beside the panel", At(*form_, Pixels(150), Pixels(3000)) == Of(form_->ts),
+               true);
         Expect("last column fits", LastColumnFits(), true);
         form_->cmdHide.SetFocus();
         Expect("focused button takes Enter", LooksDefault(form_->cmdHide), true);
@@ -162,7 +167,7 @@ class MirrorTest {
         Expect("button without focus", LooksDefault(form_->cmdHide), false);
         MINMAXINFO limits = {};
         Ask(*form_, WM_GETMINMAXINFO, 0, reinterpret_cast<LPARAM>(&limits));
-        Expect("not smaller than made", limits.ptMinTrackSize.x >= 600, true);
+        Expect("not smaller than made", limits.ptMinTrackSize.x >= Pixels(9000), true);
         Expect("looks raise nothing", Taken(), "");
     }
 
@@ -190,7 +195,7 @@ class MirrorTest {
         std::printf("3000 rows in %lu ms\n", ::GetTickCount() - start);
         list.Fill();
         list.lv.SetColumnWidth(1, 1500);
-        Expect("column set", Ask(list.lv, LVM_GETCOLUMNWIDTH, 0), 100);
+        Expect("column set", Ask(list.lv, LVM_GETCOLUMNWIDTH, 0), Pixels(1500));
         for (const char16_t* line : {u"one", u"two", u"three"}) text.lstFiles.Add(line);
         text.lstFiles.SetSelectedIndex(2);
         Expect("lines", Ask(text.lstFiles, LB_GETCOUNT) * 10 + Ask(text.lstFiles, LB_GETCURSEL),
@@ -297,7 +302,7 @@ class MirrorTest {
                 Expect("work visible", ::IsWindowVisible(Of(work)), 1);
                 RECT outer = {};
                 ::GetWindowRect(Of(work), &outer);
-                Expect("work's width", (outer.right - outer.left) * 15, work.WindowWidth());
+                Expect("work's width", Twips(outer.right - outer.left), work.WindowWidth());
                 toolkit_.PumpMessages();
                 log_.push_back("working");
                 work.Finish();
@@ -314,16 +319,18 @@ class MirrorTest {
     }
 
     void Sizes() {
-        ::SetWindowPos(Of(*form_), nullptr, 0, 0, 700, 500, SWP_NOMOVE | SWP_NOZORDER);
+        ::SetWindowPos(Of(*form_), nullptr, 0, 0, static_cast<int>(Pixels(10500)),
+                       static_cast<int>(Pixels(7500)), SWP_NOMOVE | SWP_NOZORDER);
         toolkit_.PumpMessages();
         RECT client = {}, tabs = {};
         ::GetClientRect(Of(*form_), &client);
         ::GetClientRect(Of(form_->ts), &tabs);
-        Expect("width in twips", form_->Width(), client.right * 15);
-        Expect("layout", tabs.right, client.right - 10);
+        Expect("width in twips", form_->Width(), Twips(client.right));
+        Expect("layout", tabs.right, client.right - Pixels(150));
         form_->SetClientSize(6000, 4500);
         ::GetClientRect(Of(*form_), &client);
-        Expect("size set", client.right * 10000 + client.bottom, 400 * 10000 + 300);
+        Expect("size set", client.right * 10000 + client.bottom,
+               Pixels(6000) * 10000 + Pixels(4500));
         Expect("sizes", Taken(), "");
     }
 
@@ -380,6 +387,7 @@ class MirrorTest {
         Expect("window gone", ::IsWindow(window), 0);
     }
 
+    int dotsPerInch_ = ::GetDeviceCaps(::GetDC(nullptr), LOGPIXELSX);
     Win32Toolkit toolkit_;
     EventLog log_;
     std::unique_ptr<FSample> form_;

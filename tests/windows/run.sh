@@ -52,6 +52,7 @@ unit_checks() {
 
 if is_asked_for units; then
     check "component bridge" gtest "$build/tests/platform/win32/platform_win32_test.exe"
+    check "pictures" "$here/check_pictures.py" "$build/Brackenfold.exe"
     check "version records agree with version.dll" run_wine 60 "$build/tests/windows/version_agreement.exe"
 fi
 for family in win10 win98; do
@@ -61,6 +62,10 @@ for family in win10 win98; do
     is_asked_for cleanup && cleanup_checks $family
     is_asked_for walk && walk_checks $family
 done
+if is_asked_for units; then
+    check "144 dots per inch: set" set_resolution 144
+    check "144 dots per inch: mirror of every control" run_wine 60 "$build/tests/windows/mirror_test.exe"
+fi
 
 echo "$passed passed, $failed failed"
 [ $failed -eq 0 ]

@@ -55,3 +55,10 @@ wait_until() {
 set_family() {
     run_wine 30 reg add 'HKCU\Software\Wine' /v Version /d "$1" /f
 }
+
+# set_resolution DOTS: the dots per inch that programs started from now on see.
+set_resolution() {
+    run_wine 30 reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "$1" /f || return 1
+    timeout 20 wineserver -k
+    timeout 20 wineserver -w
+}

@@ -151,6 +151,7 @@ class NativeListView : public NativeControl {
     // The last column takes what the others leave, which hangs on the scroll bar, but no less than
     // half of its own width.
     void FitLastColumn() {
+        if (!Target()) return;
         const std::size_t last = As<ListView>()->Columns().size();
         if (last == 0) return;
         RECT client = {};

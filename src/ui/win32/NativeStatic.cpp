@@ -155,6 +155,9 @@ HBRUSH NativeStatic::Paint(HDC device, HBRUSH background) {
 
 std::optional<LRESULT> NativeStatic::Received(UINT message, WPARAM, LPARAM lParam) {
     switch (message) {
+        case WM_SIZE:  // the old text or picture is laid out for the old size
+            ::InvalidateRect(Window(), nullptr, TRUE);
+            return std::nullopt;
         case WM_NCHITTEST:
             return HTCLIENT;  // a static control lets the mouse through
         case WM_LBUTTONDBLCLK:
