@@ -67,6 +67,10 @@ void FMain::ConnectWindow() {
     mnuRestoreDisabledFiles.onClick = [this] { mnuRestoreDisabledFiles_Click(); };
     mnuVisitWebsite.onClick = OpenHomePage;
     mnuAbout.onClick = [this] { mnuAbout_Click(); };
+    // Should a panel fail to start, the others don't cover the first.
+    for (Panel* panel : std::initializer_list<Panel*>{&ucBHO1, &ucCS1, &ucSupport1}) {
+        panel->SetVisible(false);
+    }
     SetClientSize(9900, 6600);  // the four tabs side by side
 }
 

@@ -146,6 +146,26 @@ TEST(FMain, F12AndTheSupportPictureAskForTheCleanUp) {
     EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Default);
 }
 
+TEST(FMain, ClosingItDuringACleanUpLosesNothing) {
+    StartedProgram program;
+    FMain& main = program.Start();
+    program.machine.AddFile(u"C:\\x.tmp", "bytes");
+    program.machine.AddProcess({8, u"C:\\x.tmp", {}});
+    program.machine.LockFile(u"C:\\x.tmp");
+    program.toolkit.onPump = [&] {
+        program.machine.AdvanceClock(100);
+        main.UserClose();
+        program.machine.UnlockFile(u"C:\\x.tmp");
+    };
+    program.toolkit.Answer({Ok, Cancel});
+    main.PressKey(kF12);
+    EXPECT_FALSE(main.IsLoaded());
+    EXPECT_FALSE(program.toolkit.HasAnswersLeft()) << "the cleanup came to its end";
+    EXPECT_TRUE(program.machine.HasFile(u"C:\\parasite_x.tmp.parasite"));
+    EXPECT_EQ(program.machine.DumpProcesses(), "");
+    program.toolkit.Run();  // nothing is left to wait for
+}
+
 TEST(FMain, MenusDoTheirWork) {
     StartedProgram program;
     program.Start();

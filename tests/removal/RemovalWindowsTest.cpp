@@ -236,6 +236,75 @@ TEST(FSafeRemover, F6AndThePictureShowTheSearch) {
               std::string::npos);
 }
 
+TEST(FSafeRemover, ClosingDuringTheWorkLosesNothing) {
+    SafeRemover it;
+    it.machine.AddFile(u"C:\\a.dll", "bytes");
+    it.machine.AddProcess({8, u"C:\\host.exe", {u"C:\\a.dll"}});
+    it.machine.LockFile(u"C:\\a.dll");
+    it.Type(u"C:\\a.dll");
+    int closings = 0;
+    it.toolkit.onPump = [&] {
+        it.machine.AdvanceClock(100);
+        if (++closings > 1) return;
+        it.window.UserClose();
+        it.machine.UnlockFile(u"C:\\a.dll");
+    };
+    EXPECT_FALSE(it.Press('D', {Ok, Cancel}));
+    EXPECT_GT(closings, 1) << "it waited";
+    EXPECT_FALSE(it.window.Visible());
+    EXPECT_TRUE(it.machine.HasFile(u"C:\\parasite_a.dll.parasite"));
+    EXPECT_TRUE(it.machine.HasValue(HKCU, kRemoved, u"C:\\a.dll"));
+    EXPECT_EQ(it.machine.DumpProcesses(), "");
+    EXPECT_EQ(it.Messages(), std::string(kQuestion) + kRestart);
+}
+
+/// Many files, the last ones with names that few programs can name.
+std::vector<Text> ManyFiles() {
+    std::vector<Text> files;
+    for (int number = 0; number < 2000; ++number) {
+        files.push_back(u"C:\\folder" + ToText(number / 10) + u"\\file" + ToText(number) + u".dll");
+    }
+    files.push_back(u"C:\\\u202E\u05D0\u05D1.exe");  // shown from right to left
+    files.push_back(Text(u"C:\\x") + char16_t{0xD800} + u".exe");
+    files.push_back(u"C:\\" + Text(230, u'n'));
+    return files;
+}
+
+TEST(FSafeRemover, DisablesThousandsOfOddNamesAndUndoGivesThemBack) {
+    const std::vector<Text> files = ManyFiles();
+    SafeRemover it;
+    Text lines;
+    for (const Text& file : files) {
+        it.machine.AddFile(file, "bytes");
+        lines += file + u"\r\n";
+    }
+    const Text tooLong = u"C:\\" + Text(32'764, u'n');  // for any file
+    it.Type(lines + tooLong);
+    EXPECT_FALSE(it.Press('D', {Ok, Ok, Cancel}));
+    EXPECT_TRUE(it.Messages().starts_with(kQuestion + ("49 File '" + ToUtf8(tooLong) + "' is ")));
+    EXPECT_TRUE(it.Messages().ends_with(kRestart));
+    for (const Text& file : files) ASSERT_FALSE(it.machine.HasFile(file)) << ToWtf8(file);
+
+    FRestoreFiles undo;
+    bool hasEntries = false;
+    undo.Init(it.log, hasEntries);
+    undo.Show();
+    auto& list = dynamic_cast<ListBox&>(*undo.FindControl(u"lstFiles"));
+    ASSERT_EQ(list.Count(), files.size());
+    constexpr std::size_t kRestored = 6;  // the odd ones are listed last
+    for (std::size_t i = 0; i < kRestored; ++i) {
+        it.toolkit.Answer({Ok, Ok});
+        list.UserSelect(list.Count());
+        undo.PressKey('R', Shift::Alt);
+    }
+    EXPECT_EQ(list.Count(), files.size() - kRestored);
+    undo.Unload();
+    for (std::size_t i = files.size() - kRestored; i < files.size(); ++i) {
+        EXPECT_TRUE(it.machine.HasFile(files[i])) << ToWtf8(files[i]);
+        EXPECT_FALSE(it.machine.HasValue(HKCU, kRemoved, files[i])) << ToWtf8(files[i]);
+    }
+}
+
 TEST(FSafeRemover, ClosingHidesIt) {
     SafeRemover it;
     it.window.PressKey(Key::Escape);
