@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """An HTTP server on loopback that ends every exchange in one odd way, for tests of the sender.
 
-Usage: tests/common/odd_server.py MODE
+Usage: tests/common/odd_server.py [--port N] MODE [CODE]
+
+Port 0, the default, takes a free one. The modes:
 
   status CODE   reads the request and answers with that status and no body; 3xx without an address
   redirect      answers 302 with an address; a GET of that is answered with 200
@@ -13,8 +15,8 @@ Usage: tests/common/odd_server.py MODE
 
 Prints "listening on HOST:PORT" when it is ready, then a line for each request.
 """
+import argparse
 import socketserver
-import sys
 import threading
 
 
@@ -32,7 +34,8 @@ class Handler(socketserver.StreamRequestHandler):
         self.rfile.read(length)
         print(f"{line} ({length} bytes)", flush=True)
         if mode == "status":
-            self.say(f"HTTP/1.1 {sys.argv[2]} Status {sys.argv[2]}\r\nContent-Length: 0\r\n\r\n")
+            code = self.server.code
+            self.say(f"HTTP/1.1 {code} Status {code}\r\nContent-Length: 0\r\n\r\n")
         elif mode == "redirect" and line.startswith("POST"):
             self.say("HTTP/1.1 302 Found\r\nLocation: /thanks\r\nContent-Length: 0\r\n\r\n")
         elif mode == "redirect":
@@ -45,6 +48,7 @@ class Handler(socketserver.StreamRequestHandler):
             threading.Event().wait()
 
     def say(self, text):
+        text = text.replace("\r\n\r\n", "\r\nConnection: close\r\n\r\n")
         self.wfile.write(text.encode("latin-1"))
         self.wfile.flush()
 
@@ -55,8 +59,14 @@ class Server(socketserver.ThreadingTCPServer):
 
 
 def main():
-    with Server(("127.0.0.1", 0), Handler) as server:
-        server.mode = sys.argv[1]
+    parser = argparse.ArgumentParser()
+    parser.add_argument("mode")
+    parser.add_argument("code", nargs="?", type=int, default=200)
+    parser.add_argument("--port", type=int, default=0)
+    options = parser.parse_args()
+    with Server(("127.0.0.1", options.port), Handler) as server:
+        server.mode = options.mode
+        server.code = options.code
         print(f"listening on 127.0.0.1:{server.server_address[1]}", flush=True)
         server.serve_forever()
 

@@ -113,10 +113,8 @@ class CurlRequest final : public HttpRequest {
         int left = 0;
         while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
             if (message->msg != CURLMSG_DONE) continue;
-            if (message->data.result != CURLE_OK) {
-                isAnswered_ = false;
-                error_ = SystemCode(message->data.result);
-            }
+            // An answer whose body was cut off has its status all the same.
+            if (message->data.result != CURLE_OK) error_ = SystemCode(message->data.result);
             state_ = Complete;
         }
         if (state_ == Complete) Detach();

@@ -13,21 +13,50 @@
 namespace bkfd {
 namespace {
 
-class XmlHttpRequest : public HttpRequest {
+constexpr std::int32_t kAsynchronous = 1;
+// States of a request.
+constexpr std::int32_t kNotOpened = 0;
+constexpr std::int32_t kComplete = 4;
+
+Result<Variant> Invoke(Object& object, TextView name, std::vector<Variant> arguments) {
+    try {
+        return object.Invoke(name, arguments);
+    } catch (const RuntimeError& error) {
+        return Status{static_cast<std::uint32_t>(error.Number())};
+    }
+}
+
+std::int32_t StateOf(Object& object) {
+    const Result<Variant> state = Invoke(object, u"readyState", {});
+    return state.IsOk() && state.value.IsInteger() ? state.value.AsInteger() : kNotOpened;
+}
+
+bool IsUnderWay(Object& object) {
+    const std::int32_t state = StateOf(object);
+    return state != kNotOpened && state != kComplete;
+}
+
+class XmlHttpRequest final : public HttpRequest {
   public:
-    explicit XmlHttpRequest(ObjectRef object) : object_(std::move(object)) {}
+    XmlHttpRequest(ObjectRef object, std::shared_ptr<Win32Http::Unfinished> unfinished)
+        : object_(std::move(object)), unfinished_(std::move(unfinished)) {}
+    /// Wine's service fails when the answer comes to an object that is released or was told to
+    /// abort, so one that still waits for it is kept.
+    ~XmlHttpRequest() override {
+        if (IsUnderWay(*object_)) unfinished_->push_back(object_);
+    }
+    XmlHttpRequest(const XmlHttpRequest&) = delete;
+    XmlHttpRequest& operator=(const XmlHttpRequest&) = delete;
 
     Status open(TextView method, TextView url) override {
-        return Call(u"open", {Text(method), Text(url)});
+        // Asynchronous is what the service takes a missing third argument for, but Wine doesn't.
+        return Call(u"open", {Text(method), Text(url), kAsynchronous});
     }
     Status setRequestHeader(TextView name, TextView value) override {
         return Call(u"setRequestHeader", {Text(name), Text(value)});
     }
     Status send(TextView body) override { return Call(u"send", {Text(body)}); }
-    std::int32_t readyState() override {
-        const Result<Variant> state = Ask(u"readyState");
-        return state.IsOk() && state.value.IsInteger() ? state.value.AsInteger() : 0;
-    }
+    std::int32_t readyState() override { return StateOf(*object_); }
     Result<std::int32_t> status() override {
         const Result<Variant> status = Ask(u"status");
         if (!status.IsOk()) return Status(status);
@@ -44,19 +73,13 @@ class XmlHttpRequest : public HttpRequest {
     void abort() override { (void)Call(u"abort", {}); }
 
   private:
-    Result<Variant> Invoke(TextView name, std::vector<Variant> arguments) {
-        try {
-            return object_->Invoke(name, arguments);
-        } catch (const RuntimeError& error) {
-            return Status{static_cast<std::uint32_t>(error.Number())};
-        }
-    }
     Status Call(TextView name, std::vector<Variant> arguments) {
-        return Invoke(name, std::move(arguments));
+        return Invoke(*object_, name, std::move(arguments));
     }
-    Result<Variant> Ask(TextView name) { return Invoke(name, {}); }
+    Result<Variant> Ask(TextView name) { return Invoke(*object_, name, {}); }
 
     ObjectRef object_;
+    std::shared_ptr<Win32Http::Unfinished> unfinished_;
 };
 
 }  // namespace
@@ -70,7 +93,9 @@ Result<std::unique_ptr<HttpRequest>> Win32Http::CreateXmlHttpRequest() {
                                 reinterpret_cast<void**>(&created));
     if (FAILED(result)) return Status{static_cast<std::uint32_t>(result)};
     const ComPtr<IUnknown> owned(created);
-    return std::unique_ptr<HttpRequest>(std::make_unique<XmlHttpRequest>(FromUnknown(created)));
+    std::erase_if(*unfinished_, [](const ObjectRef& object) { return !IsUnderWay(*object); });
+    return std::unique_ptr<HttpRequest>(
+        std::make_unique<XmlHttpRequest>(FromUnknown(created), unfinished_));
 }
 
 }  // namespace bkfd
