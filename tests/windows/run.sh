@@ -4,12 +4,12 @@
 #
 #   tests/windows/run.sh BUILD-FOLDER [GROUP...]
 #
-# Groups, all of them if none is named: units, startup, cleanup, walk.
+# Groups, all of them if none is named: units, startup, cleanup, walk, support.
 set -uo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build=$(realpath -e "${1:?usage: tests/windows/run.sh BUILD-FOLDER [GROUP...]}") || exit 1
 shift
-groups=" ${*:-units startup cleanup walk} "
+groups=" ${*:-units startup cleanup walk support} "
 for tool in wine wineserver Xvfb xdotool; do
     command -v "$tool" >/dev/null || { echo "$tool is missing: the Windows tests can't run" >&2; exit 1; }
 done
@@ -42,6 +42,7 @@ gtest() {
 . "$here/startup_checks.sh"
 . "$here/cleanup_checks.sh"
 . "$here/walk_checks.sh"
+. "$here/support_checks.sh"
 
 is_asked_for() { [[ $groups == *" $1 "* ]]; }
 
@@ -61,6 +62,7 @@ for family in win10 win98; do
     is_asked_for startup && startup_checks $family
     is_asked_for cleanup && cleanup_checks $family
     is_asked_for walk && walk_checks $family
+    is_asked_for support && support_checks $family
 done
 if is_asked_for units; then
     check "144 dots per inch: set" set_resolution 144
