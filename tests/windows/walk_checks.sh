@@ -396,18 +396,22 @@ END
     logged 'CPaRemover.CleanUp: CleanUp started'
 }
 
-# The lists follow the registry, and the tab stays.
+# The lists follow the registry, and the tab stays. A name may be as long as the registry allows.
 refreshes() {
+    local long
+    long=$(printf '%032000d' 0)
     set_values <<END || return 1
 $(helper 4)||Late helper
+$(helper 5)||$long
 $main_key|Start Page|http://late.example/
 END
-    steps <<'END'
+    steps <<END
 keys F5
 shows tab 3
 shows row Start page for the user who is currently logged on | http://late.example/
 keys ctrl+shift+Tab
 shows row Late helper
+shows row $long
 END
 }
 
