@@ -1,20 +1,14 @@
 #include <benchmark/benchmark.h>
 
+#include "NoLog.h"
 #include "detection/CPaDetector.h"
 #include "detection/identity/CHashier.h"
 #include "platform/memory/MemoryMachine.h"
 #include "resources/SignatureLists.h"
 #include "services/ApplicationState.h"
-#include "services/Logger.h"
 
 namespace bkfd {
 namespace {
-
-class NoLog final : public Logger {
-  public:
-    void Write(std::int32_t, const Text&, LogLevel, const Text&) override {}
-    void Open(const Text&, const Text&) override {}
-};
 
 Text ModulePath(std::size_t number) {
     return u"C:\\Program Files\\Maker\\Application\\module" +

@@ -2,8 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <vector>
-
+#include "NoLog.h"
 #include "formats/VersionSamples.h"
 #include "panels/PanelHost.h"
 #include "panels/ucBHO.h"
@@ -12,12 +11,6 @@
 
 namespace bkfd {
 namespace {
-
-class NoLog final : public Logger {
-  public:
-    void Write(std::int32_t, const Text&, LogLevel, const Text&) override {}
-    void Open(const Text&, const Text&) override {}
-};
 
 Text ClassId(int number) {
     return u"{C0000000-0000-4000-8000-0000" + ToText(10'000'000 + number) + u"}";

@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "ChildProcess.h"
+#include "NoLog.h"
 #include "detection/identity/CHashier.h"
 #include "platform/memory/MemoryMachine.h"
 #include "services/ApplicationState.h"
@@ -21,12 +22,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kThisProgram = fs::read_symlink("/proc/self/exe").string();
-
-class NoLog final : public Logger {
-  public:
-    void Write(std::int32_t, const Text&, LogLevel, const Text&) override {}
-    void Open(const Text&, const Text&) override {}
-};
 
 constexpr std::size_t kModulesAProcess = 150;
 constexpr std::size_t kFilesAProcess = 10;

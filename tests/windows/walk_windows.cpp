@@ -34,28 +34,13 @@
 #include <string>
 #include <vector>
 
+#include "Utf8.h"
+
 namespace {
 
 constexpr wchar_t kLineEnd = L'\u00B6';
 
 DWORD limit = 0;  // of each command, in milliseconds
-
-std::wstring Widen(const std::string& utf8) {
-    std::wstring wide(utf8.size(), L'\0');
-    const int length = ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()),
-                                             wide.data(), static_cast<int>(wide.size()));
-    wide.resize(static_cast<std::size_t>(length));
-    return wide;
-}
-
-std::string Narrow(const std::wstring& wide) {
-    std::string utf8(wide.size() * 3, '\0');
-    const int length =
-        ::WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), utf8.data(),
-                              static_cast<int>(utf8.size()), nullptr, nullptr);
-    utf8.resize(static_cast<std::size_t>(length));
-    return utf8;
-}
 
 std::wstring Without(std::wstring text, wchar_t dropped) {
     text.erase(std::remove(text.begin(), text.end(), dropped), text.end());
@@ -65,7 +50,7 @@ std::wstring Without(std::wstring text, wchar_t dropped) {
 using Lines = std::vector<std::wstring>;
 
 void Tell(const std::wstring& line) {
-    std::cout << Narrow(line) << '\n';
+    std::cout << ToUtf8(line) << '\n';
 }
 
 /// Asks until it is so or the time is over.
@@ -466,7 +451,7 @@ int main(int count, char** arguments) {
     ::_setmode(_fileno(stdout), _O_BINARY);
     std::string line;
     while (std::getline(std::cin, line) && line != "quit") {
-        const bool isDone = Run(Widen(line));
+        const bool isDone = Run(FromUtf8(line));
         std::cout << (isDone ? ". ok" : ". failed") << std::endl;
     }
     return 0;
