@@ -3,23 +3,25 @@
 // command waits until it can be done, at most for that long. All texts are UTF-8; "¶" in
 // arguments and answers is a line end.
 //
-//   splash              waits for the window without a title bar
-//   click-splash        clicks it
-//   no-splash           waits until it has gone
-//   window TITLE        waits for the window that takes input, which the commands below act on
-//   other TITLE         the same for another window than the one before
-//   gone TITLE          waits until no such window is there
-//   box                 waits for a message box and prints its text
-//   ok, cancel          prints a message box's text, presses the button, waits until it has gone
-//   shows LINE          waits until `content` has that line; prints the content if it hasn't in
-//   time content             prints what the window shows: "tab N", "label", "button", "edit",
-//   "row", "line" menu CAPTION        chooses an entry of the menu bar press CAPTION       presses
-//   a button row N               goes to a row of the list by keys tab N               clicks a tab
-//   type TEXT           replaces the text of the box that can be edited
-//   close               asks the window to close
-//   quit                ends this program
-//   close-folder NAME   waits for the shell's window of a folder and closes it
-//   clipboard TEXT      puts a text on the clipboard; without TEXT, something that is no text
+//   splash             waits for the window without a title bar
+//   click-splash       clicks it
+//   no-splash          waits until it has gone
+//   window TITLE       waits for the window that takes input; what follows acts on it
+//   other TITLE        the same for another window than the one before
+//   gone TITLE         waits until no such window is there
+//   box                waits for a message box and prints its text
+//   ok, cancel         prints a box's text, presses the button, waits until it has gone
+//   content            prints what the window shows: "tab N" and then the lines of "label",
+//                      "button", "edit", "row" (of a list view) and "line" (of a list box)
+//   shows LINE         waits until the content has that line, else prints the content
+//   press CAPTION      presses a button
+//   row N              goes to a row of the list by keys
+//   tab N              chooses a tab
+//   type TEXT          replaces the text of the box that can be edited
+//   close              asks the window to close
+//   close-folder NAME  waits for the shell's window of a folder and closes it
+//   clipboard TEXT     puts a text on the clipboard; without TEXT, something that is no text
+//   quit               ends this program
 #include <windows.h>
 // Behind windows.h.
 #include <commctrl.h>
