@@ -1,10 +1,24 @@
 #include "formats/Base64.h"
 
+#include <array>
+
 namespace bkfd {
 namespace {
 
 constexpr std::u16string_view kAlphabet =
     u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+constexpr std::uint8_t kNoDigit = 0xFF;
+
+/// The value of each digit by its character.
+constexpr auto kDigits = [] {
+    std::array<std::uint8_t, 128> digits{};
+    digits.fill(kNoDigit);
+    for (std::size_t i = 0; i < kAlphabet.size(); ++i) {
+        digits[kAlphabet[i]] = static_cast<std::uint8_t>(i);
+    }
+    return digits;
+}();
 
 }  // namespace
 
@@ -33,9 +47,11 @@ std::optional<Bytes> DecodeBase64(TextView text) {
     std::uint32_t bits = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const bool isPadding = i >= text.size() - padding;
-        const std::size_t digit = isPadding ? 0 : kAlphabet.find(text[i]);
-        if (digit == std::u16string_view::npos) return std::nullopt;
-        bits = (bits << 6) | static_cast<std::uint32_t>(digit);
+        const std::uint8_t digit = isPadding                  ? 0
+                                   : text[i] < kDigits.size() ? kDigits[text[i]]
+                                                              : kNoDigit;
+        if (digit == kNoDigit) return std::nullopt;
+        bits = (bits << 6) | digit;
         if (i % 4 == 3) {
             for (int shift = 16; shift >= 0; shift -= 8) {
                 bytes.push_back(static_cast<std::uint8_t>(bits >> shift));

@@ -33,8 +33,26 @@ std::string Inspect(const MemoryMachine& machine, std::string command) {
     return output;
 }
 
+/// An archive of a.txt, b.txt and c.txt, each holding its letter, made as the command says.
+Bytes MadeByZip(std::string command) {
+    std::string folder = std::filesystem::temp_directory_path() / "archive-test-XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr) return {};
+    const std::string archive = folder + "/made.zip";
+    for (std::size_t at; (at = command.find('%')) != std::string::npos;) {
+        command.replace(at, 1, archive);
+    }
+    command = "cd " + folder + " && for f in a b c; do printf $f >$f.txt; touch -d 2001-01-01 " +
+              "$f.txt; done && (" + command + ") >/dev/null";
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+    std::ifstream file(archive, std::ios::binary);
+    Bytes bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::filesystem::remove_all(folder);
+    return bytes;
+}
+
 std::string Names(const MemoryMachine& machine) {
-    const std::string tested = Inspect(machine, "unzip -tq % >/dev/null && 7z t -bd % >/dev/null");
+    const std::string tested =
+        Inspect(machine, "unzip -P s3cret -tq % >/dev/null && 7z t -bd -ps3cret % >/dev/null");
     return tested + Inspect(machine,
                             "python3 -c 'import sys, zipfile; "
                             "print(*zipfile.ZipFile(sys.argv[1]).namelist(), sep=\"\\n\")' %");
@@ -145,6 +163,41 @@ TEST(Archive, UpdatesFreshensAppendsAndDeletes) {
     zip.AddFileSpec(u"B.*");
     zip.Delete();
     EXPECT_EQ(Names(bench.machine), "c.txt\na.txt\n");
+}
+
+TEST(Archive, TakesArchivesOfZip) {
+    // One with a comment, a stored and an encrypted entry, and one written to a pipe, whose sizes
+    // stand behind the data.
+    const char* const makings[] = {
+        "zip -q0 % a.txt && zip -q % b.txt && zip -qP s3cret % c.txt && echo note | zip -qz %",
+        "zip -q -fz- - a.txt b.txt | cat >% && zip -qP s3cret % c.txt && echo note | zip -qz %",
+        "zip -q -fz- - a.txt b.txt c.txt | cat >%",
+    };
+    for (const char* making : makings) {
+        EngineBench bench;
+        AddFiles(bench.machine);
+        bench.machine.AddFile(u"C:\\out\\a.zip", MadeByZip(making));
+        cZip zip;
+        zip.SetZipFile(u"C:\\out\\a.zip");
+        zip.SetAllowAppend(true);
+        zip.AddFileSpec(u"C:\\in\\empty.dat");
+        zip.Zip();
+        EXPECT_EQ(Names(bench.machine), "a.txt\nb.txt\nc.txt\nempty.dat\n") << making;
+
+        bench.machine.AddFile(u"C:\\in\\a.txt", "newer");  // than those that zip packed
+        zip.SetAllowAppend(false);
+        zip.SetFreshenFiles(true);
+        zip.ClearFileSpecs();
+        zip.AddFileSpec(u"C:\\in\\a.txt");
+        zip.Zip();
+        EXPECT_EQ(Inspect(bench.machine, "unzip -p % a.txt"), "newer") << making;
+
+        zip.ClearFileSpecs();
+        zip.AddFileSpec(u"b.txt");
+        zip.Delete();
+        EXPECT_EQ(Names(bench.machine), "a.txt\nc.txt\nempty.dat\n") << making;
+        EXPECT_EQ(Inspect(bench.machine, "unzip -P s3cret -p % c.txt"), "c") << making;
+    }
 }
 
 TEST(Archive, FailuresLeaveTheOldArchiveAndNothingBeside) {

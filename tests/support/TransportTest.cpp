@@ -2,6 +2,7 @@
 
 #include "cli/decode/ReportDecoder.h"
 #include "common/EngineBench.h"
+#include "platform/fault/FaultMachine.h"
 #include "services/FileUtil.h"
 #include "support/cl.h"
 
@@ -51,7 +52,7 @@ class Transport {
         bench.machine.AddFolder(u"C:\\Temp");
         bench.machine.SetEnvironment(u"TMP", u"C:\\Temp");
         bench.machine.SetHttp([this] { return std::make_unique<ScriptedRequest>(exchange); });
-        values.Add(u"name", u"A <b> & \u043F\u0001");
+        values.Add(u"name", u"A <b> & \u043F\u0001\xD800 \xD83D\xDE00");
         values.Add(u"Log", SysUtil::EncodeText(u"line\r\n"));
     }
 
@@ -93,7 +94,7 @@ TEST(Transport, PostsTheEnvelopeInAnArchive) {
     ASSERT_EQ(report.files.size(), 2U);
     EXPECT_EQ(FromUtf8({reinterpret_cast<const char*>(report.files[0].content.data()),
                         report.files[0].content.size()}),
-              u"A <b> & \u043F\uFFFD");
+              u"A <b> & \u043F\uFFFD\uFFFD \xD83D\xDE00");
     EXPECT_EQ(report.files[1].content, ToBytes(u"line\r\n"));
 }
 
@@ -182,6 +183,31 @@ TEST(Transport, FailuresBeforeThePostLeaveNothing) {
     noFolder.Send();
     EXPECT_FALSE(noFolder.success);
     EXPECT_EQ(noFolder.exchange.trace, "");
+}
+
+TEST(Transport, AnyFailingCallIsToldOrCostsNothing) {
+    std::string failed;
+    for (std::size_t number = 1;; ++number) {
+        Transport transport;
+        FaultMachine fault(transport.bench.machine);
+        transport.bench.Use(fault);
+        fault.FailCall(number, FaultPlan::Lasting::Once, SystemError::DiskFull);
+        transport.Send();
+        if (fault.FailedCall().empty()) break;
+        failed += fault.FailedCall() + " ";
+        const std::string label = std::to_string(number) + " " + fault.FailedCall();
+        EXPECT_EQ(transport.success, transport.errorText.empty()) << label;
+        // What could not be exchanged leaves nothing behind.
+        EXPECT_TRUE(!transport.exchange.trace.empty() || transport.FilesLeft() == 0) << label;
+        // The envelope is whole or isn't sent.
+        if (!transport.success) continue;
+        const auto decoded = DecodeReport(transport.exchange.body);
+        const std::string body(transport.exchange.body.begin(), transport.exchange.body.end());
+        EXPECT_TRUE(std::holds_alternative<DecodedReport>(decoded) || body.ends_with("&value="))
+            << label;
+    }
+    EXPECT_NE(failed.find("WriteFile"), std::string::npos) << failed;
+    EXPECT_NE(failed.find("MoveFileExW"), std::string::npos) << failed;
 }
 
 TEST(Transport, EscapesFourCharactersAlone) {

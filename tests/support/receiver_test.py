@@ -1,0 +1,94 @@
+#!/usr/bin/env python3
+"""The receiver takes reports, refuses everything else, survives it, and stays in its folder."""
+import pathlib
+import re
+import socket
+import subprocess
+import sys
+import tempfile
+import unittest
+
+RECEIVER = pathlib.Path(__file__).parents[2] / "tools/receiver/receiver.py"
+ADDRESS = "/php/ic.php"
+REPORT = b"subject=BKFD%5C1&value=UEsDBA%3D%3D"
+
+
+class ReceiverTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.desk = pathlib.Path(self.folder.name) / "a" / "desk"
+        self.server = subprocess.Popen(
+            [sys.executable, RECEIVER, "--port", "0", self.desk],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.port = int(self.server.stdout.readline().rpartition(":")[2])
+
+    def tearDown(self):
+        self.server.kill()
+        self.server.communicate()
+        self.folder.cleanup()
+
+    def exchange(self, request):
+        """The status of the answer, 0 if the connection just ends."""
+        with socket.create_connection(("127.0.0.1", self.port), timeout=30) as connection:
+            try:
+                connection.sendall(request)
+                connection.shutdown(socket.SHUT_WR)
+                answer = connection.makefile("rb").read()
+            except (BrokenPipeError, ConnectionResetError):
+                return 0
+        status = re.match(rb"HTTP/1\.1 (\d+)", answer)
+        return int(status[1]) if status else 0
+
+    def post(self, body, path=ADDRESS, length=None):
+        length = len(body) if length is None else length
+        return self.exchange(
+            f"POST {path} HTTP/1.1\r\nHost: x\r\nContent-Length: {length}\r\n\r\n".encode() + body)
+
+    def stored(self):
+        """Every file in the whole folder, by its path."""
+        top = pathlib.Path(self.folder.name)
+        return {path.relative_to(top).as_posix(): path.read_bytes()
+                for path in top.rglob("*") if path.is_file()}
+
+    def test_refuses_what_is_no_report(self):
+        big = 64 * 1024 * 1024
+        rows = [
+            ("another path", 404, dict(body=REPORT, path="/")),
+            ("a path that leads out", 404, dict(body=REPORT, path="/php/../../ic.php")),
+            ("a malformed address", 404, dict(body=REPORT, path="http://[/php/ic.php")),
+            ("no length", 411, dict(body=b"", length="")),
+            ("a negative length", 411, dict(body=b"", length="-1")),
+            ("a length beyond all numbers", 413, dict(body=b"", length="9" * 5000)),
+            ("one byte too many", 413, dict(body=b"x" * (big + 1))),
+            ("empty", 400, dict(body=b"")),
+            ("no form", 400, dict(body=b"\x00\xff\xfe")),
+            ("no value", 400, dict(body=b"subject=x")),
+            ("an empty value", 400, dict(body=b"subject=x&value=")),
+            ("too many fields", 400, dict(body=b"&".join([b"a=b"] * 1000))),
+            ("cut", 0, dict(body=REPORT, length=len(REPORT) + 1)),
+        ]
+        for label, status, post in rows:
+            with self.subTest(label):
+                self.assertEqual(self.post(**post), status)
+                self.assertEqual(self.stored(), {})
+        self.assertEqual(self.exchange(b"GET /php/ic.php HTTP/1.1\r\nHost: x\r\n\r\n"), 405)
+        self.exchange(b"\x16\x03\x01 no HTTP at all\r\n\r\n")
+        self.assertEqual(self.post(REPORT), 200, "it doesn't serve any more")
+
+    def test_keeps_each_report_in_a_folder_of_its_own(self):
+        subjects = [b"BKFD%5C1", b"BKFD%5C1", b"../../x", b"%2Fetc%2Fpasswd", b"%00%0A%FF"]
+        for subject in subjects:
+            self.assertEqual(self.post(b"subject=" + subject + b"&value=UEsDBA%3D%3D"), 200)
+        self.assertEqual(self.post(REPORT, path="http://support.example" + ADDRESS), 200)
+        files = self.stored()
+        folders = {pathlib.PurePosixPath(name).parent for name in files}
+        self.assertEqual(len(folders), len(subjects) + 1)
+        for folder in folders:
+            self.assertRegex(str(folder), r"^a/desk/\d{8}-\d{6}-\w+$")
+            names = {pathlib.PurePosixPath(name).name for name in files
+                     if pathlib.PurePosixPath(name).parent == folder}
+            self.assertEqual(names, {"body", "subject", "received"})
+
+
+if __name__ == "__main__":
+    unittest.main()
