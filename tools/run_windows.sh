@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds the Windows program and opens it under Wine, on a hijacked machine: a prefix of its own under
-# build/, which stays from one run to the next. Without a display it takes a picture of every window.
+# Builds the Windows program and opens it under Wine, on a hijacked machine: a prefix of its own,
+# build/wine, which stays from one run to the next; remove it to be hijacked again. Without a display
+# it takes a picture of every window.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . tools/packages.sh
@@ -48,5 +49,6 @@ choose_frames
 mkdir -p "$program"
 cp build/mingw64/Brackenfold.exe build/mingw64/BKFDCustom.dll "$program/"
 echo "Opening Brackenfold in $WINEPREFIX ..." >&2
+echo "(A restart ends the program alone here; when the next start asks for it again, answer Cancel.)" >&2
 cd "$program"
 wine Brackenfold.exe

@@ -55,6 +55,7 @@ class FMain : public Form, public Object {
     void AskForCleanUp();
 
     void Form_Resize();
+    void Form_Unload();
     void ts_Click();
     void mnuRefresh_Click();
     void mnuBackup_Click();

@@ -57,6 +57,7 @@ void FMain::ConnectWindow() {
                             Replace(BuildSettings::HomePage, u"&", u"&&"));
     onLoad = [this] { Form_Load(); };
     onResize = [this] { Form_Resize(); };
+    onUnload = [this] { Form_Unload(); };
     onKeyUp = [this](int& keyCode, int shift) { Form_KeyUp(keyCode, shift); };
     ts.onClick = [this] { ts_Click(); };
     mnuRefresh.onClick = [this] { mnuRefresh_Click(); };
@@ -144,6 +145,11 @@ void FMain::Form_Resize() {
         panel->SetBounds(panelArea);
     }
     lblCopyright.SetBounds({kStripMargin, Height() - 300, Width() - 150, 225});
+}
+
+/// Unloading ends the program; a request for support mustn't keep it alive without a window.
+void FMain::Form_Unload() {
+    if (ucSupport1.IsWorking()) TheToolkit().EndProgram();
 }
 
 // ---------------------------------------------------------------- keys

@@ -47,7 +47,7 @@ SupportRequest ucSupport::Request() const {
 }
 
 void ucSupport::cmdRequestSupport_Click() {
-    if (isWorking_) return;  // the user closed the progress window, and the work goes on
+    if (IsWorking()) return;  // the user closed the progress window, and the work goes on
     try {
         if (const int missing = WhatIsMissing(Request())) {
             ShowMessage(ResourceString(missing), MessageStyle::Exclamation);

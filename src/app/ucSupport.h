@@ -22,6 +22,8 @@ class ucSupport : public TabPanel {
     /// The work of a request, while the progress window is on the screen. A failure is logged and
     /// shown.
     void moProgressor_Started();
+    /// Whether a request is under way, which goes on when the user closes the progress window.
+    bool IsWorking() const { return moProgressor != nullptr; }
 
   private:
     void cmdRequestSupport_Click();

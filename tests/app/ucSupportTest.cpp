@@ -159,5 +159,16 @@ TEST(ucSupport, TheWindowMayBeClosedOrActivatedAgainDuringTheWork) {
     EXPECT_TRUE(it.main->IsLoaded());
 }
 
+TEST(ucSupport, ClosingTheMainWindowDuringTheWorkEndsTheProgram) {
+    Support it;
+    it.Type(u"x", u"n", u"e");
+    it.toolkit.onPump = [&] {
+        if (Form* progressor = it.Window(u"FProgressor")) progressor->UserClose();
+        it.main->UserClose();
+    };
+    EXPECT_THROW(it.Request({}), ProgramEnd);
+    EXPECT_EQ(it.sent, 0);
+}
+
 }  // namespace
 }  // namespace bkfd
