@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -98,6 +100,7 @@ class ReportCommand final : public Command {
         {
             const ProgressLine progress(context.console, "Gathering the report");
             GatherReport(request, session.Log(), report);
+            malloc_trim(0);  // what the gathering left free, before the large texts are built
         }
         Json document = isShown_        ? Show(context, report)
                         : !out_.empty() ? Write(context, std::move(report), names)

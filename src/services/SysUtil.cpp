@@ -56,6 +56,21 @@ class FileSource : public ByteSource {
 
 }  // namespace
 
+namespace {
+
+/// Base64 of a byte a character, piece by piece: a large text isn't in memory once more as bytes.
+Text EncodeBytes(TextView text) {
+    constexpr std::size_t kPiece = 3 * 16 * 1024;  // whole groups, without padding
+    Text out;
+    out.reserve((text.size() + 2) / 3 * 4);
+    for (; !text.empty(); text.remove_prefix(std::min(text.size(), kPiece))) {
+        out += EncodeBase64(ToBytes(text.substr(0, kPiece)));
+    }
+    return out;
+}
+
+}  // namespace
+
 Text NewUniqueId() {
     const Text guid = TheMachine().ComponentObjects().CoCreateGuid();
     return guid.starts_with(u'{') && guid.ends_with(u'}') ? guid.substr(1, guid.size() - 2) : guid;
@@ -99,7 +114,7 @@ Text ExpandEnvironment(const Text& text) {
 
 Text EncodeText(TextView text) {
     const bool isBytes = std::ranges::all_of(text, [](char16_t unit) { return unit <= 0xFF; });
-    if (isBytes) return BytesToText(ToBytes(text));
+    if (isBytes) return EncodeBytes(text);
     // Generalised UTF-8: file names of parasites hold lone surrogates.
     const std::string utf8 = ToWtf8(text);
     Bytes bytes(std::begin(kUtf8Mark), std::end(kUtf8Mark));
