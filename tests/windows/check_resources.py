@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""check_pictures.py PROGRAM: every picture that the windows name is in the program, in forms that the
-oldest Windows can read, and the file's own icon is the program's."""
+"""check_resources.py PROGRAM: every picture that the windows name is in the program, in forms that the
+oldest Windows can read, the file's own icon is the program's, and its string table is the engine's."""
 import pathlib
 import re
 import struct
@@ -11,7 +11,8 @@ SOURCES = pathlib.Path(__file__).parents[2] / "src"
 FOLDERS = "app", "panels", "removal"
 NAMES = re.compile(r'Picture \w+\{\*this, u"\w+", u"(\w+)"|SetIconName\(u"(\w+)"\)'
                    r'|\{u"\w+", u"([A-Z]+)"\}')
-BITMAP, GROUP_ICON = 2, 14
+STRING = re.compile(r'^BKFD_STRING\((\d+), "(.*)"\)$', re.M)
+BITMAP, STRING_BLOCK, GROUP_ICON = 2, 6, 14
 PNG = b"\x89PNG"
 
 
@@ -55,6 +56,30 @@ def bitmap_faults(data):
         yield f"{width} x {height} pixels"
 
 
+def strings_of(program):
+    """Number and text of each string; a block holds sixteen, each behind its length."""
+    found = {}
+    for block in resources(program, STRING_BLOCK):
+        data = wrestool(program, "-x", "--raw", f"-t{STRING_BLOCK}", "-n", block)
+        at = 0
+        for number in range(16 * (int(block) - 1), 16 * int(block)):
+            end = at + 2 + 2 * struct.unpack_from("<H", data, at)[0]
+            if end > at + 2:
+                found[number] = data[at + 2:end].decode("utf-16-le")
+            at = end
+    return found
+
+
+def string_faults(program):
+    source = (SOURCES / "resources/strings.inc").read_text("ascii")
+    wanted = {int(number): text.encode().decode("unicode_escape")
+              for number, text in STRING.findall(source)}
+    found = strings_of(program)
+    for number in sorted(wanted.keys() | found.keys()):
+        if wanted.get(number) != found.get(number):
+            yield f"string {number}: {wanted.get(number)!r}, in the program {found.get(number)!r}"
+
+
 def main():
     program = sys.argv[1]
     icons, bitmaps = resources(program, GROUP_ICON), resources(program, BITMAP)
@@ -68,6 +93,7 @@ def main():
     for name in bitmaps:
         data = wrestool(program, "-x", "--raw", f"-t{BITMAP}", "-n", name)
         faults += [f"{name}: {fault}" for fault in bitmap_faults(data)]
+    faults += string_faults(program)
     for fault in faults:
         print(fault)
     return 1 if faults else 0
