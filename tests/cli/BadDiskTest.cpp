@@ -45,7 +45,7 @@ CliRun RunRestricted(const MachineCopy& machine, const std::vector<std::string>&
 }
 
 /// The files of the drives, but for those that the program itself writes.
-std::map<std::string, std::string> Files(const MachineCopy& machine) {
+std::map<std::string, std::string> WindowsFiles(const MachineCopy& machine) {
     std::map<std::string, std::string> files;
     for (auto& [name, content] : machine.Snapshot()) {
         if (name.starts_with("drives/") && name.find("/Brackenfold/") == std::string::npos)
@@ -59,7 +59,7 @@ std::map<std::string, std::string> FilesByFormerName(const MachineCopy& machine)
     const std::string before = "parasite_";
     const std::string behind = ".parasite";
     std::map<std::string, std::string> files;
-    for (const auto& [disabled, content] : Files(machine)) {
+    for (const auto& [disabled, content] : WindowsFiles(machine)) {
         std::string name = disabled;
         const std::size_t at = name.rfind('/') + 1;
         if (name.compare(at, before.size(), before) == 0 && name.ends_with(behind)) {
@@ -125,7 +125,7 @@ TEST(BadDisk, AFullDiskLosesNothing) {
     for (const rlim_t limit : {0, 900, 6'000, 12'000}) {
         SCOPED_TRACE(limit);
         const MachineCopy machine("hijacked-xp");
-        const auto before = Files(machine);
+        const auto before = WindowsFiles(machine);
         const CliRun full = RunRestricted(machine, {"--json", "clean", "--yes"}, [limit] {
             std::signal(SIGXFSZ, SIG_IGN);
             const rlimit files{limit, limit};
@@ -141,7 +141,7 @@ TEST(BadDisk, AFullDiskLosesNothing) {
         EXPECT_THAT(removed, Not(IsEmpty()));
         for (const std::string file : removed)
             EXPECT_EQ(RunOn(machine, {"restore", file, "--yes"}).code, 0) << file;
-        EXPECT_EQ(Files(machine), before);
+        EXPECT_EQ(WindowsFiles(machine), before);
     }
 }
 

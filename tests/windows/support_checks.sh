@@ -106,6 +106,7 @@ lay_out_support() {
     new_install "$1 support" "$build/BKFDCustom.dll"
     find "$drive" -ipath '*/temp/*' -type f -delete
     stand_in sys32.exe
+    parasite=$!
     serve tools/receiver/receiver.py "$desk" && name_proxy
 }
 
@@ -169,21 +170,6 @@ answered() {
     grep -q '^POST ' "$work/server" || [ "$2" = close ] || { echo "nothing was posted"; return 1; }
 }
 
-# hangs MODE BOX: the server does, and the program gives up when five minutes have passed by its clock,
-# which stands in a file.
-hangs() {
-    serve tests/common/odd_server.py "$1" || return 1
-    press alt+r
-    wait_until 30 grep -q '^POST ' "$work/server" || { echo "nothing was posted"; return 1; }
-    echo +301 >"$work/clock"
-    drive_window press Brackenfold 30 | tr -d '\r' >"$work/box"
-    echo +0 >"$work/clock"
-    grep -qxF -- "$2" "$work/box" && return
-    echo "the box is wrong:"
-    cat "$work/box"
-    return 1
-}
-
 # gives_up: the program does after five minutes by its clock, which goes on by six whenever it hasn't.
 gives_up() {
     local minutes=0 driver
@@ -217,10 +203,13 @@ hangs() {
     gives_up
 }
 
+# close_support: ends the stand-in too, which the program's next start would find.
 close_support() {
     stop_serving
     drive_window close Brackenfold 20
     end_program
+    kill "$parasite" 2>/dev/null
+    wait "$parasite" 2>/dev/null
     wait_until 20 is_gone
 }
 
