@@ -105,6 +105,10 @@ void ucSupport::moProgressor_Started() {
 void ucSupport::SendReport() {
     ValueBag report;
     GatherReport(Request(), logger_, report);
+    // What was passed over before the work began, as the progress window came up.
+    if (const auto error = ContinueOnError::Pending()) {
+        logger_->Failure(*error, LogLevel::WindowFailure, u"ucSupport.moProgressor_Started(.)");
+    }
     bool success = false;
     cl delivery;
     delivery.Do1(logger_, Text(kSupportCategory), report, errorText_, success);

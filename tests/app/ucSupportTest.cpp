@@ -134,6 +134,22 @@ TEST(ucSupport, AFailedGatheringSendsNothing) {
     EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
 }
 
+TEST(ucSupport, AnErrorFromBeforeTheWorkIsLoggedAndStopsNothing) {
+    Support it;
+    it.Type(u"x", u"n", u"e");
+    bool hasFailed = false;
+    it.toolkit.onPump = [&] {
+        if (hasFailed || it.Window(u"FProgressor") == nullptr) return;
+        hasFailed = true;
+        throw RuntimeError(ErrorNumber::DeviceIo, u"a handler failed as the window was painted");
+    };
+    it.Request({Ok});
+    EXPECT_EQ(it.sent, 1);
+    EXPECT_EQ(it.log->text,
+              "57 4 ucSupport.moProgressor_Started(.): a handler failed as the window was painted\n"
+              "5 ucSupport.cmdRequestSupport_Click: Requesting support\n");
+}
+
 TEST(ucSupport, TheWindowMayBeClosedOrActivatedAgainDuringTheWork) {
     Support it;
     it.Type(u"x", u"n", u"e");
