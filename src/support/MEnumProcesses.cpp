@@ -6,8 +6,8 @@
 #include "detection/identity/CFileChecker.h"
 #include "detection/identity/CFileInfoManager.h"
 #include "detection/identity/CHashier.h"
-#include "removal/processes/CProcessManager.h"
 #include "removal/processes/KnownSystemFiles.h"
+#include "removal/processes/ProcessTree.h"
 #include "services/ApplicationState.h"
 #include "services/ItemList.h"
 #include "services/SysUtil.h"
@@ -111,15 +111,15 @@ Text DescribeFile(CFileInfoManager& info, const Text& path) {
     return element;
 }
 
-/// The document of processes, and the files that it names. What it took is gone on return: a
-/// machine with many modules has a large tree.
+/// The document of processes, and the files that it names. What it took is gone on return, and a
+/// process's modules before: a machine with many modules has a large tree.
 Text DescribeProcesses(const LoggerRef& logger, KeyedList& seenFiles) {
-    CProcessManager processes;
-    processes.Init(logger);
-    std::shared_ptr<ItemList> tree;
-    processes.EnumProcs(tree);
+    const auto tree = gIsNT ? GetProcessTreeNT() : GetProcessTree9x();
     ProcessReport report(logger);
-    for (const auto& process : Walk(tree)) report.Add(*process);
+    for (const auto& process : Walk(tree)) {
+        report.Add(*process);
+        process->Children() = ItemList();
+    }
     seenFiles = report.TakeSeenFiles();
     return report.TakeDocument();
 }

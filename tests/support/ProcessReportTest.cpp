@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "common/EngineBench.h"
+#include "detection/DetectionBench.h"
 #include "support/MEnumProcesses.h"
 
 namespace bkfd {
@@ -43,12 +44,48 @@ TEST(ProcessReport, NamesOnlyWhatIsUnknown) {
     EXPECT_EQ(pumps, 4);  // once a module
 }
 
-TEST(ProcessReport, OfThe9xFamilyIsPlainTextWithADeclaration) {
+TEST(ProcessReport, FilesOfAMakerTellWhatTheySayOfThemselves) {
+    EngineBench bench;
+    bench.machine.AddFile(u"C:\\a.exe", FileWithVersion({{u"CompanyName", u"A & Co"}}));
+    bench.machine.AddFile(u"C:\\b.dll",
+                          FileWithVersion({{u"FileDescription", u"<B>"}, {u"CompanyName", u"B"}}));
+    bench.machine.AddProcess({8, u"C:\\a.exe", {u"C:\\b.dll", u"C:\\a.exe"}});
+    Text files;
+    (void)MakeProcessReport(files, bench.log);
+    EXPECT_EQ(Readable(files),
+              "[FF FE]<Files><f i='C:\\a.exe'><d i=''/><m i='A &amp; Co'/></f>"
+              "<f i='C:\\b.dll'><d i='&lt;B&gt;'/><m i='B'/></f></Files>");
+}
+
+TEST(ProcessReport, OfThe9xFamilyJudgesProgramsAsModulesToo) {
     EngineBench bench(WindowsFamily::Windows9x);
+    bench.machine.AddFile(u"C:\\WINDOWS\\odd.exe", "abc");
+    // Named without its folder.
+    bench.machine.AddProcess({8, u"odd.exe", {u"C:\\WINDOWS\\SYSTEM\\KERNEL32.DLL"}});
+    // Known as a module, and no process of this family is known.
+    bench.machine.AddProcess({12, u"C:\\WINDOWS\\SYSTEM\\MPREXE.EXE", {}});
+    const std::string declaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
     Text files;
     EXPECT_EQ(Readable(MakeProcessReport(files, bench.log)),
-              "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><Ps></Ps>");
-    EXPECT_EQ(Readable(files), "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><Files></Files>");
+              declaration +
+                  "<Ps><P f='odd.exe'><M f='C:\\WINDOWS\\odd.exe'/></P>"
+                  "<P f='C:\\WINDOWS\\SYSTEM\\MPREXE.EXE'></P></Ps>");
+    EXPECT_EQ(Readable(files),
+              declaration +
+                  "<Files><f i='C:\\WINDOWS\\odd.exe'><c s='3' h='536871084'/></f>"
+                  "<f i='C:\\WINDOWS\\SYSTEM\\MPREXE.EXE'><c s='0' h='0'/></f></Files>");
+}
+
+TEST(ProcessReport, OfNothingHasItsFamilysForm) {
+    const std::pair<WindowsFamily, std::string> rows[] = {
+        {WindowsFamily::NT, "[FF FE]"},
+        {WindowsFamily::Windows9x, "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>"}};
+    for (const auto& [family, start] : rows) {
+        EngineBench bench(family);
+        Text files;
+        EXPECT_EQ(Readable(MakeProcessReport(files, bench.log)), start + "<Ps></Ps>");
+        EXPECT_EQ(Readable(files), start + "<Files></Files>");
+    }
 }
 
 }  // namespace

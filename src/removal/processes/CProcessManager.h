@@ -39,9 +39,9 @@ class CProcessManager {
     void TerminateByModulesNT(const KeyedList& modules, bool terminateSelf);
     void TerminateByModules9x(const KeyedList& modules, bool terminateSelf);
     void TerminateList(const KeyedList& victims);
-    void EnumProcsNT(ItemList& tree);
+    static std::shared_ptr<ItemList> EnumProcsNT();
     static void TrimAtNull(const Text& text, Text& result);
-    void EnumProcs9x(ItemList& tree);
+    static std::shared_ptr<ItemList> EnumProcs9x();
     /// True when the process was ended.
     bool MyTerminateProcess(Handle process, const Text& label);
     void RenameParasiteFile(const Text& file, bool& ok);
