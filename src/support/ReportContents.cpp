@@ -34,6 +34,12 @@ Text WindowsVersionText() {
     return SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack);
 }
 
+Text SuspiciousFiles(const LoggerRef& logger) {
+    CPaDetector detector;
+    detector.Init(logger, nullptr);
+    return detector.MakeSuspiciousFilesXML();
+}
+
 /// The security zones of sites, as the text of an export file of the machine's family.
 Text ZoneMap(RegistryAccess& registry) {
     const Text exports = registry.ExportKey(RegistryRoot::CurrentUser, kZoneMapKey) +
@@ -64,7 +70,8 @@ int WhatIsMissing(const SupportRequest& request) {
 }
 
 void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& report) {
-    const auto addEncoded = [&report](const Text& name, const Text& text) {
+    // A text goes as soon as its encoded form is there: some are large.
+    const auto addEncoded = [&report](const Text& name, Text text) {
         report.Add(name, SysUtil::EncodeText(text));
     };
     report.Add(u"name", request.name);
@@ -78,9 +85,7 @@ void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& rep
     report.Add(u"IEVersion", browserVersion);
     SysUtil::PumpMessages();
 
-    CPaDetector detector;
-    detector.Init(logger, nullptr);
-    addEncoded(u"SuspiciousFiles", detector.MakeSuspiciousFilesXML());
+    addEncoded(u"SuspiciousFiles", SuspiciousFiles(logger));
     SysUtil::PumpMessages();
 
     addEncoded(u"ZoneMap", ZoneMap(registry));
@@ -88,14 +93,14 @@ void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& rep
 
     addEncoded(u"Hosts", FileUtil::ReadTextFile(GetHostsFilePath()));
     addEncoded(u"Log", FileUtil::ReadTextFile(ProgramFolder() + u"\\BKFD.log"));
-    const Text siblingLog = SiblingLog(registry);
-    if (!siblingLog.empty()) addEncoded(u"FNHWLog", siblingLog);
+    Text siblingLog = SiblingLog(registry);
+    if (!siblingLog.empty()) addEncoded(u"FNHWLog", std::move(siblingLog));
     SysUtil::PumpMessages();
 
     Text files;
-    const Text processes = MakeProcessReport(files, logger);
-    addEncoded(u"Processes", processes);
-    addEncoded(u"ProcessFileInfo", files);
+    Text processes = MakeProcessReport(files, logger);
+    addEncoded(u"Processes", std::move(processes));
+    addEncoded(u"ProcessFileInfo", std::move(files));
 }
 
 }  // namespace bkfd

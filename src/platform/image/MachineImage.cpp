@@ -42,7 +42,6 @@ class LoadedImage final : private ImageParts,
           path_(path),
           lock_(std::move(lock)),
           document_(std::move(document)),
-          savedProcesses_(ProcessesToJson(settings.processes)),
           savedRules_(settings.rules.All()),
           registryFiles_(path + kRegistryFolder, codePage_) {
         rules_ = settings.rules;
@@ -127,18 +126,25 @@ class LoadedImage final : private ImageParts,
         return ReplayRecord(record, isLast, targets);
     }
 
+    /// The processes of the settings file in the form in which they would be written.
+    ImageJson SavedProcesses() const {
+        std::vector<ProcessRecord> saved;
+        const auto written = document_.find("processes");
+        if (written != document_.end()) (void)ProcessesFromJson(*written, saved);
+        return ProcessesToJson(saved);
+    }
+
     /// What hasn't changed keeps the form that somebody gave it.
     Status SaveSettings() {
         ImageJson changed = document_;
         PutTime(changed, clock.Time());
         const ImageJson processes = ProcessesToJson(processes_.All());
-        if (processes != savedProcesses_) changed["processes"] = processes;
+        if (processes != SavedProcesses()) changed["processes"] = processes;
         if (rules_.All() != savedRules_) PutRules(changed, rules_);
         if (changed == document_) return {};
         const Status saved = ReplaceHostFile(path_ + kSettingsFile, changed.dump(2) + '\n');
         if (!saved.IsOk()) return saved;
         document_ = std::move(changed);
-        savedProcesses_ = processes;
         savedRules_ = rules_.All();
         return saved;
     }
@@ -146,7 +152,6 @@ class LoadedImage final : private ImageParts,
     std::string path_;
     HostFile lock_;
     ImageJson document_;
-    ImageJson savedProcesses_;
     FileRules::Map savedRules_;
     RegistryFiles registryFiles_;
     PendingNames pending_;
