@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -232,12 +233,13 @@ TEST(Archive, FailuresLeaveTheOldArchiveAndNothingBeside) {
 TEST(Archive, AsksForThePasswordOnce) {
     const struct {
         const char* label;
-        const char16_t* password;
+        Text password;
         bool cancel;
-        bool isMade;
-    } rows[] = {{"given", u" s3cret ", false, true},
-                {"empty", u"  ", false, false},
-                {"cancelled", u"s3cret", true, false}};
+        std::string key;  // what opens the archive; empty for one that isn't made
+    } rows[] = {{"given, in blanks", u" s3cret ", false, "s3cret"},
+                {"empty", u"  ", false, ""},
+                {"cancelled", u"s3cret", true, ""},
+                {"too long", Text(255, u'p'), false, std::string(254, 'p')}};
     for (const auto& row : rows) {
         EngineBench bench;
         AddFiles(bench.machine);
@@ -245,6 +247,7 @@ TEST(Archive, AsksForThePasswordOnce) {
         zip.SetZipFile(u"C:\\out\\a.zip");
         zip.SetEncrypt(true);
         zip.AddFileSpec(u"C:\\in\\a.txt");
+        zip.AddFileSpec(u"C:\\in\\empty.dat");
         zip.AddFileSpec(u"C:\\in\\sub\\b.txt");
         int asked = 0;
         zip.PasswordRequest = [&](Text& password, bool& cancel) {
@@ -254,23 +257,28 @@ TEST(Archive, AsksForThePasswordOnce) {
         };
         zip.Zip();
         EXPECT_EQ(asked, 1) << row.label;
-        EXPECT_EQ(bench.machine.HasFile(u"C:\\out\\a.zip"), row.isMade) << row.label;
-        if (!row.isMade) continue;
-        EXPECT_EQ(Inspect(bench.machine, "unzip -P s3cret -p % b.txt"), "two");
-        EXPECT_NE(Inspect(bench.machine, "unzip -P wrong -p % b.txt").find("FAILED"),
-                  std::string::npos);
+        EXPECT_EQ(bench.machine.HasFile(u"C:\\out\\a.zip"), !row.key.empty()) << row.label;
+        if (row.key.empty()) continue;
+        const auto read = [&](const std::string& name, const std::string& key) {
+            return Inspect(bench.machine,
+                           "python3 -c 'import sys, zipfile; print(zipfile.ZipFile(sys.argv[1])"
+                           ".read(sys.argv[2], sys.argv[3].encode()))' % " +
+                               name + " " + key);
+        };
+        EXPECT_EQ(read("b.txt", row.key), "b'two'\n") << row.label;
+        EXPECT_EQ(read("empty.dat", row.key), "b''\n") << row.label;
+        EXPECT_TRUE(read("b.txt", row.key + "x").ends_with("FAILED\n")) << row.label;
     }
 }
 
 TEST(Archive, ProgressTellsEachFileUnlessQuiet) {
-    for (const int level : {0, 1, 2}) {
+    for (std::int16_t level = 0; level <= 2; ++level) {
         EngineBench bench;
         AddFiles(bench.machine);
         cZip zip;
         zip.SetZipFile(u"C:\\out\\a.zip");
         zip.SetStoreFolderNames(true);
         zip.SetMessageLevel(level);
-        zip.SetMessageLevel(5);  // changes nothing
         zip.AddFileSpec(u"C:\\in\\sub\\b.txt");
         std::string told;
         zip.Progress = [&](std::int32_t, const Text& message) {
@@ -284,16 +292,242 @@ TEST(Archive, ProgressTellsEachFileUnlessQuiet) {
     }
 }
 
-TEST(Archive, OddPropertiesAreAsTheyAre) {
-    cZip zip;
-    EXPECT_TRUE(zip.StoreDirectories());  // the raw slot
-    zip.SetFreshenFiles(true);
-    EXPECT_FALSE(zip.FreshenFiles());
-    EXPECT_TRUE(zip.UpdateOnlyIfNewer());
+TEST(Archive, ProgressDropsMessagesOfOddLengths) {
+    const struct {
+        std::size_t length;  // of the message, its line end included
+        bool isTold;
+    } rows[] = {{31999, true}, {32000, false}};
+    for (const auto& row : rows) {
+        EngineBench bench;
+        bench.machine.AddFolder(u"C:\\out");
+        // Labels have no limit here, unlike names of files.
+        const Text label(row.length - std::size("  adding: "), u'n');
+        bench.machine.Facts().volumeLabel = label;
+        cZip zip;
+        zip.SetZipFile(u"C:\\out\\a.zip");
+        zip.SetStoreVolumeLabel(true);
+        Text told;
+        zip.Progress = [&](std::int32_t, const Text& message) { told += message; };
+        zip.Zip();
+        EXPECT_EQ(told, row.isTold ? u"  adding: " + label + u"\n" : Text()) << row.length;
+        EXPECT_TRUE(bench.machine.HasFile(u"C:\\out\\a.zip")) << row.length;
+    }
+}
 
+/// The numbers in the options that the library was last given, but those of texts, as "slot=value".
+std::string Slots() {
+    std::string text;
+    const ZpOptionRecord options = ZpGetOptions();
+    for (std::size_t slot = 3; slot < options.slots.size(); ++slot) {
+        if (options.slots[slot] == 0) continue;
+        text += std::to_string(slot) + "=" + std::to_string(options.slots[slot]) + " ";
+    }
+    return text;
+}
+
+/// What is on by what the object's properties say.
+std::string Properties(const cZip& zip) {
+    const std::pair<const char*, bool> properties[] = {
+        {"Encrypt", zip.Encrypt()},
+        {"IncludeSystemAndHiddenFiles", zip.IncludeSystemAndHiddenFiles()},
+        {"StoreVolumeLabel", zip.StoreVolumeLabel()},
+        {"StoreDirectories", zip.StoreDirectories()},
+        {"StoreFolderNames", zip.StoreFolderNames()},
+        {"RecurseSubDirs", zip.RecurseSubDirs()},
+        {"UpdateOnlyIfNewer", zip.UpdateOnlyIfNewer()},
+        {"FreshenFiles", zip.FreshenFiles()},
+        {"ConvertCRLFToLF", zip.ConvertCRLFToLF()},
+        {"ConvertLFToCRLF", zip.ConvertLFToCRLF()},
+        {"AllowAppend", zip.AllowAppend()},
+    };
+    std::string text;
+    for (const auto& [name, isOn] : properties) text += isOn ? name + std::string(" ") : "";
+    return text + std::to_string(zip.MessageLevel());
+}
+
+TEST(Archive, PropertiesAreSlotsOfTheOptions) {
     EngineBench bench;
-    for (int i = 0; i < 1024; ++i) zip.AddFileSpec(u"C:\\none");
+    const auto check = [](cZip& zip, const char* slots, const char* properties) {
+        zip.Zip();
+        EXPECT_EQ(Slots(), slots) << properties;
+        EXPECT_EQ(Properties(zip), properties);
+        zip.Delete();
+        EXPECT_NE(Slots().find("20=1 "), std::string::npos) << properties;
+        zip.Zip();
+        EXPECT_EQ(Slots(), slots) << properties;
+    };
+    const struct {
+        void (cZip::*set)(bool);
+        const char* slots;
+        const char* properties;
+    } rows[] = {
+        {&cZip::SetEncrypt, "5=1 9=1 16=1 ", "Encrypt StoreDirectories 2"},
+        {&cZip::SetIncludeSystemAndHiddenFiles, "6=1 9=1 16=1 ",
+         "IncludeSystemAndHiddenFiles StoreDirectories 2"},
+        {&cZip::SetStoreVolumeLabel, "7=1 9=1 16=1 ", "StoreVolumeLabel StoreDirectories 2"},
+        {&cZip::SetStoreDirectories, "16=1 ", "2"},  // reads the raw slot
+        {&cZip::SetStoreFolderNames, "9=1 ", "StoreDirectories StoreFolderNames 2"},
+        {&cZip::SetRecurseSubDirs, "9=1 16=1 29=2 ", "StoreDirectories RecurseSubDirs 2"},
+        {&cZip::SetUpdateOnlyIfNewer, "9=1 16=1 21=1 ", "StoreDirectories UpdateOnlyIfNewer 2"},
+        {&cZip::SetFreshenFiles, "9=1 16=1 21=1 ", "StoreDirectories UpdateOnlyIfNewer 2"},
+        {&cZip::SetConvertCRLFToLF, "9=1 14=1 16=1 ", "StoreDirectories ConvertCRLFToLF 2"},
+        {&cZip::SetConvertLFToCRLF, "9=1 15=1 16=1 ", "StoreDirectories ConvertLFToCRLF 2"},
+        {&cZip::SetAllowAppend, "9=1 16=1 17=1 ", "StoreDirectories AllowAppend 2"},
+    };
+    for (const auto& row : rows) {
+        cZip zip;
+        (zip.*row.set)(true);
+        check(zip, row.slots, row.properties);
+        (zip.*row.set)(false);
+        check(zip, "9=1 16=1 ", "StoreDirectories 2");
+    }
+    cZip zip;
+    zip.SetFreshenFiles(true);
+    zip.SetUpdateOnlyIfNewer(false);  // the one option that both share
+    check(zip, "9=1 16=1 ", "StoreDirectories 2");
+
+    const struct {
+        std::int16_t level;
+        const char* slots;
+        const char* properties;
+    } levels[] = {{1, "9=1 13=1 16=1 ", "StoreDirectories 1"},
+                  {0, "9=1 12=1 16=1 ", "StoreDirectories 0"},
+                  {5, "9=1 12=1 16=1 ", "StoreDirectories 0"},  // changes nothing
+                  {-1, "9=1 12=1 16=1 ", "StoreDirectories 0"},
+                  {2, "9=1 16=1 ", "StoreDirectories 2"}};
+    for (const auto& row : levels) {
+        zip.SetMessageLevel(row.level);
+        check(zip, row.slots, row.properties);
+    }
+}
+
+TEST(Archive, ListsHaveAnEndAndABeginning) {
+    EngineBench bench;
+    AddFiles(bench.machine);
+    cZip zip;
+    zip.SetZipFile(u"C:\\out\\a.zip");
+    for (int i = 1; i <= 1023; ++i) EXPECT_EQ(zip.AddFileSpec(u"C:\\in\\" + ToText(i)), 0);
+    EXPECT_EQ(zip.FileSpec(1), u"C:\\in\\1");
+    EXPECT_EQ(zip.FileSpec(1023), u"C:\\in\\1023");
+    for (const int outside : {0, -1, 1024}) EXPECT_THROW((void)zip.FileSpec(outside), RuntimeError);
+    bench.machine.AddFile(u"C:\\in\\1023", "the last one");
+    zip.Zip();
+    EXPECT_EQ(Names(bench.machine), "1023\n");
+    zip.AddFileSpec(u"C:\\in\\a.txt");  // the list's last position is for its end
     EXPECT_THROW(zip.Zip(), RuntimeError);
+    EXPECT_THROW(zip.Delete(), RuntimeError);
+
+    zip.ClearFileSpecs();
+    EXPECT_EQ(zip.FileSpecCount(), 0);
+    zip.AddFileSpec(u"b.txt");
+    EXPECT_TRUE(bench.machine.FileSystem().SetCurrentDirectoryW(u"C:\\in\\sub").IsOk());
+    zip.SetBasePath(u"C:\\none");
+    EXPECT_THROW(zip.Zip(), RuntimeError) << "b.txt of another folder isn't meant";
+    EXPECT_EQ(Names(bench.machine), "1023\n");
+}
+
+/// A run of the library without an object.
+struct LibraryRun {
+    const char* label;
+    std::int32_t result;
+    std::size_t slot = 0;  // an option to be set; 0 for none
+    ZpCallbacks callbacks = {};
+    std::vector<const char*> names = {"C:\\in\\a.txt"};
+    const char* archive = "C:\\out\\a.zip";
+    void (*prepare)(MemoryMachine&) = [](MemoryMachine&) {};
+};
+
+std::int32_t RunLibrary(const LibraryRun& run) {
+    ZpInit(run.callbacks);
+    ZpOptionRecord options;
+    options.slots[ZpSlot::NoFolderNames] = 1;
+    if (run.slot != 0) options.slots[run.slot] = 1;
+    ZpSetOptions(options);
+    ZpListRecord list;
+    std::ranges::transform(run.names, list.names.begin(),
+                           [](const char* name) { return ZpText(name); });
+    return ZpArchive(static_cast<std::int32_t>(run.names.size()), run.archive, list);
+}
+
+TEST(ZipLibrary, TellsHowARunEnded) {
+    const ZpCallbacks stopping{.service = [](const char*, std::uint32_t) { return 1; }};
+    const ZpCallbacks silent{.password = [](std::span<char> buffer, const char*,
+                                            const char*) -> int { return buffer[0] = '\0'; }};
+    const LibraryRun runs[] = {
+        {.label = "done", .result = ZpResult::Ok},
+        {.label = "no such file", .result = ZpResult::NothingToDo, .names = {"C:\\in\\none"}},
+        {.label = "nothing to freshen", .result = ZpResult::NothingToDo, .slot = ZpSlot::Freshen},
+        {.label = "nothing to delete", .result = ZpResult::NothingToDo, .slot = ZpSlot::Delete},
+        {.label = "damaged archive",
+         .result = ZpResult::BadArchive,
+         .prepare = [](auto& machine) { machine.AddFile(u"C:\\out\\a.zip", "PK no archive"); }},
+        {.label = "file that can't be read",
+         .result = ZpResult::OpenFailed,
+         .prepare = [](auto& machine) { machine.MakeUnreadable(u"C:\\in\\a.txt"); }},
+        {.label = "name that the format can't hold",
+         .result = ZpResult::TooBig,
+         .slot = ZpSlot::VolumeLabel,
+         .prepare = [](auto& machine) { machine.Facts().volumeLabel = Text(65536, u'n'); }},
+        {.label = "folder that isn't there",
+         .result = ZpResult::TempFailed,
+         .archive = "C:\\none\\a.zip"},
+        {.label = "archive in use",
+         .result = ZpResult::CannotReplace,
+         .prepare =
+             [](auto& machine) {
+                 machine.AddFile(u"C:\\out\\a.zip", MadeByZip("zip -q % b.txt"));
+                 machine.LockFile(u"C:\\out\\a.zip");
+             }},
+        {.label = "nobody to ask", .result = ZpResult::Cancelled, .slot = ZpSlot::Encrypt},
+        {.label = "empty password",
+         .result = ZpResult::Cancelled,
+         .slot = ZpSlot::Encrypt,
+         .callbacks = silent},
+        {.label = "stopped", .result = ZpResult::Cancelled, .callbacks = stopping},
+    };
+    for (const LibraryRun& run : runs) {
+        EngineBench bench;
+        AddFiles(bench.machine);
+        run.prepare(bench.machine);
+        const std::string before = bench.machine.DumpFiles();
+        EXPECT_EQ(RunLibrary(run), run.result) << run.label;
+        if (run.result == ZpResult::Ok) continue;
+        EXPECT_EQ(bench.machine.DumpFiles(), before) << run.label;
+    }
+}
+
+TEST(ZipLibrary, FreshensWithoutAdding) {
+    EngineBench bench;
+    AddFiles(bench.machine);
+    bench.machine.AddFile(u"C:\\out\\a.zip", MadeByZip("zip -q % a.txt b.txt"));
+    EXPECT_EQ(RunLibrary({.label = "",
+                          .result = 0,
+                          .slot = ZpSlot::Freshen,
+                          .names = {"C:\\in\\sub\\b.txt", "C:\\in\\empty.dat"}}),
+              ZpResult::Ok);
+    EXPECT_EQ(Names(bench.machine), "a.txt\nb.txt\n");
+    EXPECT_EQ(Inspect(bench.machine, "unzip -p %"), "atwo");
+}
+
+TEST(Archive, ConvertsLineEndsAsAsked) {
+    const struct {
+        void (*set)(cZip&);
+        const char* content;
+    } rows[] = {
+        {[](cZip&) {}, "alpha\r\nbeta\n"},
+        {[](cZip& zip) { zip.SetConvertCRLFToLF(true); }, "alpha\nbeta\n"},
+        {[](cZip& zip) { zip.SetConvertLFToCRLF(true); }, "alpha\r\nbeta\r\n"},
+    };
+    for (const auto& row : rows) {
+        EngineBench bench;
+        AddFiles(bench.machine);
+        cZip zip;
+        zip.SetZipFile(u"C:\\out\\a.zip");
+        zip.AddFileSpec(u"C:\\in\\a.txt");
+        row.set(zip);
+        zip.Zip();
+        EXPECT_EQ(Inspect(bench.machine, "unzip -p %"), row.content);
+    }
 }
 
 TEST(Archive, ConvertsLineEndsOfTextAlone) {

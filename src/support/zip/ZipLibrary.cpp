@@ -326,6 +326,10 @@ void ZpSetOptions(const ZpOptionRecord& options) {
     TheLibrary().options = options;
 }
 
+ZpOptionRecord ZpGetOptions() {
+    return TheLibrary().options;
+}
+
 std::int32_t ZpArchive(std::int32_t count, const std::string& archive, const ZpListRecord& list) {
     const Library& library = TheLibrary();
     try {

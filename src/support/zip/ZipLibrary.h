@@ -7,7 +7,7 @@
 
 #include "base/Text.h"
 
-/// The zip library behind `mZip`: three calls with fixed records, as programs of the time know
+/// The zip library behind `mZip`: four calls with fixed records, as programs of the time know
 /// them.
 ///
 /// Texts cross this boundary in 8-bit form, UTF-8 with lone surrogates kept. In the records they
@@ -77,6 +77,8 @@ inline constexpr std::int32_t OpenFailed = 18;     // a named file can't be read
 
 void ZpInit(const ZpCallbacks& callbacks);
 void ZpSetOptions(const ZpOptionRecord& options);
+/// The options of the last `ZpSetOptions`.
+ZpOptionRecord ZpGetOptions();
 /// Adds files to the archive, or with `ZpSlot::Delete` removes entries from it, by the first
 /// `count` names of the list. Entries of the old archive that aren't concerned stay, those that are
 /// replaced keep their place, or go to the end with `ZpSlot::Append`. The new archive is written

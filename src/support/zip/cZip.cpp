@@ -10,16 +10,12 @@ cZip::cZip() {
     SetRecurseSubDirs(false);
 }
 
-void cZip::SetBasePath(const Text& folder) {
-    basePath_ = folder;
-}
-
-int cZip::MessageLevel() const {
+std::int16_t cZip::MessageLevel() const {
     if (Slot(ZpSlot::Verbose) == 1) return 0;
     return Slot(ZpSlot::Quiet) == 1 ? 1 : 2;
 }
 
-void cZip::SetMessageLevel(int level) {
+void cZip::SetMessageLevel(std::int16_t level) {
     if (level < 0 || level > 2) return;
     Slot(ZpSlot::Verbose) = level == 0;
     Slot(ZpSlot::Quiet) = level == 1;

@@ -12,8 +12,8 @@ namespace bkfd {
 class cZip;
 
 /// One run of the zip library for an archive's object; one at a time. More than 1023 specifications
-/// are a RuntimeError SubscriptOutOfRange. The library's result is not handed on: a failure shows
-/// in the archive's absence.
+/// are a RuntimeError SubscriptOutOfRange, a base folder that can't be entered is PathFileAccess.
+/// The library's result is not handed on: a failure shows in the archive's absence.
 void RunZipLibrary(cZip& zip, ZpOptionRecord& options, const std::vector<Text>& specs);
 
 /// Makes archives in the standard zip format from a list of file specifications.
@@ -25,7 +25,7 @@ class cZip {
     const Text& ZipFile() const { return zipFile_; }
     void SetZipFile(const Text& name) { zipFile_ = name; }
     const Text& BasePath() const { return basePath_; }
-    void SetBasePath(const Text& folder);
+    void SetBasePath(const Text& folder) { basePath_ = folder; }
     bool Encrypt() const { return Slot(ZpSlot::Encrypt) == 1; }
     void SetEncrypt(bool on) { Slot(ZpSlot::Encrypt) = on; }
     bool IncludeSystemAndHiddenFiles() const { return Slot(ZpSlot::SystemAndHidden) == 1; }
@@ -46,8 +46,8 @@ class cZip {
     bool FreshenFiles() const { return Slot(ZpSlot::Freshen) == 1; }
     void SetFreshenFiles(bool on) { Slot(ZpSlot::Update) = on; }
     /// 0 verbose, 1 quiet, 2 neither; other values change nothing.
-    int MessageLevel() const;
-    void SetMessageLevel(int level);
+    std::int16_t MessageLevel() const;
+    void SetMessageLevel(std::int16_t level);
     bool ConvertCRLFToLF() const { return Slot(ZpSlot::CrLfToLf) == 1; }
     void SetConvertCRLFToLF(bool on) { Slot(ZpSlot::CrLfToLf) = on; }
     bool ConvertLFToCRLF() const { return Slot(ZpSlot::LfToCrLf) == 1; }

@@ -4,6 +4,7 @@
 
 #include "base/RuntimeError.h"
 #include "platform/Machine.h"
+#include "services/SysUtil.h"
 #include "support/zip/cZip.h"
 
 namespace bkfd {
@@ -16,6 +17,10 @@ struct ZipEvents {
     }
     static void PasswordRequest(const cZip& zip, Text& password, bool& cancel) {
         if (zip.PasswordRequest) zip.PasswordRequest(password, cancel);
+    }
+    /// None of the callbacks raises it: the library has no question that it would answer.
+    static void Cancel(const cZip& zip, const Text& message, bool& cancel) {
+        if (zip.Cancel) zip.Cancel(message, cancel);
     }
 };
 
@@ -70,18 +75,23 @@ int Service(const char*, std::uint32_t) {
     return 0;
 }
 
+/// In another folder than the asked one, other files of the same names would be packed.
+void EnterBaseFolder(const Text& folder) {
+    if (folder.empty()) return;
+    const Status entered = TheMachine().FileSystem().SetCurrentDirectoryW(folder);
+    if (entered.IsOk()) return;
+    throw RuntimeError(ErrorNumber::PathFileAccess,
+                       u"'" + folder + u"': " + SysUtil::SystemErrorText(entered.code));
+}
+
 }  // namespace
 
 void RunZipLibrary(cZip& zip, ZpOptionRecord& options, const std::vector<Text>& specs) {
     isCancelled = false;
     runningZip = &zip;
-    const Text folder = Trim(zip.BasePath());
-    if (!folder.empty()) {
-        // A folder that isn't there shows in files that aren't found.
-        (void)TheMachine().FileSystem().SetCurrentDirectoryW(folder);
-    }
+    EnterBaseFolder(Trim(zip.BasePath()));
     ZpInit({&Print, &Password, &Comment, &Service});
-    options.slots[ZpSlot::BaseFolder] = ZpText(ToWtf8(folder));
+    options.slots[ZpSlot::BaseFolder] = ZpText(ToWtf8(zip.BasePath()));
     ZpSetOptions(options);
     ZpListRecord list;
     // One free position stays behind the last name.
