@@ -21,6 +21,7 @@ inline constexpr std::uint32_t SharingViolation = 32;
 inline constexpr std::uint32_t FileExists = 80;
 inline constexpr std::uint32_t InvalidParameter = 87;
 inline constexpr std::uint32_t DiskFull = 112;
+inline constexpr std::uint32_t CallNotImplemented = 120;
 inline constexpr std::uint32_t InsufficientBuffer = 122;
 inline constexpr std::uint32_t InvalidName = 123;
 inline constexpr std::uint32_t BadPathname = 161;

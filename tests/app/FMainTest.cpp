@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "StartedProgram.h"
+#include "common/RootNames.h"
 #include "ui/Describe.h"
 #include "ui/Keys.h"
 
@@ -9,13 +10,12 @@ namespace {
 
 using enum MessageResult;
 
-constexpr auto HKLM = RegistryRoot::LocalMachine;
 constexpr char16_t kHelperObjects[] =
     u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\";
 constexpr char kQuestion[] = "49 Are you sure you want to start automatic parasite cleanup?\n";
 constexpr int kF5 = Key::F1 + 4;
 constexpr int kF12 = Key::F1 + 11;
-const std::string kStateLine =
+const std::string kStateEntry =
     "5 FMain.LogTabState: Setting: OK, 'User's style sheet is enabled', 'No'\n";
 
 void AddHelperObject(MemoryMachine& machine, TextView name) {
@@ -43,7 +43,7 @@ TEST(FMain, IsShownAfterTheStartUpAndDescribesTheMachine) {
               "5 CPaRemover.Check: False\n"
               "5 FMain.LogTabState: BHO: {11111111-1111-1111-1111-111111111111}, 'It's  'it'', "
               "'C:\\pcshared\\nmiehelp.dll'\n" +
-                  kStateLine);
+                  kStateEntry);
     EXPECT_TRUE(program.machine.HasFile(
         u"C:\\Program Files\\Brackenfold\\Backup\\Backup Nov 16, 2026 09-39-04.reg"));
     EXPECT_TRUE(program.toolkit.Messages().empty());
@@ -99,7 +99,7 @@ TEST(FMain, TabsFollowClicksAndKeys) {
     EXPECT_EQ(TabState(program), "3 ucCS1");
     main.PressKey(Key::Tab, Shift::Control);
     EXPECT_EQ(TabState(program), "4 ucSupport1");
-    EXPECT_EQ(program.log->text, "5 CPaRemover.Check: False\n" + kStateLine);
+    EXPECT_EQ(program.log->text, "5 CPaRemover.Check: False\n" + kStateEntry);
 }
 
 TEST(FMain, RefreshesTheHiddenLists) {
@@ -233,7 +233,7 @@ TEST(FMain, ABackupThatFailsIsLoggedAndClaimsSuccess) {
     program.machine.AddFile(u"C:\\Program Files\\Brackenfold\\Backup", "a file");
     program.Start();
     EXPECT_NE(program.log->text.find("75 4 FMain.BackupRegistry: "), std::string::npos);
-    EXPECT_TRUE(program.log->text.ends_with(kStateLine)) << "the start-up goes on";
+    EXPECT_TRUE(program.log->text.ends_with(kStateEntry)) << "the start-up goes on";
     program.toolkit.Answer({Ok});
     program.Choose(u"mnuBackup");
     EXPECT_EQ(Messages(program.toolkit), "64 Backup complete successfully.\n");

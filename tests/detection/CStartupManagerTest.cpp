@@ -1,3 +1,4 @@
+#include "common/RootNames.h"
 #include "detection/CStartupManager.h"
 
 #include <gtest/gtest.h>
@@ -9,8 +10,6 @@
 namespace bkfd {
 namespace {
 
-constexpr auto kMachine = RegistryRoot::LocalMachine;
-constexpr auto kUser = RegistryRoot::CurrentUser;
 const Text kVersionKey = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\";
 const Text kPolicyKey = kVersionKey + u"policies\\Explorer\\Run";
 
@@ -35,7 +34,7 @@ TEST(CStartupManager, VisitsAllPlacesInOrder) {
                               u"RunOnce\\Setup",
                               u"RunServicesOnce",
                               u"policies\\Explorer\\Run"};
-    for (const RegistryRoot root : {kMachine, kUser}) {
+    for (const RegistryRoot root : {HKLM, HKCU}) {
         for (const char16_t* key : keys) {
             bench.machine.SetString(root, kVersionKey + key, u"v", u"C:\\x.exe");
         }
@@ -112,7 +111,7 @@ TEST(CStartupManager, DescribesItems) {
         DetectionBench bench;
         bench.machine.AddFile(u"C:\\a b\\x.exe", FileWithVersion(row.fields));
         const Text key = row.isPolicy ? kPolicyKey : kVersionKey + u"Run";
-        bench.machine.SetString(kMachine, key, u"v", row.data);
+        bench.machine.SetString(HKLM, key, u"v", row.data);
         std::string expected = row.item;
         if (const auto at = expected.find("%K%"); at != std::string::npos) {
             expected.replace(at, 3, "Key=-2147483646, Hive=" + ToUtf8(key));
@@ -149,7 +148,7 @@ TEST(CStartupManager, MarksTheProgramsOfWindowsItself) {
             const Text path =
                 Replace(Replace(row.path, u"%sys%", gSystemPath), u"%win%", gWindowsPath);
             bench.machine.AddFile(path, FileWithVersion({{u"CompanyName", row.manufacturer}}));
-            bench.machine.SetString(kUser, kVersionKey + u"Run", u"v", u"\"" + path + u"\"");
+            bench.machine.SetString(HKCU, kVersionKey + u"Run", u"v", u"\"" + path + u"\"");
             const bool isKnown = family == WindowsFamily::NT ? row.isKnownOnNT : row.isKnownOn9x;
             Startup startup(bench);
             const auto items = startup.EnumItems();
@@ -163,8 +162,8 @@ TEST(CStartupManager, MarksTheProgramsOfWindowsItself) {
 TEST(CStartupManager, EndsAtAProductWithoutADescription) {
     DetectionBench bench;
     bench.machine.AddFile(u"C:\\x.exe", FileWithVersion({{u"ProductName", u"Suite"}}));
-    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"first", u"C:\\x.exe");
-    bench.machine.SetString(kUser, kPolicyKey, u"v", u"C:\\x.exe");
+    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"first", u"C:\\x.exe");
+    bench.machine.SetString(HKCU, kPolicyKey, u"v", u"C:\\x.exe");
     Startup startup(bench);
     EXPECT_EQ(startup.Items(), "no list");
     EXPECT_EQ(bench.log->text.rfind("5 4 CStartupManager.EnumItems: ", 0), 0U) << bench.log->text;
@@ -172,10 +171,10 @@ TEST(CStartupManager, EndsAtAProductWithoutADescription) {
 
 TEST(CStartupManager, SkipsTheRestOfAKeyBehindABrokenValue) {
     DetectionBench bench;
-    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"a", u"C:\\a.exe");
-    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"b", u"\"");
-    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"c", u"C:\\c.exe");
-    bench.machine.SetString(kUser, kVersionKey + u"Run", u"d", u"C:\\d.exe");
+    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"a", u"C:\\a.exe");
+    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"b", u"\"");
+    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"c", u"C:\\c.exe");
+    bench.machine.SetString(HKCU, kVersionKey + u"Run", u"d", u"C:\\d.exe");
     Startup startup(bench);
     const auto items = startup.EnumItems();
     std::string files;
@@ -187,8 +186,8 @@ TEST(CStartupManager, SkipsTheRestOfAKeyBehindABrokenValue) {
     bench.log->text.clear();
     startup.RemoveStartup(u"C:\\c.exe");
     startup.RemoveStartup(u"c:\\D.EXE");
-    EXPECT_TRUE(bench.machine.HasValue(kMachine, kVersionKey + u"Run", u"c"));
-    EXPECT_FALSE(bench.machine.HasValue(kUser, kVersionKey + u"Run", u"d"));
+    EXPECT_TRUE(bench.machine.HasValue(HKLM, kVersionKey + u"Run", u"c"));
+    EXPECT_FALSE(bench.machine.HasValue(HKCU, kVersionKey + u"Run", u"d"));
 }
 
 TEST(CStartupManager, RemovesWhatStartsAFile) {
@@ -196,12 +195,12 @@ TEST(CStartupManager, RemovesWhatStartsAFile) {
     auto& machine = bench.machine;
     machine.AddFile(u"C:\\WINDOWS\\bad.exe");
     const Text run = kVersionKey + u"Run";
-    machine.SetString(kMachine, run, u"one", u"C:\\windows\\BAD.EXE /x");
-    machine.SetString(kMachine, run, u"two", u"C:\\WINDOWS\\bad.exe.exe");
-    machine.SetString(kUser, kVersionKey + u"RunOnce", u"by its bare name", u"bad.exe");
-    machine.SetString(kUser, kVersionKey + u"RunOnce", u"nothing", u"");
-    machine.SetString(kUser, kPolicyKey, u"%2", u"\"C:\\WINDOWS\\bad.exe\" -p");
-    machine.SetString(kUser, kPolicyKey, u"nothing", u"");
+    machine.SetString(HKLM, run, u"one", u"C:\\windows\\BAD.EXE /x");
+    machine.SetString(HKLM, run, u"two", u"C:\\WINDOWS\\bad.exe.exe");
+    machine.SetString(HKCU, kVersionKey + u"RunOnce", u"by its bare name", u"bad.exe");
+    machine.SetString(HKCU, kVersionKey + u"RunOnce", u"nothing", u"");
+    machine.SetString(HKCU, kPolicyKey, u"%2", u"\"C:\\WINDOWS\\bad.exe\" -p");
+    machine.SetString(HKCU, kPolicyKey, u"nothing", u"");
     Startup startup(bench);
     startup.RemoveStartup(u"c:\\windows\\bad.exe");
     EXPECT_EQ(
@@ -214,20 +213,20 @@ TEST(CStartupManager, RemovesWhatStartsAFile) {
         "Windows\\CurrentVersion\\policies\\Explorer\\Run', '%2', "
         "'\"C:\\WINDOWS\\bad.exe\" -p'\n");
     EXPECT_EQ(machine.DumpRegistry().find("one"), std::string::npos);
-    EXPECT_TRUE(machine.HasValue(kMachine, run, u"two"));
-    EXPECT_TRUE(machine.HasValue(kUser, kVersionKey + u"RunOnce", u"nothing"));
-    EXPECT_FALSE(machine.HasValue(kUser, kVersionKey + u"RunOnce", u"by its bare name"));
-    EXPECT_TRUE(machine.HasValue(kUser, kPolicyKey, u"nothing"));
-    EXPECT_FALSE(machine.HasValue(kUser, kPolicyKey, u"%2"));
+    EXPECT_TRUE(machine.HasValue(HKLM, run, u"two"));
+    EXPECT_TRUE(machine.HasValue(HKCU, kVersionKey + u"RunOnce", u"nothing"));
+    EXPECT_FALSE(machine.HasValue(HKCU, kVersionKey + u"RunOnce", u"by its bare name"));
+    EXPECT_TRUE(machine.HasValue(HKCU, kPolicyKey, u"nothing"));
+    EXPECT_FALSE(machine.HasValue(HKCU, kPolicyKey, u"%2"));
 }
 
 TEST(CStartupManager, SaysDeletedEvenWhereItWasRefusedAndThenTellsOfThat) {
     DetectionBench bench;
-    bench.machine.SetString(kMachine, kVersionKey + u"Run", u"v", u"C:\\bad.exe");
-    bench.machine.DenyWrite(kMachine, kVersionKey + u"Run");
+    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"v", u"C:\\bad.exe");
+    bench.machine.DenyWrite(HKLM, kVersionKey + u"Run");
     Startup startup(bench);
     startup.RemoveStartup(u"C:\\bad.exe");
-    EXPECT_TRUE(bench.machine.HasValue(kMachine, kVersionKey + u"Run", u"v"));
+    EXPECT_TRUE(bench.machine.HasValue(HKLM, kVersionKey + u"Run", u"v"));
     EXPECT_TRUE(bench.log->text.starts_with("5 CStartupManager.RemoveItemInfo: Deleted: '"));
     EXPECT_TRUE(bench.log->text.ends_with(
         "\n0 CStartupManager.RemoveItemInfo: Cannot delete 'HKEY_LOCAL_MACHINE\\SOFTWARE\\"

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
+#include "common/RootNames.h"
 #include "detection/CPaDetector.h"
 #include "detection/DetectionBench.h"
 
 namespace bkfd {
 namespace {
 
-constexpr auto kMachine = RegistryRoot::LocalMachine;
 const Text kHelperObjects =
     u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\";
 const Text kRun = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
@@ -18,12 +18,12 @@ class Detection : public DetectionBench {
     using DetectionBench::DetectionBench;
 
     void AddHelperObject(const Text& clsid, const Text& dll) {
-        machine.SetString(kMachine, kHelperObjects + clsid, u"", u"x");
+        machine.SetString(HKLM, kHelperObjects + clsid, u"", u"x");
         machine.SetString(RegistryRoot::ClassesRoot, u"CLSID\\" + clsid + u"\\InProcServer32", u"",
                           dll);
     }
     void AddStartup(const Text& name, const Text& line) {
-        machine.SetString(kMachine, kRun, name, line);
+        machine.SetString(HKLM, kRun, name, line);
     }
     void AddProcess(const Text& path, std::vector<Text> modules = {}) {
         machine.AddProcess({nextId_ += 4, path, std::move(modules)});
@@ -191,7 +191,7 @@ TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {
         {"the startup items",
          [](Detection& it) {
              it.machine.AddFile(u"C:\\s.exe", FileWithVersion({{u"ProductName", u"Suite"}}));
-             it.machine.SetString(kMachine,
+             it.machine.SetString(HKLM,
                                   u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\policies\\"
                                   u"Explorer\\Run",
                                   u"v", u"C:\\s.exe");

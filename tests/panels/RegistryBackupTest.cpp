@@ -1,3 +1,4 @@
+#include "common/RootNames.h"
 #include "panels/RegistryBackup.h"
 
 #include <gtest/gtest.h>
@@ -8,10 +9,6 @@
 
 namespace bkfd {
 namespace {
-
-constexpr auto HKCR = RegistryRoot::ClassesRoot;
-constexpr auto HKCU = RegistryRoot::CurrentUser;
-constexpr auto HKLM = RegistryRoot::LocalMachine;
 
 constexpr char16_t kProgramFolder[] = u"C:\\Program Files\\Brackenfold";
 constexpr char16_t kBackup[] =

@@ -1,3 +1,4 @@
+#include "common/RootNames.h"
 #include "panels/ucBHO.h"
 
 #include <gtest/gtest.h>
@@ -14,8 +15,6 @@ namespace {
 
 constexpr char16_t kHelperObjects[] =
     u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects";
-constexpr auto HKLM = RegistryRoot::LocalMachine;
-constexpr auto HKCR = RegistryRoot::ClassesRoot;
 
 Text Clsid(char16_t digit) {
     return Text(u"{") + digit + u"1111111-1111-1111-1111-111111111111}";

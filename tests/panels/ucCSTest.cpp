@@ -1,3 +1,4 @@
+#include "common/RootNames.h"
 #include "panels/ucCS.h"
 
 #include <gtest/gtest.h>
@@ -11,10 +12,6 @@
 
 namespace bkfd {
 namespace {
-
-constexpr auto HKCR = RegistryRoot::ClassesRoot;
-constexpr auto HKCU = RegistryRoot::CurrentUser;
-constexpr auto HKLM = RegistryRoot::LocalMachine;
 
 constexpr char16_t kMain[] = u"Software\\Microsoft\\Internet Explorer\\Main";
 constexpr char16_t kStyles[] = u"Software\\Microsoft\\Internet Explorer\\Styles";

@@ -3,6 +3,7 @@
 
 #include <set>
 
+#include "common/RootNames.h"
 #include "platform/ScratchImage.h"
 #include "platform/image/HostFiles.h"
 #include "platform/memory/RegistryTree.h"
@@ -10,7 +11,6 @@
 namespace bkfd {
 namespace {
 
-constexpr RegistryRoot kMachine = RegistryRoot::LocalMachine;
 constexpr TextView kTarget = u"C:\\t.exe";
 
 /// A machine with something of every kind in it.
@@ -45,13 +45,11 @@ using Step = void (*)(Machine&);
 /// The scripted changes, one call each or one whole file.
 constexpr Step kSteps[] = {
     [](Machine& m) {
-        (void)m.RegistryKeys().RegSetValueExW(kMachine, u"Software\\A", u"x",
-                                              MakeStringValue(u"2"));
+        (void)m.RegistryKeys().RegSetValueExW(HKLM, u"Software\\A", u"x", MakeStringValue(u"2"));
     },
     [](Machine& m) { (void)m.FileSystem().MoveFileW(u"C:\\a.exe", kTarget); },
     [](Machine& m) {
-        (void)m.RegistryKeys().RegSetValueExW(kMachine, u"Software\\New\\Deep", u"",
-                                              MakeDwordValue(7));
+        (void)m.RegistryKeys().RegSetValueExW(HKLM, u"Software\\New\\Deep", u"", MakeDwordValue(7));
     },
     [](Machine& m) {
         const auto process = m.ProcessTable().OpenProcess(0x1F0FFF, 4);
@@ -59,8 +57,8 @@ constexpr Step kSteps[] = {
     },
     [](Machine& m) { (void)m.FileSystem().SetFileAttributesW(u"C:\\b.dll", 2); },
     [](Machine& m) { (void)m.FileSystem().MoveFileW(u"C:\\b.dll", u"C:\\parasite_b.dll"); },
-    [](Machine& m) { (void)m.RegistryKeys().RegDeleteKeyW(kMachine, u"Software\\A\\Sub"); },
-    [](Machine& m) { (void)m.RegistryKeys().RegDeleteValueW(kMachine, u"Software\\B", u"x"); },
+    [](Machine& m) { (void)m.RegistryKeys().RegDeleteKeyW(HKLM, u"Software\\A\\Sub"); },
+    [](Machine& m) { (void)m.RegistryKeys().RegDeleteValueW(HKLM, u"Software\\B", u"x"); },
     [](Machine& m) { WriteFileWhole(m, u"C:\\new.txt", "new content"); },
     [](Machine& m) { (void)m.FileSystem().MoveFileExW(u"C:\\new.txt", u"C:\\c.txt"); },
     [](Machine& m) { (void)m.FileSystem().DeleteFileW(kTarget); },
@@ -192,7 +190,7 @@ TEST(ImageDurability, AJournalThatCantBeFoldedKeepsWhatItHas) {
     const std::string inTheWay = image.Path() + "/registry/1.reg.bkfd-new";
     std::filesystem::create_directory(inTheWay);
     const auto write = [](ImageMachine& machine, TextView name) {
-        return machine.RegistryKeys().RegSetValueExW(kMachine, u"Software\\A", name,
+        return machine.RegistryKeys().RegSetValueExW(HKLM, u"Software\\A", name,
                                                      MakeStringValue(u"1"));
     };
     const auto fails = [&](TextView name) {
@@ -218,7 +216,7 @@ TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {
     auto machine = image.Load();
     std::vector<std::string> states{machine->DumpRegistry()};
     for (int i = 0; i < 4; ++i) {
-        (void)machine->RegistryKeys().RegSetValueExW(kMachine, u"Software\\A", u"x",
+        (void)machine->RegistryKeys().RegSetValueExW(HKLM, u"Software\\A", u"x",
                                                      MakeStringValue(ToText(i + 10)));
         states.push_back(machine->DumpRegistry());
     }
@@ -276,9 +274,9 @@ TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
     {
         auto machine = image.Load();
         Registry& registry = machine->RegistryKeys();
-        (void)registry.RegSetValueExW(kMachine, u"software\\a", u"X", MakeStringValue(u"2"));
-        (void)registry.RegSetValueExW(kMachine, u"Software\\A\\Sub\\New", u"n", MakeDwordValue(1));
-        (void)registry.RegDeleteKeyW(kMachine, u"Software\\A\\Sub\\New");
+        (void)registry.RegSetValueExW(HKLM, u"software\\a", u"X", MakeStringValue(u"2"));
+        (void)registry.RegSetValueExW(HKLM, u"Software\\A\\Sub\\New", u"n", MakeDwordValue(1));
+        (void)registry.RegDeleteKeyW(HKLM, u"Software\\A\\Sub\\New");
     }
     EXPECT_EQ(image.Read("registry/1.reg"),
               "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\A]\r\n\"x\"=\"2\"\r\n\r\n"
@@ -288,7 +286,7 @@ TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
     {
         // Greek isn't in the code page: the file gets the form that can hold it.
         auto machine = image.Load();
-        (void)machine->RegistryKeys().RegSetValueExW(kMachine, u"Software\\B", u"\u03B1",
+        (void)machine->RegistryKeys().RegSetValueExW(HKLM, u"Software\\B", u"\u03B1",
                                                      MakeStringValue(u"\u03B2"));
     }
     EXPECT_EQ(image.Read("registry/2.reg").substr(0, 2), "\xFF\xFE");
@@ -306,9 +304,9 @@ TEST(ImageDurability, LaterFilesAndDeletionsDecide) {
         auto machine = image.Load();
         EXPECT_EQ(machine->DumpRegistry(), "[HKEY_LOCAL_MACHINE\\K]\n  c = \"3\"\n");
         Registry& registry = machine->RegistryKeys();
-        (void)registry.RegSetValueExW(kMachine, u"K", u"a", MakeStringValue(u"4"));
-        (void)registry.RegSetValueExW(kMachine, u"L", u"", MakeStringValue(u"5"));
-        (void)registry.RegDeleteValueW(kMachine, u"K", u"c");
+        (void)registry.RegSetValueExW(HKLM, u"K", u"a", MakeStringValue(u"4"));
+        (void)registry.RegSetValueExW(HKLM, u"L", u"", MakeStringValue(u"5"));
+        (void)registry.RegDeleteValueW(HKLM, u"K", u"c");
     }
     EXPECT_EQ(image.Load()->DumpRegistry(),
               "[HKEY_LOCAL_MACHINE\\K]\n  a = \"4\"\n[HKEY_LOCAL_MACHINE\\L]\n  @ = \"5\"\n");

@@ -1,3 +1,4 @@
+#include "common/RootNames.h"
 #include "platform/memory/MemoryMachine.h"
 
 #include <gmock/gmock.h>
@@ -8,9 +9,6 @@
 namespace bkfd {
 namespace {
 
-constexpr RegistryRoot kMachine = RegistryRoot::LocalMachine;
-constexpr RegistryRoot kUser = RegistryRoot::CurrentUser;
-constexpr RegistryRoot kClasses = RegistryRoot::ClassesRoot;
 constexpr TextView kFile = u"C:\\WINDOWS\\system32\\a.dll";
 constexpr TextView kMoved = u"C:\\WINDOWS\\system32\\b.dll";
 
@@ -57,38 +55,37 @@ TEST(MemoryMachine, HeldAndLockedFilesResistMovesUntilTheirHoldersEnd) {
 
 TEST(MemoryMachine, DenialsHoldForTheKeyAndAllBelow) {
     MemoryMachine machine(WindowsFamily::NT);
-    machine.SetString(kMachine, u"Software\\Secret\\Sub", u"v", u"1");
-    machine.SetString(kMachine, u"Software\\SecretNot", u"v", u"1");
-    machine.DenyRead(kMachine, u"software\\secret\\");
-    machine.DenyWrite(kMachine, u"Software\\Classes\\CLSID");
+    machine.SetString(HKLM, u"Software\\Secret\\Sub", u"v", u"1");
+    machine.SetString(HKLM, u"Software\\SecretNot", u"v", u"1");
+    machine.DenyRead(HKLM, u"software\\secret\\");
+    machine.DenyWrite(HKLM, u"Software\\Classes\\CLSID");
     Registry& registry = machine.RegistryKeys();
     for (const TextView key : {u"Software\\Secret", u"SOFTWARE\\SECRET\\Sub"}) {
-        EXPECT_EQ(registry.RegQueryValueExW(kMachine, key, u"v").code, SystemError::AccessDenied);
-        EXPECT_EQ(registry.RegEnumKeyExW(kMachine, key).code, SystemError::AccessDenied);
+        EXPECT_EQ(registry.RegQueryValueExW(HKLM, key, u"v").code, SystemError::AccessDenied);
+        EXPECT_EQ(registry.RegEnumKeyExW(HKLM, key).code, SystemError::AccessDenied);
     }
-    EXPECT_EQ(registry.RegQueryValueExW(kMachine, u"Software\\SecretNot", u"v").code, 0u);
-    EXPECT_EQ(registry.RegSetValueExW(kMachine, u"Software\\Secret", u"v", {}).code, 0u);
-    EXPECT_EQ(registry.RegSetValueExW(kClasses, u"CLSID\\{1}", u"", {}).code,
+    EXPECT_EQ(registry.RegQueryValueExW(HKLM, u"Software\\SecretNot", u"v").code, 0u);
+    EXPECT_EQ(registry.RegSetValueExW(HKLM, u"Software\\Secret", u"v", {}).code, 0u);
+    EXPECT_EQ(registry.RegSetValueExW(HKCR, u"CLSID\\{1}", u"", {}).code,
               SystemError::AccessDenied);
-    EXPECT_EQ(registry.RegDeleteKeyW(kClasses, u"CLSID\\{1}").code, SystemError::AccessDenied);
+    EXPECT_EQ(registry.RegDeleteKeyW(HKCR, u"CLSID\\{1}").code, SystemError::AccessDenied);
 }
 
 TEST(MemoryMachine, ClassesAreTheUsersBeforeTheMachines) {
     const auto answers = [](MemoryMachine& machine) {
-        machine.SetString(kMachine, u"Software\\Classes\\both", u"", u"machine");
-        machine.SetString(kMachine, u"Software\\Classes\\both", u"only", u"machine");
-        machine.SetString(kUser, u"Software\\Classes\\both", u"", u"user");
-        machine.SetString(kUser, u"Software\\Classes\\mine", u"", u"user");
+        machine.SetString(HKLM, u"Software\\Classes\\both", u"", u"machine");
+        machine.SetString(HKLM, u"Software\\Classes\\both", u"only", u"machine");
+        machine.SetString(HKCU, u"Software\\Classes\\both", u"", u"user");
+        machine.SetString(HKCU, u"Software\\Classes\\mine", u"", u"user");
         Registry& registry = machine.RegistryKeys();
-        (void)registry.RegSetValueExW(kClasses, u"both", u"new", MakeStringValue(u"n"));
-        (void)registry.RegSetValueExW(kClasses, u"fresh", u"", MakeStringValue(u"n"));
-        const auto keys = registry.RegEnumKeyExW(kClasses, u"");
-        return ToUtf8(machine.GetString(kClasses, u"both", u"")) + " " +
-               ToUtf8(machine.GetString(kClasses, u"both", u"only")) + " " +
+        (void)registry.RegSetValueExW(HKCR, u"both", u"new", MakeStringValue(u"n"));
+        (void)registry.RegSetValueExW(HKCR, u"fresh", u"", MakeStringValue(u"n"));
+        const auto keys = registry.RegEnumKeyExW(HKCR, u"");
+        return ToUtf8(machine.GetString(HKCR, u"both", u"")) + " " +
+               ToUtf8(machine.GetString(HKCR, u"both", u"only")) + " " +
                std::to_string(keys.value.size()) +
-               (machine.HasValue(kUser, u"Software\\Classes\\both", u"new") ? " user"
-                                                                            : " machine") +
-               (machine.HasKey(kMachine, u"Software\\Classes\\fresh") ? " machine" : " user");
+               (machine.HasValue(HKCU, u"Software\\Classes\\both", u"new") ? " user" : " machine") +
+               (machine.HasKey(HKLM, u"Software\\Classes\\fresh") ? " machine" : " user");
     };
     MemoryMachine xp(WindowsFamily::NT);
     EXPECT_EQ(answers(xp), "user machine 3 user machine");
@@ -242,16 +239,15 @@ TEST(FaultMachine, TheNthCallFailsOnceOrFromThenOn) {
 
 TEST(WitnessMachine, NotesOnceWhatIsThereAndCantBeRead) {
     MemoryMachine memory(WindowsFamily::NT);
-    memory.SetString(kMachine, u"Secret", u"v", u"1");
-    memory.DenyRead(kMachine, u"Secret");
+    memory.SetString(HKLM, u"Secret", u"v", u"1");
+    memory.DenyRead(HKLM, u"Secret");
     memory.AddFile(u"C:\\closed.exe", "x");
     memory.MakeUnreadable(u"C:\\closed.exe");
     memory.AddProcess({12, u"C:\\a.exe", {}, true, false});
     WitnessMachine machine(memory);
     for (int i = 0; i < 2; ++i) {
-        (void)machine.RegistryKeys().RegQueryValueExW(kMachine, i == 0 ? u"Secret" : u"secret\\",
-                                                      u"v");
-        (void)machine.RegistryKeys().RegEnumKeyExW(kMachine, u"NotThere");
+        (void)machine.RegistryKeys().RegQueryValueExW(HKLM, i == 0 ? u"Secret" : u"secret\\", u"v");
+        (void)machine.RegistryKeys().RegEnumKeyExW(HKLM, u"NotThere");
         (void)machine.FileSystem().CreateFileW(u"C:\\closed.exe", FileMode::Read);
         (void)machine.FileSystem().CreateFileW(u"C:\\none.exe", FileMode::Read);
         (void)machine.FileSystem().CreateFileW(u"C:\\none\\a.exe", FileMode::Read);

@@ -1,3 +1,4 @@
+#include "common/RootNames.h"
 #include "removal/CPaRemover.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,6 @@ namespace {
 
 using enum MessageResult;
 
-constexpr auto HKCU = RegistryRoot::CurrentUser;
 constexpr char16_t kStampKey[] = u"Software\\Tarnwick Labs\\Brackenfold\\Current Version";
 constexpr char16_t kStampName[] = u"PaRemover Cleanup Time";
 constexpr char kUnexpected[] = "Unexpected error. Please use 'Contact Support' tab to report. ";

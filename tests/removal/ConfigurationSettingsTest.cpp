@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "RemovalBench.h"
+#include "common/RootNames.h"
 #include "removal/CPaRemover.h"
 
 namespace bkfd {
@@ -11,9 +12,6 @@ namespace {
 
 constexpr auto NT = WindowsFamily::NT;
 constexpr auto W9x = WindowsFamily::Windows9x;
-constexpr auto HKCR = RegistryRoot::ClassesRoot;
-constexpr auto HKCU = RegistryRoot::CurrentUser;
-constexpr auto HKLM = RegistryRoot::LocalMachine;
 
 constexpr char16_t kMain[] = u"Software\\Microsoft\\Internet Explorer\\Main";
 constexpr char16_t kWindows[] = u"Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
@@ -26,7 +24,7 @@ void Restore(RemovalBench& bench) {
     remover.RestoreConfigurationSettings();
 }
 
-void Hijack(MemoryMachine& machine) {
+void HijackSettings(MemoryMachine& machine) {
     for (const RegistryRoot root : {HKCU, HKLM}) {
         for (const char16_t* name : {u"Default_Page_URL", u"Start Page", u"Local Page"})
             machine.SetString(root, kMain, name, u"http://hijacked.example/");
@@ -116,7 +114,7 @@ TEST(ConfigurationSettings, AreRestoredAndThenStay) {
     };
     for (const Row& row : rows) {
         RemovalBench bench(row.family);
-        Hijack(bench.machine);
+        HijackSettings(bench.machine);
         Restore(bench);
         EXPECT_EQ(Blocks(bench.machine.DumpRegistry()), Blocks(row.expected));
         const std::string once = bench.machine.Dump();
@@ -213,7 +211,7 @@ TEST(ConfigurationSettings, RefusedKeyIsLoggedAndTheOthersAreRestored) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.logged);
         RemovalBench bench;
-        Hijack(bench.machine);
+        HijackSettings(bench.machine);
         auto expected = Blocks(
             Expected("c:\\windows\\System32\\blank.htm", "%SystemRoot%\\system32\\blank.htm", ""));
         const auto before = Blocks(bench.machine.DumpRegistry());

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "RemovalBench.h"
+#include "common/RootNames.h"
 #include "removal/FRestoreFiles.h"
 #include "removal/FSafeRemover.h"
 #include "ui/Describe.h"
@@ -13,7 +14,6 @@ namespace {
 
 using enum MessageResult;
 
-constexpr auto HKCU = RegistryRoot::CurrentUser;
 constexpr char16_t kRemoved[] =
     u"Software\\Tarnwick Labs\\Brackenfold\\Current Version\\Removed Files";
 constexpr char kRestart[] =

@@ -16,7 +16,6 @@ constexpr std::uint32_t kBytesAnEntry = 4;
 constexpr std::uint32_t kProcessEntrySize = 296;
 constexpr std::uint32_t kModuleEntrySize = 548;
 constexpr std::size_t kPathField = 260;
-constexpr std::uint32_t kCallNotImplemented = 120;
 /// Where programs and libraries are commonly loaded; the handle of a module is its address.
 constexpr ModuleHandle kProgramBase = 0x0040'0000;
 constexpr ModuleHandle kFirstModuleBase = 0x1000'0000;
@@ -152,7 +151,7 @@ std::uint32_t ModelProcesses::GetCurrentProcessId() {
 
 Status ModelProcesses::EnumProcesses(std::span<std::uint32_t> ids, std::uint32_t& needed) {
     needed = 0;
-    if (!facts_.IsNT()) return {kCallNotImplemented};
+    if (!facts_.IsNT()) return {SystemError::CallNotImplemented};
     const std::size_t count = std::min(ids.size(), running_.size());
     for (std::size_t i = 0; i < count; ++i) ids[i] = running_[i]->record.id;
     needed = static_cast<std::uint32_t>(count) * kBytesAnEntry;
@@ -162,7 +161,7 @@ Status ModelProcesses::EnumProcesses(std::span<std::uint32_t> ids, std::uint32_t
 Status ModelProcesses::EnumProcessModules(Handle process, std::span<ModuleHandle> modules,
                                           std::uint32_t bytes, std::uint32_t& needed) {
     needed = 0;
-    if (!facts_.IsNT()) return {kCallNotImplemented};
+    if (!facts_.IsNT()) return {SystemError::CallNotImplemented};
     Status status;
     const Running* running = Use(process, kQueryInformation | kReadMemory, status);
     if (running == nullptr) return status;

@@ -3,7 +3,6 @@
 namespace bkfd {
 namespace {
 
-constexpr std::uint32_t kCallNotImplemented = 120;
 constexpr std::uint32_t kNoSuchPrivilege = 1313;
 constexpr std::uint32_t kAdjustPrivileges = 0x20;
 constexpr std::uint32_t kPrivilegeEnabled = 2;
@@ -14,20 +13,20 @@ constexpr TextView kShutdownName = u"SeShutdownPrivilege";
 }  // namespace
 
 Result<Handle> ModelSession::OpenProcessToken(std::uint32_t access) {
-    if (!facts_.IsNT()) return Status{kCallNotImplemented};
+    if (!facts_.IsNT()) return Status{SystemError::CallNotImplemented};
     if ((access & kAdjustPrivileges) == 0) return Status{SystemError::AccessDenied};
     return processes_.OpenToken();
 }
 
 Result<std::uint64_t> ModelSession::LookupPrivilegeValueA(std::string_view name) {
-    if (!facts_.IsNT()) return Status{kCallNotImplemented};
+    if (!facts_.IsNT()) return Status{SystemError::CallNotImplemented};
     if (!EqualsIgnoreCase(FromUtf8(name), kShutdownName)) return Status{kNoSuchPrivilege};
     return kShutdownPrivilege;
 }
 
 Status ModelSession::AdjustTokenPrivileges(Handle token, std::uint64_t luid,
                                            std::uint32_t attributes) {
-    if (!facts_.IsNT()) return {kCallNotImplemented};
+    if (!facts_.IsNT()) return {SystemError::CallNotImplemented};
     if (!processes_.IsToken(token)) return {SystemError::InvalidHandle};
     if (luid != kShutdownPrivilege) return {kNoSuchPrivilege};
     hasPrivilege_ = attributes == kPrivilegeEnabled && !facts_.isRestartDenied;
