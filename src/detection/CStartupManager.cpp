@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "platform/RootNames.h"
 #include "removal/processes/RefusedChange.h"
 #include "resources/StringTable.h"
 #include "services/ApplicationState.h"
@@ -19,21 +20,18 @@ struct StartupPlace {
     const char16_t* key;
 };
 
-constexpr auto kMachine = RegistryRoot::LocalMachine;
-constexpr auto kUser = RegistryRoot::CurrentUser;
-
 /// The places but for the policies', in the order of visits. "RunOnce\Setup" exists for the machine
 /// alone.
 constexpr StartupPlace kPlaces[] = {
-    {kMachine, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run"},
-    {kUser, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run"},
-    {kMachine, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServices"},
-    {kUser, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServices"},
-    {kMachine, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce"},
-    {kUser, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce"},
-    {kMachine, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce\\Setup"},
-    {kMachine, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServicesOnce"},
-    {kUser, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServicesOnce"},
+    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run"},
+    {HKCU, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run"},
+    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServices"},
+    {HKCU, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServices"},
+    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce"},
+    {HKCU, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce"},
+    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce\\Setup"},
+    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServicesOnce"},
+    {HKCU, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServicesOnce"},
 };
 constexpr const char16_t* kPolicyKey =
     u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\policies\\Explorer\\Run";
@@ -145,8 +143,8 @@ void CStartupManager::RemoveStartup(const Text& file) {
         for (const StartupPlace& place : kPlaces) {
             RemoveItemInfo(registry.EnumValues(place.root, place.key), place.root, place.key, file);
         }
-        RemovePolicyInfo(registry, kMachine, file);
-        RemovePolicyInfo(registry, kUser, file);
+        RemovePolicyInfo(registry, HKLM, file);
+        RemovePolicyInfo(registry, HKCU, file);
     });
 }
 
@@ -159,8 +157,8 @@ std::shared_ptr<ItemList> CStartupManager::EnumItems() {
         for (const StartupPlace& place : kPlaces) {
             FillItemInfo(registry.EnumValues(place.root, place.key), *items, place.root, place.key);
         }
-        FillPolicyInfo(registry, *items, kMachine);
-        FillPolicyInfo(registry, *items, kUser);
+        FillPolicyInfo(registry, *items, HKLM);
+        FillPolicyInfo(registry, *items, HKCU);
         result = std::move(items);
     });
     return result;

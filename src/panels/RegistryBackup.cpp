@@ -1,6 +1,6 @@
 #include "panels/RegistryBackup.h"
 
-#include "platform/Machine.h"
+#include "platform/RootNames.h"
 #include "services/FileUtil.h"
 #include "services/MAPI.h"
 #include "services/RegistryAccess.h"
@@ -14,10 +14,6 @@ struct BackedUpKey {
     RegistryRoot root;
     TextView key;
 };
-
-constexpr auto HKCR = RegistryRoot::ClassesRoot;
-constexpr auto HKCU = RegistryRoot::CurrentUser;
-constexpr auto HKLM = RegistryRoot::LocalMachine;
 
 /// In the order in which they stand in the file, each with all below it.
 constexpr BackedUpKey kKeys[] = {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Machine.h"
+#include "platform/RootNames.h"
 
 namespace bkfd {
 
@@ -13,10 +13,6 @@ struct SettingPlace {
 
 /// The browser's settings that parasites are known to change: what is judged and what is restored.
 namespace SettingPlaces {
-
-inline constexpr auto HKCR = RegistryRoot::ClassesRoot;
-inline constexpr auto HKCU = RegistryRoot::CurrentUser;
-inline constexpr auto HKLM = RegistryRoot::LocalMachine;
 
 inline constexpr TextView kMain = u"Software\\Microsoft\\Internet Explorer\\Main";
 inline constexpr TextView kControlPanel =

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "StartedProgram.h"
-#include "common/RootNames.h"
+#include "platform/RootNames.h"
 #include "ui/Describe.h"
 #include "ui/Keys.h"
 

@@ -1,5 +1,5 @@
-#include "common/RootNames.h"
 #include "detection/CStartupManager.h"
+#include "platform/RootNames.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "common/RootNames.h"
 #include "detection/CPaDetector.h"
 #include "detection/DetectionBench.h"
+#include "platform/RootNames.h"
 
 namespace bkfd {
 namespace {

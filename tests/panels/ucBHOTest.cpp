@@ -1,5 +1,5 @@
-#include "common/RootNames.h"
 #include "panels/ucBHO.h"
+#include "platform/RootNames.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 
 #include <set>
 
-#include "common/RootNames.h"
+#include "platform/RootNames.h"
 #include "platform/ScratchImage.h"
 #include "platform/image/HostFiles.h"
 #include "platform/memory/RegistryTree.h"

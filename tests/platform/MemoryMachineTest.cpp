@@ -1,4 +1,4 @@
-#include "common/RootNames.h"
+#include "platform/RootNames.h"
 #include "platform/memory/MemoryMachine.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "common/RootNames.h"
+#include "platform/RootNames.h"
 #include "removal/CPaRemover.h"
 
 #include <gtest/gtest.h>

@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "RemovalBench.h"
-#include "common/RootNames.h"
+#include "platform/RootNames.h"
 #include "removal/CPaRemover.h"
 
 namespace bkfd {

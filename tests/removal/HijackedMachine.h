@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/RootNames.h"
 #include "platform/memory/MemoryMachine.h"
 
 namespace bkfd {
@@ -16,19 +17,17 @@ inline constexpr char16_t kDeadClsid[] = u"{22222222-2222-2222-2222-222222222222
 
 /// A parasite at every place where one shows itself: a helper object in a file without a company
 /// and a dead one, a startup item that runs, a program and a module with names of temporary files,
-/// a stream, a name outside the code page, and the browser's settings. The
-/// program itself runs too, with modules of the caller's choice.
+/// a stream, a name outside the code page, and the browser's settings. The program itself runs too,
+/// with modules of the caller's choice.
 inline void Hijack(MemoryMachine& machine, std::vector<Text> ownModules = {}) {
-    const auto HKLM = RegistryRoot::LocalMachine;
     const Text helper = Text(kHelperObjects) + kHelperClsid;
     machine.SetString(HKLM, helper, u"", u"Helper");
-    machine.SetString(RegistryRoot::ClassesRoot,
-                      Text(u"CLSID\\") + kHelperClsid + u"\\InProcServer32", u"",
+    machine.SetString(HKCR, Text(u"CLSID\\") + kHelperClsid + u"\\InProcServer32", u"",
                       u"C:\\WINDOWS\\helper.dll");
     machine.AddKey(HKLM, Text(kHelperObjects) + kDeadClsid);
     machine.SetString(HKLM, kRun, u"nonamer", u"C:\\nonamer.exe -q");
     machine.SetString(HKLM, kRun, u"foreign", u"C:\\бад32.exe");
-    machine.SetString(RegistryRoot::CurrentUser, kMainKey, u"Start Page", u"http://hijacked/");
+    machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
     for (const char16_t* file :
          {u"C:\\WINDOWS\\helper.dll", u"C:\\WINDOWS\\notes.txt", u"C:\\WINDOWS\\explorer.exe",
           u"C:\\nonamer.exe", u"C:\\бад32.exe", u"C:\\TEMP\\a.tmp.exe", u"C:\\TEMP\\b.tmp"})

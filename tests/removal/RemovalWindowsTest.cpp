@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "RemovalBench.h"
-#include "common/RootNames.h"
+#include "platform/RootNames.h"
 #include "removal/FRestoreFiles.h"
 #include "removal/FSafeRemover.h"
 #include "ui/Describe.h"
