@@ -155,7 +155,35 @@ class MirrorTest {
                    Ask(form_->ucList.lv, LVM_GETCOLUMNWIDTH, 1) ==
                client.right;
     }
+    /// Whether the cell's text is seen in red.
+    bool ShowsRed(const ListView& view, WPARAM row, int column) {
+        ::UpdateWindow(Of(view));
+        RECT cell = {LVIR_LABEL, column, 0, 0};
+        Ask(view, LVM_GETSUBITEMRECT, row, reinterpret_cast<LPARAM>(&cell));
+        const HDC device = ::GetDC(Of(view));
+        bool found = false;
+        for (int y = cell.top; y < cell.bottom && !found; ++y) {
+            for (int x = cell.left; x < cell.right && !found; ++x) {
+                const COLORREF seen = ::GetPixel(device, x, y);
+                found = GetRValue(seen) > 200 && GetGValue(seen) < 90 && GetBValue(seen) < 90;
+            }
+        }
+        ::ReleaseDC(Of(view), device);
+        return found;
+    }
+    void RedCells() {
+        ListView& list = form_->ucList.lv;
+        form_->cmdHide.SetFocus();
+        Expect("red where it is set", ShowsRed(list, 1, 1), true);
+        Expect("red nowhere else", ShowsRed(list, 0, 1), false);
+        list.SetSelectedIndex(2);
+        Expect("red in the selected row", ShowsRed(list, 1, 1), true);
+        list.SetFocus();
+        Expect("readable in the focused row", ShowsRed(list, 1, 1), false);
+        list.SetSelectedIndex(1);
+    }
     void Looks() {
+        RedCells();
         Expect("panel before its tabs", At(*form_, Pixels(4500), Pixels(3000)) == Of(form_->ucList),
                true);
         Expect("tabs beside the panel", At(*form_, Pixels(150), Pixels(3000)) == Of(form_->ts),

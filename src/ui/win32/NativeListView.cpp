@@ -260,6 +260,12 @@ class NativeListView : public NativeControl {
                      OwningForm().ToTwips(place.y));
     }
 
+    /// Selected, while the focus is elsewhere: on the strong background of a focused selection a
+    /// colour couldn't be read.
+    bool IsRestingSelection(UINT state) const {
+        return (state & CDIS_SELECTED) != 0 && ::GetFocus() != Window();
+    }
+
     LRESULT Draw(NMLVCUSTOMDRAW& draw) {
         switch (draw.nmcd.dwDrawStage) {
             case CDDS_PREPAINT:
@@ -280,6 +286,12 @@ class NativeListView : public NativeControl {
         const bool coloured = sub.colour != ListItem::kWindowText && !IsHighContrast();
         draw.clrText =
             coloured ? static_cast<COLORREF>(sub.colour) : ::GetSysColor(COLOR_WINDOWTEXT);
+        if (coloured && IsRestingSelection(draw.nmcd.uItemState)) {
+            // Drawn as an ordinary cell on the same background: the system gives the text of
+            // selected ones a colour of its own.
+            draw.nmcd.uItemState &= ~static_cast<UINT>(CDIS_SELECTED);
+            draw.clrTextBk = ::GetSysColor(COLOR_BTNFACE);
+        }
         return CDRF_NEWFONT;
     }
 
