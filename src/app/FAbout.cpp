@@ -27,6 +27,7 @@ FAbout::FAbout() : Form(u"FAbout") {
     SetKeyPreview(true);
     cmdOK.SetDefault(true);
     lblVisitTarnwick.SetLink(true);
+    lblVisitTarnwick.SetAutoSize(true);  // only the text is the link, not the place beside it
     onLoad = [this] { Form_Load(); };
     onResize = [this] { Form_Resize(); };
     onKeyPress = [this](int& character) { Form_KeyPress(character); };
@@ -63,7 +64,8 @@ void FAbout::Form_Resize() {
     const int linkTop = kMargin + kTextHeight + kGap;
     Image1.SetBounds({kMargin, kMargin, kPictureSize, kPictureSize});
     lblText.SetBounds({textLeft, kMargin, textWidth, kTextHeight});
-    lblVisitTarnwick.SetBounds({textLeft, linkTop, textWidth, kLabelHeight});
+    lblVisitTarnwick.SetLeft(textLeft);
+    lblVisitTarnwick.SetTop(linkTop);
     StaticLine1.SetBounds({kMargin, buttonTop - kGap, Width() - 2 * kMargin, 30});
     cmdOK.SetBounds({Width() - kMargin - kOkWidth, buttonTop, kOkWidth, kButtonHeight});
 }
