@@ -8,7 +8,8 @@
 namespace bkfd {
 namespace {
 
-/// The terminal hands keys over one by one, unechoed, while this object lives.
+/// The terminal hands keys over one by one, unechoed, while this object lives. Keys that were
+/// pressed before are dropped: they can't be meant as the answer to a question asked since.
 class KeyMode {
   public:
     KeyMode() {
@@ -17,7 +18,7 @@ class KeyMode {
         mode.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
         mode.c_cc[VMIN] = 1;
         mode.c_cc[VTIME] = 0;
-        isChanged_ = tcsetattr(STDIN_FILENO, TCSADRAIN, &mode) == 0;
+        isChanged_ = tcsetattr(STDIN_FILENO, TCSAFLUSH, &mode) == 0;
     }
     ~KeyMode() {
         if (isChanged_) tcsetattr(STDIN_FILENO, TCSADRAIN, &before_);
@@ -58,7 +59,8 @@ Console ProcessConsole() {
     Console console(std::cin, std::cout, std::cerr);
     console.isOutTerminal = isatty(STDOUT_FILENO) != 0;
     console.isErrTerminal = isatty(STDERR_FILENO) != 0;
-    if (isatty(STDIN_FILENO) != 0) console.readKey = ReadTerminalKey;
+    console.isInTerminal = isatty(STDIN_FILENO) != 0;
+    if (console.isInTerminal) console.readKey = ReadTerminalKey;
     return console;
 }
 

@@ -17,6 +17,7 @@ struct Console {
     std::ostream& err;  // messages, questions and progress
     bool isOutTerminal = false;
     bool isErrTerminal = false;
+    bool isInTerminal = false;  // keys are pressed one by one
     /// The next key pressed, or nothing at the end of the input. By default the next byte of `in`.
     std::function<std::optional<char>()> readKey;
 

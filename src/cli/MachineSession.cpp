@@ -73,6 +73,7 @@ MachineSession::MachineSession(CommandContext& context, SessionUse use)
     if (const auto* error = std::get_if<ImageError>(&loaded)) throw CommandError(error->Describe());
     parts_ = std::make_unique<Parts>(std::move(std::get<std::unique_ptr<ImageMachine>>(loaded)),
                                      context.console, use);
+    if (!context.console.isInTerminal) parts_->toolkit.ReadKeysFromLines();
     if (!use.changes) return;
     log_->PassOnTo([&messages = messages_] { return OpenLogFiles(messages); });
 }

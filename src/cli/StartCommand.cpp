@@ -6,12 +6,54 @@
 #include "base/ProgramEnd.h"
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
+#include "platform/forward/ForwardMachine.h"
 #include "services/ApplicationState.h"
 #include "services/SysUtil.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
 namespace {
+
+/// A machine in files opens no other windows: what would come up on Windows is told instead.
+class TellingMachine final : public ForwardMachine {
+  public:
+    TellingMachine(Machine& target, std::ostream& messages)
+        : ForwardMachine(target, OpenGate()), shell_(target, messages) {
+        InstallMachine(this);
+    }
+    ~TellingMachine() override { InstallMachine(&shell_.machine); }
+    TellingMachine(const TellingMachine&) = delete;
+    TellingMachine& operator=(const TellingMachine&) = delete;
+
+    Shell& ShellCommands() override { return shell_; }
+
+  private:
+    struct TellingShell final : Shell {
+        TellingShell(Machine& target, std::ostream& out) : machine(target), messages(out) {}
+
+        Status ShellExecuteA(std::string_view verb, std::string_view file) override {
+            Tell(FromAscii(verb), machine.System().MultiByteToWideChar(file));
+            return machine.ShellCommands().ShellExecuteA(verb, file);
+        }
+        Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask) override {
+            Tell(verb, file);
+            return machine.ShellCommands().ShellExecuteExW(verb, file, mask);
+        }
+        Status WinExec(TextView commandLine) override {
+            Tell(u"run", commandLine);
+            return machine.ShellCommands().WinExec(commandLine);
+        }
+        void Tell(TextView verb, TextView what) {
+            messages << "  (on Windows: " << PrintableText(verb) << " " << PrintableText(what)
+                     << ")" << std::endl;
+        }
+
+        Machine& machine;
+        std::ostream& messages;
+    };
+
+    TellingShell shell_;
+};
 
 /// The program itself goes on without a log and has no place to tell of that.
 void WarnWithoutLog(Console& console) {
@@ -49,6 +91,7 @@ class StartCommand final : public Command {
             return line;
         });
         WarnWithoutLog(context.console);
+        const TellingMachine telling(TheMachine(), context.console.err);
         OfferCustomComponent();
         FMain window;
         try {

@@ -337,6 +337,26 @@ TEST(Start, OffersTheCleanupAndFinishesIt) {
     EXPECT_THAT(run.err, Not(HasSubstr("O = OK"))) << "nothing is left to ask";
 }
 
+TEST(Start, TellsWhatWouldComeUpOnWindows) {
+    const MachineCopy machine("clean-xp");
+    const CliRun run = RunOn(machine, {"start"},
+                             "menu Restore...\nmenu Brackenfold Home Page\n"
+                             "tab 2\ncontext\nproperties\nclose\n");
+    EXPECT_EQ(run.code, 0) << run.err;
+    for (const char* told : {"open C:\\Program Files\\Brackenfold\\Backup\\)\n",
+                             "run explorer http://www.tarnwick.example/brackenfold/)\n",
+                             "properties C:\\Program Files"}) {
+        EXPECT_THAT(run.err, HasSubstr(std::string("  (on Windows: ") + told));
+    }
+}
+
+TEST(Start, ACommandIsNoAnswer) {
+    const MachineCopy machine("hijacked-xp");
+    const CliRun run = RunOn(machine, {"start"}, "row 1\nc\nclose\n");
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(RunOn(machine, {"scan"}).code, 1) << "nothing was cleaned";
+}
+
 TEST(Start, RefusesToRunWithoutItsComponent) {
     const MachineCopy machine("hijacked-xp");
     machine.Edit([](auto& facts) { facts["components"] = {{"BKFDCustom.dll", false}}; });

@@ -44,6 +44,11 @@ std::optional<MessageResult> AnswerOf(char key) {
     }
 }
 
+/// Where a line may still begin.
+bool IsBetweenLines(char key) {
+    return key == '\n' || key == '\r' || key == ' ';
+}
+
 const char* NameOf(MessageResult answer) {
     return answer == MessageResult::Ok ? "OK" : "Cancel";
 }
@@ -79,9 +84,16 @@ MessageResult TerminalToolkit::Ask() {
             messages_ << NameOf(*answer) << std::endl;
             return *answer;
         }
+        if (keysComeInLines_ && !IsBetweenLines(*key)) SkipLine();
     }
     messages_ << '\n';
     return Announce(MessageResult::Cancel, "nobody answered");
+}
+
+void TerminalToolkit::SkipLine() {
+    while (const std::optional<char> key = readKey_()) {
+        if (*key == '\n') return;
+    }
 }
 
 MessageResult TerminalToolkit::Announce(MessageResult answer, const char* why) {

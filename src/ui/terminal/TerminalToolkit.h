@@ -30,6 +30,10 @@ class TerminalToolkit : public Toolkit {
 
     /// Where the commands for windows come from. Without it they are read key by key.
     void ReadLinesBy(LineReader readLine) { readLine_ = std::move(readLine); }
+    /// The keys are those of a file or a pipe, not of somebody who presses one at a time: a key
+    /// that answers nothing takes the rest of its line with it, so that no letter inside a word
+    /// agrees to anything.
+    void ReadKeysFromLines() { keysComeInLines_ = true; }
 
     /// A box with OK alone is shown and not waited for. A question that nobody answers, because the
     /// input has ended or nobody is asked, takes its fixed answer and says so.
@@ -50,12 +54,14 @@ class TerminalToolkit : public Toolkit {
     void ShowActive();
     std::optional<std::string> ReadLine(const char* prompt);
     MessageResult Ask();
+    void SkipLine();
     MessageResult Announce(MessageResult answer, const char* why);
 
     std::ostream& messages_;
     KeyReader readKey_;
     Answers answers_;
     LineReader readLine_;
+    bool keysComeInLines_ = false;
     std::vector<Timer*> timers_;
     std::string lastShown_;
 };

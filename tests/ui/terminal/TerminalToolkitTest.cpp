@@ -15,7 +15,8 @@ struct Shown {
     std::size_t keysLeft;
 };
 
-Shown Show(Answers answers, std::string keys, int style, const Text& prompt = u"Clean up? ") {
+Shown Show(Answers answers, std::string keys, int style, const Text& prompt = u"Clean up? ",
+           bool inLines = false) {
     std::ostringstream messages;
     std::size_t used = 0;
     TerminalToolkit toolkit(
@@ -24,6 +25,7 @@ Shown Show(Answers answers, std::string keys, int style, const Text& prompt = u"
             return used < keys.size() ? std::optional(keys[used++]) : std::nullopt;
         },
         answers);
+    if (inLines) toolkit.ReadKeysFromLines();
     const MessageResult result = toolkit.ShowMessageBox(prompt, style, u"Brackenfold");
     return {result, messages.str(), keys.size() - used};
 }
@@ -59,6 +61,25 @@ TEST(TerminalToolkit, AnswersQuestions) {
         EXPECT_EQ(shown.result, row.result);
         EXPECT_EQ(shown.keysLeft, row.keysLeft);
         EXPECT_EQ(shown.text, std::string("[!] Brackenfold: Clean up?\n") + row.lastLine);
+    }
+}
+
+TEST(TerminalToolkit, NoLetterInsideALineIsAnAnswer) {
+    const struct {
+        const char* keys;
+        MessageResult result;
+        std::size_t keysLeft;
+    } rows[] = {
+        {"row 1\ndon't do it\nc\n", MessageResult::Cancel, 1},
+        {"row 1\r\n\r\n o\nrow 2", MessageResult::Ok, 6},
+        {"oc", MessageResult::Ok, 1},
+        {"menu Exit, no, yes", MessageResult::Cancel, 0},  // the input's end
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.keys);
+        const Shown shown = Show(Answers::Ask, row.keys, MessageStyle::OkCancel, u"Sure?", true);
+        EXPECT_EQ(shown.result, row.result);
+        EXPECT_EQ(shown.keysLeft, row.keysLeft);
     }
 }
 
