@@ -30,7 +30,9 @@ class NativeListView : public NativeControl {
             WS_EX_CLIENTEDGE);
     }
     void ReplayState() override {
-        Tell(LVM_SETEXTENDEDLISTVIEWSTYLE, 0, LVS_EX_FULLROWSELECT);
+        // A text that is cut off is shown whole under the pointer, where the system can do that.
+        constexpr LPARAM kLabelTip = 0x4000;  // LVS_EX_LABELTIP
+        Tell(LVM_SETEXTENDEDLISTVIEWSTYLE, 0, LVS_EX_FULLROWSELECT | kLabelTip);
         MakeIcons();
         MakeColumns();
         Tell(WM_SETREDRAW, FALSE);
