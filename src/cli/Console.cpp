@@ -4,12 +4,12 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <tuple>
 
 namespace bkfd {
 namespace {
 
-/// The terminal hands keys over one by one, unechoed, while this object lives. Keys that were
-/// pressed before are dropped: they can't be meant as the answer to a question asked since.
+/// The terminal hands keys over one by one, unechoed, while this object lives.
 class KeyMode {
   public:
     KeyMode() {
@@ -18,7 +18,7 @@ class KeyMode {
         mode.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
         mode.c_cc[VMIN] = 1;
         mode.c_cc[VTIME] = 0;
-        isChanged_ = tcsetattr(STDIN_FILENO, TCSAFLUSH, &mode) == 0;
+        isChanged_ = tcsetattr(STDIN_FILENO, TCSADRAIN, &mode) == 0;
     }
     ~KeyMode() {
         if (isChanged_) tcsetattr(STDIN_FILENO, TCSADRAIN, &before_);
@@ -60,7 +60,10 @@ Console ProcessConsole() {
     console.isOutTerminal = isatty(STDOUT_FILENO) != 0;
     console.isErrTerminal = isatty(STDERR_FILENO) != 0;
     console.isInTerminal = isatty(STDIN_FILENO) != 0;
-    if (console.isInTerminal) console.readKey = ReadTerminalKey;
+    if (console.isInTerminal) {
+        console.readKey = ReadTerminalKey;
+        console.dropTypedAhead = [] { std::ignore = tcflush(STDIN_FILENO, TCIFLUSH); };
+    }
     return console;
 }
 

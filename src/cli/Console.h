@@ -20,6 +20,9 @@ struct Console {
     bool isInTerminal = false;  // keys are pressed one by one
     /// The next key pressed, or nothing at the end of the input. By default the next byte of `in`.
     std::function<std::optional<char>()> readKey;
+    /// Takes from a terminal what was pressed so far and not yet read. Nothing by default: a file
+    /// lies there as a whole from the start.
+    std::function<void()> dropTypedAhead = [] {};
 
     /// Emphasised where the results go to a terminal, else as it is.
     std::string Bold(std::string_view text) const;

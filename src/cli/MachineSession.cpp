@@ -74,6 +74,7 @@ MachineSession::MachineSession(CommandContext& context, SessionUse use)
     parts_ = std::make_unique<Parts>(std::move(std::get<std::unique_ptr<ImageMachine>>(loaded)),
                                      context.console, use);
     if (!context.console.isInTerminal) parts_->toolkit.ReadKeysFromLines();
+    parts_->toolkit.DropTypedAheadBy(context.console.dropTypedAhead);
     if (!use.changes) return;
     log_->PassOnTo([&messages = messages_] { return OpenLogFiles(messages); });
 }

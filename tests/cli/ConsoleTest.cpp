@@ -52,6 +52,7 @@ TEST(Console, WhatWasTypedBeforeAQuestionIsNoAnswer) {
     EXPECT_TRUE(console.isInTerminal);
     for (const char key : {'r', 'o', 'w', '\n'}) terminal.Type(key);
     while (StandInTerminal::Waiting() < 4) std::this_thread::yield();
+    console.dropTypedAhead();
     std::thread user([&] {
         while (!StandInTerminal::WaitsForAKey()) std::this_thread::yield();
         terminal.Type('c');

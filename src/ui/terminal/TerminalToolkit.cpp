@@ -78,6 +78,7 @@ MessageResult TerminalToolkit::ShowMessageBox(const Text& prompt, int style, con
 
 // Any other key is passed over; Enter too, so that nobody agrees by a stray keystroke.
 MessageResult TerminalToolkit::Ask() {
+    dropTypedAhead_();
     messages_ << "  O = OK, C = Cancel: " << std::flush;
     while (const std::optional<char> key = readKey_()) {
         if (const std::optional<MessageResult> answer = AnswerOf(*key)) {

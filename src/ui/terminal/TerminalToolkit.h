@@ -34,6 +34,8 @@ class TerminalToolkit : public Toolkit {
     /// that answers nothing takes the rest of its line with it, so that no letter inside a word
     /// agrees to anything.
     void ReadKeysFromLines() { keysComeInLines_ = true; }
+    /// What is called before each question: keys pressed before it can't be meant as its answer.
+    void DropTypedAheadBy(std::function<void()> drop) { dropTypedAhead_ = std::move(drop); }
 
     /// A box with OK alone is shown and not waited for. A question that nobody answers, because the
     /// input has ended or nobody is asked, takes its fixed answer and says so.
@@ -62,6 +64,7 @@ class TerminalToolkit : public Toolkit {
     Answers answers_;
     LineReader readLine_;
     bool keysComeInLines_ = false;
+    std::function<void()> dropTypedAhead_ = [] {};
     std::vector<Timer*> timers_;
     std::string lastShown_;
 };

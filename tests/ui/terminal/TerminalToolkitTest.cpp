@@ -83,6 +83,23 @@ TEST(TerminalToolkit, NoLetterInsideALineIsAnAnswer) {
     }
 }
 
+TEST(TerminalToolkit, AQuestionDropsWhatWasTypedBefore) {
+    std::ostringstream messages;
+    std::string keys = "o";
+    TerminalToolkit toolkit(
+        messages,
+        [&]() -> std::optional<char> {
+            if (keys.empty()) return std::nullopt;
+            const char key = keys.front();
+            keys.erase(0, 1);
+            return key;
+        },
+        Answers::Ask);
+    toolkit.DropTypedAheadBy([&] { keys = "c"; });
+    EXPECT_EQ(toolkit.ShowMessageBox(u"Sure?", MessageStyle::OkCancel, u"It"),
+              MessageResult::Cancel);
+}
+
 TEST(TerminalToolkit, ShowsPlainMessagesWithoutWaiting) {
     const Shown shown = Show(Answers::Ask, "c", MessageStyle::Critical, u"No\x1b[2J such\nfile");
     EXPECT_EQ(shown.result, MessageResult::Ok);
