@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "platform/RegistryValues.h"
 #include "removal/processes/ParasiteFileName.h"
 #include "services/RegistryAccess.h"
 #include "services/SysUtil.h"
@@ -122,15 +123,6 @@ class Summary {
     CleanResult result_;
 };
 
-Text TextOf(const RegistryValue& value) {
-    Text text;
-    for (std::size_t i = 0; i + 1 < value.data.size(); i += 2) {
-        text += static_cast<char16_t>(value.data[i] | value.data[i + 1] << 8);
-    }
-    while (!text.empty() && text.back() == u'\0') text.pop_back();
-    return text;
-}
-
 std::string HexOf(const Bytes& data) {
     std::string text;
     for (const std::uint8_t byte : data) {
@@ -140,12 +132,6 @@ std::string HexOf(const Bytes& data) {
         text += kDigits[byte & 0xF];
     }
     return text;
-}
-
-std::uint32_t DwordOf(const Bytes& data) {
-    std::uint32_t number = 0;
-    for (std::size_t i = 4; i-- > 0;) number = number << 8 | data[i];
-    return number;
 }
 
 Json TextsToJson(const std::vector<Text>& texts) {
@@ -170,9 +156,9 @@ Json RegistryValueToJson(const std::optional<RegistryValue>& value) {
         case RegistryType::String:
         case RegistryType::ExpandString:
         case RegistryType::MultiString:
-            return TextToJson(TextOf(*value));
+            return TextToJson(TextOfValue(*value));
         case RegistryType::Dword:
-            if (value->data.size() == 4) return DwordOf(value->data);
+            if (const auto number = NumberOfValue(*value)) return *number;
             break;
         default:
             break;

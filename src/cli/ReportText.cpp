@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "base/Utf16Bytes.h"
 #include "platform/Machine.h"
 #include "ui/terminal/PrintableText.h"
 
@@ -27,11 +28,7 @@ std::vector<TextView> LinesOf(TextView text) {
 Text TextOf(const DecodedFile& file) {
     const Bytes& bytes = file.content;
     if (bytes.size() >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {
-        Text text;
-        for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
-            text += static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8);
-        }
-        return text;
+        return FromUtf16Bytes(std::span(bytes).subspan(2));
     }
     const std::string_view raw(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     Text text = FromUtf8(raw);

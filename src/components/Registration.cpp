@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "platform/RegistryValues.h"
 #include "platform/win32/Win32Registry.h"
 
 namespace bkfd {
@@ -29,22 +30,13 @@ std::vector<Entry> EntriesFor(const CustomClass& one, const Text& path) {
     return entries;
 }
 
-RegistryValue ToValue(const Text& text) {
-    RegistryValue value{RegistryType::String, {}};
-    for (const char16_t unit : text + u'\0') {
-        value.data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-        value.data.push_back(static_cast<std::uint8_t>(unit >> 8));
-    }
-    return value;
-}
-
 }  // namespace
 
 Status RegisterClass(const CustomClass& one, const Text& path) {
     Win32Registry registry;
     for (const Entry& entry : EntriesFor(one, path)) {
         const Status written = registry.RegSetValueExW(RegistryRoot::ClassesRoot, entry.key,
-                                                       entry.name, ToValue(entry.value));
+                                                       entry.name, MakeStringValue(entry.value));
         if (!written.IsOk()) return written;
     }
     return {};

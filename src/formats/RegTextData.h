@@ -19,9 +19,4 @@ inline bool IsTextType(std::uint32_t type) {
     return type == kString || type == kExpandString || type == kMultiString;
 }
 
-/// The units as UTF-16LE bytes.
-Bytes ToStoredBytes(TextView units);
-/// The inverse, for an even number of bytes.
-Text FromStoredBytes(std::span<const std::uint8_t> bytes);
-
 }  // namespace bkfd::regtext

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/Utf16Bytes.h"
 #include "formats/RegText.h"
 #include "formats/RegTextData.h"
 
@@ -191,7 +192,7 @@ class Parser {
             entry.isDeletion = true;
         } else if (cursor_.Peek() == u'"') {
             entry.type = kString;
-            entry.data = ToStoredBytes(ReadQuoted() += u'\0');
+            entry.data = ToUtf16Bytes(ReadQuoted() += u'\0');
         } else if (cursor_.AcceptWord(u"dword:")) {
             cursor_.SkipBlanks();
             const std::uint32_t number = ReadNumber(8);
@@ -220,7 +221,7 @@ class Parser {
         const bool isStoredForm = typeDigits == 2;  // the mark that the writer gives
         if (document_.format == RegFormat::Regedit4 && IsTextType(entry.type) && !isStoredForm) {
             const std::string narrow(entry.data.begin(), entry.data.end());
-            entry.data = ToStoredBytes(codePage_.decode(narrow));
+            entry.data = ToUtf16Bytes(codePage_.decode(narrow));
         }
     }
 
@@ -270,7 +271,7 @@ bool BeginsWith(std::span<const std::uint8_t> bytes, std::span<const std::uint8_
 }
 
 Text DecodeUtf16(std::span<const std::uint8_t> bytes) {
-    Text text = FromStoredBytes(bytes.first(bytes.size() / 2 * 2));
+    Text text = FromUtf16Bytes(bytes);
     if (bytes.size() % 2 != 0) {
         throw RegParseError{LineOf(text, text.size()), "the file ends within a character"};
     }

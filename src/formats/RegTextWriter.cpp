@@ -1,34 +1,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/Utf16Bytes.h"
 #include "formats/RegText.h"
 #include "formats/RegTextData.h"
 
 namespace bkfd {
 
 using namespace regtext;
-
-namespace regtext {
-
-Bytes ToStoredBytes(TextView units) {
-    Bytes bytes;
-    bytes.reserve(units.size() * 2);
-    for (const char16_t unit : units) {
-        bytes.push_back(static_cast<std::uint8_t>(unit));
-        bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
-    }
-    return bytes;
-}
-
-Text FromStoredBytes(std::span<const std::uint8_t> bytes) {
-    Text units(bytes.size() / 2, u'\0');
-    for (std::size_t i = 0; i < units.size(); ++i) {
-        units[i] = static_cast<char16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
-    }
-    return units;
-}
-
-}  // namespace regtext
 
 namespace {
 
@@ -81,7 +60,7 @@ void AppendDword(Text& out, const Bytes& data) {
 /// Whether the text, without its closing NUL, can stand between quotes on one line.
 bool CanBeQuoted(const Bytes& data) {
     if (data.size() % 2 != 0 || data.size() < 2) return false;
-    const Text units = FromStoredBytes(data);
+    const Text units = FromUtf16Bytes(data);
     return units.find(u'\0') == units.size() - 1 && units.find_first_of(kLineBreaks) == Text::npos;
 }
 
@@ -109,7 +88,7 @@ class EntryWriter {
         } else if (entry.type == kDword && entry.data.size() == 4) {
             AppendDword(out_, entry.data);
         } else if (entry.type == kString && CanBeQuoted(entry.data) && FitsHere(entry.data)) {
-            AppendQuoted(out_, FromStoredBytes(entry.data).substr(0, entry.data.size() / 2 - 1));
+            AppendQuoted(out_, FromUtf16Bytes(entry.data).substr(0, entry.data.size() / 2 - 1));
         } else if (isRegedit4_ && IsTextType(entry.type)) {
             AppendCodePageText(entry);
         } else {
@@ -123,13 +102,13 @@ class EntryWriter {
             AppendHex(entry.type, 2, entry.data);
             return;
         }
-        const std::string narrow = codePage_.encode(FromStoredBytes(entry.data));
+        const std::string narrow = codePage_.encode(FromUtf16Bytes(entry.data));
         AppendHex(entry.type, 1, Bytes(narrow.begin(), narrow.end()));
     }
 
     bool FitsHere(const Bytes& data) const {
         if (!isRegedit4_) return true;
-        return data.size() % 2 == 0 && FitsCodePage(FromStoredBytes(data), codePage_);
+        return data.size() % 2 == 0 && FitsCodePage(FromUtf16Bytes(data), codePage_);
     }
 
     void AppendHex(std::uint32_t type, std::size_t typeWidth, const Bytes& data) {

@@ -9,4 +9,7 @@ inline constexpr auto HKCR = RegistryRoot::ClassesRoot;
 inline constexpr auto HKCU = RegistryRoot::CurrentUser;
 inline constexpr auto HKLM = RegistryRoot::LocalMachine;
 
+/// The name of a root as exports spell it, "HKEY_LOCAL_MACHINE".
+TextView RegistryRootName(RegistryRoot root);
+
 }  // namespace bkfd

@@ -1,6 +1,7 @@
 #include "removal/DisableFiles.h"
 
 #include "base/RuntimeError.h"
+#include "base/Utf16Bytes.h"
 #include "detection/identity/CFileChecker.h"
 #include "removal/CPaRemover.h"
 #include "removal/MReboot.h"
@@ -21,21 +22,12 @@ bool Confirms(const Text& question, int icon) {
     return ShowMessage(question, icon | MessageStyle::OkCancel) == MessageResult::Ok;
 }
 
-/// The bytes as UTF-16LE.
-Text TextOfUnits(const Bytes& bytes) {
-    Text text;
-    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
-        text += static_cast<char16_t>(bytes[at] | bytes[at + 1] << 8);
-    }
-    return text;
-}
-
 }  // namespace
 
 Text DecodedFileName(const Text& text) {
     if (Find(text, u"\\") != 0) return text;
     try {
-        const Text name = TextOfUnits(SysUtil::TextToBytes(text));
+        const Text name = FromUtf16Bytes(SysUtil::TextToBytes(text));
         return Find(name, u"\\") != 0 ? name : text;
     } catch (const RuntimeError&) {
         return text;  // not an encoded text at all

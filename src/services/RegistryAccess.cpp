@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "base/Utf16Bytes.h"
+#include "platform/RegistryValues.h"
 #include "services/MAPI.h"
 
 namespace bkfd {
@@ -14,13 +16,8 @@ Registry& Keys() {
 
 /// What stands before the first NUL, which is what Windows acts on; an odd last byte is left out.
 Text TextBeforeNul(const Bytes& data) {
-    Text text;
-    for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
-        const auto unit = static_cast<char16_t>(data[i] | data[i + 1] << 8);
-        if (unit == u'\0') break;
-        text += unit;
-    }
-    return text;
+    const Text text = FromUtf16Bytes(data);
+    return text.substr(0, text.find(u'\0'));
 }
 
 bool HoldsText(RegistryType type) {
@@ -65,35 +62,21 @@ Status RegistryAccess::ReadDword(RegistryRoot root, TextView subkey, TextView na
     value = 0;
     const auto stored = Keys().RegQueryValueExW(root, subkey, name);
     if (!stored.IsOk()) return stored;
-    const Bytes& data = stored.value.data;
-    if (stored.value.type != RegistryType::Dword || data.size() != sizeof(std::uint32_t)) {
-        return {SystemError::UnsupportedType};
-    }
-    std::uint32_t bits = 0;
-    for (std::size_t i = data.size(); i-- > 0;) bits = bits << 8 | data[i];
-    value = static_cast<std::int32_t>(bits);
+    const auto number = NumberOfValue(stored.value);
+    if (!number) return {SystemError::UnsupportedType};
+    value = static_cast<std::int32_t>(*number);
     return {};
 }
 
 Status RegistryAccess::WriteString(RegistryRoot root, TextView subkey, TextView name,
                                    TextView value) {
-    RegistryValue stored{RegistryType::String, {}};
-    stored.data.reserve(value.size() * 2 + 2);
-    for (const char16_t unit : Text(value) + u'\0') {
-        stored.data.push_back(static_cast<std::uint8_t>(unit));
-        stored.data.push_back(static_cast<std::uint8_t>(unit >> 8));
-    }
-    return Keys().RegSetValueExW(root, subkey, name, stored);
+    return Keys().RegSetValueExW(root, subkey, name, MakeStringValue(value));
 }
 
 Status RegistryAccess::WriteDword(RegistryRoot root, TextView subkey, TextView name,
                                   std::int32_t value) {
-    RegistryValue stored{RegistryType::Dword, {}};
-    auto bits = static_cast<std::uint32_t>(value);
-    for (std::size_t i = 0; i < sizeof(bits); ++i, bits >>= 8) {
-        stored.data.push_back(static_cast<std::uint8_t>(bits));
-    }
-    return Keys().RegSetValueExW(root, subkey, name, stored);
+    return Keys().RegSetValueExW(root, subkey, name,
+                                 MakeDwordValue(static_cast<std::uint32_t>(value)));
 }
 
 Status RegistryAccess::DeleteValue(RegistryRoot root, TextView subkey, TextView name) {

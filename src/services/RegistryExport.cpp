@@ -1,23 +1,12 @@
 #include <algorithm>
 
 #include "formats/RegText.h"
+#include "platform/RootNames.h"
 #include "services/MAPI.h"
 #include "services/RegistryAccess.h"
 
 namespace bkfd {
 namespace {
-
-struct RootNameEntry {
-    RegistryRoot root;
-    TextView name;
-};
-
-constexpr RootNameEntry kRootNames[] = {
-    {RegistryRoot::ClassesRoot, u"HKEY_CLASSES_ROOT"},
-    {RegistryRoot::CurrentUser, u"HKEY_CURRENT_USER"},
-    {RegistryRoot::LocalMachine, u"HKEY_LOCAL_MACHINE"},
-    {RegistryRoot::Users, u"HKEY_USERS"},
-};
 
 RegCodePage SystemCodePage() {
     return {[](std::string_view bytes) { return TheMachine().System().MultiByteToWideChar(bytes); },
@@ -116,8 +105,7 @@ Text RegistryAccess::ExportValue(RegistryRoot root, TextView subkey, TextView na
 }
 
 Text RegistryAccess::RootName(RegistryRoot root) {
-    const auto* found = std::ranges::find(kRootNames, root, &RootNameEntry::root);
-    return found == std::end(kRootNames) ? Text() : Text(found->name);
+    return Text(RegistryRootName(root));
 }
 
 }  // namespace bkfd

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "cli/CliBench.h"
+#include "platform/RegistryValues.h"
 #include "platform/image/MachineImage.h"
 #include "platform/memory/RegistryTree.h"
 #include "removal/processes/RemovedFiles.h"

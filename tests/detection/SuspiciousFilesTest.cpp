@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "DetectionBench.h"
+#include "base/Utf16Bytes.h"
 #include "detection/CPaDetector.h"
 
 namespace bkfd {
@@ -31,11 +32,7 @@ std::string SuspiciousXml(DetectionBench& bench) {
     const Text wide = detector.MakeSuspiciousFilesXML();
     if (wide.empty()) return "(empty)";
     EXPECT_EQ(wide.substr(0, 4), Text({0xFF, 0xFE, u'<', 0}));
-    Text text;
-    for (std::size_t at = 2; at + 1 < wide.size(); at += 2) {
-        text += static_cast<char16_t>(wide[at] | wide[at + 1] << 8);
-    }
-    return ToUtf8(text);
+    return ToUtf8(FromUtf16Bytes(ToBytes(wide.substr(2))));
 }
 
 TEST(SuspiciousFiles, FindsRunningFilesHelperObjectsAndParasitesOnce) {

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "formats/RegTextData.h"
+#include "base/Utf16Bytes.h"
 
 namespace bkfd {
 namespace {
@@ -35,7 +35,7 @@ Bytes Utf8File(std::string_view text) {
 }
 
 Bytes Utf16File(TextView text, bool hasMark = true) {
-    return regtext::ToStoredBytes((hasMark ? u"\uFEFF" : u"") + Text(text));
+    return ToUtf16Bytes((hasMark ? u"\uFEFF" : u"") + Text(text));
 }
 
 /// A line for each key and entry, texts as the registry's bytes in hexadecimal; or the error.
@@ -144,6 +144,7 @@ TEST(RegText, Encodings) {
         {"other types are as they are", Utf8File("REGEDIT4\n[K]\n@=hex(6):e9\n@=hex:e9\n"),
          "[K]\n 6:E9\n 3:E9\n"},
         {"the marked form", Utf8File("REGEDIT4\n[K]\n@=hex(02):e9\n"), "[K]\n 2:E9\n"},
+        {"blanks behind the header", Utf8File("REGEDIT4 \t\r\n[K]\r\n"), "[K]\n"},
         {"cut within a character", Bytes{0xFF, 0xFE, 'R', 0, 'E'},
          "1: the file ends within a character"},
     };
@@ -192,7 +193,7 @@ TEST(RegText, TheFirstMalformedLineIsTheError) {
 }
 
 Bytes Stored(TextView text) {
-    return regtext::ToStoredBytes(text);
+    return ToUtf16Bytes(text);
 }
 
 TEST(RegText, WritesWhatTheRegistryEditorWrites) {

@@ -1,7 +1,7 @@
 #include <cstdlib>
 
+#include "base/Utf16Bytes.h"
 #include "formats/RegText.h"
-#include "formats/RegTextData.h"
 #include "fuzz/Fuzzer.h"
 
 using namespace bkfd;
@@ -39,7 +39,7 @@ std::vector<Bytes> FuzzCorpus() {
     const Text version5 = RegHeader(RegFormat::Version5) + text + Text{u'[', 0xD800, u']'};
     const std::string utf8 = ToWtf8(version5);
     return {Bytes(regedit4.begin(), regedit4.end()), Bytes(utf8.begin(), utf8.end()),
-            regtext::ToStoredBytes(u"\uFEFF" + version5)};
+            ToUtf16Bytes(u"\uFEFF" + version5)};
 }
 
 /// What was read comes back unchanged when it is written and read again.
@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto* document = std::get_if<RegDocument>(&first);
     if (document == nullptr) return 0;
     // In UTF-16 no name is lost, whatever the format.
-    const Bytes again = regtext::ToStoredBytes(u"\uFEFF" + Format(*document));
+    const Bytes again = ToUtf16Bytes(u"\uFEFF" + Format(*document));
     const auto second = ParseRegText(again, kLatin1);
     if (!std::holds_alternative<RegDocument>(second)) std::abort();
     if (!(std::get<RegDocument>(second) == *document)) std::abort();

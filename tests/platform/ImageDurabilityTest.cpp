@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <set>
 
+#include "platform/RegistryValues.h"
 #include "platform/RootNames.h"
 #include "platform/ScratchImage.h"
 #include "platform/image/HostFiles.h"
@@ -202,12 +205,94 @@ TEST(ImageDurability, AJournalThatCantBeFoldedKeepsWhatItHas) {
     // A record that was cut off goes, those before it stay.
     image.Write("registry.journal", image.Read("registry.journal") + "00000000 {");
     EXPECT_TRUE(fails(u"third"));
+    image.Write("registry.journal", image.Read("registry.journal") + "00000000 {}\n");
+    EXPECT_TRUE(fails(u"fourth"));
     std::filesystem::remove(inTheWay);
-    EXPECT_EQ(image.Load()->DumpRegistry(),
-              "[HKEY_LOCAL_MACHINE\\Software\\A]\n  first = \"1\"\n  second = \"1\"\n"
-              "  third = \"1\"\n  x = \"1\"\n[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\n"
-              "[HKEY_LOCAL_MACHINE\\Software\\B]\n  x = \"1\"\n");
+    EXPECT_EQ(
+        image.Load()->DumpRegistry(),
+        "[HKEY_LOCAL_MACHINE\\Software\\A]\n  first = \"1\"\n  fourth = \"1\"\n"
+        "  second = \"1\"\n  third = \"1\"\n  x = \"1\"\n[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\n"
+        "[HKEY_LOCAL_MACHINE\\Software\\B]\n  x = \"1\"\n");
     EXPECT_FALSE(image.Has("registry.journal"));
+}
+
+/// The image as a crash now would leave it.
+void CopyInto(ScratchImage& crashed, const ScratchImage& image) {
+    for (const auto& [name, content] : image.Snapshot()) crashed.Write(name, content);
+}
+
+TEST(ImageDurability, AJournalBeginsAnewBehindEachFold) {
+    ScratchImage image;
+    ScratchImage crashed;
+    Fill(image);
+    const auto machine = image.Load();
+    for (const Step step : {kSteps[0], kSteps[4]}) {
+        step(*machine);
+        EXPECT_TRUE(machine->Fold().IsOk());
+    }
+    kSteps[2](*machine);
+    CopyInto(crashed, image);
+    EXPECT_EQ(crashed.Load()->Dump(), machine->Dump());
+}
+
+/// No file can grow beyond `size` as long as the object lives.
+class FullDisk {
+  public:
+    explicit FullDisk(rlim_t size) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit now{size, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &now);
+    }
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, SIG_DFL);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+TEST(ImageDurability, AFullDiskLeavesNoPartOfARecordOrFile) {
+    ScratchImage image;
+    ScratchImage crashed;
+    Fill(image);
+    const auto machine = image.Load();
+    kSteps[0](*machine);
+    {
+        const FullDisk full(image.Read("registry.journal").size() + 20);
+        const std::string before = machine->Dump();
+        kSteps[2](*machine);
+        EXPECT_EQ(machine->Dump(), before);
+    }
+    {
+        const FullDisk full(20);
+        EXPECT_FALSE(machine->Fold().IsOk());
+        for (const auto& [name, content] : image.Snapshot())
+            EXPECT_EQ(name.find("bkfd-new"), std::string::npos) << name;
+    }
+    kSteps[6](*machine);
+    kSteps[7](*machine);
+    CopyInto(crashed, image);
+    EXPECT_EQ(crashed.Load()->Dump(), machine->Dump());
+}
+
+TEST(ImageDurability, AMoveThatFailsLeavesNamesAndAttributes) {
+    ScratchImage image;
+    ScratchImage crashed;
+    Fill(image);
+    image.Write("drives/c/b.dll:stream", "s");
+    const auto machine = image.Load();
+    const std::string before = machine->Dump();
+    // The host has room for the file's name, but not for that of its stream.
+    EXPECT_FALSE(
+        machine->FileSystem().MoveFileW(u"C:\\b.dll", Text(u"C:\\") + Text(252, u'n')).IsOk());
+    EXPECT_EQ(machine->Dump(), before);
+    kSteps[0](*machine);
+    CopyInto(crashed, image);
+    EXPECT_EQ(crashed.Load()->Dump(), machine->Dump());
 }
 
 TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {
@@ -310,6 +395,26 @@ TEST(ImageDurability, LaterFilesAndDeletionsDecide) {
     }
     EXPECT_EQ(image.Load()->DumpRegistry(),
               "[HKEY_LOCAL_MACHINE\\K]\n  a = \"4\"\n[HKEY_LOCAL_MACHINE\\L]\n  @ = \"5\"\n");
+}
+
+TEST(ImageDurability, ChangesStandWhereNoDeletionUndoesThem) {
+    ScratchImage image;
+    image.Write("registry/1.reg",
+                "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n\n[-HKEY_LOCAL_MACHINE\\K]\n");
+    image.Write("registry/2.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Only\\Through\\This]\n");
+    std::string expected;
+    {
+        auto machine = image.Load();
+        Registry& registry = machine->RegistryKeys();
+        (void)registry.RegSetValueExW(HKLM, u"K\\Below", u"b", MakeStringValue(u"2"));
+        (void)registry.RegSetValueExW(HKLM, u"K", u"c", MakeStringValue(u"3"));
+        (void)registry.RegDeleteKeyW(HKLM, u"Only\\Through\\This");
+        expected = machine->DumpRegistry();
+    }
+    EXPECT_EQ(image.Load()->DumpRegistry(), expected);
+    EXPECT_EQ(expected,
+              "[HKEY_LOCAL_MACHINE\\K]\n  c = \"3\"\n[HKEY_LOCAL_MACHINE\\K\\Below]\n  b = \"2\"\n"
+              "[HKEY_LOCAL_MACHINE\\Only\\Through]\n");
 }
 
 }  // namespace

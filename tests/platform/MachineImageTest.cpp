@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "platform/RegistryValues.h"
 #include "platform/ScratchImage.h"
 #include "platform/image/HostFiles.h"
 #include "platform/image/ImageJson.h"
@@ -224,6 +225,7 @@ TEST(MachineImage, NamesOfTheHostAreTextsAndBack) {
         {"nothing", "", u""},
         {"characters of each length", "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80",
          u"a\u00E4\u20AC\U0001F600"},
+        {"half a pair like a byte's", "\xF0\x9F\x92\x80", u"\U0001F480"},
         {"a replacement character", "\xEF\xBF\xBD", u"\uFFFD"},
         {"lone surrogates", "\xED\xA0\x80x\xED\xBF\xBF", Text{0xD800, u'x', 0xDFFF}},
         {"bytes of a code page", "caf\xE9.exe", Text(u"caf") + char16_t{0xDCE9} + u".exe"},

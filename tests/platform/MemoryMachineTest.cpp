@@ -1,3 +1,4 @@
+#include "platform/RegistryValues.h"
 #include "platform/RootNames.h"
 #include "platform/memory/MemoryMachine.h"
 

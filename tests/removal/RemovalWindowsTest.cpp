@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "RemovalBench.h"
+#include "base/Utf16Bytes.h"
 #include "platform/RootNames.h"
 #include "removal/FRestoreFiles.h"
 #include "removal/FSafeRemover.h"
@@ -154,11 +155,7 @@ TEST(FSafeRemover, AFailureIsLoggedAndShown) {
 }
 
 TEST(FSafeRemover, Pastes) {
-    Text units;
-    for (const char16_t unit : Text(u"C:\\\u0416.exe")) {
-        units += static_cast<char16_t>(unit & 0xFF);
-        units += static_cast<char16_t>(unit >> 8);
-    }
+    const Text units = FromBytes(ToUtf16Bytes(u"C:\\\u0416.exe"));
     const struct {
         const char* label;
         Text box;

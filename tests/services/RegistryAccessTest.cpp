@@ -1,3 +1,4 @@
+#include "base/Utf16Bytes.h"
 #include "services/RegistryAccess.h"
 
 #include <gtest/gtest.h>
@@ -8,15 +9,6 @@ namespace bkfd {
 namespace {
 
 constexpr RegistryRoot kUser = RegistryRoot::CurrentUser;
-
-Bytes Units(TextView text) {
-    Bytes bytes;
-    for (const char16_t unit : text) {
-        bytes.push_back(static_cast<std::uint8_t>(unit));
-        bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
-    }
-    return bytes;
-}
 
 class RegistryAccessTest : public testing::Test {
   protected:
@@ -34,15 +26,15 @@ TEST_F(RegistryAccessTest, ReadsWhateverIsStored) {
         TextView text;
         std::int32_t number;
     } rows[] = {
-        {"text", {Type::String, Units(TextView(u"ab\0", 3))}, u"ab", 0},
-        {"without NUL", {Type::String, Units(u"ab")}, u"ab", 0},
+        {"text", {Type::String, ToUtf16Bytes(TextView(u"ab\0", 3))}, u"ab", 0},
+        {"without NUL", {Type::String, ToUtf16Bytes(u"ab")}, u"ab", 0},
         {"odd byte", {Type::String, odd}, u"ab", 0},
         {"one byte", {Type::String, {'a'}}, u"", 0},
         {"nothing", {Type::String, {}}, u"", 0},
-        {"behind the first NUL", {Type::String, Units(TextView(u"ab\0cd\0", 6))}, u"ab", 0},
-        {"unexpanded", {Type::ExpandString, Units(TextView(u"%a%\0", 4))}, u"%a%", 0},
-        {"first of many", {Type::MultiString, Units(TextView(u"a\0b\0\0", 5))}, u"a", 0},
-        {"binary", {Type::Binary, Units(u"ab")}, u"", 0},
+        {"behind the first NUL", {Type::String, ToUtf16Bytes(TextView(u"ab\0cd\0", 6))}, u"ab", 0},
+        {"unexpanded", {Type::ExpandString, ToUtf16Bytes(TextView(u"%a%\0", 4))}, u"%a%", 0},
+        {"first of many", {Type::MultiString, ToUtf16Bytes(TextView(u"a\0b\0\0", 5))}, u"a", 0},
+        {"binary", {Type::Binary, ToUtf16Bytes(u"ab")}, u"", 0},
         {"number", {Type::Dword, {0xFE, 0xFF, 0xFF, 0xFF}}, u"", -2},
         {"short number", {Type::Dword, {1, 0, 0}}, u"", 0},
         {"unknown type", {static_cast<Type>(0xFFFF), {1, 0, 0, 0}}, u"", 0},

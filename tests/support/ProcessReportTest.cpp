@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "base/Utf16Bytes.h"
 #include "common/EngineBench.h"
 #include "detection/DetectionBench.h"
 #include "support/MEnumProcesses.h"
@@ -10,11 +11,7 @@ namespace {
 /// The document of a 16-bit family as UTF-8, its mark shown.
 std::string Readable(const Text& document) {
     if (!document.starts_with(u"\u00FF\u00FE")) return ToUtf8(document);
-    Text text;
-    for (std::size_t i = 2; i + 1 < document.size(); i += 2) {
-        text += static_cast<char16_t>(document[i] | document[i + 1] << 8);
-    }
-    return "[FF FE]" + ToUtf8(text);
+    return "[FF FE]" + ToUtf8(FromUtf16Bytes(ToBytes(document.substr(2))));
 }
 
 TEST(ProcessReport, NamesOnlyWhatIsUnknown) {

@@ -8,6 +8,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "base/Utf16Bytes.h"
 #include "formats/Base64.h"
 #include "formats/Zip.h"
 
@@ -131,11 +132,7 @@ Bytes EnvelopeOf(std::span<const std::uint8_t> input) {
 std::string XmlAsUtf8(const Bytes& sent) {
     std::string utf8(sent.begin(), sent.end());
     if (StartsWith(sent, "\xFF\xFE")) {
-        Text text;
-        for (std::size_t i = 2; i + 1 < sent.size(); i += 2) {
-            text += static_cast<char16_t>(sent[i] | sent[i + 1] << 8);
-        }
-        utf8 = ToUtf8(text);
+        utf8 = ToUtf8(FromUtf16Bytes(std::span(sent).subspan(2)));
     }
     if (utf8.starts_with("<?xml")) {
         const std::size_t end = utf8.find("?>");
@@ -264,12 +261,7 @@ std::variant<DecodedReport, std::string> DecodeReport(std::span<const std::uint8
 }
 
 Text EncodeForPaste(TextView path) {
-    Bytes bytes;
-    for (const char16_t unit : path) {
-        bytes.push_back(static_cast<std::uint8_t>(unit));
-        bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
-    }
-    return EncodeBase64(bytes);
+    return EncodeBase64(ToUtf16Bytes(path));
 }
 
 }  // namespace bkfd

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/Utf16Bytes.h"
+#include "platform/RootNames.h"
 #include "platform/image/HostFiles.h"
 
 namespace bkfd {
@@ -99,13 +101,11 @@ void Canonicalise(RegSection& section) {
     if (RealKey(section.key, root, below)) section.key = FullKeyName(root, below);
 }
 
-std::string ToBytesOfUtf16(TextView text) {
-    std::string bytes = "\xFF\xFE";
-    for (const char16_t unit : text) {
-        bytes.push_back(static_cast<char>(unit & 0xFF));
-        bytes.push_back(static_cast<char>(unit >> 8));
-    }
-    return bytes;
+std::string Utf16File(TextView text) {
+    const Bytes bytes = ToUtf16Bytes(text);
+    std::string file = "\xFF\xFE";
+    file.append(bytes.begin(), bytes.end());
+    return file;
 }
 
 }  // namespace
@@ -260,7 +260,7 @@ std::string RegistryFiles::Format(File& file) const {
         if (document != nullptr && document->sections == file.document.sections) return bytes;
         file.document.format = RegFormat::Version5;
     }
-    return ToBytesOfUtf16(textIn(RegFormat::Version5));
+    return Utf16File(textIn(RegFormat::Version5));
 }
 
 Status RegistryFiles::Save() {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "platform/RegistryValues.h"
+
 namespace bkfd {
 namespace {
 
@@ -19,11 +21,7 @@ bool IsPlainText(const RegistryValue& value) {
 
 std::string DumpValue(const RegistryValue& value) {
     if (IsPlainText(value)) return '"' + ToUtf8(TextOfValue(value)) + '"';
-    if (value.type == RegistryType::Dword && value.data.size() == 4) {
-        std::uint32_t number = 0;
-        for (std::size_t i = 4; i-- > 0;) number = number << 8 | value.data[i];
-        return "dword:" + Hex(number, 8);
-    }
+    if (const auto number = NumberOfValue(value)) return "dword:" + Hex(*number, 8);
     std::string out = "hex(" + Hex(static_cast<std::uint32_t>(value.type), 1) + "):";
     for (std::size_t i = 0; i < value.data.size(); ++i)
         out += (i == 0 ? "" : ",") + Hex(value.data[i], 2);

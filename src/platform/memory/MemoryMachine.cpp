@@ -1,5 +1,6 @@
 #include "platform/memory/MemoryMachine.h"
 
+#include "platform/RegistryValues.h"
 #include "platform/memory/WindowsPath.h"
 
 namespace bkfd {

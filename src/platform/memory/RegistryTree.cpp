@@ -3,20 +3,21 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/RootNames.h"
+
 namespace bkfd {
 namespace {
 
-struct RootNames {
+struct ShortName {
     RegistryRoot root;
     TextView name;
-    TextView shortName;
 };
 
-constexpr RootNames kRootNames[] = {
-    {RegistryRoot::ClassesRoot, u"HKEY_CLASSES_ROOT", u"HKCR"},
-    {RegistryRoot::CurrentUser, u"HKEY_CURRENT_USER", u"HKCU"},
-    {RegistryRoot::LocalMachine, u"HKEY_LOCAL_MACHINE", u"HKLM"},
-    {RegistryRoot::Users, u"HKEY_USERS", u"HKU"},
+constexpr ShortName kShortNames[] = {
+    {RegistryRoot::ClassesRoot, u"HKCR"},
+    {RegistryRoot::CurrentUser, u"HKCU"},
+    {RegistryRoot::LocalMachine, u"HKLM"},
+    {RegistryRoot::Users, u"HKU"},
 };
 
 }  // namespace
@@ -113,48 +114,17 @@ const RegistryKey& RegistryTree::Root(RegistryRoot root) const {
     return roots_.at(static_cast<std::size_t>(found - std::begin(kRoots)));
 }
 
-TextView RegistryRootName(RegistryRoot root) {
-    for (const RootNames& names : kRootNames)
-        if (names.root == root) return names.name;
-    return {};
-}
-
 bool SplitRegistryPath(TextView path, RegistryRoot& root, Text& key) {
     const TextView first = NextKeyComponent(path);
-    for (const RootNames& names : kRootNames) {
-        if (!EqualsIgnoreCase(first, names.name) && !EqualsIgnoreCase(first, names.shortName))
+    for (const ShortName& known : kShortNames) {
+        if (!EqualsIgnoreCase(first, RegistryRootName(known.root)) &&
+            !EqualsIgnoreCase(first, known.name))
             continue;
-        root = names.root;
+        root = known.root;
         key = path.empty() ? Text() : Text(path.substr(1));
         return true;
     }
     return false;
-}
-
-RegistryValue MakeStringValue(TextView text, RegistryType type) {
-    RegistryValue value{type, {}};
-    value.data.reserve((text.size() + 1) * 2);
-    for (const char16_t unit : text) {
-        value.data.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-        value.data.push_back(static_cast<std::uint8_t>(unit >> 8));
-    }
-    value.data.insert(value.data.end(), 2, 0);
-    return value;
-}
-
-RegistryValue MakeDwordValue(std::uint32_t number) {
-    RegistryValue value{RegistryType::Dword, {}};
-    for (int shift = 0; shift < 32; shift += 8)
-        value.data.push_back(static_cast<std::uint8_t>(number >> shift));
-    return value;
-}
-
-Text TextOfValue(const RegistryValue& value) {
-    Text text;
-    for (std::size_t i = 0; i + 1 < value.data.size(); i += 2)
-        text.push_back(static_cast<char16_t>(value.data[i] | value.data[i + 1] << 8));
-    while (!text.empty() && text.back() == u'\0') text.pop_back();
-    return text;
 }
 
 }  // namespace bkfd

@@ -65,18 +65,10 @@ class RegistryTree {
     std::array<RegistryKey, 3> roots_;
 };
 
-/// "HKEY_LOCAL_MACHINE" and so on.
-TextView RegistryRootName(RegistryRoot root);
 /// Cuts "HKEY_LOCAL_MACHINE\Software" into root and key; false for another root. The short names
 /// "HKLM", "HKCU", "HKCR" and "HKU" are understood too.
 bool SplitRegistryPath(TextView path, RegistryRoot& root, Text& key);
 /// One component of a key path; `rest` keeps what follows. Empty at the end.
 TextView NextKeyComponent(TextView& rest);
-
-/// A string value with its terminating NUL.
-RegistryValue MakeStringValue(TextView text, RegistryType type = RegistryType::String);
-RegistryValue MakeDwordValue(std::uint32_t number);
-/// The characters of a text value, with no NUL at the end.
-Text TextOfValue(const RegistryValue& value);
 
 }  // namespace bkfd

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "base/Utf16Bytes.h"
 #include "platform/win32/NativeText.h"
 #include "platform/win32/Owned.h"
 
@@ -60,23 +61,12 @@ bool IsTextType(DWORD type) {
     return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
 }
 
-Bytes ToUtf16Bytes(std::span<const std::uint8_t> ansi) {
-    const Text text = FromAnsi({reinterpret_cast<const char*>(ansi.data()), ansi.size()});
-    Bytes bytes;
-    bytes.reserve(2 * text.size());
-    for (const char16_t unit : text) {
-        bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-        bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
-    }
-    return bytes;
+Bytes FromAnsiBytes(std::span<const std::uint8_t> ansi) {
+    return ToUtf16Bytes(FromAnsi({reinterpret_cast<const char*>(ansi.data()), ansi.size()}));
 }
 
 Bytes ToAnsiBytes(std::span<const std::uint8_t> utf16) {
-    Text text;
-    for (std::size_t i = 0; i + 1 < utf16.size(); i += 2) {
-        text.push_back(static_cast<char16_t>(utf16[i] | utf16[i + 1] << 8));
-    }
-    const std::string ansi = ToAnsi(text);
+    const std::string ansi = ToAnsi(FromUtf16Bytes(utf16));
     return Bytes(ansi.begin(), ansi.end());
 }
 
@@ -164,7 +154,7 @@ Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryRoot root, TextVie
         });
     if (result != ERROR_SUCCESS) return ToStatus(result);
     value.type = static_cast<RegistryType>(type);
-    if (!HasWideCalls() && IsTextType(type)) value.data = ToUtf16Bytes(value.data);
+    if (!HasWideCalls() && IsTextType(type)) value.data = FromAnsiBytes(value.data);
     return value;
 }
 

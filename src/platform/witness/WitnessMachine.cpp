@@ -1,25 +1,13 @@
 #include "platform/witness/WitnessMachine.h"
 
+#include "platform/RootNames.h"
+
 namespace bkfd {
 namespace {
 
-struct RootName {
-    RegistryRoot root;
-    TextView name;
-};
-
-constexpr RootName kRootNames[] = {
-    {RegistryRoot::ClassesRoot, u"HKEY_CLASSES_ROOT"},
-    {RegistryRoot::CurrentUser, u"HKEY_CURRENT_USER"},
-    {RegistryRoot::LocalMachine, u"HKEY_LOCAL_MACHINE"},
-    {RegistryRoot::Users, u"HKEY_USERS"},
-};
-
 Text KeyName(RegistryRoot root, TextView subkey) {
     while (subkey.ends_with(u'\\')) subkey.remove_suffix(1);
-    for (const RootName& row : kRootNames)
-        if (row.root == root) return Text(row.name) + u'\\' + Text(subkey);
-    return Text(subkey);
+    return Text(RegistryRootName(root)).append(1, u'\\').append(subkey);
 }
 
 /// A name that no file can have isn't an unreadable file.

@@ -1,3 +1,4 @@
+#include "base/Utf16Bytes.h"
 #include "detection/identity/CHashier.h"
 #include "removal/processes/CProcessManager.h"
 #include "removal/processes/ParasiteFileName.h"
@@ -63,13 +64,7 @@ constexpr RenameForm kRename9x = {
 
 /// Each 8-bit unit of the text as one character, so that the encoded form holds any name.
 Text ByteUnits(TextView text) {
-    Text units;
-    units.reserve(text.size() * 2);
-    for (const char16_t unit : text) {
-        units += static_cast<char16_t>(unit & 0xFF);
-        units += static_cast<char16_t>(unit >> 8);
-    }
-    return units;
+    return FromBytes(ToUtf16Bytes(text));
 }
 
 /// Takes the attributes off the source that would hinder the move, and the target out of its way.
