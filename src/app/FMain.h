@@ -33,9 +33,6 @@ class FMain : public Form, public Object {
     /// Members by name: "Form_KeyUp" with a key code and a shift state.
     Variant Invoke(TextView name, std::span<Variant> arguments) override;
 
-    /// The logger in use, which every object that logs gets from here.
-    const LoggerRef& CurrentLogger() const { return logger_; }
-
   private:
     void OpenLogs(ContinueOnError& step);
     void RunCustomObject(ContinueOnError& step);

@@ -32,14 +32,6 @@ void Form::SetWindowWidth(int width) {
     SetWidth(width - TheToolkit().FrameSize(*this).width);
 }
 
-int Form::WindowHeight() const {
-    return Height() + TheToolkit().FrameSize(*this).height;
-}
-
-void Form::SetWindowHeight(int height) {
-    SetHeight(height - TheToolkit().FrameSize(*this).height);
-}
-
 void Form::DrawOutline(Outline outline) {
     outlines_.push_back(outline);
     Notify({Aspect::Content});

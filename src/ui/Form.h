@@ -39,11 +39,9 @@ class Form : public Container {
     void SetIconName(Text name) { iconName_ = std::move(name); }
 
     void SetClientSize(int width, int height);
-    /// The whole window's size, which is the client size and `Toolkit::FrameSize`.
+    /// The whole window's width, which is the client area's and that of `Toolkit::FrameSize`.
     int WindowWidth() const;
     void SetWindowWidth(int width);
-    int WindowHeight() const;
-    void SetWindowHeight(int height);
     const std::vector<Outline>& Outlines() const { return outlines_; }
     void DrawOutline(Outline outline);
 
@@ -76,7 +74,6 @@ class Form : public Container {
 
     /// Whether the form sees keys before the focused control. Without it the form sees them only
     /// while no control has the focus.
-    bool KeyPreview() const { return keyPreview_; }
     void SetKeyPreview(bool preview) { keyPreview_ = preview; }
     /// The button that Enter and Escape press, or null.
     Button* DefaultButton();

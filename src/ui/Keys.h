@@ -33,7 +33,6 @@ inline constexpr int Alt = 4;
 namespace MouseButton {
 inline constexpr int Left = 1;
 inline constexpr int Right = 2;
-inline constexpr int Middle = 4;
 }  // namespace MouseButton
 
 }  // namespace bkfd

@@ -13,7 +13,6 @@ class Label : public Control {
     const Text& Caption() const { return caption_; }
     void SetCaption(Text caption);
     /// An auto-sized label takes the size of its caption, now and at every new caption.
-    bool AutoSize() const { return autoSize_; }
     void SetAutoSize(bool autoSize);
     /// A link is underlined, in the system's link colour, with a hand for a pointer. Its owner acts
     /// on `onMouseUp`.

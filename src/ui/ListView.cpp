@@ -11,11 +11,6 @@ void ListItem::SetText(Text text) {
     Changed();
 }
 
-void ListItem::SetSmallIcon(Text key) {
-    smallIcon_ = std::move(key);
-    Changed();
-}
-
 const ListItem::SubItem& ListItem::GetSubItem(std::size_t index) const {
     static const SubItem kNone;
     return index == 0 || index > subItems_.size() ? kNone : subItems_[index - 1];

@@ -30,7 +30,6 @@ class ListItem {
     void SetText(Text text);
     /// The key of an image of the list, or empty.
     const Text& SmallIcon() const { return smallIcon_; }
-    void SetSmallIcon(Text key);
     /// Whatever the owner wants to find again.
     const ObjectRef& Tag() const { return tag_; }
     void SetTag(ObjectRef tag) { tag_ = std::move(tag); }
@@ -43,8 +42,6 @@ class ListItem {
     bool Selected() const;
     /// Selects this row alone, or takes the selection from it. Nothing if the list dropped it.
     void SetSelected(bool selected);
-    /// The row's place from 1, or 0 if the list dropped it.
-    std::size_t Index() const { return index_; }
 
   private:
     friend class ListView;
@@ -53,7 +50,7 @@ class ListItem {
     SubItem& MakeSubItem(std::size_t index);
 
     ListView* view_ = nullptr;
-    std::size_t index_ = 0;
+    std::size_t index_ = 0;  // the row's place from 1, or 0 if the list dropped it
     Text text_;
     Text smallIcon_;
     ObjectRef tag_;

@@ -13,10 +13,6 @@ class Picture : public Control {
         : Control(&parent, std::move(name)), resource_(std::move(resource)) {}
 
     const Text& Resource() const { return resource_; }
-    void SetResource(Text resource) {
-        resource_ = std::move(resource);
-        Notify({Aspect::Content});
-    }
 
     void Accept(ControlVisitor& visitor) override { visitor.Visit(*this); }
 
