@@ -143,6 +143,47 @@ TEST(Zip, ReadsBackWhatItWrote) {
     }
 }
 
+TEST(Zip, HoldsTimesOfItsYearsInStepsOfTwoSeconds) {
+    const struct {
+        const char* label;
+        CivilTime modified;
+        int date;  // years from 1980 on, month, day: 7, 4 and 5 bits
+        int time;  // hour, minute, half the second: 5, 6 and 5 bits
+    } rows[] = {
+        {"an odd second",
+         {2026, 11, 16, 12, 30, 9, 0},
+         46 << 9 | 11 << 5 | 16,
+         12 << 11 | 30 << 5 | 4},
+        {"before its years", {1979, 12, 31, 23, 59, 59, 0}, 1 << 5 | 1, 0},
+        {"behind its years",
+         {2108, 1, 1, 0, 0, 0, 0},
+         127 << 9 | 12 << 5 | 31,
+         23 << 11 | 59 << 5 | 29},
+    };
+    for (const auto& row : rows) {
+        MemorySource archive(Archive({{{u"a", ToDate(row.modified), 32, false, {}, {}}, {}}}));
+        const auto directory = ReadZipDirectory(archive);
+        ASSERT_TRUE(directory) << row.label;
+        EXPECT_EQ(directory->entries.at(0).date, row.date) << row.label;
+        EXPECT_EQ(directory->entries.at(0).time, row.time) << row.label;
+    }
+}
+
+TEST(Zip, UnpacksUpToTheLimitAlone) {
+    MemorySource archive(Archive({{{u"a", 0, 32, false, {}, {}}, Bytes(100'000, u'x')}}));
+    const ZipEntry entry = ReadZipDirectory(archive)->entries.at(0);
+    EXPECT_TRUE(ReadZipEntry(archive, entry, {}, 100'000));
+    EXPECT_FALSE(ReadZipEntry(archive, entry, {}, 99'999));
+}
+
+TEST(Zip, ACommentMayLookLikeTheEnd) {
+    const std::string comment = "PK\5\6" + std::string(40, 'x');
+    MemorySource archive(Archive(Samples({}), comment));
+    const auto directory = ReadZipDirectory(archive);
+    ASSERT_TRUE(directory);
+    EXPECT_EQ(directory->comment, comment);
+}
+
 TEST(Zip, CopiesEntriesOfOtherMakers) {
     // `zip` streams to a pipe with descriptors behind the data, also when it encrypts.
     for (const std::string option : {"", "-P s3cret"}) {

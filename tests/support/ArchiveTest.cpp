@@ -166,6 +166,17 @@ TEST(Archive, UpdatesFreshensAppendsAndDeletes) {
     EXPECT_EQ(Names(bench.machine), "c.txt\na.txt\n");
 }
 
+TEST(Archive, LeavesItselfOut) {
+    EngineBench bench;
+    bench.machine.AddFile(u"C:\\out\\b.txt", "two");
+    cZip zip;
+    zip.SetZipFile(u"C:\\out\\a.zip");
+    zip.AddFileSpec(u"c:\\OUT\\*");
+    zip.Zip();
+    zip.Zip();
+    EXPECT_EQ(Names(bench.machine), "b.txt\n");
+}
+
 TEST(Archive, TakesArchivesOfZip) {
     // One with a comment, a stored and an encrypted entry, and one written to a pipe, whose sizes
     // stand behind the data.

@@ -88,13 +88,16 @@ class LoadedImage final : private ImageParts,
     Status RestartMachine() override {
         const ImageTime before = clock.Time();
         clock.Restart();
+        const auto isThere = [this](const Text& file) { return volume.Find(file).IsOk(); };
         ModelProcesses restarted(facts_, nullptr);
         for (ProcessRecord& record : processes_.All()) restarted.Add(std::move(record));
-        restarted.DropMissing([this](const Text& file) { return volume.Find(file).IsOk(); });
+        restarted.DropMissing(isThere);
         const Status noted = Append(RestartRecord(clock.Time(), restarted.All()));
-        if (!noted.IsOk()) clock.SetTime(before);
-        if (noted.IsOk())
-            processes_.DropMissing([this](const Text& file) { return volume.Find(file).IsOk(); });
+        if (noted.IsOk()) {
+            processes_.DropMissing(isThere);
+        } else {
+            clock.SetTime(before);
+        }
         return noted;
     }
 

@@ -195,6 +195,10 @@ TEST(CFileChecker, GoesThroughTheCodePageOfTheOldFamily) {
     EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"f\u00E9.exe"),
               u"C:\\WINDOWS\\f\u00E9.exe");
     EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"\u0436.exe"), u"\u0436.exe");
+    // A character of two bytes: the system counts bytes, the name ends by characters.
+    bench.machine.SetCodePage(932);
+    bench.machine.AddFile(u"C:\\WINDOWS\\\u30C4.exe");
+    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"\u30C4.exe"), u"C:\\WINDOWS\\\u30C4.exe");
 }
 
 }  // namespace
