@@ -6,7 +6,7 @@
 #
 # BKFD_LOOK names a registry file that is imported before, for other colours, fonts or resolutions.
 set -uo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 shots=$(realpath -m "${1:-docs/images}")
 . tools/packages.sh
 # shellcheck disable=SC2086  # lists of words
@@ -137,7 +137,6 @@ choose() {
 take_all() {
     echo none >"$work/seen"
     (cd "$drive/Program Files/Brackenfold" && exec timeout 300 wine "$installed\\Brackenfold.exe" 2>>"$work/wine.log") &
-    program=$!
     wait_for_window "splash"
     take splash
     wait_for_window "offer of a cleanup"

@@ -10,6 +10,12 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build=$(realpath -e "${1:?usage: tests/windows/run.sh BUILD-FOLDER [GROUP...]}") || exit 1
 shift
 groups=" ${*:-units startup cleanup walk support} "
+for group in $groups; do
+    case $group in
+        units | startup | cleanup | walk | support) ;;
+        *) echo "$group is no group; there are units, startup, cleanup, walk and support" >&2; exit 1 ;;
+    esac
+done
 for tool in wine wineserver Xvfb xdotool; do
     command -v "$tool" >/dev/null || { echo "$tool is missing: the Windows tests can't run" >&2; exit 1; }
 done

@@ -53,9 +53,9 @@ tell() {
 
 # press_keys NAME...: each as "ctrl+shift+Tab". The modifiers are released behind the key.
 press_keys() {
-    local key part actions=()
+    local key part parts actions=()
     for key; do
-        local parts=(${key//+/ })
+        IFS=+ read -ra parts <<<"$key"
         local modifiers=("${parts[@]::${#parts[@]}-1}")
         for part in "${modifiers[@]}"; do actions+=(keydown "$part"); done
         actions+=(key "${parts[-1]}")
