@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <ctime>
 #include <filesystem>
 #include <system_error>
 
@@ -26,13 +25,6 @@ Text WindowsName(const std::string& component) {
     return name;
 }
 
-Date LastWriteOf(const struct stat& facts) {
-    struct tm local {};
-    localtime_r(&facts.st_mtime, &local);
-    return ToDate({local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
-                   local.tm_min, local.tm_sec, 0});
-}
-
 }  // namespace
 
 Text HostVolume::Add(const std::string& hostPath) {
@@ -53,7 +45,7 @@ Result<VolumeEntry> HostVolume::Find(TextView path) {
     struct stat facts {};
     if (stat(known->second.c_str(), &facts) != 0) return StatusOfErrno(errno);
     return VolumeEntry{Text(path), S_ISDIR(facts.st_mode),
-                       static_cast<std::uint64_t>(facts.st_size), LastWriteOf(facts)};
+                       static_cast<std::uint64_t>(facts.st_size), ToLocalDate({facts.st_mtime, 0})};
 }
 
 Result<std::vector<VolumeEntry>> HostVolume::List(const VolumeEntry& folder) {

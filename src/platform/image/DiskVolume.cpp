@@ -9,20 +9,12 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <ctime>
 
 #include "platform/image/DiskFile.h"
 #include "platform/memory/WindowsPath.h"
 
 namespace bkfd {
 namespace {
-
-Date ToLocalDate(const timespec& time) {
-    tm local{};
-    localtime_r(&time.tv_sec, &local);
-    return ToDate({local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
-                   local.tm_min, local.tm_sec, 0});
-}
 
 /// The canonical host path; empty for a broken link or a cycle of links.
 std::string RealPath(const std::string& path) {
@@ -82,7 +74,7 @@ bool DiskVolume::Describe(Place& place) const {
     if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return false;
     place.entry.isFolder = S_ISDIR(facts.st_mode);
     place.entry.size = place.entry.isFolder ? 0 : static_cast<std::uint64_t>(facts.st_size);
-    place.entry.lastWrite = ToLocalDate(facts.st_mtim);
+    place.entry.lastWrite = ToLocalDate({facts.st_mtim.tv_sec, 0});
     return true;
 }
 

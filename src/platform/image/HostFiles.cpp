@@ -98,6 +98,13 @@ void ReachWritePoint(const char* step) {
     if (Hook()) Hook()(step);
 }
 
+Date ToLocalDate(const timespec& time) {
+    tm local{};
+    localtime_r(&time.tv_sec, &local);
+    return ToDate({local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                   local.tm_min, local.tm_sec, static_cast<int>(time.tv_nsec / 1'000'000)});
+}
+
 Status StatusOfErrno(int error) {
     for (const ErrnoRow& row : kErrnoRows)
         if (row.error == error) return {row.code};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <functional>
 #include <optional>
 #include <string>
@@ -35,6 +36,9 @@ class HostFile {
 using WritePointHook = std::function<void(const char* step)>;
 void SetWritePointHook(WritePointHook hook);
 void ReachWritePoint(const char* step);
+
+/// A time of the host in its time zone, to the millisecond.
+Date ToLocalDate(const timespec& time);
 
 /// The Windows error code for errno's value.
 Status StatusOfErrno(int error);

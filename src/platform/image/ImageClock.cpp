@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "platform/image/HostFiles.h"
+
 namespace bkfd {
 namespace {
 
@@ -17,10 +19,7 @@ constexpr std::uint64_t kUpBeforeHost = 3'600'000;
 Date HostNow() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    tm local{};
-    localtime_r(&now.tv_sec, &local);
-    return ToDate({local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
-                   local.tm_min, local.tm_sec, static_cast<int>(now.tv_nsec / 1'000'000)});
+    return ToLocalDate(now);
 }
 
 std::uint64_t HostUptime() {
