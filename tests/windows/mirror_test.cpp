@@ -362,6 +362,20 @@ class MirrorTest {
         Expect("sizes", Taken(), "");
     }
 
+    /// Reads the message box when it is there, and presses its button.
+    static void CALLBACK ReadBox(HWND, UINT, UINT_PTR timer, DWORD) {
+        const HWND box = ::FindWindowA("#32770", "Box");
+        if (!box) return;
+        ::KillTimer(nullptr, timer);
+        boxLength_ = ::GetWindowTextLengthW(::GetDlgItem(box, 0xFFFF));
+        ::PostMessageA(box, WM_COMMAND, IDOK, 0);
+    }
+    /// How much of the text a message box shows.
+    int BoxLength(const Text& text) {
+        ::SetTimer(nullptr, 0, 20, &MirrorTest::ReadBox);
+        toolkit_.ShowMessageBox(text, MessageStyle::Information, u"Box");
+        return boxLength_;
+    }
     void Services() {
         Timer timer;
         int fired = 0;
@@ -373,6 +387,8 @@ class MirrorTest {
         Expect("timer", fired, 1);
         toolkit_.SetClipboardText(u"clip");
         Expect("clipboard", ToUtf8(toolkit_.ClipboardText()), "clip");
+        Expect("a NUL cuts no message", BoxLength(Text(u"nul\0tail", 8)), 8);
+        Expect("a box fits on the screen", BoxLength(Text(32767, u'x')) <= 1003, true);
         const Size one = toolkit_.MeasureText(u"Wide text");
         const Size two = toolkit_.MeasureText(u"Wide text\r\nand more");
         Expect("measure", two.height == 2 * one.height && one.width > 0, true);
@@ -416,6 +432,7 @@ class MirrorTest {
     }
 
     int dotsPerInch_ = ::GetDeviceCaps(::GetDC(nullptr), LOGPIXELSX);
+    static inline int boxLength_ = 0;
     Win32Toolkit toolkit_;
     EventLog log_;
     std::unique_ptr<FSample> form_;

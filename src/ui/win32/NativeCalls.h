@@ -20,6 +20,8 @@ class NativeText {
   public:
     explicit NativeText(TextView text);
     LPARAM Param() const;
+    /// For the few wide calls that both families have.
+    const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(wide_.c_str()); }
     /// In bytes, with the NUL.
     std::size_t Size() const {
         return IsWide() ? (wide_.size() + 1) * sizeof(char16_t) : ansi_.size() + 1;

@@ -9,6 +9,19 @@ namespace bkfd {
 
 using native::NativeForm;
 
+namespace {
+
+/// A text that is far too long, such as a name from the registry, without its middle: the box would
+/// be higher than the screen, with its buttons out of sight.
+Text WithoutMiddle(const Text& text) {
+    constexpr std::size_t kStart = 700;
+    constexpr std::size_t kEnd = 300;
+    if (text.size() <= kStart + kEnd) return text;
+    return text.substr(0, kStart) + u" \u2026 " + text.substr(text.size() - kEnd);
+}
+
+}  // namespace
+
 /// The system's font for messages, and the resolution that goes with it: a twip is a 1440th of an
 /// inch for the usual font, and more for a wider one.
 struct Win32Toolkit::Font {
@@ -65,9 +78,8 @@ Win32Toolkit::~Win32Toolkit() {
 }
 
 MessageResult Win32Toolkit::ShowMessageBox(const Text& prompt, int style, const Text& title) {
-    const auto wide = [](const Text& text) {
-        return reinterpret_cast<const wchar_t*>(text.c_str());
-    };
+    const native::NativeText shown(WithoutMiddle(prompt));
+    const native::NativeText shownTitle(title);
     Thaw();
     const bool wasWorking = std::exchange(isWorking_, false);
     if (wasWorking) ShowPointer();
@@ -75,7 +87,7 @@ MessageResult Win32Toolkit::ShowMessageBox(const Text& prompt, int style, const 
     // Without a window of ours the box would come up behind those of others.
     const UINT flags = static_cast<UINT>(style) | (owner == nullptr ? MB_SETFOREGROUND : 0u);
     // This wide call is one of the few that both families have.
-    const int pressed = ::MessageBoxW(owner, wide(prompt), wide(title), flags);
+    const int pressed = ::MessageBoxW(owner, shown.Wide(), shownTitle.Wide(), flags);
     isWorking_ = wasWorking;
     if (wasWorking) ShowPointer();
     return pressed == IDOK ? MessageResult::Ok : MessageResult::Cancel;
