@@ -367,6 +367,7 @@ class MirrorTest {
         const HWND box = ::FindWindowA("#32770", "Box");
         if (!box) return;
         ::KillTimer(nullptr, timer);
+        ::GetWindowRect(box, &box_);
         boxLength_ = ::GetWindowTextLengthW(::GetDlgItem(box, 0xFFFF));
         ::PostMessageA(box, WM_COMMAND, IDOK, 0);
     }
@@ -375,6 +376,13 @@ class MirrorTest {
         ::SetTimer(nullptr, 0, 20, &MirrorTest::ReadBox);
         toolkit_.ShowMessageBox(text, MessageStyle::Information, u"Box");
         return boxLength_;
+    }
+    static void ExpectBoxOnScreen(const std::string& what) {
+        const RECT screen = {0, 0, ::GetSystemMetrics(SM_CXSCREEN),
+                             ::GetSystemMetrics(SM_CYSCREEN)};
+        RECT common = {};
+        ::IntersectRect(&common, &screen, &box_);
+        Expect(what, ::EqualRect(&common, &box_), 1);
     }
     void Services() {
         Timer timer;
@@ -388,7 +396,10 @@ class MirrorTest {
         toolkit_.SetClipboardText(u"clip");
         Expect("clipboard", ToUtf8(toolkit_.ClipboardText()), "clip");
         Expect("a NUL cuts no message", BoxLength(Text(u"nul\0tail", 8)), 8);
-        Expect("a box fits on the screen", BoxLength(Text(32767, u'x')) <= 1003, true);
+        Expect("a long text without its middle", BoxLength(Text(32767, u'x')) < 1050, true);
+        ExpectBoxOnScreen("a word without an end");
+        BoxLength(Text(32767, u'\n'));
+        ExpectBoxOnScreen("lines without an end");
         const Size one = toolkit_.MeasureText(u"Wide text");
         const Size two = toolkit_.MeasureText(u"Wide text\r\nand more");
         Expect("measure", two.height == 2 * one.height && one.width > 0, true);
@@ -433,6 +444,7 @@ class MirrorTest {
 
     int dotsPerInch_ = ::GetDeviceCaps(::GetDC(nullptr), LOGPIXELSX);
     static inline int boxLength_ = 0;
+    static inline RECT box_ = {};
     Win32Toolkit toolkit_;
     EventLog log_;
     std::unique_ptr<FSample> form_;

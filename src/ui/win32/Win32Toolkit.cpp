@@ -11,13 +11,35 @@ using native::NativeForm;
 
 namespace {
 
-/// A text that is far too long, such as a name from the registry, without its middle: the box would
-/// be higher than the screen, with its buttons out of sight.
+// A box grows with its text, beyond the screen too, and texts hold names from the registry of any
+// length. Its buttons have to stay in sight.
+
+/// A text that is far too long without its middle.
 Text WithoutMiddle(const Text& text) {
     constexpr std::size_t kStart = 700;
     constexpr std::size_t kEnd = 300;
     if (text.size() <= kStart + kEnd) return text;
     return text.substr(0, kStart) + u" \u2026 " + text.substr(text.size() - kEnd);
+}
+
+/// Words that are far too long broken over lines, and lines that are far too many joined.
+Text Folded(const Text& text) {
+    constexpr std::size_t kLongestWord = 100;
+    constexpr int kMostBreaks = 20;
+    const auto isSecondHalf = [](char16_t unit) { return (unit & 0xFC00) == 0xDC00; };
+    Text folded;
+    std::size_t length = 0;
+    int breaks = 0;
+    for (const char16_t unit : text) {
+        if (length >= kLongestWord && !isSecondHalf(unit)) {
+            folded += u'\n';
+            length = 0;
+        }
+        const bool isBreak = unit == u'\n' || unit == u'\r';
+        folded += isBreak && ++breaks > kMostBreaks ? u' ' : unit;
+        length = unit == u' ' || isBreak ? 0 : length + 1;
+    }
+    return folded;
 }
 
 }  // namespace
@@ -78,7 +100,7 @@ Win32Toolkit::~Win32Toolkit() {
 }
 
 MessageResult Win32Toolkit::ShowMessageBox(const Text& prompt, int style, const Text& title) {
-    const native::NativeText shown(WithoutMiddle(prompt));
+    const native::NativeText shown(Folded(WithoutMiddle(prompt)));
     const native::NativeText shownTitle(title);
     Thaw();
     const bool wasWorking = std::exchange(isWorking_, false);
