@@ -25,7 +25,7 @@ Text WithoutMiddle(const Text& text) {
 /// Words that are far too long broken over lines, and lines that are far too many joined.
 Text Folded(const Text& text) {
     constexpr std::size_t kLongestWord = 100;
-    constexpr int kMostBreaks = 20;
+    constexpr int kMostBreaks = 10;
     const auto isSecondHalf = [](char16_t unit) { return (unit & 0xFC00) == 0xDC00; };
     Text folded;
     std::size_t length = 0;
