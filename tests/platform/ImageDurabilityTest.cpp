@@ -283,12 +283,13 @@ TEST(ImageDurability, AMoveThatFailsLeavesNamesAndAttributes) {
     ScratchImage image;
     ScratchImage crashed;
     Fill(image);
-    image.Write("drives/c/b.dll:stream", "s");
+    image.Write("drives/c/c.txt:stream", "s");
     const auto machine = image.Load();
+    EXPECT_TRUE(machine->FileSystem().SetFileAttributesW(u"C:\\c.txt", 2).IsOk());
     const std::string before = machine->Dump();
     // The host has room for the file's name, but not for that of its stream.
     EXPECT_FALSE(
-        machine->FileSystem().MoveFileW(u"C:\\b.dll", Text(u"C:\\") + Text(252, u'n')).IsOk());
+        machine->FileSystem().MoveFileW(u"C:\\c.txt", Text(u"C:\\") + Text(252, u'n')).IsOk());
     EXPECT_EQ(machine->Dump(), before);
     kSteps[0](*machine);
     CopyInto(crashed, image);
