@@ -51,14 +51,19 @@ struct RegCodePage {
     std::function<std::string(TextView)> encode;
 };
 
+/// What is wrong with a key's name, as a clause; empty if nothing is.
+using RegKeyCheck = std::function<std::string(TextView key)>;
+
 /// Reads a whole file: UTF-16LE with or without its mark; UTF-8 with a mark, or without one for
 /// version 5.00; the code page for REGEDIT4 without a mark. Lines end in CR LF, LF or CR. The first
-/// malformed line is the error, and nothing else is returned then.
+/// malformed line is the error, and nothing else is returned then; a key that `check` finds wrong
+/// makes its line malformed.
 ///
 /// Inside quotes \\ \" \n \r and \0 are escapes (Wine's registry editor writes the last three), and
 /// a line break belongs to the text. What a [-key] section holds is returned with it.
 std::variant<RegDocument, RegParseError> ParseRegText(std::span<const std::uint8_t> file,
-                                                      const RegCodePage& codePage);
+                                                      const RegCodePage& codePage,
+                                                      const RegKeyCheck& check = {});
 
 /// The header line with its CR LF; version 5.00 has an empty line behind it, which is left out
 /// here.

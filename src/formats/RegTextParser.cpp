@@ -103,7 +103,8 @@ class Cursor {
 
 class Parser {
   public:
-    Parser(TextView text, const RegCodePage& codePage) : cursor_(text), codePage_(codePage) {}
+    Parser(TextView text, const RegCodePage& codePage, const RegKeyCheck& check)
+        : cursor_(text), codePage_(codePage), check_(check) {}
 
     RegDocument Parse() {
         ReadHeader();
@@ -151,6 +152,8 @@ class Parser {
         if (end == 0) cursor_.Fail("the key has no name");
         cursor_.MoveBack(rest.size() - end - 1);
         section.key = rest.substr(0, end);
+        std::string wrong = check_ ? check_(section.key) : std::string();
+        if (!wrong.empty()) cursor_.Fail(std::move(wrong));
         document_.sections.push_back(std::move(section));
     }
 
@@ -260,6 +263,7 @@ class Parser {
 
     Cursor cursor_;
     const RegCodePage& codePage_;
+    const RegKeyCheck& check_;
     RegDocument document_;
 };
 
@@ -304,11 +308,12 @@ Text DecodeFile(std::span<const std::uint8_t> file, const RegCodePage& codePage)
 }  // namespace
 
 std::variant<RegDocument, RegParseError> ParseRegText(std::span<const std::uint8_t> file,
-                                                      const RegCodePage& codePage) {
+                                                      const RegCodePage& codePage,
+                                                      const RegKeyCheck& check) {
     try {
         const Text text = DecodeFile(file, codePage);
         try {
-            return Parser(text, codePage).Parse();
+            return Parser(text, codePage, check).Parse();
         } catch (Failure& failure) {
             return RegParseError{LineOf(text, failure.position), std::move(failure.message)};
         }

@@ -120,6 +120,22 @@ TEST(BadDisk, AReadOnlyImageStaysAsItIsAndEachCommandSaysSo) {
     }
 }
 
+TEST(BadDisk, AFolderThatCantBeReadIsNotAnEmptyOne) {
+    const MachineCopy machine("clean-xp");
+    const ReadOnlyTree readOnly(machine);
+    const fs::path folder = fs::path(machine.Path()) / "drives/c/Program Files";
+    for (const unsigned mode : {0000U, 0444U}) {  // not listed; listed and not entered
+        fs::permissions(folder, fs::perms{mode});
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"--json", "scan"}, {"--json", "clean", "--dry-run"}}) {
+            const CliRun run = RunRestricted(machine, command, ReadOnlyTree::BecomeAnyone);
+            EXPECT_THAT(run.out + run.err, HasSubstr("quickbar.dll"));
+            EXPECT_THAT(run.out + run.err, HasSubstr("Access is denied."));
+        }
+    }
+    fs::permissions(folder, fs::perms{0755});
+}
+
 TEST(BadDisk, AFullDiskLosesNothing) {
     // How large a file can get: the journal holds none, few or many of the changes.
     for (const rlim_t limit : {0, 900, 6'000, 12'000}) {

@@ -334,6 +334,12 @@ TEST(ImageDurability, JournalsThatArentUnderstoodAreErrors) {
         {"newer form", "Brackenfold journal 2\n", 1, "newer form"},
         {"foreign", "hello\n", 1, "newer form"},
         {"damaged in the middle", header + "00000000 {}\n00000000 {}\n", 2, "damaged"},
+        {"no moves", header + "fec0b71a {\"change\":\"move\"}\n", 2, "isn't known"},
+        {"half a move", header + "37273187 {\"change\":\"move\",\"moves\":[[\"C:\\\\a\"]]}\n", 2,
+         "isn't known"},
+        {"no path", header + "59e78767 {\"change\":\"remove\"}\n", 2, "isn't known"},
+        {"no such root", header + "4c4ea42d {\"change\":\"set value\",\"root\":1,\"key\":\"K\"}\n",
+         2, "isn't known"},
         {"unknown kind", header + "311350a6 {\"change\":\"fly\"}\n", 2, "isn't known"},
     };
     for (const Row& row : rows) {

@@ -34,7 +34,7 @@ TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
         {"{\"family\": \"nt\",\n\"colour\": 1}", 2, "colour", "unknown"},
         {"{\"family\": \"nt\",\n\"files\": {\n\"C:\": {}, \"C:\": {}}}", 3, "C:", "twice"},
         {"{\"family\": \"nt\",\n\"processes\": [{\"id\": 1, \"path\": \"\"}, {\"id\": 1}]}", 2,
-         "processes", "must be a list"},
+         "processes", "must be a list of {id, path, modules, denied, self}: entry 2"},
         {"{\"family\": \"nt\", \"version\": [5]}", 1, "version", "[5,1]"},
         {"{\"family\": \"nt\", \"version\": [5,-1]}", 1, "version", "[5,1]"},
         {"{\"family\": \"nt\", \"build\": \"x\"}", 1, "build", "number"},
@@ -74,12 +74,34 @@ TEST(MachineImage, OtherFilesThatAreWrongAreNamed) {
     EXPECT_EQ(ErrorOf(image).line, 4u);
     image.Write("registry/b.reg", "REGEDIT4\n\n[HKEY_DYN_DATA\\K]\n\n[-HKEY_LOCAL_MACHIN\\K]\n");
     EXPECT_THAT(ErrorOf(image).Describe(),
-                testing::EndsWith("b.reg: HKEY_LOCAL_MACHIN\\K: the key's root isn't known"));
+                testing::EndsWith("b.reg:5: HKEY_LOCAL_MACHIN\\K: the key's root isn't known"));
+    for (const int levels : {512, 513, 100'000}) {
+        std::string key = "REGEDIT4\n\n[HKEY_LOCAL_MACHINE";
+        for (int i = 0; i < levels; ++i) key += "\\k";
+        image.Write("registry/b.reg", key + "]\n");
+        if (levels <= 512) {
+            EXPECT_NE(image.Load(), nullptr);
+        } else {
+            EXPECT_THAT(ErrorOf(image).Describe(), testing::HasSubstr("b.reg:3: the key lies"));
+        }
+    }
 
     std::filesystem::remove(image.Path() + "/machine.json");
     EXPECT_THAT(ErrorOf(image).Describe(), testing::EndsWith("machine.json: is missing"));
     std::filesystem::remove_all(image.Path());
     EXPECT_EQ(ErrorOf(image).file, image.Path());
+}
+
+TEST(MachineImage, WhatIsNoFileIsNotWaitedFor) {
+    for (const char* name : {"machine.json", "registry/a.reg", "registry.journal"}) {
+        SCOPED_TRACE(name);
+        ScratchImage image;
+        const std::string path = image.Path() + '/' + name;
+        std::filesystem::remove(path);
+        std::filesystem::create_directories(image.Path() + "/registry");
+        ASSERT_EQ(mkfifo(path.c_str(), 0644), 0);
+        EXPECT_EQ(ErrorOf(image).Describe(), path + ": can't be read");
+    }
 }
 
 TEST(MachineImage, TheBuildOfWindows9xMayRepeatTheVersion) {
@@ -180,6 +202,71 @@ TEST(MachineImage, LinksAreFollowedInsideAlone) {
     EXPECT_EQ(machine->FileSystem().MoveFileW(u"C:\\file", u"C:\\moved").code, 0u);
     EXPECT_TRUE(std::filesystem::is_symlink(drive + "moved"));
     EXPECT_THAT(machine->DumpFiles(), testing::HasSubstr("C:\\self folder\n"));
+}
+
+TEST(MachineImage, NothingIsWrittenThroughALinkThatLeadsOut) {
+    const auto setValue = [](Machine& machine) {
+        (void)machine.RegistryKeys().RegSetValueExW(RegistryRoot::LocalMachine, u"K", u"a",
+                                                    MakeDwordValue(1));
+    };
+    const auto makeFile = [](Machine& machine) {
+        (void)machine.FileSystem().CreateDirectoryW(u"C:\\Program Files\\Brackenfold\\Backup");
+    };
+    const struct {
+        const char* link;
+        const char* target;
+        void (*change)(Machine&);
+    } rows[] = {{"registry.journal", "new", setValue},
+                {"registry.journal", "empty", setValue},
+                {"registry/a.reg.bkfd-new", "mine", setValue},
+                {"registry/a.reg.bkfd-new", "new", setValue},
+                {"drives/c", "folder", makeFile}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.link) + " to " + row.target);
+        ScratchImage image;
+        ScratchImage outside;
+        outside.Write("mine", "mine");
+        outside.Write("empty", "");
+        outside.Write("folder/mine", "mine");
+        const auto before = outside.Snapshot();
+        image.Write("registry/a.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n");
+        const std::string link = image.Path() + '/' + row.link;
+        std::filesystem::remove(link);
+        std::filesystem::create_symlink(outside.Path() + '/' + row.target, link);
+        row.change(*image.Load());
+        EXPECT_EQ(outside.Snapshot(), before);
+        EXPECT_FALSE(std::filesystem::exists(outside.Path() + "/folder/Program Files"));
+    }
+}
+
+TEST(MachineImage, WhatTheMachineDoesNotSeeIsNotReplaced) {
+    ScratchImage image;
+    image.Write("drives/c/a.txt", "a");
+    const std::string drive = image.Path() + "/drives/c/";
+    ASSERT_EQ(mkfifo((drive + "pipe").c_str(), 0644), 0);
+    std::filesystem::create_symlink("nothing", drive + "broken");
+    image.Write("drives/c/OTHER.txt", "first");
+    image.Write("drives/c/other.txt", "hidden behind the first");
+    const auto machine = image.Load();
+    Files& files = machine->FileSystem();
+    EXPECT_EQ(files.MoveFileW(u"C:\\a.txt", u"C:\\pipe").code, SystemError::AccessDenied);
+    EXPECT_EQ(files.MoveFileW(u"C:\\a.txt", u"C:\\broken").code, SystemError::AccessDenied);
+    EXPECT_EQ(files.MoveFileW(u"C:\\OTHER.txt", u"C:\\other.txt").code, SystemError::AccessDenied);
+    EXPECT_TRUE(std::filesystem::is_fifo(drive + "pipe"));
+    EXPECT_TRUE(std::filesystem::is_symlink(drive + "broken"));
+    EXPECT_EQ(image.Read("drives/c/other.txt"), "hidden behind the first");
+    EXPECT_EQ(image.Read("drives/c/a.txt"), "a");
+}
+
+TEST(MachineImage, WhatIsReplacedKeepsItsMode) {
+    ScratchImage image;
+    image.Write("registry/a.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n");
+    const std::string file = image.Path() + "/registry/a.reg";
+    std::filesystem::permissions(file, std::filesystem::perms{0600});
+    (void)image.Load()->RegistryKeys().RegSetValueExW(RegistryRoot::LocalMachine, u"K", u"a",
+                                                      MakeDwordValue(1));
+    EXPECT_THAT(image.Read("registry/a.reg"), testing::HasSubstr("\"a\"=dword"));
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms{0600});
 }
 
 TEST(MachineImage, NamesOfTheHostAreFoundAndKept) {

@@ -51,7 +51,7 @@ Result<std::unique_ptr<OpenFile>> DiskFile::Create(const std::string& path,
     const std::string beside = HostParent(path) + '/' + std::string(kUnfinished) +
                                std::to_string(getpid()) + '-' + std::to_string(++counter);
     ReachWritePoint("make file");
-    HostFile file(open(beside.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
+    HostFile file(open(beside.c_str(), O_RDWR | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0666));
     if (!file.IsOpen()) return StatusOfErrno(errno);
     auto made = std::make_unique<DiskFile>(std::move(file), true);
     made->beside_ = beside;

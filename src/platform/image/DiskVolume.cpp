@@ -49,7 +49,11 @@ const DiskVolume::Names& DiskVolume::NamesIn(const std::string& hostFolder) {
     const auto [cached, isNew] = names_.try_emplace(hostFolder);
     if (!isNew) return cached->second;
     DIR* opened = opendir(hostFolder.c_str());
-    if (opened == nullptr) return cached->second;
+    if (opened == nullptr) {
+        unreadable_[hostFolder] = StatusOfErrno(errno);
+        return cached->second;
+    }
+    unreadable_.erase(hostFolder);
     std::vector<std::string> hostNames;
     while (const dirent* entry = readdir(opened)) hostNames.emplace_back(entry->d_name);
     closedir(opened);
@@ -62,30 +66,38 @@ const DiskVolume::Names& DiskVolume::NamesIn(const std::string& hostFolder) {
     return cached->second;
 }
 
-bool DiskVolume::Describe(Place& place) const {
+Status DiskVolume::Missing(const std::string& hostFolder) const {
+    const auto reason = unreadable_.find(hostFolder);
+    return reason == unreadable_.end() ? Status{SystemError::FileNotFound} : reason->second;
+}
+
+Status DiskVolume::Describe(Place& place) const {
+    constexpr Status kNothing{SystemError::FileNotFound};
     struct stat facts {};
-    if (lstat(place.host.c_str(), &facts) != 0) return false;
+    if (lstat(place.host.c_str(), &facts) != 0) return StatusOfErrno(errno);
     place.resolved = place.host;
     if (S_ISLNK(facts.st_mode)) {
         place.resolved = RealPath(place.host);
-        if (place.resolved != drives_ && !place.resolved.starts_with(drives_ + '/')) return false;
-        if (stat(place.resolved.c_str(), &facts) != 0) return false;
+        if (place.resolved != drives_ && !place.resolved.starts_with(drives_ + '/'))
+            return kNothing;
+        if (stat(place.resolved.c_str(), &facts) != 0) return StatusOfErrno(errno);
     }
-    if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return false;
+    if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return kNothing;
     place.entry.isFolder = S_ISDIR(facts.st_mode);
     place.entry.size = place.entry.isFolder ? 0 : static_cast<std::uint64_t>(facts.st_size);
     place.entry.lastWrite = ToLocalDate({facts.st_mtim.tv_sec, 0});
-    return true;
+    return {};
 }
 
 Result<DiskVolume::Place> DiskVolume::LocateIn(const Place& folder, TextView name) {
     const Names& names = NamesIn(folder.resolved);
     const auto found = names.find(ToLower(name));
-    if (found == names.end()) return Status{SystemError::FileNotFound};
+    if (found == names.end()) return Missing(folder.resolved);
     Place place;
     place.host = folder.resolved + '/' + found->second;
     place.entry.path = WindowsPath::Join(folder.entry.path, FromHostName(found->second));
-    if (!Describe(place)) return Status{SystemError::FileNotFound};
+    const Status described = Describe(place);
+    if (!described.IsOk()) return described;
     return place;
 }
 
@@ -99,7 +111,8 @@ Result<DiskVolume::Place> DiskVolume::Locate(TextView path) {
         Place drives;
         drives.resolved = drives_;
         auto drive = LocateIn(drives, path.substr(0, 1));
-        if (!drive.IsOk()) return Status{SystemError::PathNotFound};
+        if (drive.IsNotThere()) return Status{SystemError::PathNotFound};
+        if (!drive.IsOk()) return drive;
         drive.value.entry.path = Text(1, static_cast<char16_t>(ToLower(path[0]) - u'a' + u'A'));
         drive.value.entry.path += u":\\";
         return drive;
@@ -108,6 +121,7 @@ Result<DiskVolume::Place> DiskVolume::Locate(TextView path) {
     const auto known = folders_.find(folded);
     if (known != folders_.end()) return LocateIn(known->second, WindowsPath::Name(path));
     const auto parent = Locate(parentPath);
+    if (!parent.IsOk() && !parent.IsNotThere()) return Status(parent);
     if (!parent.IsOk() || !parent.value.entry.isFolder) return Status{SystemError::PathNotFound};
     folders_.emplace(folded, parent.value);
     return LocateIn(parent.value, WindowsPath::Name(path));
@@ -127,11 +141,14 @@ Result<std::vector<VolumeEntry>> DiskVolume::List(const VolumeEntry& folder) {
     std::vector<VolumeEntry> entries;
     if (!place.IsOk() && IsAssumed(folder.path)) return entries;
     if (!place.IsOk()) return Status(place);
-    for (const auto& [folded, hostName] : NamesIn(place.value.resolved)) {
+    const Names& names = NamesIn(place.value.resolved);
+    const Status missing = Missing(place.value.resolved);
+    if (!missing.IsNotThere()) return missing;
+    for (const auto& [folded, hostName] : names) {
         Place below;
         below.host = place.value.resolved + '/' + hostName;
         below.entry.path = WindowsPath::Join(folder.path, FromHostName(hostName));
-        if (Describe(below)) entries.push_back(std::move(below.entry));
+        if (Describe(below).IsOk()) entries.push_back(std::move(below.entry));
     }
     std::sort(entries.begin(), entries.end(), SortsBefore);
     return entries;
@@ -159,7 +176,9 @@ Result<std::string> DiskVolume::HostFolder(TextView path) {
     if (parent.empty()) mkdir(drives_.c_str(), 0777);
     const Text name = parent.empty() ? ToLower(path.substr(0, 1)) : Text(WindowsPath::Name(path));
     const std::string host = above.value + '/' + ToHostName(name);
-    if (mkdir(host.c_str(), 0777) != 0 && errno != EEXIST) return StatusOfErrno(errno);
+    // What is there and wasn't found is no folder of the image, but perhaps a link out of it.
+    if (mkdir(host.c_str(), 0777) != 0)
+        return Status{errno == EEXIST ? SystemError::AccessDenied : StatusOfErrno(errno).code};
     Forget(above.value);
     const Status synced = SyncHostFolder(above.value);
     if (!synced.IsOk()) return synced;
@@ -213,6 +232,10 @@ Status DiskVolume::Rename(const Text& source, const Text& target) {
     const bool isReplaced = there.IsOk() && there.value.host != from.value.host;
     const std::string to =
         isReplaced ? there.value.host : folder.value + '/' + ToHostName(WindowsPath::Name(target));
+    struct stat facts {};
+    // What the machine doesn't see: a pipe, a link to nowhere, a name that differs in case alone.
+    const bool isHidden = !isReplaced && to != from.value.host && lstat(to.c_str(), &facts) == 0;
+    if (isHidden) return {SystemError::AccessDenied};
     ReachWritePoint("rename");
     if (rename(from.value.host.c_str(), to.c_str()) != 0) return StatusOfErrno(errno);
     ReachWritePoint("renamed");

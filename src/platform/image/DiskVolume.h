@@ -56,10 +56,13 @@ class DiskVolume final : public Volume {
     };
     class Handle;
 
+    /// Empty for a folder that can't be listed, which is then in `unreadable_`.
     const Names& NamesIn(const std::string& hostFolder);
     void Forget(const std::string& hostFolder) { names_.erase(hostFolder); }
-    /// Fills in what lies at a host path; false if there is nothing, or a link leads out.
-    bool Describe(Place& place) const;
+    /// What it is that a folder lacks a name.
+    Status Missing(const std::string& hostFolder) const;
+    /// Fills in what lies at a host path; not there if there is nothing, or a link leads out.
+    Status Describe(Place& place) const;
     Result<Place> Locate(TextView path);
     Result<Place> LocateIn(const Place& folder, TextView name);
     bool IsAssumed(TextView path) const;
@@ -72,6 +75,7 @@ class DiskVolume final : public Volume {
     DiskJournal& journal_;
     std::vector<Text> assumed_;  // lower-cased
     std::unordered_map<std::string, Names> names_;
+    std::unordered_map<std::string, Status> unreadable_;  // why not
     std::unordered_map<Text, Place> folders_;  // by lower-cased path, those that were gone through
     std::unordered_set<std::string> swept_;    // host folders without leftovers of a crash
 };

@@ -1,10 +1,12 @@
 #include "platform/image/HostFiles.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <tuple>
 
 namespace bkfd {
 namespace {
@@ -55,6 +57,14 @@ std::pair<Text, std::size_t> FirstCharacter(std::string_view name) {
             return {std::move(character), length};
     }
     return {};
+}
+
+/// Those of the file that is to be replaced, as far as the user may give them.
+void KeepOwnerAndMode(const std::string& path, const HostFile& file) {
+    struct stat old {};
+    if (stat(path.c_str(), &old) != 0) return;
+    std::ignore = fchown(file.Get(), old.st_uid, old.st_gid);
+    std::ignore = fchmod(file.Get(), old.st_mode & 0777);
 }
 
 }  // namespace
@@ -112,8 +122,14 @@ Status StatusOfErrno(int error) {
 }
 
 std::optional<std::string> ReadHostFile(const std::string& path) {
-    const HostFile file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file.IsOpen()) return std::nullopt;
+    const HostFile file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat facts {};
+    if (!file.IsOpen() || fstat(file.Get(), &facts) != 0) return std::nullopt;
+    // A pipe or a device may never come to its end.
+    if (!S_ISREG(facts.st_mode)) {
+        errno = EISDIR;
+        return std::nullopt;
+    }
     std::string content;
     char room[65'536];
     for (;;) {
@@ -147,8 +163,10 @@ std::string HostParent(const std::string& path) {
 
 Status ReplaceHostFile(const std::string& path, std::string_view bytes) {
     const std::string beside = path + kBeside;
-    HostFile file(open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    unlink(beside.c_str());  // what a crash left; or a link, which nothing must be written through
+    HostFile file(open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!file.IsOpen()) return StatusOfErrno(errno);
+    KeepOwnerAndMode(path, file);
     ReachWritePoint("write beside");
     Status status = WriteAll(file.Get(), bytes);
     if (status.IsOk() && fsync(file.Get()) != 0) status = StatusOfErrno(errno);

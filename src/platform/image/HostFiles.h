@@ -48,11 +48,11 @@ Status StatusOfErrno(int error);
 Text FromHostName(std::string_view name);
 std::string ToHostName(TextView text);
 
-/// The whole file; nothing if it can't be read, with errno set.
+/// The whole file; nothing if it can't be read or isn't a regular one, with errno set.
 std::optional<std::string> ReadHostFile(const std::string& path);
 /// Writes all bytes at the file's position.
 Status WriteAll(int descriptor, std::string_view bytes);
-/// Replaces the file's content: written beside, synced, renamed.
+/// Replaces the file's content: written beside, synced, renamed. Owner and mode stay.
 Status ReplaceHostFile(const std::string& path, std::string_view bytes);
 Status SyncHostFolder(const std::string& path);
 /// "/a" of "/a/b".

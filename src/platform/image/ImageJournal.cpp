@@ -67,7 +67,7 @@ bool ImageJournal::IsThere() const {
 Status ImageJournal::Open() {
     if (file_.IsOpen()) return {};
     ReachWritePoint("make journal");
-    HostFile file(open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    HostFile file(open(path_.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (!file.IsOpen()) return StatusOfErrno(errno);
     // Records that couldn't be folded yet stay; only what was cut off goes.
     if (ftruncate(file.Get(), size_) != 0) return StatusOfErrno(errno);

@@ -1,6 +1,7 @@
 #include "platform/image/ImageRecords.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace bkfd {
 namespace {
@@ -45,6 +46,7 @@ MachineChange ChangeFrom(const ImageJson& record, MachineChange::Kind kind) {
     change.kind = kind;
     change.root = RegistryRoot{record.value("root", std::uint32_t{0})};
     change.key = FromImageJson(record.value("key", ""));
+    if (IsTooDeepKey(change.key)) throw std::out_of_range("key");
     change.name = FromImageJson(record.value("name", ""));
     change.value.type = RegistryType{record.value("type", std::uint32_t{0})};
     change.value.data = BytesOfHex(record.value("data", ""));
@@ -87,9 +89,9 @@ bool ReplayRestart(const ImageJson& record, ReplayTargets& targets) {
 
 VolumeMoves MovesFrom(const ImageJson& record) {
     VolumeMoves moves;
-    for (const ImageJson& pair : record["moves"])
-        moves.emplace_back(FromImageJson(pair[0].get<std::string>()),
-                           FromImageJson(pair[1].get<std::string>()));
+    for (const ImageJson& pair : record.at("moves"))
+        moves.emplace_back(FromImageJson(pair.at(0).get<std::string>()),
+                           FromImageJson(pair.at(1).get<std::string>()));
     return moves;
 }
 
@@ -106,7 +108,7 @@ void ApplyRules(const ImageJson& record, FileRules& rules) {
 /// A redo that fails leaves the old names, which are as good a state as the new ones.
 Status RedoNames(const ImageJson& record, DiskVolume& volume) {
     if (record.contains("moves")) return volume.RedoMoves(MovesFrom(record));
-    return volume.RedoRemoval(FromImageJson(record["path"].get<std::string>()));
+    return volume.RedoRemoval(FromImageJson(record.at("path").get<std::string>()));
 }
 
 /// A change of names was done when the next record was written, unless that says otherwise.
@@ -187,6 +189,8 @@ bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets) 
         }
         return false;
     } catch (const ImageJson::exception&) {
+        return false;
+    } catch (const std::out_of_range&) {  // no such root, or too deep a key
         return false;
     }
 }

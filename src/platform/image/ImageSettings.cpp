@@ -103,7 +103,9 @@ std::string ReadBootTime(const ImageJson& value, ImageSettings& settings) {
 
 std::string ReadProcesses(const ImageJson& value, ImageSettings& settings) {
     if (ProcessesFromJson(value, settings.processes)) return {};
-    return "must be a list of {id, path, modules, denied, self}";
+    // The good ones were taken before the first bad one.
+    return "must be a list of {id, path, modules, denied, self}" +
+           (value.is_array() ? ": entry " + std::to_string(settings.processes.size() + 1) : "");
 }
 
 std::string ReadFiles(const ImageJson& value, ImageSettings& settings) {

@@ -88,7 +88,7 @@ class LoadedImage final : private ImageParts,
     Status RestartMachine() override {
         const ImageTime before = clock.Time();
         clock.Restart();
-        const auto isThere = [this](const Text& file) { return volume.Find(file).IsOk(); };
+        const auto isThere = [this](const Text& file) { return !volume.Find(file).IsNotThere(); };
         ModelProcesses restarted(facts_, nullptr);
         for (ProcessRecord& record : processes_.All()) restarted.Add(std::move(record));
         restarted.DropMissing(isThere);

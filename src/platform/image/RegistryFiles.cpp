@@ -35,14 +35,20 @@ std::optional<std::vector<std::string>> ListFiles(const std::string& folder) {
 constexpr TextView kOtherRoots[] = {u"HKEY_CURRENT_CONFIG", u"HKEY_DYN_DATA",
                                     u"HKEY_PERFORMANCE_DATA"};
 
-bool HasKnownRoot(const RegSection& section) {
+bool HasKnownRoot(TextView key) {
     RegistryRoot root = RegistryRoot::LocalMachine;
     Text below;
-    if (SplitRegistryPath(section.key, root, below)) return true;
-    TextView rest = section.key;
-    const TextView first = NextKeyComponent(rest);
+    if (SplitRegistryPath(key, root, below)) return true;
+    const TextView first = NextKeyComponent(key);
     return std::ranges::any_of(kOtherRoots,
                                [&](TextView other) { return EqualsIgnoreCase(first, other); });
+}
+
+std::string WrongWithKey(TextView key) {
+    TextView below = key;
+    (void)NextKeyComponent(below);
+    if (IsTooDeepKey(below)) return "the key lies deeper than Windows allows";
+    return HasKnownRoot(key) ? "" : ToUtf8(key) + ": the key's root isn't known";
 }
 
 bool IsSameKey(TextView a, TextView b) {
@@ -126,13 +132,9 @@ std::optional<ImageError> RegistryFiles::Load(RegistryTree& tree) {
         const auto content = ReadHostFile(path);
         if (!content) return ImageError{path, 0, "", "can't be read"};
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(content->data());
-        auto parsed = ParseRegText({bytes, content->size()}, Converter());
+        auto parsed = ParseRegText({bytes, content->size()}, Converter(), WrongWithKey);
         if (const auto* error = std::get_if<RegParseError>(&parsed))
             return ImageError{path, error->line, "", error->message};
-        const auto& sections = std::get<RegDocument>(parsed).sections;
-        const auto foreign = std::ranges::find_if_not(sections, HasKnownRoot);
-        if (foreign != sections.end())
-            return ImageError{path, 0, ToUtf8(foreign->key), "the key's root isn't known"};
         files_.push_back({path, std::move(std::get<RegDocument>(parsed)), false});
         for (RegSection& section : files_.back().document.sections) {
             Canonicalise(section);

@@ -30,6 +30,13 @@ TextView NextKeyComponent(TextView& rest) {
     return component;
 }
 
+bool IsTooDeepKey(TextView path) {
+    constexpr int kMostLevels = 512;
+    int levels = 0;
+    while (levels <= kMostLevels && !NextKeyComponent(path).empty()) ++levels;
+    return levels > kMostLevels;
+}
+
 const RegistryKey* RegistryKey::Find(TextView path) const {
     const RegistryKey* key = this;
     for (TextView part = NextKeyComponent(path); !part.empty(); part = NextKeyComponent(path)) {

@@ -68,6 +68,8 @@ class RegistryTree {
 /// Cuts "HKEY_LOCAL_MACHINE\Software" into root and key; false for another root. The short names
 /// "HKLM", "HKCU", "HKCR" and "HKU" are understood too.
 bool SplitRegistryPath(TextView path, RegistryRoot& root, Text& key);
+/// Whether a key's path has more levels than Windows allows, 512. Trees are walked by recursion.
+bool IsTooDeepKey(TextView path);
 /// One component of a key path; `rest` keeps what follows. Empty at the end.
 TextView NextKeyComponent(TextView& rest);
 

@@ -20,7 +20,7 @@ OverlayMachine::OverlayMachine(const ModelMachine& below)
 
 Status OverlayMachine::RestartMachine() {
     clock_.Restart();
-    processes_.DropMissing([this](const Text& path) { return volume_.Find(path).IsOk(); });
+    processes_.DropMissing([this](const Text& path) { return !volume_.Find(path).IsNotThere(); });
     return {};
 }
 

@@ -62,6 +62,7 @@ Result<OverlayVolume::Own> OverlayVolume::LocateByFolder(TextView path) {
         return found;
     }
     const auto parent = Locate(parentPath);
+    if (!parent.IsOk() && !parent.IsNotThere()) return Status(parent);
     if (!parent.IsOk() || !parent.value.entry.isFolder) return Status{SystemError::PathNotFound};
     const TextView name = WindowsPath::Name(path);
     const auto own = own_.find(ToLower(WindowsPath::Join(parent.value.entry.path, name)));
