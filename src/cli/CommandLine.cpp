@@ -5,8 +5,10 @@
 #include <ostream>
 
 #include "base/ProgramEnd.h"
+#include "base/RuntimeError.h"
 #include "cli/Command.h"
 #include "resources/BuildSettings.h"
+#include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
 namespace {
@@ -50,7 +52,7 @@ std::string OneLine(std::string text) {
 }
 
 int Fail(Console& console, const std::string& message) {
-    console.err << "brackenfold: " << OneLine(message) << std::endl;
+    console.err << "brackenfold: " << PrintableText(FromUtf8(OneLine(message))) << std::endl;
     return ExitCode::Failed;
 }
 
@@ -123,6 +125,8 @@ int RunCommandLine(const std::vector<std::string>& arguments, Console& console) 
     } catch (const ProgramEnd&) {
         console.out.flush();
         return ExitCode::Done;
+    } catch (const RuntimeError& error) {
+        return Fail(console, ToUtf8(error.Description()));
     } catch (const std::exception& error) {
         return Fail(console, error.what());
     }

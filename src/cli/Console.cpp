@@ -1,21 +1,25 @@
 #include "cli/Console.h"
 
+#include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <iostream>
 #include <tuple>
+#include <utility>
 
 namespace bkfd {
 namespace {
 
-/// The terminal hands keys over one by one, unechoed, while this object lives.
+/// The terminal hands keys over one by one, unechoed, while this object lives; also those that
+/// usually send a signal, which would end the program and leave the terminal so.
 class KeyMode {
   public:
     KeyMode() {
         if (tcgetattr(STDIN_FILENO, &before_) != 0) return;
         termios mode = before_;
-        mode.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+        mode.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG);
         mode.c_cc[VMIN] = 1;
         mode.c_cc[VTIME] = 0;
         isChanged_ = tcsetattr(STDIN_FILENO, TCSADRAIN, &mode) == 0;
@@ -26,6 +30,16 @@ class KeyMode {
     KeyMode(const KeyMode&) = delete;
     KeyMode& operator=(const KeyMode&) = delete;
 
+    /// The signal that the key usually sends, 0 for none.
+    int SignalOf(char key) const {
+        constexpr std::pair<int, int> kSignalKeys[] = {
+            {VINTR, SIGINT}, {VQUIT, SIGQUIT}, {VSUSP, SIGTSTP}};
+        for (const auto& [place, signal] : kSignalKeys) {
+            if (isChanged_ && static_cast<cc_t>(key) == before_.c_cc[place]) return signal;
+        }
+        return 0;
+    }
+
   private:
     termios before_{};
     bool isChanged_ = false;
@@ -33,10 +47,32 @@ class KeyMode {
 
 std::optional<char> ReadTerminalKey() {
     constexpr char kEndOfInput = 4;  // Ctrl+D, which ends nothing while keys come one by one
-    const KeyMode mode;
-    char key = 0;
-    if (read(STDIN_FILENO, &key, 1) != 1 || key == kEndOfInput) return std::nullopt;
-    return key;
+    for (;;) {
+        char key = 0;
+        int signal = 0;
+        {
+            const KeyMode mode;
+            if (read(STDIN_FILENO, &key, 1) != 1 || key == kEndOfInput) return std::nullopt;
+            signal = mode.SignalOf(key);
+        }
+        if (signal == 0) return key;
+        (void)std::raise(signal);
+    }
+}
+
+/// The next file that is opened gets the lowest free number: what is meant for the user would go
+/// into a file of the image. Opened the wrong way round, so that reading and writing still fail.
+void OccupyStandardDescriptors() {
+    for (;;) {
+        const int number = open("/dev/null", O_RDONLY);
+        if (number == STDIN_FILENO) {
+            close(number);
+            if (open("/dev/null", O_WRONLY) != STDIN_FILENO) return;
+        } else if (number < 0 || number > STDERR_FILENO) {
+            close(number);
+            return;
+        }
+    }
 }
 
 }  // namespace
@@ -56,6 +92,8 @@ std::string Console::Bold(std::string_view text) const {
 }
 
 Console ProcessConsole() {
+    OccupyStandardDescriptors();
+    std::signal(SIGPIPE, SIG_IGN);
     Console console(std::cin, std::cout, std::cerr);
     console.isOutTerminal = isatty(STDOUT_FILENO) != 0;
     console.isErrTerminal = isatty(STDERR_FILENO) != 0;

@@ -29,7 +29,8 @@ struct Console {
 };
 
 /// The console of this process: standard input, output and error, keys read one by one where the
-/// input is a terminal.
+/// input is a terminal. From here on, writing to a reader that has gone is a failed write and ends
+/// nothing, and a closed input or output stays one that fails, whatever files are opened.
 Console ProcessConsole();
 
 }  // namespace bkfd

@@ -29,6 +29,8 @@ TEST(Usage, FailsInOneClearLine) {
         {"nothing to decode", {"decode"}, "FILE"},
         {"no such report", {"decode", "/no/such/report"}, "/no/such/report"},
         {"a folder is no report", {"decode", "/"}, "/"},
+        {"nothing that commands the terminal", {"\x1b[31m\xFF"}, "\\u001b[31m\xEF\xBF\xBD"},
+        {"in names too", {"scan", "--machine", "/\x1b[31m"}, "/\\u001b[31m"},
         {"report of no machine", {"report", "--show"}, "--machine"},
     };
     for (const auto& row : rows) {
