@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <istream>
 
 #include "cli/Command.h"
 #include "ui/terminal/PrintableText.h"
@@ -44,20 +44,30 @@ bool WriteAll(int file, std::span<const std::uint8_t> content) {
     return fsync(file) == 0 || errno == EINVAL;
 }
 
-Bytes ReadAll(std::istream& stream) {
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+// No report or text is larger; a device may have no end.
+constexpr std::size_t kLargestInput = std::size_t{1} << 30;
+
+Bytes ReadAll(std::istream& stream, const std::string& path) {
+    Bytes content;
+    char room[65'536];
+    do {
+        stream.read(room, sizeof room);
+        content.insert(content.end(), room, room + stream.gcount());
+        if (content.size() > kLargestInput) Fail(path, "is larger than 1 GiB");
+    } while (stream);
+    return content;
 }
 
 }  // namespace
 
 Bytes ReadHostFile(const std::string& path, std::istream& standardInput) {
-    if (path == "-") return ReadAll(standardInput);
+    if (path == "-") return ReadAll(standardInput, "standard input");
     struct stat facts {};
     if (stat(path.c_str(), &facts) != 0) Fail(path, std::strerror(errno));
     if (S_ISDIR(facts.st_mode)) Fail(path, "is a folder");
     std::ifstream file(path, std::ios::binary);
     if (!file) Fail(path, std::strerror(errno));
-    Bytes content = ReadAll(file);
+    Bytes content = ReadAll(file, path);
     if (file.bad()) Fail(path, "can't be read");
     return content;
 }

@@ -11,7 +11,7 @@
 /// file.
 namespace bkfd {
 
-/// The whole file, or all that `standardInput` still has for "-".
+/// The whole file, or all that `standardInput` still has for "-"; at most 1 GiB.
 Bytes ReadHostFile(const std::string& path, std::istream& standardInput);
 
 /// New files of one folder, made all or none: until `Keep` is called, the destructor takes away

@@ -90,9 +90,15 @@ TEST(ReportDecoder, MalformedInputIsOneError) {
     }
     const auto cut = DecodeReport(Raw("<?xml version='1.0'?><xml><Log>QUJD</Lo"));
     EXPECT_TRUE(std::holds_alternative<std::string>(cut));
+    std::string many = "<?xml version='1.0'?><xml>";
+    for (int i = 0; i < 1001; ++i) many += "<a/>";
+    EXPECT_EQ(Listing(DecodeReport(Raw(many + "</xml>"))), "error: it has too many entries\n");
 }
 
 TEST(ReportDecoder, ABadEntryCostsNoOther) {
+    Text deep;
+    for (int i = 0; i < 65; ++i) deep = u"<a>" + deep + u"</a>";
+    const std::string deepListing = "Processes.xml=" + ToUtf8(deep) + "\n";
     const struct {
         const char* label;
         std::string entry;
@@ -107,6 +113,10 @@ TEST(ReportDecoder, ABadEntryCostsNoOther) {
          "<Processes>PFBzPg==</Processes>",
          "Processes.xml=<Ps>\n",
          {"Processes isn't well-formed XML"}},
+        {"nested beyond use",
+         "<Processes>" + ToUtf8(SysUtil::EncodeText(deep)) + "</Processes>",
+         deepListing.c_str(),
+         {"Processes is nested too deeply, so it isn't indented"}},
         {"a gathering that failed", "<SuspiciousFiles/>", "SuspiciousFiles.xml=\n", {}},
     };
     for (const auto& row : rows) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <map>
 #include <optional>
 #include <pugixml.hpp>
 #include <set>
@@ -21,6 +22,10 @@ struct Malformed : std::runtime_error {
 };
 
 constexpr std::size_t kLargestEnvelope = std::size_t{1} << 30;
+// Reports have twelve entries, whose documents are three elements deep. Each entry becomes a file,
+// and each level of a document is indented further.
+constexpr std::size_t kMostEntries = 1000;
+constexpr int kDeepestElement = 64;
 
 enum class Form { Plain, Xml, Bytes };
 
@@ -163,6 +168,13 @@ struct StringWriter : pugi::xml_writer {
     }
 };
 
+bool IsTooDeep(pugi::xml_document& xml) {
+    struct : pugi::xml_tree_walker {
+        bool for_each(pugi::xml_node&) override { return depth() < kDeepestElement; }
+    } walker;
+    return !xml.traverse(walker);
+}
+
 /// Turns one entry after the other into a file, and keeps what is wrong with them.
 class EntryDecoder {
   public:
@@ -200,6 +212,11 @@ class EntryDecoder {
             report_.problems.push_back(std::string(entry.name) + " isn't well-formed XML");
             return FromString(utf8);
         }
+        if (IsTooDeep(xml)) {
+            report_.problems.push_back(std::string(entry.name) +
+                                       " is nested too deeply, so it isn't indented");
+            return FromString(utf8);
+        }
         if (entry.name == std::string_view("SuspiciousFiles")) NotePaths(xml);
         StringWriter writer;
         xml.save(writer, " ", pugi::format_indent | pugi::format_no_declaration,
@@ -219,10 +236,12 @@ class EntryDecoder {
 /// Several entries of one name get a number behind the second and later ones.
 void MakeNamesUnique(std::vector<DecodedFile>& files) {
     std::set<std::string> taken;
+    std::map<std::string, int> lastNumbers;
     for (DecodedFile& file : files) {
         std::string name = file.name;
-        for (int number = 2; !taken.insert(name).second; ++number) {
-            name = file.name + "-" + std::to_string(number);
+        while (!taken.insert(name).second) {
+            int& number = lastNumbers.try_emplace(file.name, 1).first->second;
+            name = file.name + "-" + std::to_string(++number);
         }
         file.name = name;
     }
@@ -243,6 +262,7 @@ DecodedReport DecodeEnvelope(const Bytes& envelope) {
         } else if (name == "id") {
             report.id = FromUtf8(element.text().get());
         } else if (element.type() == pugi::node_element) {
+            if (report.files.size() == kMostEntries) throw Malformed("it has too many entries");
             entries.Add(element);
         }
     }
