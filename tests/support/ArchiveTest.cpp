@@ -250,7 +250,9 @@ TEST(Archive, AsksForThePasswordOnce) {
     } rows[] = {{"given, in blanks", u" s3cret ", false, "s3cret"},
                 {"empty", u"  ", false, ""},
                 {"cancelled", u"s3cret", true, ""},
-                {"too long", Text(255, u'p'), false, std::string(254, 'p')}};
+                {"too long", Text(255, u'p'), false, std::string(254, 'p')},
+                {"too long by characters, not bytes", Text(255, u'\u0416'), false,
+                 ToUtf8(Text(254, u'\u0416'))}};
     for (const auto& row : rows) {
         EngineBench bench;
         AddFiles(bench.machine);

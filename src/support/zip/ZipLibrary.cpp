@@ -231,7 +231,7 @@ class Run {
     }
 
     void AskPassword() {
-        std::array<char, 256> buffer{};
+        std::array<char, 1024> buffer{};  // for 254 characters in UTF-8
         if (library_.callbacks.password == nullptr ||
             library_.callbacks.password(buffer, "Password: ", ToWtf8(archive_).c_str()) != 0) {
             throw Stop{ZpResult::Cancelled};

@@ -30,7 +30,7 @@ namespace {
 cZip* runningZip = nullptr;
 bool isCancelled = false;
 
-constexpr std::size_t kLongestPassword = 254;
+constexpr std::ptrdiff_t kLongestPassword = 254;  // characters
 
 template <class Body>
 void PassOverErrors(Body&& body) {
@@ -56,12 +56,14 @@ int Password(std::span<char> buffer, const char*, const char*) {
     Text password;
     bool cancel = false;
     PassOverErrors([&] { ZipEvents::PasswordRequest(*runningZip, password, cancel); });
-    std::string bytes = ToWtf8(Trim(password));
-    if (bytes.empty() || cancel) {
+    password = Left(Trim(password), kLongestPassword);
+    if (password.empty() || cancel) {
         isCancelled = true;
         return 1;
     }
-    bytes.resize(std::min({bytes.size(), kLongestPassword, buffer.size() - 1}));
+    std::string bytes = ToWtf8(password);
+    for (; bytes.size() >= buffer.size() && !password.empty(); bytes = ToWtf8(password))
+        password.pop_back();
     std::ranges::copy(bytes, buffer.begin());
     buffer[bytes.size()] = '\0';
     return 0;
