@@ -24,7 +24,8 @@ class ReceiverTest(unittest.TestCase):
 
     def tearDown(self):
         self.server.kill()
-        self.server.communicate()
+        self.server.wait()
+        self.server.stdout.close()
         self.folder.cleanup()
 
     def exchange(self, request):
@@ -74,6 +75,24 @@ class ReceiverTest(unittest.TestCase):
         self.assertEqual(self.exchange(b"GET /php/ic.php HTTP/1.1\r\nHost: x\r\n\r\n"), 405)
         self.exchange(b"\x16\x03\x01 no HTTP at all\r\n\r\n")
         self.assertEqual(self.post(REPORT), 200, "it doesn't serve any more")
+
+    def test_logs_nothing_that_commands_the_terminal(self):
+        self.assertEqual(self.post(REPORT, path="/\x1b[31m\xff"), 404)
+        self.assertIn("404", line := self.server.stdout.readline())
+        self.assertTrue(line.isascii() and line[:-1].isprintable(), ascii(line))
+
+    def test_takes_reports_when_nobody_reads_its_log(self):
+        self.server.stdout.close()
+        for _ in range(2):
+            self.assertEqual(self.post(REPORT), 200)
+
+    def test_refuses_an_address_that_it_cannot_have(self):
+        for arguments in (["--port", str(self.port)], ["--port", "99999"]):
+            with self.subTest(arguments):
+                run = subprocess.run([sys.executable, RECEIVER, *arguments, self.desk],
+                                     capture_output=True, text=True, timeout=60)
+                self.assertEqual(run.returncode, 2)
+                self.assertNotIn("Traceback", run.stderr)
 
     def test_keeps_each_report_in_a_folder_of_its_own(self):
         subjects = [b"BKFD%5C1", b"BKFD%5C1", b"../../x", b"%2Fetc%2Fpasswd", b"%00%0A%FF"]

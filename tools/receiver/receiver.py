@@ -14,6 +14,7 @@ simple.
 --status N answers every good report with that status instead, for tests.
 """
 import argparse
+import contextlib
 import datetime
 import http.server
 import os
@@ -125,7 +126,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.wfile.write(content)
 
     def log_message(self, format, *args):
-        print(f"{self.client_address[0]} {format % args}", flush=True)
+        """What the sender chose reaches the terminal as plain ASCII; a report is taken all the same
+        when nobody reads the log any more."""
+        with contextlib.suppress(OSError):
+            print(f"{self.client_address[0]} {ascii(format % args)[1:-1]}", flush=True)
 
 
 def main():
@@ -136,8 +140,11 @@ def main():
     parser.add_argument("--host", default="127.0.0.1")
     parser.add_argument("--status", type=int, default=200)
     options = parser.parse_args()
-    options.folder.mkdir(parents=True, exist_ok=True)
-    server = http.server.ThreadingHTTPServer((options.host, options.port), Handler)
+    try:
+        options.folder.mkdir(parents=True, exist_ok=True)
+        server = http.server.ThreadingHTTPServer((options.host, options.port), Handler)
+    except (OSError, OverflowError) as error:
+        parser.error(str(error))
     server.folder = options.folder
     server.status = options.status
     print(f"listening on {options.host}:{server.server_address[1]}", flush=True)
