@@ -134,6 +134,19 @@ TEST(ucSupport, AFailedGatheringSendsNothing) {
     EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
 }
 
+TEST(ucSupport, AFailedGatheringLeavesTheResultOfTheRequestBeforeOnPurpose) {
+    Support it;
+    it.Type(u"x", u"n", u"e");
+    it.Request({Ok});
+    it.machine.AddFile(u"C:\\WINDOWS\\system32\\drivers\\etc\\hosts", "127.0.0.1");
+    it.machine.MakeUnreadable(u"C:\\WINDOWS\\system32\\drivers\\etc\\hosts");
+    it.Request({Ok, Ok});
+    EXPECT_EQ(it.sent, 1);
+    const std::string line = "5 ucSupport.cmdRequestSupport_Click: Requesting support\n";
+    EXPECT_TRUE(it.log->text.starts_with(line + "75 4 ucSupport.moProgressor_Started: "));
+    EXPECT_TRUE(it.log->text.ends_with("\n" + line)) << it.log->text;
+}
+
 TEST(ucSupport, AnErrorFromBeforeTheWorkIsLoggedAndStopsNothing) {
     Support it;
     it.Type(u"x", u"n", u"e");
