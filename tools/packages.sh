@@ -5,7 +5,7 @@ packages_native="cmake ninja-build g++ pkg-config googletest libbenchmark-dev zl
 packages_windows="g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 libz-mingw-w64-dev
     librsvg2-bin icoutils imagemagick"
 packages_wine="wine wine64 fonts-wine xvfb xauth xdotool imagemagick faketime"
-packages_checks="clang-format clang-tidy clang shellcheck libxml2-utils zip unzip p7zip-full git"
+packages_checks="clang-format clang-tidy clang libclang-rt-dev shellcheck libxml2-utils zip unzip p7zip-full git"
 
 # need_packages NAME...: installs those that are missing; needs root or sudo for that alone.
 need_packages() {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int kWhite = 0xFFFFFF;
 constexpr int kFrameInset = 45;
-constexpr int kPictureSize = 720;
+constexpr int kLogoSize = 720;
 constexpr int kTextHeight = 3 * Metrics::kLabelHeight;
 constexpr int kOkWidth = 1200;
 
@@ -58,11 +58,11 @@ void FAbout::cmdOK_Click() {
 
 void FAbout::Form_Resize() {
     using namespace Metrics;
-    const int textLeft = kMargin + kPictureSize + kMargin;
+    const int textLeft = kMargin + kLogoSize + kMargin;
     const int textWidth = Width() - kMargin - textLeft;
     const int buttonTop = Height() - kMargin - kButtonHeight;
     const int linkTop = kMargin + kTextHeight + kGap;
-    Image1.SetBounds({kMargin, kMargin, kPictureSize, kPictureSize});
+    Image1.SetBounds({kMargin, kMargin, kLogoSize, kLogoSize});
     lblText.SetBounds({textLeft, kMargin, textWidth, kTextHeight});
     lblVisitTarnwick.SetLeft(textLeft);
     lblVisitTarnwick.SetTop(linkTop);

@@ -15,7 +15,6 @@
 namespace bkfd {
 namespace {
 
-constexpr int kProgramTitle = 100;
 constexpr char16_t kInitialize[] = u"FMain.Form_Initialize";
 constexpr char16_t kLoad[] = u"FMain.Form_Load";
 

@@ -24,9 +24,6 @@ constexpr int kExplorerOpens = 116;
 constexpr int kNothingToRestore = 139;
 constexpr int kAskCleanUp = 155;
 
-constexpr int kF5 = Key::F1 + 4;
-constexpr int kF12 = Key::F1 + 11;
-
 // Where the panels stand on the tab strip.
 constexpr int kPanelLeft = 285;
 constexpr int kPanelTop = 435;
@@ -157,8 +154,8 @@ void FMain::Form_Unload() {
 void FMain::Form_KeyUp(int keyCode, int shiftState) {
     const LoggerRef logger = logger_;
     LogErrors(*logger, LogLevel::SystemFailure, u"FMain.Form_KeyUp", [&] {
-        if (keyCode == kF12 && shiftState == Shift::None) AskForCleanUp();
-        if (keyCode == kF5 && shiftState == Shift::None) mnuRefresh_Click();
+        if (keyCode == Key::F12 && shiftState == Shift::None) AskForCleanUp();
+        if (keyCode == Key::F5 && shiftState == Shift::None) mnuRefresh_Click();
         if (keyCode == Key::Tab && (shiftState & Shift::Control) != 0) {
             MoveToTab((shiftState & Shift::Shift) == 0);
         }

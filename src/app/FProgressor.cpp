@@ -8,9 +8,7 @@
 namespace bkfd {
 namespace {
 
-constexpr int kProgramTitle = 100;
 constexpr int kWidthBesideText = 1200;
-constexpr int kPictureSize = 480;
 
 }  // namespace
 

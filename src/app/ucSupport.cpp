@@ -20,10 +20,8 @@ constexpr int kPleaseWait = 158;
 constexpr int kCannotContact = 906;
 
 constexpr auto kRequestFailed = static_cast<std::int32_t>(0x8004038A);
-constexpr int kF12 = Key::F1 + 11;
 
 constexpr int kIntroductionHeight = 1050;
-constexpr int kPictureSize = 480;
 constexpr int kFieldLabelWidth = 1050;
 constexpr int kRequestWidth = 1800;
 
@@ -119,7 +117,7 @@ void ucSupport::SendReport() {
 void ucSupport::Image1_DblClick() {
     auto* host = dynamic_cast<Object*>(HostForm());
     if (host == nullptr) return;
-    Variant arguments[] = {std::int32_t{kF12}, std::int32_t{Shift::None}};
+    Variant arguments[] = {std::int32_t{Key::F12}, std::int32_t{Shift::None}};
     host->Invoke(u"Form_KeyUp", arguments);
 }
 

@@ -47,18 +47,18 @@ class Fields {
 };
 
 /// A record of little-endian numbers and byte texts in the making.
-class Record {
+class RecordWriter {
   public:
-    Record& U16(std::uint64_t value) { return Put(value, 2); }
-    Record& U32(std::uint64_t value) { return Put(value, 4); }
-    Record& Raw(const auto& bytes) {
+    RecordWriter& U16(std::uint64_t value) { return Put(value, 2); }
+    RecordWriter& U32(std::uint64_t value) { return Put(value, 4); }
+    RecordWriter& Raw(const auto& bytes) {
         bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
         return *this;
     }
     const Bytes& Data() const { return bytes_; }
 
   private:
-    Record& Put(std::uint64_t value, int count) {
+    RecordWriter& Put(std::uint64_t value, int count) {
         for (int i = 0; i < count; ++i) bytes_.push_back(static_cast<std::uint8_t>(value >> 8 * i));
         return *this;
     }
@@ -227,8 +227,8 @@ Packed Pack(const ContentReader& content) {
     return packed;
 }
 
-Record LocalHeader(const ZipEntry& entry) {
-    Record record;
+RecordWriter LocalHeader(const ZipEntry& entry) {
+    RecordWriter record;
     record.U32(kLocalSignature).U16(entry.versionNeeded).U16(entry.flags).U16(entry.method);
     record.U16(entry.time).U16(entry.date).U32(entry.crc);
     record.U32(entry.compressedSize).U32(entry.size).U16(entry.name.size()).U16(0);
@@ -236,8 +236,8 @@ Record LocalHeader(const ZipEntry& entry) {
     return record;
 }
 
-Record CentralRecord(const ZipEntry& entry) {
-    Record record;
+RecordWriter CentralRecord(const ZipEntry& entry) {
+    RecordWriter record;
     record.U32(kCentralSignature).U16(entry.madeBy).U16(entry.versionNeeded).U16(entry.flags);
     record.U16(entry.method).U16(entry.time).U16(entry.date).U32(entry.crc);
     record.U32(entry.compressedSize).U32(entry.size).U16(entry.name.size());
@@ -337,7 +337,7 @@ bool ZipWriter::Copy(ByteSource& archive, const ZipEntry& source) {
     Bytes data(source.compressedSize);
     if (!archive.Read(*offset, data)) return false;
     ZipEntry entry = source;
-    Record descriptor;
+    RecordWriter descriptor;
     if (entry.IsEncrypted() && (entry.flags & kDescriptorFollows) != 0) {
         // The check byte of such an entry depends on the flag, so flag and descriptor stay.
         descriptor.U32(kDescriptorSignature).U32(entry.crc).U32(entry.compressedSize);
@@ -369,11 +369,11 @@ void ZipWriter::Append(ZipEntry entry, std::span<const std::uint8_t> data,
 void ZipWriter::Finish(const std::string& comment) {
     const std::uint64_t start = offset_;
     for (const ZipEntry& entry : entries_) {
-        const Record record = CentralRecord(entry);
+        const RecordWriter record = CentralRecord(entry);
         Reserve(record.Data().size());
         Write(record.Data());
     }
-    Record end;
+    RecordWriter end;
     end.U32(kEndSignature).U16(0).U16(0).U16(entries_.size()).U16(entries_.size());
     end.U32(offset_ - start).U32(start).U16(comment.size()).Raw(comment);
     Reserve(end.Data().size());

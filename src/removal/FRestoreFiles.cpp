@@ -20,7 +20,6 @@ constexpr int kRestored = 127;
 constexpr int kCannotRestore = 128;
 constexpr int kNoMoreFiles = 138;
 
-constexpr int kPictureSize = 480;
 constexpr int kRestoreWidth = 2400;
 constexpr int kCloseWidth = 1200;
 

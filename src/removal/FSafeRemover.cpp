@@ -24,8 +24,6 @@ constexpr int kCannotDisable = 146;
 constexpr int kSearchComplete = 156;
 constexpr int kNothingSuspicious = 157;
 
-constexpr int kF6 = Key::F1 + 5;
-constexpr int kPictureSize = 480;
 constexpr int kExplanationHeight = 630;
 
 bool IsBlank(const Text& text) {
@@ -129,7 +127,7 @@ void FSafeRemover::Image1_DblClick() {
 
 /// The keys of the whole window, wherever the focus is.
 void FSafeRemover::Form_KeyUp(int keyCode, int) {
-    if (keyCode == kF6) ToggleSearchButton(u"FSafeRemover.Form_KeyUp");
+    if (keyCode == Key::F6) ToggleSearchButton(u"FSafeRemover.Form_KeyUp");
 }
 
 // ---------------------------------------------------------------- pasting

@@ -12,7 +12,6 @@ namespace bkfd {
 namespace {
 
 constexpr std::uint32_t kWindows95Family = 0x80000000;
-constexpr int kProgramTitle = 100;
 
 /// Puts the pointer's shape back, however the message ends.
 class PointerKeeper {

@@ -20,6 +20,9 @@ inline constexpr int Insert = 45;
 inline constexpr int Delete = 46;
 inline constexpr int ContextMenu = 93;
 inline constexpr int F1 = 112;
+inline constexpr int F5 = 116;
+inline constexpr int F6 = 117;
+inline constexpr int F12 = 123;
 }  // namespace Key
 
 /// The shift state is a sum of these.

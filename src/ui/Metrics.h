@@ -9,7 +9,8 @@ inline constexpr int kLabelGap = 45;      // between a label and what it names
 inline constexpr int kLabelHeight = 210;  // of one line
 inline constexpr int kTextBoxHeight = 315;
 inline constexpr int kButtonHeight = 375;
-inline constexpr int kPageTop = 75;  // between the edge of a tab's page and its controls
+inline constexpr int kPictureSize = 480;  // of the picture that says what a window is for
+inline constexpr int kPageTop = 75;       // between the edge of a tab's page and its controls
 inline constexpr int kScrollBarWidth = 315;
 
 }  // namespace bkfd::Metrics

@@ -13,8 +13,6 @@ using enum MessageResult;
 constexpr char16_t kHelperObjects[] =
     u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\";
 constexpr char kQuestion[] = "49 Are you sure you want to start automatic parasite cleanup?\n";
-constexpr int kF5 = Key::F1 + 4;
-constexpr int kF12 = Key::F1 + 11;
 const std::string kStateEntry =
     "5 FMain.LogTabState: Setting: OK, 'User's style sheet is enabled', 'No'\n";
 
@@ -85,8 +83,8 @@ TEST(FMain, TabsFollowClicksAndKeys) {
         {"back from the first", Key::Tab, Shift::Control | Shift::Shift, "4 ucSupport1"},
         {"forward from the last", Key::Tab, Shift::Control, "1 ucHelp1"},
         {"without Ctrl", Key::Tab, Shift::None, "1 ucHelp1"},
-        {"F12 with Shift", kF12, Shift::Shift, "1 ucHelp1"},
-        {"F5 with Ctrl", kF5, Shift::Control, "1 ucHelp1"},
+        {"F12 with Shift", Key::F12, Shift::Shift, "1 ucHelp1"},
+        {"F5 with Ctrl", Key::F5, Shift::Control, "1 ucHelp1"},
     };
     EXPECT_EQ(TabState(program), "1 ucHelp1");
     for (const auto& row : rows) {
@@ -111,7 +109,7 @@ TEST(FMain, RefreshesTheHiddenLists) {
                                  u"Software\\Microsoft\\Internet Explorer\\Styles",
                                  u"Use My Stylesheet", byKey ? 1 : 0);
         if (byKey) {
-            main.PressKey(kF5);
+            main.PressKey(Key::F5);
         } else {
             program.Choose(u"mnuRefresh");
         }
@@ -131,7 +129,7 @@ TEST(FMain, F12AndTheSupportPictureAskForTheCleanUp) {
     program.machine.AddProcess({8, u"C:\\x.tmp", {}});
     program.toolkit.Answer({Cancel});
     program.toolkit.SetPointer(Pointer::Hourglass);
-    main.PressKey(kF12);
+    main.PressKey(Key::F12);
     EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Hourglass);
     EXPECT_TRUE(program.machine.HasFile(u"C:\\x.tmp"));
 
@@ -158,7 +156,7 @@ TEST(FMain, ClosingItDuringACleanUpLosesNothing) {
         program.machine.UnlockFile(u"C:\\x.tmp");
     };
     program.toolkit.Answer({Ok, Cancel});
-    main.PressKey(kF12);
+    main.PressKey(Key::F12);
     EXPECT_FALSE(main.IsLoaded());
     EXPECT_FALSE(program.toolkit.HasAnswersLeft()) << "the cleanup came to its end";
     EXPECT_TRUE(program.machine.HasFile(u"C:\\parasite_x.tmp.parasite"));

@@ -138,7 +138,7 @@ TEST(BadDisk, AFolderThatCantBeReadIsNotAnEmptyOne) {
 
 TEST(BadDisk, AFullDiskLosesNothing) {
     // How large a file can get: the journal holds none, few or many of the changes.
-    for (const rlim_t limit : {0, 900, 6'000, 12'000}) {
+    for (const rlim_t limit : {0U, 900U, 6'000U, 12'000U}) {
         SCOPED_TRACE(limit);
         const MachineCopy machine("hijacked-xp");
         const auto before = WindowsFiles(machine);

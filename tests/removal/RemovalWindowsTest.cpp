@@ -21,7 +21,6 @@ constexpr char kRestart[] =
     "65 Operation complete successfully. Close all opened documents then press OK button to "
     "restart Windows.\n";
 constexpr char kQuestion[] = "49 Are you sure you want to disable programs?\n";
-constexpr int kF6 = Key::F1 + 5;
 
 class SafeRemover : public RemovalBench {
   public:
@@ -206,9 +205,9 @@ TEST(FSafeRemover, F6AndThePictureShowTheSearch) {
     EXPECT_FALSE(it.HasSearchButton());
     for (const TextView focus : {u"txtFiles", u"cmdPaste"}) {
         it.window.FindControl(focus)->SetFocus();
-        it.window.PressKey(kF6, Shift::Control);
+        it.window.PressKey(Key::F6, Shift::Control);
         EXPECT_TRUE(it.HasSearchButton()) << ToUtf8(focus);
-        it.window.PressKey(kF6);
+        it.window.PressKey(Key::F6);
         EXPECT_FALSE(it.HasSearchButton()) << ToUtf8(focus);
     }
     it.window.FindControl(u"Image1")->DoubleClick();

@@ -170,7 +170,7 @@ class FSample : public Form {
         onUnload = [this] { log.push_back("unload"); };
         onKeyUp = [this](int& keyCode, int shift) {
             if (keyCode == Key::Tab && (shift & Shift::Control)) NextTab();
-            if (keyCode == Key::F1 + 4 && shift == 0) log.push_back("F5");
+            if (keyCode == Key::F5 && shift == 0) log.push_back("F5");
         };
         onKeyPress = [this](int& character) {
             if (character == Key::Escape) log.push_back("escape");

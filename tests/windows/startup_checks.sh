@@ -11,7 +11,7 @@ new_install() {
 
 # start_program: in the background, with a time limit of its own.
 start_program() {
-    timeout -k 5 60 wine "$install/Brackenfold.exe" 2>>"$work/wine.log" &
+    timeout -k 5 300 wine "$install/Brackenfold.exe" 2>>"$work/wine.log" &
     program=$!
 }
 

@@ -8,7 +8,7 @@
 namespace bkfd::native {
 namespace {
 
-constexpr char kProperty[] = "BkfdControl";
+constexpr char kControlProperty[] = "BkfdControl";
 
 }  // namespace
 
@@ -24,18 +24,18 @@ NativeControl::~NativeControl() {
     if (!window_) return;
     form_.Unbatch(*this);
     ReplaceProcedure(window_, original_);
-    ::RemovePropA(window_, kProperty);
+    ::RemovePropA(window_, kControlProperty);
     ::DestroyWindow(window_);
 }
 
 NativeControl* NativeControl::Of(HWND window) {
-    return static_cast<NativeControl*>(::GetPropA(window, kProperty));
+    return static_cast<NativeControl*>(::GetPropA(window, kControlProperty));
 }
 
 void NativeControl::Realise(HWND parent) {
     window_ = Make(parent, form_.AreaOf(*target_));
     if (!window_) return;
-    ::SetPropA(window_, kProperty, this);
+    ::SetPropA(window_, kControlProperty, this);
     original_ = ReplaceProcedure(window_, &NativeControl::Procedure);
     const Scope deaf(applying_);
     ReplayState();

@@ -11,7 +11,7 @@ namespace bkfd::native {
 namespace {
 
 constexpr char kClass[] = "BrackenfoldForm";
-constexpr char kProperty[] = "BkfdForm";
+constexpr char kFormProperty[] = "BkfdForm";
 constexpr UINT kActivated = WM_APP + 1;
 constexpr UINT kThemeChanged = 0x031A;  // WM_THEMECHANGED, unknown before Windows XP
 constexpr int kTwipsPerInch = 1440;
@@ -63,7 +63,7 @@ NativeForm::NativeForm(Form& form, Win32Toolkit& toolkit, HFONT font, int dotsPe
     window_ = Create(ExtendedStyleOf(form), FromAscii(kClass), form.Caption(), StyleOf(form), area,
                      WindowOf(form.Owner()));
     if (!window_) return;
-    ::SetPropA(window_, kProperty, this);
+    ::SetPropA(window_, kFormProperty, this);
     const auto icon = [&](int size, int x, int y) {
         const HICON loaded =
             LoadIconResource(form.IconName(), ::GetSystemMetrics(x), ::GetSystemMetrics(y));
@@ -89,7 +89,7 @@ NativeForm::~NativeForm() {
             const LRESULT old = Send(window_, WM_SETICON, static_cast<WPARAM>(size), 0);
             if (old) ::DestroyIcon(reinterpret_cast<HICON>(old));
         }
-        ::RemovePropA(window_, kProperty);
+        ::RemovePropA(window_, kFormProperty);
         ::DestroyWindow(window_);
     }
     ::DeleteObject(boldFont_);
@@ -97,7 +97,7 @@ NativeForm::~NativeForm() {
 }
 
 NativeForm* NativeForm::Of(HWND window) {
-    return static_cast<NativeForm*>(::GetPropA(window, kProperty));
+    return static_cast<NativeForm*>(::GetPropA(window, kFormProperty));
 }
 
 SIZE NativeForm::FrameOf(const Form& form) {

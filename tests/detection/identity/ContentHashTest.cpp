@@ -89,7 +89,7 @@ TEST(ContentHash, AgreesWithTheByteLoopCloseToOverflow) {
     std::mt19937 random(2);
     for (int repeat = 0; repeat < 20000; ++repeat) {
         // A hash whose upper bits are ones but for at most one, at each place within a block.
-        std::uint32_t hash = 0x7FFFFFFF << (random() % 26);
+        std::uint32_t hash = 0x7FFFFFFFU << (random() % 26);
         if (random() % 2 == 0) hash ^= 1U << (random() % 31);
         hash = (hash | (random() & 0xFF)) & 0x7FFFFFFF;
         Bytes file(random() % 64);
