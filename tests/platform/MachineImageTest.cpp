@@ -34,7 +34,13 @@ TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
         {"{\"family\": \"nt\",\n\"colour\": 1}", 2, "colour", "unknown"},
         {"{\"family\": \"nt\",\n\"files\": {\n\"C:\": {}, \"C:\": {}}}", 3, "C:", "twice"},
         {"{\"family\": \"nt\",\n\"processes\": [{\"id\": 1, \"path\": \"\"}, {\"id\": 1}]}", 2,
-         "processes", "must be a list of {id, path, modules, denied, self}: entry 2"},
+         "processes", "must be a list of {id, path, modules, denied, self}"},
+        {"{\"family\": \"nt\",\n\"processes\": [{\"id\": 1, \"path\": \"\"}, {\"id\": 1, \"path\": "
+         "\"\"}]}",
+         2, "processes", "no id or self twice: entry 2"},
+        {"{\"family\": \"nt\",\n\"processes\": [{\"id\": 1, \"path\": \"\", \"self\": true}, "
+         "{\"id\": 2, \"path\": \"\", \"self\": true}]}",
+         2, "processes", "no id or self twice: entry 2"},
         {"{\"family\": \"nt\", \"version\": [5]}", 1, "version", "[5,1]"},
         {"{\"family\": \"nt\", \"version\": [5,-1]}", 1, "version", "[5,1]"},
         {"{\"family\": \"nt\", \"build\": \"x\"}", 1, "build", "number"},

@@ -104,7 +104,7 @@ std::string ReadBootTime(const ImageJson& value, ImageSettings& settings) {
 std::string ReadProcesses(const ImageJson& value, ImageSettings& settings) {
     if (ProcessesFromJson(value, settings.processes)) return {};
     // The good ones were taken before the first bad one.
-    return "must be a list of {id, path, modules, denied, self}" +
+    return std::string("must be a list of {id, path, modules, denied, self}, no id or self twice") +
            (value.is_array() ? ": entry " + std::to_string(settings.processes.size() + 1) : "");
 }
 
@@ -223,6 +223,16 @@ std::string ImageError::Describe() const {
     return text + (text.empty() ? "" : ": ") + message;
 }
 
+namespace {
+
+bool CanStandBeside(const ProcessRecord& record, const std::vector<ProcessRecord>& processes) {
+    return std::ranges::none_of(processes, [&](const ProcessRecord& other) {
+        return other.id == record.id || (other.self && record.self);
+    });
+}
+
+}  // namespace
+
 bool ProcessesFromJson(const ImageJson& json, std::vector<ProcessRecord>& processes) {
     if (!json.is_array()) return false;
     for (const ImageJson& entry : json) {
@@ -244,6 +254,7 @@ bool ProcessesFromJson(const ImageJson& json, std::vector<ProcessRecord>& proces
             }
             if (!isGood) return false;
         }
+        if (!CanStandBeside(record, processes)) return false;
         processes.push_back(std::move(record));
     }
     return true;

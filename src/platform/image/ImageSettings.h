@@ -40,7 +40,8 @@ std::variant<ImageSettings, ImageError> ParseImageSettings(const std::string& fi
 // The parts that change, as machine.json and the journal hold them.
 ImageJson ProcessesToJson(const std::vector<ProcessRecord>& processes);
 ImageJson RuleToJson(const FileRule& rule);
-/// False if the JSON isn't such a value.
+/// False if the JSON isn't such a value, or has an id or the program's own process twice; the good
+/// entries before the first bad one are in `processes` then.
 bool ProcessesFromJson(const ImageJson& json, std::vector<ProcessRecord>& processes);
 bool RuleFromJson(const ImageJson& json, FileRule& rule);
 bool DateFromJson(const ImageJson& json, Date& date);
