@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <stdexcept>
 #include <thread>
 
 namespace bkfd {
@@ -16,8 +17,8 @@ namespace {
 class StandInTerminal {
   public:
     StandInTerminal() {
-        grantpt(keyboard);
-        unlockpt(keyboard);
+        if (keyboard < 0 || grantpt(keyboard) != 0 || unlockpt(keyboard) != 0)
+            throw std::runtime_error("this machine has no pseudo terminals (/dev/pts)");
         const int screen = open(ptsname(keyboard), O_RDWR | O_NOCTTY);
         dup2(screen, STDIN_FILENO);
         close(screen);
