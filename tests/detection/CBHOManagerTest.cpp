@@ -9,15 +9,24 @@
 namespace bkfd {
 namespace {
 
-const Text kKey = u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects";
 const Text kClass = u"{01234567-89AB-CDEF-0123-456789ABCDEF}";
 
-/// "id: params" of each item, a line each.
-std::string Items(const std::shared_ptr<ItemList>& list) {
-    if (list == nullptr) return "no list";
-    std::string text;
-    for (const auto& item : *list) text += ToUtf8(item->Id) + ": " + ParamsOf(*item) + '\n';
-    return text;
+struct Manager : CBHOManager {
+    explicit Manager(const DetectionBench& bench) { Init(bench.log); }
+
+    /// "id: params" of each item, a line each.
+    std::string Items() {
+        const auto list = EnumBHOs();
+        if (list == nullptr) return "no list";
+        std::string text;
+        for (const auto& item : *list) text += ToUtf8(item->Id) + ": " + ParamsOf(*item) + '\n';
+        return text;
+    }
+};
+
+void AddServers(MemoryMachine& machine, const char16_t* inProc, const char16_t* local) {
+    if (inProc != nullptr) AddServer(machine, kClass, inProc);
+    if (local != nullptr) AddServer(machine, kClass, local, u"LocalServer32");
 }
 
 TEST(CBHOManager, ListsHelperObjects) {
@@ -50,38 +59,26 @@ TEST(CBHOManager, ListsHelperObjects) {
         auto& machine = bench.machine;
         machine.AddFile(u"C:\\a b\\bar.dll", library);
         machine.AddFile(u"C:\\WINDOWS\\system32\\sys.dll");
-        machine.AddKey(RegistryRoot::LocalMachine, kKey + u"\\" + kClass);
-        const Text classKey = u"CLSID\\" + kClass;
-        if (row.name != nullptr) {
-            machine.SetString(RegistryRoot::LocalMachine, kKey + u"\\" + kClass, u"", row.name);
-        }
-        if (row.inProc != nullptr) {
-            machine.SetString(RegistryRoot::ClassesRoot, classKey + u"\\InProcServer32", u"",
-                              row.inProc);
-        }
-        if (row.local != nullptr) {
-            machine.SetString(RegistryRoot::ClassesRoot, classKey + u"\\LocalServer32", u"",
-                              row.local);
-        }
-        CBHOManager manager;
-        manager.Init(bench.log);
-        EXPECT_EQ(Items(manager.EnumBHOs()), ToUtf8(kClass) + ": " + row.params + '\n');
+        machine.AddKey(HKLM, kHelperObjects + kClass);
+        if (row.name != nullptr) AddHelperObject(machine, kClass, row.name);
+        AddServers(machine, row.inProc, row.local);
+        Manager manager(bench);
+        EXPECT_EQ(manager.Items(), ToUtf8(kClass) + ": " + row.params + '\n');
         EXPECT_EQ(bench.log->text, "");
     }
 }
 
 TEST(CBHOManager, PassesOverKeysThatNameNoClass) {
     DetectionBench bench;
-    CBHOManager manager;
-    manager.Init(bench.log);
-    EXPECT_EQ(Items(manager.EnumBHOs()), "");
+    Manager manager(bench);
+    EXPECT_EQ(manager.Items(), "");
     for (const Text& name : {Text(u"abc"), kClass.substr(1), kClass + u" "}) {
-        bench.machine.AddKey(RegistryRoot::LocalMachine, kKey + u"\\" + name);
+        bench.machine.AddKey(HKLM, kHelperObjects + name);
     }
-    EXPECT_EQ(Items(manager.EnumBHOs()), "");
+    EXPECT_EQ(manager.Items(), "");
     // Any 38 characters will do.
-    bench.machine.AddKey(RegistryRoot::LocalMachine, kKey + u"\\" + Text(38, u'x'));
-    EXPECT_EQ(Items(manager.EnumBHOs()), std::string(38, 'x') + ": Name=, DLL=\n");
+    bench.machine.AddKey(HKLM, kHelperObjects + Text(38, u'x'));
+    EXPECT_EQ(manager.Items(), std::string(38, 'x') + ": Name=, DLL=\n");
     EXPECT_EQ(bench.log->text, "");
 }
 
@@ -89,47 +86,38 @@ TEST(CBHOManager, LeavesShortNamesShort) {
     DetectionBench bench;
     bench.machine.AddFile(u"C:\\Long name\\x.dll");
     bench.machine.SetShortName(u"C:\\Long name", u"LONGNA~1");
-    bench.machine.SetString(RegistryRoot::LocalMachine, kKey + u"\\" + kClass, u"", u"x");
-    bench.machine.SetString(RegistryRoot::ClassesRoot, u"CLSID\\" + kClass + u"\\InProcServer32",
-                            u"", u"C:\\LONGNA~1\\x.dll");
-    CBHOManager manager;
-    manager.Init(bench.log);
-    EXPECT_EQ(Items(manager.EnumBHOs()), ToUtf8(kClass) + ": Name=x, DLL=C:\\LONGNA~1\\x.dll\n");
+    AddHelperObject(bench.machine, kClass, u"x", u"C:\\LONGNA~1\\x.dll");
+    Manager manager(bench);
+    EXPECT_EQ(manager.Items(), ToUtf8(kClass) + ": Name=x, DLL=C:\\LONGNA~1\\x.dll\n");
 }
 
 TEST(CBHOManager, KeepsWhatItHasWhenAnObjectFails) {
     DetectionBench bench;
     const Text last = Text(38, u'~');  // behind the other in the registry's order
-    bench.machine.AddKey(RegistryRoot::LocalMachine, kKey + u"\\" + kClass);
-    bench.machine.SetString(RegistryRoot::LocalMachine, kKey + u"\\" + last, u"", u"Broken");
-    bench.machine.SetString(RegistryRoot::ClassesRoot, u"CLSID\\" + last + u"\\InProcServer32", u"",
-                            u"\"");
-    CBHOManager manager;
-    manager.Init(bench.log);
-    EXPECT_EQ(Items(manager.EnumBHOs()), ToUtf8(kClass) + ": Name=, DLL=\n");
-    EXPECT_EQ(bench.log->text.rfind("5 4 CBHOManager.FillBHOInfo: ", 0), 0U) << bench.log->text;
+    bench.machine.AddKey(HKLM, kHelperObjects + kClass);
+    AddHelperObject(bench.machine, last, u"Broken", u"\"");
+    Manager manager(bench);
+    EXPECT_EQ(manager.Items(), ToUtf8(kClass) + ": Name=, DLL=\n");
+    EXPECT_TRUE(bench.log->text.starts_with("5 4 CBHOManager.FillBHOInfo: ")) << bench.log->text;
 }
 
 TEST(CBHOManager, GivesNoListWhenItFailsAltogether) {
     DetectionBench bench;
-    CBHOManager manager;
-    manager.Init(bench.log);
-    bench.spy.failRegistry = true;
-    EXPECT_EQ(Items(manager.EnumBHOs()), "no list");
-    EXPECT_EQ(bench.log->text.rfind("7 4 CBHOManager.EnumBHOs: ", 0), 0U) << bench.log->text;
+    Manager manager(bench);
+    bench.spy.RunOutOfMemoryAt("RegEnumKeyExW");
+    EXPECT_EQ(manager.Items(), "no list");
+    EXPECT_TRUE(bench.log->text.starts_with("7 4 CBHOManager.EnumBHOs: ")) << bench.log->text;
 }
 
 TEST(CBHOManager, DeletesTheRegistrationAlone) {
     DetectionBench bench;
-    bench.machine.AddKey(RegistryRoot::LocalMachine, kKey + u"\\" + kClass + u"\\below");
-    bench.machine.SetString(RegistryRoot::ClassesRoot, u"CLSID\\" + kClass + u"\\InProcServer32",
-                            u"", u"C:\\x.dll");
-    CBHOManager manager;
-    manager.Init(bench.log);
+    bench.machine.AddKey(HKLM, kHelperObjects + kClass + u"\\below");
+    AddServer(bench.machine, kClass, u"C:\\x.dll");
+    Manager manager(bench);
     manager.DeleteBHO(kClass);
-    EXPECT_FALSE(bench.machine.HasKey(RegistryRoot::LocalMachine, kKey + u"\\" + kClass));
-    EXPECT_TRUE(bench.machine.HasKey(RegistryRoot::LocalMachine, kKey));
-    EXPECT_TRUE(bench.machine.HasKey(RegistryRoot::ClassesRoot, u"CLSID\\" + kClass));
+    EXPECT_FALSE(bench.machine.HasKey(HKLM, kHelperObjects + kClass));
+    EXPECT_TRUE(bench.machine.HasKey(HKLM, kHelperObjects));
+    EXPECT_TRUE(bench.machine.HasKey(HKCR, u"CLSID\\" + kClass));
     // The second time there is nothing to delete, and the line is written all the same.
     manager.DeleteBHO(kClass);
     const std::string line = "5 : Deleting BHO(" + ToUtf8(kClass) + ")\n";
@@ -138,15 +126,14 @@ TEST(CBHOManager, DeletesTheRegistrationAlone) {
 
 TEST(CBHOManager, TellsOfARegistrationThatStays) {
     DetectionBench bench;
-    bench.machine.AddKey(RegistryRoot::LocalMachine, kKey + u"\\" + kClass);
-    bench.machine.DenyWrite(RegistryRoot::LocalMachine, kKey);
-    CBHOManager manager;
-    manager.Init(bench.log);
+    bench.machine.AddKey(HKLM, kHelperObjects + kClass);
+    bench.machine.DenyWrite(HKLM, kHelperObjects);
+    Manager manager(bench);
     manager.DeleteBHO(kClass);
     EXPECT_EQ(bench.log->text, "5 : Deleting BHO(" + ToUtf8(kClass) +
                                    ")\n0 CBHOManager.DeleteBHO: Cannot delete "
                                    "'HKEY_LOCAL_MACHINE\\" +
-                                   ToUtf8(kKey + u"\\" + kClass) + "'. \n");
+                                   ToUtf8(kHelperObjects + kClass) + "'. \n");
 }
 
 TEST(IsSystemClsidServer, ComparesTheExpandedServer) {
@@ -171,15 +158,7 @@ TEST(IsSystemClsidServer, ComparesTheExpandedServer) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         DetectionBench bench;
-        const Text key = u"CLSID\\" + kClass;
-        if (row.inProc != nullptr) {
-            bench.machine.SetString(RegistryRoot::ClassesRoot, key + u"\\InProcServer32", u"",
-                                    row.inProc);
-        }
-        if (row.local != nullptr) {
-            bench.machine.SetString(RegistryRoot::ClassesRoot, key + u"\\LocalServer32", u"",
-                                    row.local);
-        }
+        AddServers(bench.machine, row.inProc, row.local);
         RegistryAccess registry;
         Text server = u"old";
         EXPECT_EQ(IsSystemClsidServer(registry, kClass, u"MsHtml.dll", server), row.isSystem);

@@ -1,5 +1,4 @@
 #include "detection/CStartupManager.h"
-#include "platform/RootNames.h"
 
 #include <gtest/gtest.h>
 
@@ -61,56 +60,40 @@ TEST(CStartupManager, VisitsAllPlacesInOrder) {
 }
 
 TEST(CStartupManager, DescribesItems) {
+    const VersionStrings none;
+    const VersionStrings described{{u"FileDescription", u"Tool"}, {u"CompanyName", u"Maker"}};
+    const VersionStrings product{{u"ProductName", u"Suite"}, {u"ProductDescription", u"All of it"}};
+    VersionStrings both = described;
+    both.emplace_back(u"ProductName", u"Suite");
     const struct {
         const char* label;
         bool isPolicy;
         const char16_t* data;
-        VersionFields fields;
+        const VersionStrings& fields;
         const char* item;  // %K% stands for root and key
     } rows[] = {
-        {"a described file",
-         false,
-         u"C:\\a b\\x.exe /min",
-         {{u"FileDescription", u"Tool"}, {u"CompanyName", u"Maker"}},
+        {"a described file", false, u"C:\\a b\\x.exe /min", described,
          "Name=Tool, DLL=C:\\a b\\x.exe, Manufacturer=Maker, %K%, ValueName=v, Icon=IE\n"},
-        {"a plain file",
-         false,
-         u"C:\\a b\\x.exe",
-         {},
+        {"a plain file", false, u"C:\\a b\\x.exe", none,
          "Name=v, DLL=C:\\a b\\x.exe, Manufacturer=, %K%, ValueName=v, Icon=IE\n"},
-        {"no data", false, u"", {}, ""},
-        {"data without a file", false, u"/min", {}, ""},
-        {"a described file",
-         true,
-         u"C:\\a b\\x.exe /min",
-         {{u"FileDescription", u"Tool"}, {u"ProductName", u"Suite"}, {u"CompanyName", u"Maker"}},
+        {"no data", false, u"", none, ""},
+        {"data without a file", false, u"/min", none, ""},
+        {"a described file", true, u"C:\\a b\\x.exe /min", both,
          "Name=Tool, DLL=C:\\a b\\x.exe, %K%, ValueName=v, Manufacturer=Maker, Icon=IE\n"},
-        {"a product's description",
-         true,
-         u"C:\\a b\\x.exe",
-         {{u"ProductName", u"Suite"}, {u"ProductDescription", u"All of it"}},
+        {"a product's description", true, u"C:\\a b\\x.exe", product,
          "Name=All of it, DLL=C:\\a b\\x.exe, %K%, ValueName=v, Manufacturer=, Icon=IE\n"},
-        {"a plain file",
-         true,
-         u"C:\\a b\\x.exe -a",
-         {},
+        {"a plain file", true, u"C:\\a b\\x.exe -a", none,
          "Name=C:\\a b\\x.exe -a, DLL=C:\\a b\\x.exe, %K%, ValueName=v, Manufacturer=, Icon=IE\n"},
-        {"no data",
-         true,
-         u"",
-         {},
+        {"no data", true, u"", none,
          "Name=Your description here..., DLL=, %K%, ValueName=v, Manufacturer=, Icon=IE\n"},
-        {"data without a file",
-         true,
-         u"/min",
-         {},
+        {"data without a file", true, u"/min", none,
          "Name=/min, DLL=, %K%, ValueName=v, Manufacturer=, Icon=IE\n"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.label) + (row.isPolicy ? ", policy" : ""));
         DetectionBench bench;
         bench.machine.AddFile(u"C:\\a b\\x.exe", FileWithVersion(row.fields));
-        const Text key = row.isPolicy ? kPolicyKey : kVersionKey + u"Run";
+        const Text key = row.isPolicy ? kPolicyKey : kRun;
         bench.machine.SetString(HKLM, key, u"v", row.data);
         std::string expected = row.item;
         if (const auto at = expected.find("%K%"); at != std::string::npos) {
@@ -148,7 +131,7 @@ TEST(CStartupManager, MarksTheProgramsOfWindowsItself) {
             const Text path =
                 Replace(Replace(row.path, u"%sys%", gSystemPath), u"%win%", gWindowsPath);
             bench.machine.AddFile(path, FileWithVersion({{u"CompanyName", row.manufacturer}}));
-            bench.machine.SetString(HKCU, kVersionKey + u"Run", u"v", u"\"" + path + u"\"");
+            bench.machine.SetString(HKCU, kRun, u"v", u"\"" + path + u"\"");
             const bool isKnown = family == WindowsFamily::NT ? row.isKnownOnNT : row.isKnownOn9x;
             Startup startup(bench);
             const auto items = startup.EnumItems();
@@ -162,41 +145,40 @@ TEST(CStartupManager, MarksTheProgramsOfWindowsItself) {
 TEST(CStartupManager, EndsAtAProductWithoutADescription) {
     DetectionBench bench;
     bench.machine.AddFile(u"C:\\x.exe", FileWithVersion({{u"ProductName", u"Suite"}}));
-    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"first", u"C:\\x.exe");
+    bench.machine.SetString(HKLM, kRun, u"first", u"C:\\x.exe");
     bench.machine.SetString(HKCU, kPolicyKey, u"v", u"C:\\x.exe");
     Startup startup(bench);
     EXPECT_EQ(startup.Items(), "no list");
-    EXPECT_EQ(bench.log->text.rfind("5 4 CStartupManager.EnumItems: ", 0), 0U) << bench.log->text;
+    EXPECT_TRUE(bench.log->text.starts_with("5 4 CStartupManager.EnumItems: ")) << bench.log->text;
 }
 
 TEST(CStartupManager, SkipsTheRestOfAKeyBehindABrokenValue) {
     DetectionBench bench;
-    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"a", u"C:\\a.exe");
-    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"b", u"\"");
-    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"c", u"C:\\c.exe");
-    bench.machine.SetString(HKCU, kVersionKey + u"Run", u"d", u"C:\\d.exe");
+    bench.machine.SetString(HKLM, kRun, u"a", u"C:\\a.exe");
+    bench.machine.SetString(HKLM, kRun, u"b", u"\"");
+    bench.machine.SetString(HKLM, kRun, u"c", u"C:\\c.exe");
+    bench.machine.SetString(HKCU, kRun, u"d", u"C:\\d.exe");
     Startup startup(bench);
     const auto items = startup.EnumItems();
     std::string files;
     for (const auto& item : Walk(items)) files += ToUtf8(item->params(u"DLL").Values(1).AsText());
     EXPECT_EQ(files, "C:\\a.exeC:\\d.exe");
-    EXPECT_EQ(bench.log->text.rfind("5 4 CStartupManager.FillItemInfo: ", 0), 0U)
+    EXPECT_TRUE(bench.log->text.starts_with("5 4 CStartupManager.FillItemInfo: "))
         << bench.log->text;
 
     bench.log->text.clear();
     startup.RemoveStartup(u"C:\\c.exe");
     startup.RemoveStartup(u"c:\\D.EXE");
-    EXPECT_TRUE(bench.machine.HasValue(HKLM, kVersionKey + u"Run", u"c"));
-    EXPECT_FALSE(bench.machine.HasValue(HKCU, kVersionKey + u"Run", u"d"));
+    EXPECT_TRUE(bench.machine.HasValue(HKLM, kRun, u"c"));
+    EXPECT_FALSE(bench.machine.HasValue(HKCU, kRun, u"d"));
 }
 
 TEST(CStartupManager, RemovesWhatStartsAFile) {
     DetectionBench bench;
     auto& machine = bench.machine;
     machine.AddFile(u"C:\\WINDOWS\\bad.exe");
-    const Text run = kVersionKey + u"Run";
-    machine.SetString(HKLM, run, u"one", u"C:\\windows\\BAD.EXE /x");
-    machine.SetString(HKLM, run, u"two", u"C:\\WINDOWS\\bad.exe.exe");
+    machine.SetString(HKLM, kRun, u"one", u"C:\\windows\\BAD.EXE /x");
+    machine.SetString(HKLM, kRun, u"two", u"C:\\WINDOWS\\bad.exe.exe");
     machine.SetString(HKCU, kVersionKey + u"RunOnce", u"by its bare name", u"bad.exe");
     machine.SetString(HKCU, kVersionKey + u"RunOnce", u"nothing", u"");
     machine.SetString(HKCU, kPolicyKey, u"%2", u"\"C:\\WINDOWS\\bad.exe\" -p");
@@ -213,7 +195,7 @@ TEST(CStartupManager, RemovesWhatStartsAFile) {
         "Windows\\CurrentVersion\\policies\\Explorer\\Run', '%2', "
         "'\"C:\\WINDOWS\\bad.exe\" -p'\n");
     EXPECT_EQ(machine.DumpRegistry().find("one"), std::string::npos);
-    EXPECT_TRUE(machine.HasValue(HKLM, run, u"two"));
+    EXPECT_TRUE(machine.HasValue(HKLM, kRun, u"two"));
     EXPECT_TRUE(machine.HasValue(HKCU, kVersionKey + u"RunOnce", u"nothing"));
     EXPECT_FALSE(machine.HasValue(HKCU, kVersionKey + u"RunOnce", u"by its bare name"));
     EXPECT_TRUE(machine.HasValue(HKCU, kPolicyKey, u"nothing"));
@@ -222,11 +204,11 @@ TEST(CStartupManager, RemovesWhatStartsAFile) {
 
 TEST(CStartupManager, SaysDeletedEvenWhereItWasRefusedAndThenTellsOfThat) {
     DetectionBench bench;
-    bench.machine.SetString(HKLM, kVersionKey + u"Run", u"v", u"C:\\bad.exe");
+    bench.machine.SetString(HKLM, kRun, u"v", u"C:\\bad.exe");
     bench.machine.DenyWrite(HKLM, kVersionKey + u"Run");
     Startup startup(bench);
     startup.RemoveStartup(u"C:\\bad.exe");
-    EXPECT_TRUE(bench.machine.HasValue(HKLM, kVersionKey + u"Run", u"v"));
+    EXPECT_TRUE(bench.machine.HasValue(HKLM, kRun, u"v"));
     EXPECT_TRUE(bench.log->text.starts_with("5 CStartupManager.RemoveItemInfo: Deleted: '"));
     EXPECT_TRUE(bench.log->text.ends_with(
         "\n0 CStartupManager.RemoveItemInfo: Cannot delete 'HKEY_LOCAL_MACHINE\\SOFTWARE\\"
@@ -237,9 +219,9 @@ TEST(CStartupManager, SaysDeletedEvenWhereItWasRefusedAndThenTellsOfThat) {
 TEST(CStartupManager, LogsAFailureOfTheWholeRemoval) {
     DetectionBench bench;
     Startup startup(bench);
-    bench.spy.failRegistry = true;
+    bench.spy.RunOutOfMemoryAt("RegEnumValueW");
     startup.RemoveStartup(u"C:\\bad.exe");
-    EXPECT_EQ(bench.log->text.rfind("7 4 CStartupManager.RemoveStartup: ", 0), 0U)
+    EXPECT_TRUE(bench.log->text.starts_with("7 4 CStartupManager.RemoveStartup: "))
         << bench.log->text;
 }
 

@@ -2,25 +2,16 @@
 
 #include "detection/CPaDetector.h"
 #include "detection/DetectionBench.h"
-#include "platform/RootNames.h"
 
 namespace bkfd {
 namespace {
-
-const Text kHelperObjects =
-    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\";
-const Text kRun = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
-const Text kFirst = u"{11111111-1111-1111-1111-111111111111}";
-const Text kSecond = u"{22222222-2222-2222-2222-222222222222}";
 
 class Detection : public DetectionBench {
   public:
     using DetectionBench::DetectionBench;
 
-    void AddHelperObject(const Text& clsid, const Text& dll) {
-        machine.SetString(HKLM, kHelperObjects + clsid, u"", u"x");
-        machine.SetString(RegistryRoot::ClassesRoot, u"CLSID\\" + clsid + u"\\InProcServer32", u"",
-                          dll);
+    void AddHelperObject(TextView dll, TextView clsid = kFirstClsid) {
+        bkfd::AddHelperObject(machine, clsid, u"x", dll);
     }
     void AddStartup(const Text& name, const Text& line) {
         machine.SetString(HKLM, kRun, name, line);
@@ -60,28 +51,28 @@ TEST(DetectParasites, AnswersForEachPlace) {
          [](Detection& it) {
              it.AddMakersFile(u"C:\\m.dll");
              it.AddPlainFile(u"C:\\plain.exe");
-             it.AddHelperObject(kFirst, u"C:\\m.dll");
+             it.AddHelperObject(u"C:\\m.dll");
              it.AddStartup(u"idle", u"C:\\plain.exe");
              it.AddProcess(u"C:\\m.dll", {u"C:\\other.dll"});
          },
          "--\n--\n"},
-        {"a dead registration", [](Detection& it) { it.AddHelperObject(kFirst, u""); },
+        {"a dead registration", [](Detection& it) { it.AddHelperObject(u""); },
          "--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
         {"two registrations of a file, in the registry's spelling",
          [](Detection& it) {
              it.AddPlainFile(u"C:\\Bad.dll");
-             it.AddHelperObject(kFirst, u"C:\\Bad.dll");
-             it.AddHelperObject(kSecond, u"C:\\Bad.dll");
+             it.AddHelperObject(u"C:\\Bad.dll");
+             it.AddHelperObject(u"C:\\Bad.dll", kSecondClsid);
          },
          "C:\\Bad.dll\n--\n{11111111-1111-1111-1111-111111111111}\n"
          "{22222222-2222-2222-2222-222222222222}\n--\n"},
         {"a helper object whose file is gone",
-         [](Detection& it) { it.AddHelperObject(kFirst, u"C:\\gone.dll"); },
+         [](Detection& it) { it.AddHelperObject(u"C:\\gone.dll"); },
          "C:\\gone.dll\n--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
         {"a helper object with a good file",
          [](Detection& it) {
              it.AddGoodFile(u"C:\\good.dll");
-             it.AddHelperObject(kFirst, u"C:\\good.dll");
+             it.AddHelperObject(u"C:\\good.dll");
          },
          "--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
         {"a startup item that runs",
@@ -133,7 +124,7 @@ TEST(DetectParasites, AnswersForEachPlace) {
         {"a file of a helper object that also runs, in two spellings",
          [](Detection& it) {
              it.AddPlainFile(u"C:\\X\\se.dll");
-             it.AddHelperObject(kFirst, u"C:\\X\\se.dll");
+             it.AddHelperObject(u"C:\\X\\se.dll");
              it.AddProcess(u"C:\\plain.exe", {u"c:\\x\\SE.DLL"});
          },
          "C:\\X\\se.dll\n--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
@@ -186,7 +177,7 @@ TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {
         void (*prepare)(Detection&);
         std::string answer;
     } rows[] = {
-        {"the helper objects", [](Detection& it) { it.spy.failRegistry = true; },
+        {"the helper objects", [](Detection& it) { it.spy.RunOutOfMemoryAt("RegEnumKeyExW"); },
          "--\n--\n" + line("7 4 CBHOManager.EnumBHOs: ", ErrorNumber::OutOfMemory) + noList},
         {"the startup items",
          [](Detection& it) {
@@ -198,7 +189,7 @@ TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {
          },
          helperObject + line("5 4 CStartupManager.EnumItems: ", ErrorNumber::InvalidProcedureCall) +
              noList},
-        {"the processes", [](Detection& it) { it.spy.failProcesses = true; },
+        {"the processes", [](Detection& it) { it.spy.RunOutOfMemoryAt("EnumProcesses"); },
          helperObject + line("7 0 CPaDetector.DetectParasites: ", ErrorNumber::OutOfMemory)},
     };
     for (const auto& row : rows) {
@@ -206,7 +197,7 @@ TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {
         Detection detection;
         detection.Init();
         detection.AddGoodFile(u"C:\\good.dll");
-        detection.AddHelperObject(kFirst, u"C:\\good.dll");
+        detection.AddHelperObject(u"C:\\good.dll");
         detection.AddProcess(u"C:\\a.tmp");
         row.prepare(detection);
         EXPECT_EQ(detection.Run(), row.answer);

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 
+#include "common/BrowserKeys.h"
 #include "common/EngineBench.h"
 #include "detection/SpyMachine.h"
 #include "detection/identity/ContentHash.h"
@@ -12,6 +12,8 @@
 
 namespace bkfd {
 
+using samples::FileWithVersion;
+
 /// A bench whose machine is watched.
 class DetectionBench : public EngineBench {
   public:
@@ -19,19 +21,10 @@ class DetectionBench : public EngineBench {
         Use(spy);
     }
 
-    int Calls(const std::string& call) { return spy.files.calls[call]; }
+    int Calls(const std::string& call) { return spy.calls[call]; }
 
     SpyMachine spy{machine};
 };
-
-using VersionFields = std::vector<std::pair<Text, Text>>;
-
-/// A program file with a version record of those fields.
-inline Bytes FileWithVersion(const VersionFields& fields) {
-    std::vector<Bytes> blocks;
-    for (const auto& [name, value] : fields) blocks.push_back(samples::Field(name, value));
-    return samples::PeFile({{0x409, samples::EnglishRecord(blocks)}});
-}
 
 /// The file, lengthened to `size` so that it has that content hash: the bits that the hash lacks
 /// are spread over the last 31 bytes, one bit a byte. Empty if that can't be done.

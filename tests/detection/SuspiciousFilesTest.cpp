@@ -7,16 +7,6 @@
 namespace bkfd {
 namespace {
 
-constexpr char16_t kHelperObjects[] =
-    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\";
-constexpr char16_t kClsid[] = u"{11111111-1111-1111-1111-111111111111}";
-
-void AddHelperObject(MemoryMachine& machine, TextView server) {
-    machine.AddKey(RegistryRoot::LocalMachine, Text(kHelperObjects) + kClsid);
-    machine.SetString(RegistryRoot::ClassesRoot, Text(u"CLSID\\") + kClsid + u"\\InProcServer32",
-                      u"", server);
-}
-
 std::string Suspicious(DetectionBench& bench) {
     CPaDetector detector;
     detector.Init(bench.log, nullptr);
@@ -50,7 +40,7 @@ TEST(SuspiciousFiles, FindsRunningFilesHelperObjectsAndParasitesOnce) {
     bench.machine.AddProcess(
         {8, u"C:\\Maker.exe", {u"C:\\maker.dll", u"c:\\plain.dll", u"\\??\\C:\\Plain.DLL"}});
     bench.machine.AddProcess({12, u"C:\\BAD32.exe", {u"C:\\pcshared\\nmiehelp.dll"}});
-    AddHelperObject(bench.machine, u"C:\\Helper.dll");
+    AddHelperObject(bench.machine, kFirstClsid, u"x", u"C:\\Helper.dll");
     // A module keeps the prefix; the parasite's lower-case name is the same key as its process's.
     EXPECT_EQ(Suspicious(bench),
               "C:\\WINNT\\system32\\csrss.exe\nC:\\Plain.DLL\n\\??\\C:\\Plain.DLL\n"

@@ -197,6 +197,13 @@ inline Bytes PeFile(const std::vector<LanguageRecord>& records, Bits bits = Bits
     return file;
 }
 
+/// A program file with those fields in English.
+inline Bytes FileWithVersion(const VersionStrings& fields) {
+    std::vector<Bytes> blocks;
+    for (const auto& [name, value] : fields) blocks.push_back(Field(name, value));
+    return PeFile({{0x409, EnglishRecord(blocks)}});
+}
+
 inline Bytes NeFile(const Bytes& record) {
     Bytes file = DosStub(64);
     Put(file, 0x454E, 2);

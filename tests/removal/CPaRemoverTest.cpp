@@ -1,13 +1,12 @@
-#include "platform/RootNames.h"
 #include "removal/CPaRemover.h"
 
 #include <gtest/gtest.h>
 
 #include <optional>
 
-#include "HijackedMachine.h"
 #include "RemovalBench.h"
 #include "base/RuntimeError.h"
+#include "common/BrowserKeys.h"
 #include "resources/StringTable.h"
 
 namespace bkfd {
@@ -19,14 +18,31 @@ constexpr char16_t kStampKey[] = u"Software\\Tarnwick Labs\\Brackenfold\\Current
 constexpr char16_t kStampName[] = u"PaRemover Cleanup Time";
 constexpr char kUnexpected[] = "Unexpected error. Please use 'Contact Support' tab to report. ";
 
-CPaRemover MakeRemover(RemovalBench& bench) {
-    CPaRemover remover;
-    remover.Init(bench.log);
-    return remover;
-}
+/// The files that `Hijack` adds, all of which a cleanup disables.
+constexpr const char16_t* kParasites[] = {u"C:\\WINDOWS\\helper.dll", u"C:\\WINDOWS\\notes.txt",
+                                          u"C:\\nonamer.exe",         u"C:\\бад32.exe",
+                                          u"C:\\TEMP\\a.tmp.exe",     u"C:\\TEMP\\b.tmp"};
 
-Text StampOf(RemovalBench& bench) {
-    return bench.machine.GetString(HKCU, kStampKey, kStampName);
+/// A parasite at every place where one shows itself: a helper object in a file without a company
+/// and a dead one, a startup item that runs, a program and a module with names of temporary files,
+/// a stream, a name outside the code page, and the browser's settings. The program itself runs too,
+/// with modules of the caller's choice.
+void Hijack(MemoryMachine& machine, std::vector<Text> ownModules = {}) {
+    AddHelperObject(machine, kFirstClsid, u"Helper", u"C:\\WINDOWS\\helper.dll");
+    AddHelperObject(machine, kSecondClsid, u"");
+    machine.SetString(HKLM, kRun, u"nonamer", u"C:\\nonamer.exe -q");
+    machine.SetString(HKLM, kRun, u"foreign", u"C:\\бад32.exe");
+    machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
+    for (const char16_t* file : kParasites) machine.AddFile(file, "bytes");
+    machine.AddFile(u"C:\\WINDOWS\\explorer.exe", "bytes");
+    machine.AddProcess({4, u"C:\\Program Files\\Brackenfold\\Brackenfold.exe",
+                        std::move(ownModules), false, true});
+    machine.AddProcess({8,
+                        u"C:\\WINDOWS\\explorer.exe",
+                        {u"C:\\WINDOWS\\helper.dll", u"C:\\WINDOWS\\notes.txt:s.dll"}});
+    machine.AddProcess({12, u"C:\\NONAMER.EXE", {u"C:\\TEMP\\b.tmp"}});
+    machine.AddProcess({16, u"C:\\TEMP\\A.TMP.EXE", {}});
+    machine.AddProcess({20, u"C:\\бад32.exe", {}});
 }
 
 /// "style number" of a string of the table as a message.
@@ -34,9 +50,18 @@ std::string Question(int style, int number) {
     return std::to_string(style) + ' ' + ToUtf8(ResourceString(number)) + '\n';
 }
 
-bool Logged(const RemovalBench& bench, const std::string& line) {
-    return bench.log->text.find(line) != std::string::npos;
-}
+struct Bench : RemovalBench {
+    Bench() { remover.Init(log); }
+
+    Text Stamp() { return machine.GetString(HKCU, kStampKey, kStampName); }
+    void SetStamp(const Text& stamp) { machine.SetString(HKCU, kStampKey, kStampName, stamp); }
+    bool Logged(const std::string& line) { return log->text.find(line) != std::string::npos; }
+    bool CleanUpEndsProgram() {
+        return EndsProgram([this] { remover.CleanUp(); });
+    }
+
+    CPaRemover remover;
+};
 
 TEST(Check, FindsFilesAndHelperObjectsAndChangesNothing) {
     struct Row {
@@ -48,20 +73,16 @@ TEST(Check, FindsFilesAndHelperObjectsAndChangesNothing) {
         {"clean", [](MemoryMachine&) {}, 0},
         {"everything", [](MemoryMachine& machine) { Hijack(machine); }, -1},
         {"a dead helper object alone",
-         [](MemoryMachine& machine) {
-             machine.AddKey(RegistryRoot::LocalMachine, Text(kHelperObjects) + kDeadClsid);
-         },
-         -1},
+         [](MemoryMachine& machine) { AddHelperObject(machine, kFirstClsid, u""); }, -1},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.label);
-        RemovalBench bench;
+        Bench bench;
         row.prepare(bench.machine);
         const std::string before = bench.machine.Dump();
-        CPaRemover remover = MakeRemover(bench);
-        remover.ParasitesFound = 5;
-        remover.Check();
-        EXPECT_EQ(remover.ParasitesFound, row.found);
+        bench.remover.ParasitesFound = 5;
+        bench.remover.Check();
+        EXPECT_EQ(bench.remover.ParasitesFound, row.found);
         EXPECT_EQ(bench.machine.Dump(), before);
         EXPECT_TRUE(bench.log->text.ends_with(row.found ? "5 CPaRemover.Check: True\n"
                                                         : "5 CPaRemover.Check: False\n"));
@@ -98,22 +119,20 @@ const Decision kDecisions[] = {
 TEST(Perform, DecidesByTheTable) {
     for (const Decision& row : kDecisions) {
         SCOPED_TRACE(row.label);
-        RemovalBench bench;
+        Bench bench;
         if (row.stampAge) {
-            bench.machine.SetString(HKCU, kStampKey, kStampName,
-                                    DateToText(AddSeconds(GetBootTime(), -*row.stampAge)));
+            bench.SetStamp(DateToText(AddSeconds(GetBootTime(), -*row.stampAge)));
         }
         for (const MessageResult answer : row.answers) bench.toolkit.Answer({answer});
-        CPaRemover remover = MakeRemover(bench);
-        remover.ParasitesFound = row.found ? -1 : 0;
+        bench.remover.ParasitesFound = row.found ? -1 : 0;
 
-        const bool ended = EndsProgram([&] { remover.Perform(); });
+        const bool ended = EndsProgram([&] { bench.remover.Perform(); });
 
         std::string messages;
         for (const auto& [style, number] : row.messages) messages += Question(style, number);
         EXPECT_EQ(bench.Messages(), messages);
-        EXPECT_EQ(!StampOf(bench).empty(), row.stampStays);
-        EXPECT_EQ(Logged(bench, "CleanUp started"), row.cleansUp);
+        EXPECT_EQ(!bench.Stamp().empty(), row.stampStays);
+        EXPECT_EQ(bench.Logged("CleanUp started"), row.cleansUp);
         EXPECT_EQ(ended, row.restarts);
         EXPECT_EQ(bench.machine.RestartCount(), row.restarts ? 1 : 0);
     }
@@ -121,42 +140,40 @@ TEST(Perform, DecidesByTheTable) {
 
 TEST(Perform, TwoMinutesAreTwoMinutesAtAnyTime) {
     for (std::uint32_t second = 0; second < 200; ++second) {
-        RemovalBench bench;
+        Bench bench;
         bench.machine.SetNow(AddSeconds(ToDate({2026, 11, 16, 9, 0, 0, 0}), second * 7919));
-        bench.machine.SetString(HKCU, kStampKey, kStampName,
-                                DateToText(AddSeconds(GetBootTime(), -120)));
-        MakeRemover(bench).Perform();
-        EXPECT_EQ(StampOf(bench), u"") << second;
+        bench.SetStamp(DateToText(AddSeconds(GetBootTime(), -120)));
+        bench.remover.Perform();
+        EXPECT_EQ(bench.Stamp(), u"") << second;
     }
 }
 
 TEST(Perform, InvalidStampIsReportedAtEachStartAndStays) {
     for (const char16_t* stamp : {u"*", u"AAAA"}) {
-        RemovalBench bench;
-        bench.machine.SetString(HKCU, kStampKey, kStampName, stamp);
+        Bench bench;
+        bench.SetStamp(stamp);
         bench.toolkit.Answer({Ok, Ok});
-        MakeRemover(bench).Perform();
-        MakeRemover(bench).Perform();
+        bench.remover.Perform();
+        bench.remover.Perform();
         ASSERT_EQ(bench.toolkit.Messages().size(), 2U);
         EXPECT_TRUE(ToUtf8(bench.toolkit.Messages()[1].prompt).starts_with(kUnexpected));
         EXPECT_EQ(bench.toolkit.Messages()[1].style, 48);
-        EXPECT_TRUE(Logged(bench, " 0 CPaRemover.Perform: ")) << bench.log->text;
-        EXPECT_EQ(StampOf(bench), stamp);
+        EXPECT_TRUE(bench.Logged(" 0 CPaRemover.Perform: ")) << bench.log->text;
+        EXPECT_EQ(bench.Stamp(), stamp);
     }
 }
 
 TEST(Perform, RefusedRestartIsShownAndEndsTheProgramToo) {
-    RemovalBench bench;
+    Bench bench;
     bench.machine.DenyRestart();
-    bench.machine.SetString(HKCU, kStampKey, kStampName, DateToText(GetBootTime()));
+    bench.SetStamp(DateToText(GetBootTime()));
     bench.toolkit.Answer({Ok, Ok});
-    CPaRemover remover = MakeRemover(bench);
-    EXPECT_TRUE(EndsProgram([&] { remover.Perform(); }));
+    EXPECT_TRUE(EndsProgram([&] { bench.remover.Perform(); }));
     const std::string refusal =
         "A required privilege is not held by the client. Please restart Windows manually.\n";
     EXPECT_EQ(bench.Messages(), Question(49, 151) + "48 " + refusal);
     EXPECT_EQ(bench.log->text, "0 CPaRemover.Perform: " + refusal);
-    EXPECT_NE(StampOf(bench), u"");
+    EXPECT_NE(bench.Stamp(), u"");
 }
 
 // The order of the steps is what keeps parasites from restoring one another.
@@ -185,76 +202,69 @@ constexpr char kWholeCleanUp[] = R"(5 CPaRemover.CleanUp: CleanUp started
 )";
 
 TEST(CleanUp, RemovesRepairsStampsAndRestarts) {
-    RemovalBench bench;
+    Bench bench;
     Hijack(bench.machine);
     bench.toolkit.Answer({Ok});
     const Text stamp = DateToText(GetBootTime());
-    CPaRemover remover = MakeRemover(bench);
-
-    EXPECT_TRUE(EndsProgram([&] { remover.CleanUp(); }));
-
+    EXPECT_TRUE(bench.CleanUpEndsProgram());
     EXPECT_EQ(bench.log->text, kWholeCleanUp);
     EXPECT_EQ(bench.Messages(), Question(65, 153));
-    EXPECT_EQ(StampOf(bench), stamp);
+    EXPECT_EQ(bench.Stamp(), stamp);
     EXPECT_EQ(bench.machine.RestartCount(), 1);
     for (const char16_t* parasite : kParasites)
         EXPECT_FALSE(bench.machine.HasFile(parasite)) << ToUtf8(parasite);
+    EXPECT_TRUE(bench.machine.HasFile(u"C:\\WINDOWS\\explorer.exe"));
     EXPECT_EQ(bench.machine.DumpProcesses(), "");
-    EXPECT_EQ(bench.machine.GetString(RegistryRoot::LocalMachine, kRun, u"nonamer"),
-              u"C:\\nonamer.exe -q");
-    EXPECT_FALSE(bench.machine.HasValue(RegistryRoot::LocalMachine, kRun, u"foreign"));
+    EXPECT_TRUE(bench.machine.HasValue(HKLM, kRun, u"nonamer"));
+    EXPECT_FALSE(bench.machine.HasValue(HKLM, kRun, u"foreign"));
 
     // The next start finds nothing, and a start after the restart forgets the stamp.
     bench.log->text.clear();
-    remover.Check();
-    EXPECT_TRUE(Logged(bench, "CPaRemover.Check: False"));
-    remover.Perform();
-    EXPECT_EQ(StampOf(bench), u"");
+    bench.remover.Check();
+    EXPECT_TRUE(bench.Logged("CPaRemover.Check: False"));
+    bench.remover.Perform();
+    EXPECT_EQ(bench.Stamp(), u"");
 }
 
-TEST(CleanUp, CancelLeavesNoStampAndTheDefaultPointer) {
-    RemovalBench bench;
-    Hijack(bench.machine);
-    bench.toolkit.Answer({Cancel});
-    EXPECT_FALSE(EndsProgram([&] { MakeRemover(bench).CleanUp(); }));
-    EXPECT_EQ(StampOf(bench), u"");
-    EXPECT_EQ(bench.machine.RestartCount(), 0);
-    EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
-    EXPECT_EQ(bench.machine.GetString(HKCU, kMainKey, u"Start Page"), u"about:blank");
-}
-
-TEST(CleanUp, OnACleanMachineStillRepairs) {
-    RemovalBench bench;
-    bench.machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
-    bench.toolkit.Answer({Cancel});
-    MakeRemover(bench).CleanUp();
-    EXPECT_EQ(bench.machine.GetString(HKCU, kMainKey, u"Start Page"), u"about:blank");
-    EXPECT_EQ(bench.Messages(), Question(65, 153));
+TEST(CleanUp, RepairsAndRestartsNothingWhenCancelled) {
+    for (const bool isHijacked : {true, false}) {
+        SCOPED_TRACE(isHijacked);
+        Bench bench;
+        if (isHijacked) Hijack(bench.machine);
+        bench.machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
+        bench.toolkit.Answer({Cancel});
+        EXPECT_FALSE(bench.CleanUpEndsProgram());
+        EXPECT_EQ(bench.Messages(), Question(65, 153));
+        EXPECT_EQ(bench.Stamp(), u"");
+        EXPECT_EQ(bench.machine.RestartCount(), 0);
+        EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
+        EXPECT_EQ(bench.machine.GetString(HKCU, kMainKey, u"Start Page"), u"about:blank");
+    }
 }
 
 TEST(CleanUp, OwnProcessAmongTheVictimsEndsBeforeTheRepair) {
-    RemovalBench bench;
+    Bench bench;
     Hijack(bench.machine, {u"C:\\WINDOWS\\helper.dll"});
     bench.toolkit.Answer({Ok});
-    EXPECT_TRUE(EndsProgram([&] { MakeRemover(bench).CleanUp(); }));
+    EXPECT_TRUE(bench.CleanUpEndsProgram());
     ASSERT_EQ(bench.toolkit.Messages().size(), 1U);
     EXPECT_TRUE(ToUtf8(bench.toolkit.Messages()[0].prompt).starts_with("Operation complete; term"));
     EXPECT_EQ(bench.machine.DumpProcesses(), "");
     EXPECT_EQ(bench.machine.GetString(HKCU, kMainKey, u"Start Page"), u"http://hijacked/");
-    EXPECT_EQ(StampOf(bench), u"");
+    EXPECT_EQ(bench.Stamp(), u"");
     EXPECT_EQ(bench.machine.RestartCount(), 0);
 }
 
 TEST(CleanUp, RefusedRestartAndRefusedStampAreLogged) {
-    RemovalBench bench;
+    Bench bench;
     bench.machine.DenyRestart();
     bench.machine.DenyWrite(HKCU, kStampKey);
     bench.toolkit.Answer({Ok, Ok});
-    EXPECT_TRUE(EndsProgram([&] { MakeRemover(bench).CleanUp(); }));
-    EXPECT_TRUE(Logged(bench,
-                       "0 CPaRemover.CleanUp: Cannot write the cleanup stamp. Access is denied.\n"
-                       "0 CPaRemover.CleanUp: A required privilege is not held by the client. "
-                       "Please restart Windows manually.\n"));
+    EXPECT_TRUE(bench.CleanUpEndsProgram());
+    EXPECT_TRUE(
+        bench.Logged("0 CPaRemover.CleanUp: Cannot write the cleanup stamp. Access is denied.\n"
+                     "0 CPaRemover.CleanUp: A required privilege is not held by the client. "
+                     "Please restart Windows manually.\n"));
 }
 
 /// Fails at one question.
@@ -267,18 +277,18 @@ class FailingToolkit final : public HeadlessToolkit {
 };
 
 TEST(CleanUp, FailureIsLoggedShownAndEndsNothing) {
-    RemovalBench bench;
+    Bench bench;
     FailingToolkit toolkit;
     Toolkit* previous = InstallToolkit(&toolkit);
     toolkit.Answer({Ok});
-    EXPECT_FALSE(EndsProgram([&] { MakeRemover(bench).CleanUp(); }));
+    EXPECT_FALSE(bench.CleanUpEndsProgram());
     InstallToolkit(previous);
     ASSERT_EQ(toolkit.Messages().size(), 1U);
     EXPECT_EQ(ToUtf8(toolkit.Messages()[0].prompt), std::string(kUnexpected) + "Out of memory");
     EXPECT_EQ(toolkit.Messages()[0].style, 48);
     EXPECT_EQ(toolkit.CurrentPointer(), Pointer::Default);
-    EXPECT_TRUE(Logged(bench, "7 0 CPaRemover.CleanUp: Out of memory\n"));
-    EXPECT_EQ(StampOf(bench), u"");
+    EXPECT_TRUE(bench.Logged("7 0 CPaRemover.CleanUp: Out of memory\n"));
+    EXPECT_EQ(bench.Stamp(), u"");
 }
 
 }  // namespace

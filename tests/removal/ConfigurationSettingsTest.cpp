@@ -4,19 +4,11 @@
 #include <sstream>
 
 #include "RemovalBench.h"
-#include "platform/RootNames.h"
+#include "common/BrowserKeys.h"
 #include "removal/CPaRemover.h"
 
 namespace bkfd {
 namespace {
-
-constexpr auto NT = WindowsFamily::NT;
-constexpr auto W9x = WindowsFamily::Windows9x;
-
-constexpr char16_t kMain[] = u"Software\\Microsoft\\Internet Explorer\\Main";
-constexpr char16_t kWindows[] = u"Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
-constexpr char16_t kControlPanel[] =
-    u"Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel";
 
 void Restore(RemovalBench& bench) {
     CPaRemover remover;
@@ -27,13 +19,13 @@ void Restore(RemovalBench& bench) {
 void HijackSettings(MemoryMachine& machine) {
     for (const RegistryRoot root : {HKCU, HKLM}) {
         for (const char16_t* name : {u"Default_Page_URL", u"Start Page", u"Local Page"})
-            machine.SetString(root, kMain, name, u"http://hijacked.example/");
+            machine.SetString(root, kMainKey, name, u"http://hijacked.example/");
     }
-    machine.SetString(HKCU, kMain, u"FirstHomePage", u"http://hijacked.example/");
-    machine.SetString(HKCU, kMain, u"Search Bar", u"stays");
+    machine.SetString(HKCU, kMainKey, u"FirstHomePage", u"http://hijacked.example/");
+    machine.SetString(HKCU, kMainKey, u"Search Bar", u"stays");
     machine.SetString(HKCU, kControlPanel, u"HomePage", u"1");
     machine.SetString(HKCU, kControlPanel, u"ResetWebSettings", u"1");
-    machine.SetString(HKLM, kWindows, u"AppInit_DLLs", u"bad.dll");
+    machine.SetString(HKLM, kWindowsKey, u"AppInit_DLLs", u"bad.dll");
     machine.SetString(HKCR, u"PROTOCOLS\\Handler\\http", u"CLSID", u"{bad}");
     machine.SetString(HKCR, u"PROTOCOLS\\Filter\\text/html", u"CLSID", u"{bad}");
     machine.SetString(HKCR, u"PROTOCOLS\\Filter\\text/plain\\below", u"CLSID", u"{bad}");
@@ -55,76 +47,69 @@ std::map<std::string, std::string> Blocks(const std::string& dump) {
     return blocks;
 }
 
-std::string Zeros(int count) {
-    std::string text = "00";
-    for (int i = 1; i < count; ++i) text += ",00";
-    return text;
-}
+struct Restored {
+    WindowsFamily family;
+    std::string userLocalPage;
+    std::string machineLocalPage;
+    std::string library;
+};
+const Restored kRestored[] = {
+    {WindowsFamily::NT, "c:\\windows\\System32\\blank.htm", "%SystemRoot%\\system32\\blank.htm",
+     ""},
+    {WindowsFamily::Windows9x, "c:\\windows\\System\\blank.htm", "c:\\windows\\system\\blank.htm",
+     "bad.dll"},
+};
 
-std::string Expected(const char* userLocalPage, const char* machineLocalPage, const char* library) {
-    return "[HKEY_LOCAL_MACHINE\\Software\\Classes\\PROTOCOLS\\Filter\\deflate]\n"
-           "  CLSID = \"stays\"\n"
-           "[HKEY_LOCAL_MACHINE\\Software\\Classes\\PROTOCOLS\\Handler\\http]\n"
-           "  CLSID = \"{79eac9e2-baf9-11ce-8c82-00aa004ba90b}\"\n"
-           "[HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Internet Explorer\\AboutURLs]\n"
-           "  blank = \"res://mshtml.dll/blank.htm\"\n"
-           "[HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Internet Explorer\\Main]\n"
-           "  Default_Page_URL = "
-           "\"http://www.microsoft.com/isapi/redir.dll?prd=ie&pver=6&ar=msnhome\"\n"
-           "  Local Page = \"" +
-           std::string(machineLocalPage) +
-           "\"\n"
-           "  Start Page = \"about:blank\"\n"
-           "[HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows]\n"
-           "  AppInit_DLLs = \"" +
-           library +
-           "\"\n"
-           "[HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\URL\\DefaultPrefix]"
-           "\n"
-           "  @ = \"http://\"\n"
-           "[HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\URL\\Prefixes]\n"
-           "  ftp = \"ftp://\"\n"
-           "  gopher = \"gopher://\"\n"
-           "  home = \"http://\"\n"
-           "  mosaic = \"http://\"\n"
-           "  www = \"http://\"\n"
-           "[HKEY_CURRENT_USER\\Software\\Microsoft\\Internet Explorer\\Main]\n"
-           "  Local Page = \"" +
-           userLocalPage +
-           "\"\n"
-           "  Search Bar = \"stays\"\n"
-           "  Start Page = \"about:blank\"\n"
-           "[HKEY_CURRENT_USER\\Software\\Microsoft\\Internet Explorer\\Styles]\n"
-           "  Use My Stylesheet = dword:00000000\n"
-           "  User Stylesheet = hex(1):" +
-           Zeros(522) +
-           "\n"
-           "[HKEY_CURRENT_USER\\Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel]\n";
+std::string Expected(const Restored& restored) {
+    std::string zeros = "00";
+    while (zeros.size() < 522 * 3 - 1) zeros += ",00";
+    return R"([HKEY_LOCAL_MACHINE\Software\Classes\PROTOCOLS\Filter\deflate]
+  CLSID = "stays"
+[HKEY_LOCAL_MACHINE\Software\Classes\PROTOCOLS\Handler\http]
+  CLSID = "{79eac9e2-baf9-11ce-8c82-00aa004ba90b}"
+[HKEY_LOCAL_MACHINE\Software\Microsoft\Internet Explorer\AboutURLs]
+  blank = "res://mshtml.dll/blank.htm"
+[HKEY_LOCAL_MACHINE\Software\Microsoft\Internet Explorer\Main]
+  Default_Page_URL = "http://www.microsoft.com/isapi/redir.dll?prd=ie&pver=6&ar=msnhome"
+  Local Page = ")" +
+           restored.machineLocalPage + R"("
+  Start Page = "about:blank"
+[HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\Windows]
+  AppInit_DLLs = ")" +
+           restored.library + R"("
+[HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\URL\DefaultPrefix]
+  @ = "http://"
+[HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\URL\Prefixes]
+  ftp = "ftp://"
+  gopher = "gopher://"
+  home = "http://"
+  mosaic = "http://"
+  www = "http://"
+[HKEY_CURRENT_USER\Software\Microsoft\Internet Explorer\Main]
+  Local Page = ")" +
+           restored.userLocalPage + R"("
+  Search Bar = "stays"
+  Start Page = "about:blank"
+[HKEY_CURRENT_USER\Software\Microsoft\Internet Explorer\Styles]
+  Use My Stylesheet = dword:00000000
+  User Stylesheet = hex(1):)" +
+           zeros + R"(
+[HKEY_CURRENT_USER\Software\Policies\Microsoft\Internet Explorer\Control Panel]
+)";
 }
 
 TEST(ConfigurationSettings, AreRestoredAndThenStay) {
-    struct Row {
-        WindowsFamily family;
-        std::string expected;
-    };
-    const Row rows[] = {
-        {NT, Expected("c:\\windows\\System32\\blank.htm", "%SystemRoot%\\system32\\blank.htm", "")},
-        {W9x,
-         Expected("c:\\windows\\System\\blank.htm", "c:\\windows\\system\\blank.htm", "bad.dll")},
-    };
-    for (const Row& row : rows) {
-        RemovalBench bench(row.family);
+    for (const Restored& restored : kRestored) {
+        RemovalBench bench(restored.family);
         HijackSettings(bench.machine);
         Restore(bench);
-        EXPECT_EQ(Blocks(bench.machine.DumpRegistry()), Blocks(row.expected));
+        EXPECT_EQ(Blocks(bench.machine.DumpRegistry()), Blocks(Expected(restored)));
         const std::string once = bench.machine.Dump();
         Restore(bench);
         EXPECT_EQ(bench.machine.Dump(), once);
-        EXPECT_EQ(bench.log->text,
-                  "5 CPaRemover.RestoreConfigurationSettings: Restoring all configuration "
-                  "settings\n"
-                  "5 CPaRemover.RestoreConfigurationSettings: Restoring all configuration "
-                  "settings\n");
+        const std::string line =
+            "5 CPaRemover.RestoreConfigurationSettings: Restoring all configuration settings\n";
+        EXPECT_EQ(bench.log->text, line + line);
     }
 }
 
@@ -138,9 +123,9 @@ TEST(ConfigurationSettings, OneLibraryIsKept) {
                         {u"wbsys.dl", u""}};
     for (const Row& row : rows) {
         RemovalBench bench;
-        bench.machine.SetString(HKLM, kWindows, u"AppInit_DLLs", row.before);
+        bench.machine.SetString(HKLM, kWindowsKey, u"AppInit_DLLs", row.before);
         Restore(bench);
-        EXPECT_EQ(bench.machine.GetString(HKLM, kWindows, u"AppInit_DLLs"), row.after);
+        EXPECT_EQ(bench.machine.GetString(HKLM, kWindowsKey, u"AppInit_DLLs"), row.after);
     }
 }
 
@@ -171,7 +156,7 @@ TEST(ConfigurationSettings, OnlyForeignProtocolHandlersAreReplaced) {
         bench.machine.SetString(HKCR, key, u"", u"a handler");
         if (row.server != nullptr) {
             bench.machine.SetString(HKCR, key, u"CLSID", u"{ours}");
-            bench.machine.SetString(HKCR, u"CLSID\\{ours}\\InProcServer32", u"", row.server);
+            AddServer(bench.machine, u"{ours}", row.server);
         }
         Restore(bench);
         EXPECT_EQ(ToUtf8(bench.machine.GetString(HKCR, key, u"CLSID")), row.after);
@@ -182,38 +167,35 @@ TEST(ConfigurationSettings, OnlyForeignProtocolHandlersAreReplaced) {
 TEST(ConfigurationSettings, RefusedKeyIsLoggedAndTheOthersAreRestored) {
     struct Row {
         RegistryRoot root;
-        const char16_t* key;
-        const char* logged;  // one of its lines
+        Text key;
+        const char* logged;  // in one of its lines
     };
+    const Text kUrlKey = u"Software\\Microsoft\\Windows\\CurrentVersion\\URL\\";
+    const Text kProtocols = u"Software\\Classes\\PROTOCOLS\\";
     const Row rows[] = {
-        {HKCU, kMain,
-         "write 'HKEY_CURRENT_USER\\Software\\Microsoft\\Internet Explorer\\Main\\"
-         "Start Page'. Access is denied."},
-        {HKCU, kMain,
-         "delete 'HKEY_CURRENT_USER\\Software\\Microsoft\\Internet Explorer\\Main\\"
-         "FirstHomePage'. Access is denied."},
-        {HKLM, kMain,
-         "write 'HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Internet Explorer\\Main\\"
-         "Local Page'. Access is denied."},
-        {HKCU, kControlPanel, "Control Panel\\HomePage'. Access is denied."},
-        {HKLM, u"Software\\Microsoft\\Internet Explorer\\AboutURLs", "AboutURLs\\blank'. Access"},
-        {HKLM, kWindows, "Windows\\AppInit_DLLs'. Access is denied."},
-        {HKCU, u"Software\\Microsoft\\Internet Explorer\\Styles", "Styles\\Use My Stylesheet'. "},
-        {HKLM, u"Software\\Microsoft\\Windows\\CurrentVersion\\URL\\DefaultPrefix",
-         "URL\\DefaultPrefix\\'. Access is denied."},
-        {HKLM, u"Software\\Microsoft\\Windows\\CurrentVersion\\URL\\Prefixes",
-         "URL\\Prefixes\\mosaic'. Access is denied."},
-        {HKLM, u"Software\\Classes\\PROTOCOLS\\Handler\\http",
-         "write 'HKEY_CLASSES_ROOT\\PROTOCOLS\\Handler\\http\\CLSID'. Access is denied."},
-        {HKLM, u"Software\\Classes\\PROTOCOLS\\Filter\\text/html",
-         "Cannot delete 'HKEY_CLASSES_ROOT\\PROTOCOLS\\Filter\\text/html'. "},
+        {HKCU, kMainKey,
+         "write 'HKEY_CURRENT_USER\\Software\\Microsoft\\Internet Explorer\\Main\\Start Page'. "
+         "Access is denied.\n"},
+        {HKCU, kMainKey,
+         "Cannot delete 'HKEY_CURRENT_USER\\Software\\Microsoft\\Internet "
+         "Explorer\\Main\\FirstHomePage'. Access is denied.\n"},
+        {HKLM, kMainKey, "Main\\Local Page'"},
+        {HKCU, kControlPanel, "Control Panel\\HomePage'"},
+        {HKLM, u"Software\\Microsoft\\Internet Explorer\\AboutURLs", "AboutURLs\\blank'"},
+        {HKLM, kWindowsKey, "Windows\\AppInit_DLLs'"},
+        {HKCU, kStylesKey, "Styles\\Use My Stylesheet'"},
+        {HKLM, kUrlKey + u"DefaultPrefix", "URL\\DefaultPrefix\\'"},
+        {HKLM, kUrlKey + u"Prefixes", "URL\\Prefixes\\mosaic'"},
+        {HKLM, kProtocols + u"Handler\\http",
+         "write 'HKEY_CLASSES_ROOT\\PROTOCOLS\\Handler\\http\\CLSID'"},
+        {HKLM, kProtocols + u"Filter\\text/html",
+         "Cannot delete 'HKEY_CLASSES_ROOT\\PROTOCOLS\\Filter\\text/html'"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.logged);
         RemovalBench bench;
         HijackSettings(bench.machine);
-        auto expected = Blocks(
-            Expected("c:\\windows\\System32\\blank.htm", "%SystemRoot%\\system32\\blank.htm", ""));
+        auto expected = Blocks(Expected(kRestored[0]));
         const auto before = Blocks(bench.machine.DumpRegistry());
         bench.machine.DenyWrite(row.root, row.key);
         Restore(bench);
@@ -222,9 +204,9 @@ TEST(ConfigurationSettings, RefusedKeyIsLoggedAndTheOthersAreRestored) {
         expected.erase(key);
         if (before.contains(key)) expected[key] = before.at(key);
         EXPECT_EQ(Blocks(bench.machine.DumpRegistry()), expected);
-        EXPECT_NE(bench.log->text.find("0 CPaRemover.RestoreConfigurationSettings: Cannot "),
-                  std::string::npos);
-        EXPECT_NE(bench.log->text.find(row.logged), std::string::npos) << bench.log->text;
+        const std::string& log = bench.log->text;
+        EXPECT_NE(log.find("\n0 CPaRemover.RestoreConfigurationSettings: Cannot "), log.npos);
+        EXPECT_NE(log.find(row.logged), log.npos) << log;
     }
 }
 

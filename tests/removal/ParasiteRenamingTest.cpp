@@ -13,17 +13,10 @@ constexpr auto NT = WindowsFamily::NT;
 constexpr auto W9x = WindowsFamily::Windows9x;
 
 TEST(ParasiteFileName, IsMadeOfTheLastComponent) {
-    struct Row {
-        const char16_t* path;
-        const char16_t* disabled;
-    };
-    const Row rows[] = {
-        {u"c:\\windows\\system32\\abc.dll", u"c:\\windows\\system32\\parasite_abc.dll.parasite"},
-        {u"abc.dll", u"parasite_abc.dll.parasite"},
-        {u"c:\\x\\", u"c:\\x\\parasite_.parasite"},
-        {u"", u"parasite_.parasite"},
-    };
-    for (const Row& row : rows) EXPECT_EQ(GetParasiteFileName(row.path), row.disabled);
+    EXPECT_EQ(GetParasiteFileName(u"c:\\x.y\\abc.dll"), u"c:\\x.y\\parasite_abc.dll.parasite");
+    EXPECT_EQ(GetParasiteFileName(u"abc.dll"), u"parasite_abc.dll.parasite");
+    EXPECT_EQ(GetParasiteFileName(u"c:\\x\\"), u"c:\\x\\parasite_.parasite");
+    EXPECT_EQ(GetParasiteFileName(u""), u"parasite_.parasite");
 }
 
 // The lines of the log, as they are promised.
@@ -37,23 +30,16 @@ std::string Renamed(WindowsFamily family, const std::string& path, const std::st
                 "File renamed sucessfullly: '" + path + "', (" + sizeAndHash + ")");
 }
 
-std::string FailedNT(const std::string& path, const std::string& sizeAndHash,
-                     const std::string& error, const std::string& encoded) {
-    return Line("RenameFileNT",
-                "Failed to rename file '" + path + "', (" + sizeAndHash + "). " + error) +
-           Line("RenameParasiteFileNT", "Encoded file name: " + encoded);
+std::string Failed(WindowsFamily family, const std::string& path, const std::string& sizeAndHash,
+                   const std::string& error, const std::string& encoded) {
+    const std::string rename = family == NT ? "RenameFileNT" : "RenameFile9x";
+    return Line(rename, "Failed to rename file '" + path + "', (" + sizeAndHash + "). " + error) +
+           Line(family == NT ? "RenameParasiteFileNT" : rename, "Encoded file name: " + encoded);
 }
 
-std::string Failed9x(const std::string& path, const std::string& sizeAndHash,
-                     const std::string& error, const std::string& encoded) {
-    return Line("RenameFile9x",
-                "Failed to rename file '" + path + "', (" + sizeAndHash + "). " + error) +
-           Line("RenameFile9x", "Encoded file name: " + encoded);
-}
-
-std::string Ended(const char* id) {
+std::string Ended(int id) {
     return Line("MyTerminateProcess",
-                std::string("Process for file '") + id + "' terminated successfully. ");
+                "Process for file '" + std::to_string(id) + "' terminated successfully. ");
 }
 
 std::string Waiting(int count) {
@@ -61,24 +47,25 @@ std::string Waiting(int count) {
 }
 
 constexpr char kNotFound[] = "The system cannot find the file specified.";
-constexpr char kInUse[] =
+constexpr char kBadName[] =
+    "The filename, directory name, or volume label syntax is incorrect.(123)";
+const std::string kInUse =
     "The process cannot access the file because it is being used by another process.";
-constexpr char kBadEncoded[] = "QwA6AFwAYQBcAGIAYQBkAC4AZABsAGwA";       // C:\a\bad.dll
-constexpr char kShortEncoded[] = "QwA6AFwAYQA6AGIA";                     // C:\a:b
-constexpr char kCyrillicEncoded[] = "QwA6AFwAYQBcADEEMAQ0BC4AZABsAGwA";  // C:\a\бад.dll
 
-struct Row {
-    const char* label;
-    WindowsFamily family;
-    void (*prepare)(MemoryMachine& machine);
-    const char16_t* file;
-    const char* filesLeft;
-    const char* listed;  // the name on the list of removed files
-    std::string log;
-};
+// The file of most cases, "abc" in it, and the lines about it.
+constexpr char16_t kBad[] = u"C:\\a\\bad.dll";
+constexpr char kDisabledBad[] = "C:\\a\\parasite_bad.dll.parasite 3\n";
+
+std::string BadRenamed(WindowsFamily family) {
+    return Renamed(family, "C:\\a\\bad.dll", "3, 536871084");
+}
+std::string BadFailed(WindowsFamily family, const std::string& error,
+                      const std::string& sizeAndHash = "3, 536871084") {
+    return Failed(family, "C:\\a\\bad.dll", sizeAndHash, error, "QwA6AFwAYQBcAGIAYQBkAC4AZABsAGwA");
+}
 
 void AddBadFile(MemoryMachine& machine) {
-    machine.AddFile(u"C:\\a\\bad.dll", "abc");
+    machine.AddFile(kBad, "abc");
 }
 
 void HoldBadFile(MemoryMachine& machine) {
@@ -86,95 +73,87 @@ void HoldBadFile(MemoryMachine& machine) {
     machine.AddProcess({4, u"C:\\host.exe", {u"C:\\A\\BAD.DLL"}});
 }
 
+struct Row {
+    const char* label;
+    WindowsFamily family;
+    void (*prepare)(MemoryMachine& machine);
+    std::string log;
+    const char* filesLeft = kDisabledBad;
+    const char16_t* listed = kBad;  // the name on the list of removed files
+    const char16_t* file = kBad;
+};
+
 const Row kRows[] = {
-    {"held by a process, which goes on running", NT, HoldBadFile, u"C:\\a\\bad.dll",
-     "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
+    {"held by a process, which goes on running", NT, HoldBadFile, BadRenamed(NT) + Waiting(0)},
     {"read-only, hidden and system", NT,
-     [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\bad.dll", "abc", 7); },
-     u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
+     [](MemoryMachine& machine) { machine.AddFile(kBad, "abc", 7); }, BadRenamed(NT) + Waiting(0)},
     {"an earlier disabled file is replaced", NT,
      [](MemoryMachine& machine) {
          AddBadFile(machine);
          machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "earlier", FileAttribute::ReadOnly);
      },
-     u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
+     BadRenamed(NT) + Waiting(0)},
     {"a missing file leaves its disabled one alone", NT,
      [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "abc"); },
-     u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "",
-     FailedNT("C:\\a\\bad.dll", "0, 0", kNotFound, kBadEncoded) + Waiting(1) +
-         FailedNT("C:\\a\\bad.dll", "0, 0", kNotFound, kBadEncoded)},
+     BadFailed(NT, kNotFound, "0, 0") + Waiting(1) + BadFailed(NT, kNotFound, "0, 0"), kDisabledBad,
+     u""},
     {"a stream goes with its file", NT,
      [](MemoryMachine& machine) {
          AddBadFile(machine);
          machine.AddFile(u"C:\\a\\bad.dll:x.dll", "stream");
      },
-     u"C:\\a\\bad.dll:x.dll",
-     "C:\\a\\parasite_bad.dll.parasite 3\nC:\\a\\parasite_bad.dll.parasite:x.dll 6\n",
-     "C:\\a\\bad.dll",
      Line("RenameParasiteFile", "Converting filename 'C:\\a\\bad.dll:x.dll' -> 'C:\\a\\bad.dll'") +
-         Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
-    {"a colon up to position 5 stays", NT, AddBadFile, u"C:\\a:b", "C:\\a\\bad.dll 3\n", "",
-     FailedNT("C:\\a:b", "0, 0", kNotFound, kShortEncoded) + Waiting(1) +
-         FailedNT("C:\\a:b", "0, 0", kNotFound, kShortEncoded)},
+         BadRenamed(NT) + Waiting(0),
+     "C:\\a\\parasite_bad.dll.parasite 3\nC:\\a\\parasite_bad.dll.parasite:x.dll 6\n", kBad,
+     u"C:\\a\\bad.dll:x.dll"},
+    {"a colon up to position 5 stays", NT, AddBadFile,
+     Failed(NT, "C:\\a:b", "0, 0", kNotFound, "QwA6AFwAYQA6AGIA") + Waiting(1) +
+         Failed(NT, "C:\\a:b", "0, 0", kNotFound, "QwA6AFwAYQA6AGIA"),
+     "C:\\a\\bad.dll 3\n", u"", u"C:\\a:b"},
     {"no backslash: in the current folder", NT,
-     [](MemoryMachine& machine) { machine.AddFile(u"C:\\bad.dll", "abc"); }, u"bad.dll",
-     "C:\\parasite_bad.dll.parasite 3\n", "bad.dll",
-     Renamed(NT, "bad.dll", "3, 536871084") + Waiting(0)},
+     [](MemoryMachine& machine) { machine.AddFile(u"C:\\bad.dll", "abc"); },
+     Renamed(NT, "bad.dll", "3, 536871084") + Waiting(0), "C:\\parasite_bad.dll.parasite 3\n",
+     u"bad.dll", u"bad.dll"},
     {"locked until its holder has ended", NT,
      [](MemoryMachine& machine) {
          HoldBadFile(machine);
-         machine.LockFile(u"C:\\a\\bad.dll");
+         machine.LockFile(kBad);
      },
-     u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     FailedNT("C:\\a\\bad.dll", "3, 536871084", kInUse, kBadEncoded) + Waiting(1) + Ended("4") +
-         Renamed(NT, "C:\\a\\bad.dll", "3, 536871084")},
+     BadFailed(NT, kInUse) + Waiting(1) + Ended(4) + BadRenamed(NT)},
     {"locked for good: two attempts, attributes gone", NT,
      [](MemoryMachine& machine) {
-         machine.AddFile(u"C:\\a\\bad.dll", "abc", 7);
-         machine.LockFile(u"C:\\a\\bad.dll");
+         machine.AddFile(kBad, "abc", 7);
+         machine.LockFile(kBad);
      },
-     u"C:\\a\\bad.dll", "C:\\a\\bad.dll 3 locked\n", "",
-     FailedNT("C:\\a\\bad.dll", "3, 536871084", kInUse, kBadEncoded) + Waiting(1) +
-         FailedNT("C:\\a\\bad.dll", "3, 536871084", kInUse, kBadEncoded)},
+     BadFailed(NT, kInUse) + Waiting(1) + BadFailed(NT, kInUse), "C:\\a\\bad.dll 3 locked\n", u""},
     {"a name outside the code page", NT,
-     [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\бад.dll"); }, u"C:\\a\\бад.dll",
-     "C:\\a\\parasite_бад.dll.parasite 0\n", "C:\\a\\бад.dll",
-     Renamed(NT, "C:\\a\\бад.dll", "0, 0") + Waiting(0)},
+     [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\бад.dll"); },
+     Renamed(NT, "C:\\a\\бад.dll", "0, 0") + Waiting(0), "C:\\a\\parasite_бад.dll.parasite 0\n",
+     u"C:\\a\\бад.dll", u"C:\\a\\бад.dll"},
     {"a list that refuses the name", NT,
      [](MemoryMachine& machine) {
          AddBadFile(machine);
          machine.DenyWrite(RegistryRoot::CurrentUser, u"Software\\Tarnwick Labs");
      },
-     u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "",
-     Renamed(NT, "C:\\a\\bad.dll", "3, 536871084") +
+     BadRenamed(NT) +
          "0 CProcessManager.RenameParasiteFile: Cannot note 'C:\\a\\bad.dll' in the list of "
-         "removed "
-         "files. Access is denied.\n" +
-         Waiting(0)},
-    {"held by a process, which has to end", W9x, HoldBadFile, u"C:\\a\\bad.dll",
-     "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Failed9x("C:\\a\\bad.dll", "3, 536871084", std::string(kInUse) + "(32)", kBadEncoded) +
-         Waiting(1) + Ended("4") + Renamed(W9x, "C:\\a\\bad.dll", "3, 536871084")},
+         "removed files. Access is denied.\n" +
+         Waiting(0),
+     kDisabledBad, u""},
+    {"held by a process, which has to end", W9x, HoldBadFile,
+     BadFailed(W9x, kInUse + "(32)") + Waiting(1) + Ended(4) + BadRenamed(W9x)},
     {"read-only, and a read-only target", W9x,
      [](MemoryMachine& machine) {
-         machine.AddFile(u"C:\\a\\bad.dll", "abc", FileAttribute::ReadOnly);
+         machine.AddFile(kBad, "abc", FileAttribute::ReadOnly);
          machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "old", FileAttribute::ReadOnly);
      },
-     u"C:\\a\\bad.dll", "C:\\a\\parasite_bad.dll.parasite 3\n", "C:\\a\\bad.dll",
-     Renamed(W9x, "C:\\a\\bad.dll", "3, 536871084") + Waiting(0)},
+     BadRenamed(W9x) + Waiting(0)},
     {"a name outside the code page can't be reached", W9x,
-     [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\бад.dll", "", 3); }, u"C:\\a\\бад.dll",
-     "C:\\a\\бад.dll 0 attributes 3\n", "",
-     Failed9x("C:\\a\\бад.dll", "0, 0",
-              "The filename, directory name, or volume label syntax is incorrect.(123)",
-              kCyrillicEncoded) +
+     [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\бад.dll", "", 3); },
+     Failed(W9x, "C:\\a\\бад.dll", "0, 0", kBadName, "QwA6AFwAYQBcADEEMAQ0BC4AZABsAGwA") +
          Waiting(1) +
-         Failed9x("C:\\a\\бад.dll", "0, 0",
-                  "The filename, directory name, or volume label syntax is incorrect.(123)",
-                  kCyrillicEncoded)},
+         Failed(W9x, "C:\\a\\бад.dll", "0, 0", kBadName, "QwA6AFwAYQBcADEEMAQ0BC4AZABsAGwA"),
+     "C:\\a\\бад.dll 0 attributes 3\n", u"", u"C:\\a\\бад.dll"},
 };
 
 /// Without the folders, which every machine has.
@@ -202,7 +181,7 @@ TEST(ParasiteRenaming, DisablesNotesAndLogs) {
         manager.Init(bench.log);
         manager.RenameParasiteFileEx(row.file);
         EXPECT_EQ(FilesOf(bench.machine), row.filesLeft);
-        const std::string listed(row.listed);
+        const std::string listed = ToUtf8(row.listed);
         EXPECT_EQ(ListOf(bench.machine), listed.empty() ? "" : listed + " = \"" + listed + "\"\n");
         EXPECT_EQ(bench.log->text, row.log);
     }
@@ -234,18 +213,6 @@ TEST(ParasiteRenaming, FailedFileEndsTheHoldersOfAllAndWaitsTwoSeconds) {
     EXPECT_GE(bench.machine.System().GetLocalTime(), AddSeconds(before, 2));
     EXPECT_LT(bench.machine.System().GetLocalTime(), AddSeconds(before, 3));
     EXPECT_EQ(FilesOf(bench.machine), "C:\\held.dll 0\nC:\\parasite_free.dll.parasite 0\n");
-}
-
-TEST(ParasiteRenaming, RenamesBack) {
-    RemovalBench bench;
-    AddBadFile(bench.machine);
-    CProcessManager manager;
-    manager.Init(bench.log);
-    manager.RenameParasiteFileEx(u"C:\\a\\bad.dll");
-    bool ok = false;
-    manager.SafeRenameFile(GetParasiteFileName(u"C:\\a\\bad.dll"), u"C:\\a\\bad.dll", ok);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(FilesOf(bench.machine), "C:\\a\\bad.dll 3\n");
 }
 
 }  // namespace

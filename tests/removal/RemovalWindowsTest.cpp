@@ -4,7 +4,7 @@
 
 #include "RemovalBench.h"
 #include "base/Utf16Bytes.h"
-#include "platform/RootNames.h"
+#include "common/BrowserKeys.h"
 #include "removal/FRestoreFiles.h"
 #include "removal/FSafeRemover.h"
 #include "ui/Describe.h"
@@ -15,8 +15,6 @@ namespace {
 
 using enum MessageResult;
 
-constexpr char16_t kRemoved[] =
-    u"Software\\Tarnwick Labs\\Brackenfold\\Current Version\\Removed Files";
 constexpr char kRestart[] =
     "65 Operation complete successfully. Close all opened documents then press OK button to "
     "restart Windows.\n";
@@ -46,65 +44,49 @@ class SafeRemover : public RemovalBench {
 };
 
 TEST(FSafeRemover, DisablesWhatIsNamed) {
-    struct Row {
+    const std::string question = kQuestion;
+    const std::string done = question + kRestart;
+    const std::string gone =
+        "49 File 'C:\\x.exe' is not found on file system. This file will be unloaded from memory "
+        "only. Press OK to continue.\n";
+    const std::string none = "48 Type filenames.\n";
+    const struct {
         const char* label;
         Text typed;
         std::initializer_list<MessageResult> answers;
         std::string messages;
         std::string disabled;  // as the log lists them
         bool ends = false;
-        int restarts = 0;
-    };
-    const auto gone = [](const std::string& file) {
-        return "49 File '" + file +
-               "' is not found on file system. This file will be unloaded from memory only. Press "
-               "OK to continue.\n";
-    };
-    const Row rows[] = {
-        {"nothing", u"", {Ok}, "48 Type filenames.\n", ""},
-        {"blank lines", u" \r\n\r\n  ", {Ok}, "48 Type filenames.\n", ""},
-        {"cancelled at once", u"C:\\a.exe", {Cancel}, kQuestion, ""},
+    } rows[] = {
+        {"nothing", u"", {Ok}, none, ""},
+        {"blank lines", u" \r\n\r\n  ", {Ok}, none, ""},
+        {"cancelled at once", u"C:\\a.exe", {Cancel}, question, ""},
         {"two and blank lines",
          u"C:\\a.exe\r\n\r\n\n  C:\\b.dll \n",
          {Ok, Cancel},
-         std::string(kQuestion) + kRestart,
+         done,
          "C:\\a.exe C:\\b.dll "},
-        {"one twice",
-         u"C:\\a.exe\nC:\\A.EXE",
-         {Ok, Cancel},
-         std::string(kQuestion) + kRestart,
-         "C:\\a.exe "},
+        {"one twice", u"C:\\a.exe\nC:\\A.EXE", {Ok, Cancel}, done, "C:\\a.exe "},
         {"one that is gone, passed over",
          u"C:\\x.exe\r\nC:\\a.exe",
          {Ok, Ok, Cancel},
-         kQuestion + gone("C:\\x.exe") + kRestart,
+         question + gone + kRestart,
          "C:\\a.exe "},
         {"one that is gone, given up",
          u"C:\\a.exe\r\nC:\\x.exe",
          {Ok, Cancel},
-         kQuestion + gone("C:\\x.exe"),
+         question + gone,
          ""},
-        {"only what is gone",
-         u"C:\\x.exe",
-         {Ok, Ok, Cancel},
-         kQuestion + gone("C:\\x.exe") + kRestart,
-         ""},
-        {"restarted",
-         u"C:\\a.exe",
-         {Ok, Ok},
-         std::string(kQuestion) + kRestart,
-         "C:\\a.exe ",
-         true,
-         1},
+        {"only what is gone", u"C:\\x.exe", {Ok, Ok, Cancel}, question + gone + kRestart, ""},
+        {"restarted", u"C:\\a.exe", {Ok, Ok}, done, "C:\\a.exe ", true},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
             SCOPED_TRACE(row.label);
             SafeRemover it(family);
             it.machine.AddFile(u"C:\\a.exe", "bytes");
             it.machine.AddFile(u"C:\\b.dll", "bytes");
-            it.machine.SetString(HKCU, u"Software\\Microsoft\\Internet Explorer\\Main",
-                                 u"Start Page", u"http://hijacked/");
+            it.machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
             it.Type(row.typed);
             EXPECT_EQ(it.Press('D', row.answers), row.ends);
             EXPECT_EQ(it.Messages(), row.messages);
@@ -115,13 +97,10 @@ TEST(FSafeRemover, DisablesWhatIsNamed) {
                 disabled += it.log->text.substr(at, it.log->text.find('\n', at) - at) + ' ';
             }
             EXPECT_EQ(disabled, row.disabled);
-            const bool works = row.messages.ends_with(kRestart);
-            EXPECT_EQ(it.machine.HasFile(u"C:\\parasite_a.exe.parasite"),
-                      disabled.find("a.exe") != std::string::npos);
-            EXPECT_EQ(it.machine.GetString(HKCU, u"Software\\Microsoft\\Internet Explorer\\Main",
-                                           u"Start Page"),
-                      works ? u"about:blank" : u"http://hijacked/");
-            EXPECT_EQ(it.machine.RestartCount(), row.restarts);
+            EXPECT_EQ(it.machine.HasFile(u"C:\\parasite_a.exe.parasite"), !disabled.empty());
+            EXPECT_EQ(it.machine.GetString(HKCU, kMainKey, u"Start Page"),
+                      row.messages.ends_with(kRestart) ? u"about:blank" : u"http://hijacked/");
+            EXPECT_EQ(it.machine.RestartCount(), row.ends);
             EXPECT_TRUE(it.window.Visible());
         }
     }
@@ -249,13 +228,12 @@ TEST(FSafeRemover, ClosingDuringTheWorkLosesNothing) {
     EXPECT_GT(closings, 1) << "it waited";
     EXPECT_FALSE(it.window.Visible());
     EXPECT_TRUE(it.machine.HasFile(u"C:\\parasite_a.dll.parasite"));
-    EXPECT_TRUE(it.machine.HasValue(HKCU, kRemoved, u"C:\\a.dll"));
+    EXPECT_TRUE(it.machine.HasValue(HKCU, kRemovedFiles, u"C:\\a.dll"));
     EXPECT_EQ(it.machine.DumpProcesses(), "");
     EXPECT_EQ(it.Messages(), std::string(kQuestion) + kRestart);
 }
 
-/// Many files, the last ones with names that few programs can name.
-std::vector<Text> ManyFiles() {
+TEST(FSafeRemover, DisablesThousandsOfOddNamesAndUndoGivesThemBack) {
     std::vector<Text> files;
     for (int number = 0; number < 2000; ++number) {
         files.push_back(u"C:\\folder" + ToText(number / 10) + u"\\file" + ToText(number) + u".dll");
@@ -263,11 +241,6 @@ std::vector<Text> ManyFiles() {
     files.push_back(u"C:\\\u202E\u05D0\u05D1.exe");  // shown from right to left
     files.push_back(Text(u"C:\\x") + char16_t{0xD800} + u".exe");
     files.push_back(u"C:\\" + Text(230, u'n'));
-    return files;
-}
-
-TEST(FSafeRemover, DisablesThousandsOfOddNamesAndUndoGivesThemBack) {
-    const std::vector<Text> files = ManyFiles();
     SafeRemover it;
     Text lines;
     for (const Text& file : files) {
@@ -297,7 +270,7 @@ TEST(FSafeRemover, DisablesThousandsOfOddNamesAndUndoGivesThemBack) {
     undo.Unload();
     for (std::size_t i = files.size() - kRestored; i < files.size(); ++i) {
         EXPECT_TRUE(it.machine.HasFile(files[i])) << ToWtf8(files[i]);
-        EXPECT_FALSE(it.machine.HasValue(HKCU, kRemoved, files[i])) << ToWtf8(files[i]);
+        EXPECT_FALSE(it.machine.HasValue(HKCU, kRemovedFiles, files[i])) << ToWtf8(files[i]);
     }
 }
 
@@ -332,7 +305,7 @@ class Undo : public RemovalBench {
         if (window) window->Unload();
     }
     void Remove(const Text& file, const Text& disabled) {
-        machine.SetString(HKCU, kRemoved, file, file);
+        machine.SetString(HKCU, kRemovedFiles, file, file);
         if (!disabled.empty()) machine.AddFile(disabled, "bytes");
     }
     bool Open() {
@@ -372,11 +345,11 @@ TEST(FRestoreFiles, RestoresOneAfterTheOther) {
         it.Press({Ok, Ok});
         EXPECT_EQ(it.Rows(), ">C:\\x\\b.dll\n");
         EXPECT_EQ(it.machine.FileContent(u"C:\\a.exe").size(), 5u);
-        EXPECT_FALSE(it.machine.HasValue(HKCU, kRemoved, u"C:\\a.exe"));
+        EXPECT_FALSE(it.machine.HasValue(HKCU, kRemovedFiles, u"C:\\a.exe"));
         EXPECT_TRUE(it.window->Visible());
         it.Press({Ok, Ok, Ok});
         EXPECT_FALSE(it.window->Visible());
-        EXPECT_TRUE(it.machine.HasValue(HKCU, kRemoved, u"C:\\gone.exe"));
+        EXPECT_TRUE(it.machine.HasValue(HKCU, kRemovedFiles, u"C:\\gone.exe"));
         EXPECT_EQ(it.Messages(),
                   "49 Are you sure you want to restore 'C:\\a.exe'?\n"
                   "49 Are you sure you want to restore 'C:\\a.exe'?\n"
@@ -397,7 +370,7 @@ TEST(FRestoreFiles, AFailedRenameClaimsSuccessAndKeepsTheRow) {
     it.Press({Ok, Ok});
     EXPECT_TRUE(it.Messages().ends_with("64 Program 'C:\\a.exe' is restored successfully.\n"));
     EXPECT_EQ(it.Rows(), ">C:\\a.exe\n");
-    EXPECT_TRUE(it.machine.HasValue(HKCU, kRemoved, u"C:\\a.exe"));
+    EXPECT_TRUE(it.machine.HasValue(HKCU, kRemovedFiles, u"C:\\a.exe"));
     EXPECT_NE(it.log->text, "");
     EXPECT_THROW(it.Press({}), RuntimeError);  // the question fails, then the message about it
     EXPECT_NE(it.Messages().find("64 Cannot restore 'C:\\a.exe'. Unexpected message box: "),
@@ -405,21 +378,11 @@ TEST(FRestoreFiles, AFailedRenameClaimsSuccessAndKeepsTheRow) {
     EXPECT_NE(it.log->text.find("0 FRestoreFiles.cmdRestoreFile_Click: "), std::string::npos);
 }
 
-TEST(FRestoreFiles, OpensOnlyWithEntriesAndClosesByHiding) {
-    Undo empty;
-    EXPECT_FALSE(empty.Open());
-    Undo gone;
-    gone.Remove(u"C:\\gone.exe", u"");
-    EXPECT_FALSE(gone.Open());
+TEST(FRestoreFiles, OpensOnlyWithEntries) {
     Undo it;
-    it.Remove(u"C:\\a.exe", u"C:\\parasite_a.exe.parasite");
-    ASSERT_TRUE(it.Open());
-    it.window->UserClose();
-    EXPECT_FALSE(it.window->Visible());
-    EXPECT_TRUE(it.window->IsLoaded());
-    it.window->Show();
-    it.window->PressKey(Key::Escape);
-    EXPECT_FALSE(it.window->Visible());
+    EXPECT_FALSE(it.Open());
+    it.Remove(u"C:\\gone.exe", u"");
+    EXPECT_FALSE(it.Open());
 }
 
 }  // namespace
