@@ -1,11 +1,10 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <map>
+#include <regex>
 
 #include "cli/CliBench.h"
 
@@ -19,7 +18,7 @@ using testing::IsEmpty;
 using testing::Not;
 
 /// Runs the command line in a process of its own, which `restrict` has taken something from.
-CliRun RunRestricted(const MachineCopy& machine, const std::vector<std::string>& arguments,
+CliRun RunRestricted(const MachineCopy& machine, const Strings& arguments,
                      const std::function<void()>& restrict) {
     int ends[2] = {};
     if (pipe(ends) != 0) throw std::runtime_error("no pipe");
@@ -56,18 +55,10 @@ std::map<std::string, std::string> WindowsFiles(const MachineCopy& machine) {
 
 /// Contents of the drives by the names that the files had before they were disabled.
 std::map<std::string, std::string> FilesByFormerName(const MachineCopy& machine) {
-    const std::string before = "parasite_";
-    const std::string behind = ".parasite";
+    const std::regex disabled("parasite_([^/]*)\\.parasite");
     std::map<std::string, std::string> files;
-    for (const auto& [disabled, content] : WindowsFiles(machine)) {
-        std::string name = disabled;
-        const std::size_t at = name.rfind('/') + 1;
-        if (name.compare(at, before.size(), before) == 0 && name.ends_with(behind)) {
-            name.resize(name.size() - behind.size());
-            name.erase(at, before.size());
-        }
-        files[name] = content;
-    }
+    for (const auto& [name, content] : WindowsFiles(machine))
+        files[std::regex_replace(name, disabled, "$1")] = content;
     return files;
 }
 
@@ -96,7 +87,7 @@ class ReadOnlyTree {
 
 TEST(BadDisk, AReadOnlyImageStaysAsItIsAndEachCommandSaysSo) {
     const struct {
-        std::vector<std::string> arguments;
+        Strings arguments;
         int code;
         const char* message;
     } rows[] = {
@@ -123,11 +114,11 @@ TEST(BadDisk, AReadOnlyImageStaysAsItIsAndEachCommandSaysSo) {
 TEST(BadDisk, AFolderThatCantBeReadIsNotAnEmptyOne) {
     const MachineCopy machine("clean-xp");
     const ReadOnlyTree readOnly(machine);
-    const fs::path folder = fs::path(machine.Path()) / "drives/c/Program Files";
+    const fs::path folder = machine.Path("drives/c/Program Files");
     for (const unsigned mode : {0000U, 0444U}) {  // not listed; listed and not entered
         fs::permissions(folder, fs::perms{mode});
-        for (const std::vector<std::string>& command :
-             {std::vector<std::string>{"--json", "scan"}, {"--json", "clean", "--dry-run"}}) {
+        for (const Strings& command :
+             {Strings{"--json", "scan"}, {"--json", "clean", "--dry-run"}}) {
             const CliRun run = RunRestricted(machine, command, ReadOnlyTree::BecomeAnyone);
             EXPECT_THAT(run.out + run.err, HasSubstr("quickbar.dll"));
             EXPECT_THAT(run.out + run.err, HasSubstr("Access is denied."));

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "cli/CliBench.h"
 
@@ -7,23 +8,6 @@ namespace bkfd {
 namespace {
 
 using nlohmann::json;
-using testing::Contains;
-using testing::HasSubstr;
-
-/// The members of an object that the expected one has.
-json Projected(const json& object, const json& expected) {
-    json result = json::object();
-    for (const auto& [name, value] : expected.items()) {
-        if (object.contains(name)) result[name] = object[name];
-    }
-    return result;
-}
-
-std::vector<json> ProjectedAll(const json& list, const json& expected) {
-    std::vector<json> result;
-    for (const json& object : list) result.push_back(Projected(object, expected));
-    return result;
-}
 
 TEST(Inventories, ListTheirItems) {
     const struct {
@@ -31,7 +15,7 @@ TEST(Inventories, ListTheirItems) {
         const char* machine;
         const char* command;
         std::size_t count;
-        json item;
+        json item;  // members of one of them
     } rows[] = {
         {"blanks stay where & was",
          "hijacked-xp",
@@ -40,16 +24,6 @@ TEST(Inventories, ListTheirItems) {
          {{"id", "{5F3A9C72-0B1D-4E86-97C4-D28E61B0A543}"},
           {"name", "Reader  Notes"},
           {"dll", "C:\\Program Files\\Notes\\notes.exe"}}},
-        {"product name of the file",
-         "hijacked-xp",
-         "bhos",
-         12,
-         {{"name", "Quickbar"}, {"dll", "C:\\Program Files\\Quickbar\\quickbar.dll"}}},
-        {"no file at all",
-         "hijacked-xp",
-         "bhos",
-         12,
-         {{"id", "{F2937B4C-05D8-4E61-93AB-C7E16D80F429}"}, {"name", ""}, {"dll", ""}}},
         {"bare name on the search path",
          "hijacked-xp",
          "startup",
@@ -66,11 +40,6 @@ TEST(Inventories, ListTheirItems) {
          "startup",
          13,
          {{"valueName", "CTFMON.EXE"}, {"key", 0x80000001U}, {"icon", "OK"}}},
-        {"policy value without data",
-         "hijacked-xp",
-         "startup",
-         13,
-         {{"name", "Your description here..."}, {"dll", ""}, {"valueName", "2"}}},
         {"16-bit company",
          "hijacked-98",
          "startup",
@@ -93,33 +62,35 @@ TEST(Inventories, ListTheirItems) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        const MachineCopy machine(row.machine);
-        const CliRun run = RunCli({"--machine", machine.Path(), "--json", row.command});
+        const CliRun run = RunOn(MachineCopy(row.machine), {"--json", row.command});
         EXPECT_EQ(run.code, 0) << run.err;
         const json list = run.Document();
         EXPECT_EQ(list.size(), row.count);
-        EXPECT_THAT(ProjectedAll(list, row.item), Contains(row.item));
+        const auto isMeant = [&](json object) {
+            const json before = object;
+            object.update(row.item);
+            return object == before;
+        };
+        EXPECT_TRUE(std::any_of(list.begin(), list.end(), isMeant)) << list.dump(1);
     }
 }
 
 TEST(Inventories, ReadWellOnATerminal) {
     for (const char* command : {"bhos", "startup", "processes"}) {
-        SCOPED_TRACE(command);
         const MachineCopy machine("hijacked-xp");
-        const CliRun run = RunCli({command, "--machine", machine.Path()});
-        ExpectGolden(std::string(command) + ".txt", run.out, machine);
+        ExpectGolden(std::string(command) + ".txt", RunOn(machine, {command}).out, machine);
     }
 }
 
 TEST(Inventories, SayWhatTheyLack) {
     const MachineCopy machine("clean-xp");
     machine.Edit([](auto& facts) {
-        facts["denied"] = {
-            {"read", {"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Run"}}};
+        facts["denied"]["read"] = {
+            "HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Run"};
     });
-    const CliRun run = RunCli({"startup", "--machine", machine.Path()});
+    const CliRun run = RunOn(machine, {"startup"});
     EXPECT_EQ(run.code, 3);
-    EXPECT_THAT(run.err, HasSubstr("CurrentVersion\\Run"));
+    EXPECT_THAT(run.err, testing::HasSubstr("CurrentVersion\\Run"));
 }
 
 }  // namespace
