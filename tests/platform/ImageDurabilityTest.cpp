@@ -14,8 +14,6 @@
 namespace bkfd {
 namespace {
 
-constexpr TextView kTarget = u"C:\\t.exe";
-
 /// A machine with something of every kind in it.
 void Fill(ScratchImage& image) {
     image.Write("machine.json", R"({
@@ -36,6 +34,10 @@ void Fill(ScratchImage& image) {
         image.Write(std::string("drives/c/") + name, name);
 }
 
+bool Set(Machine& machine, TextView key, TextView name, TextView text) {
+    return machine.RegistryKeys().RegSetValueExW(HKLM, key, name, MakeStringValue(text)).IsOk();
+}
+
 void WriteFileWhole(Machine& machine, TextView path, std::string_view content) {
     auto file = machine.FileSystem().CreateFileW(path, FileMode::CreateNew);
     if (!file.IsOk()) return;
@@ -47,13 +49,9 @@ using Step = void (*)(Machine&);
 
 /// The scripted changes, one call each or one whole file.
 constexpr Step kSteps[] = {
-    [](Machine& m) {
-        (void)m.RegistryKeys().RegSetValueExW(HKLM, u"Software\\A", u"x", MakeStringValue(u"2"));
-    },
-    [](Machine& m) { (void)m.FileSystem().MoveFileW(u"C:\\a.exe", kTarget); },
-    [](Machine& m) {
-        (void)m.RegistryKeys().RegSetValueExW(HKLM, u"Software\\New\\Deep", u"", MakeDwordValue(7));
-    },
+    [](Machine& m) { (void)Set(m, u"Software\\A", u"x", u"2"); },
+    [](Machine& m) { (void)m.FileSystem().MoveFileW(u"C:\\a.exe", u"C:\\t.exe"); },
+    [](Machine& m) { (void)Set(m, u"Software\\New\\Deep", u"", u"7"); },
     [](Machine& m) {
         const auto process = m.ProcessTable().OpenProcess(0x1F0FFF, 4);
         (void)m.ProcessTable().TerminateProcess(process.value, 0);
@@ -64,7 +62,7 @@ constexpr Step kSteps[] = {
     [](Machine& m) { (void)m.RegistryKeys().RegDeleteValueW(HKLM, u"Software\\B", u"x"); },
     [](Machine& m) { WriteFileWhole(m, u"C:\\new.txt", "new content"); },
     [](Machine& m) { (void)m.FileSystem().MoveFileExW(u"C:\\new.txt", u"C:\\c.txt"); },
-    [](Machine& m) { (void)m.FileSystem().DeleteFileW(kTarget); },
+    [](Machine& m) { (void)m.FileSystem().DeleteFileW(u"C:\\t.exe"); },
     [](Machine& m) {
         const auto token = m.Session().OpenProcessToken(40);
         (void)m.Session().AdjustTokenPrivileges(
@@ -80,6 +78,18 @@ std::string State(ImageMachine& machine) {
     return machine.Dump() + "c.txt: " + std::string(content.begin(), content.end()) +
            "\nboot: " + ToUtf8(FormatDate(machine.System().GetLocalTime())) + " " +
            std::to_string(machine.System().GetTickCount()) + "\n";
+}
+
+/// A crash now would leave the machine's changes in its image.
+void ExpectCrashSafe(const ScratchImage& image, ImageMachine& machine) {
+    const ScratchImage crashed;
+    for (const auto& [name, content] : image.Snapshot()) crashed.Write(name, content);
+    EXPECT_EQ(crashed.Load()->Dump(), machine.Dump());
+}
+
+void ExpectNoTemporaryFile(const ScratchImage& image) {
+    for (const auto& [name, content] : image.Snapshot())
+        EXPECT_EQ(name.find("bkfd-new"), std::string::npos) << name;
 }
 
 /// The state before the first step and after each one, from runs that nothing disturbs.
@@ -149,8 +159,7 @@ TEST(ImageDurability, ACrashLeavesTheOldOrTheNewState) {
         EXPECT_FALSE(image.Has("registry.journal"));
         // What a crash left half written goes with the next file that is written beside it.
         WriteFileWhole(*image.Load(), u"C:\\next.txt", "x");
-        for (const auto& [name, content] : image.Snapshot())
-            EXPECT_EQ(name.find("bkfd-new"), std::string::npos) << name;
+        ExpectNoTemporaryFile(image);
         if (HasFailure() || !wasEnded) break;
     }
     EXPECT_GT(point, 60);
@@ -167,9 +176,9 @@ TEST(ImageDurability, ACrashWhileFoldingAfterACrashLosesNothing) {
             auto machine = image.Load();
             for (const Step step : kSteps) step(*machine);
             // The journal as it is before the fold at the machine's end.
-            std::filesystem::copy(image.Path() + "/registry.journal", image.Path() + "/kept");
+            std::filesystem::copy(image.Path("registry.journal"), image.Path("kept"));
         }
-        std::filesystem::rename(image.Path() + "/kept", image.Path() + "/registry.journal");
+        std::filesystem::rename(image.Path("kept"), image.Path("registry.journal"));
         const pid_t child = fork();
         if (child == 0) {
             SetWritePointHook([&](const char*) {
@@ -190,15 +199,11 @@ TEST(ImageDurability, ACrashWhileFoldingAfterACrashLosesNothing) {
 TEST(ImageDurability, AJournalThatCantBeFoldedKeepsWhatItHas) {
     ScratchImage image;
     Fill(image);
-    const std::string inTheWay = image.Path() + "/registry/1.reg.bkfd-new";
+    const std::string inTheWay = image.Path("registry/1.reg.bkfd-new");
     std::filesystem::create_directory(inTheWay);
-    const auto write = [](ImageMachine& machine, TextView name) {
-        return machine.RegistryKeys().RegSetValueExW(HKLM, u"Software\\A", name,
-                                                     MakeStringValue(u"1"));
-    };
     const auto fails = [&](TextView name) {
         const auto machine = image.Load();
-        return write(*machine, name).IsOk() && !machine->Fold().IsOk();
+        return Set(*machine, u"Software\\A", name, u"1") && !machine->Fold().IsOk();
     };
     EXPECT_TRUE(fails(u"first"));
     EXPECT_TRUE(fails(u"second"));
@@ -216,14 +221,8 @@ TEST(ImageDurability, AJournalThatCantBeFoldedKeepsWhatItHas) {
     EXPECT_FALSE(image.Has("registry.journal"));
 }
 
-/// The image as a crash now would leave it.
-void CopyInto(ScratchImage& crashed, const ScratchImage& image) {
-    for (const auto& [name, content] : image.Snapshot()) crashed.Write(name, content);
-}
-
 TEST(ImageDurability, AJournalBeginsAnewBehindEachFold) {
     ScratchImage image;
-    ScratchImage crashed;
     Fill(image);
     const auto machine = image.Load();
     for (const Step step : {kSteps[0], kSteps[4]}) {
@@ -231,8 +230,7 @@ TEST(ImageDurability, AJournalBeginsAnewBehindEachFold) {
         EXPECT_TRUE(machine->Fold().IsOk());
     }
     kSteps[2](*machine);
-    CopyInto(crashed, image);
-    EXPECT_EQ(crashed.Load()->Dump(), machine->Dump());
+    ExpectCrashSafe(image, *machine);
 }
 
 /// No file can grow beyond `size` as long as the object lives.
@@ -257,7 +255,6 @@ class FullDisk {
 
 TEST(ImageDurability, AFullDiskLeavesNoPartOfARecordOrFile) {
     ScratchImage image;
-    ScratchImage crashed;
     Fill(image);
     const auto machine = image.Load();
     kSteps[0](*machine);
@@ -270,18 +267,15 @@ TEST(ImageDurability, AFullDiskLeavesNoPartOfARecordOrFile) {
     {
         const FullDisk full(20);
         EXPECT_FALSE(machine->Fold().IsOk());
-        for (const auto& [name, content] : image.Snapshot())
-            EXPECT_EQ(name.find("bkfd-new"), std::string::npos) << name;
+        ExpectNoTemporaryFile(image);
     }
     kSteps[6](*machine);
     kSteps[7](*machine);
-    CopyInto(crashed, image);
-    EXPECT_EQ(crashed.Load()->Dump(), machine->Dump());
+    ExpectCrashSafe(image, *machine);
 }
 
 TEST(ImageDurability, AMoveThatFailsLeavesNamesAndAttributes) {
     ScratchImage image;
-    ScratchImage crashed;
     Fill(image);
     image.Write("drives/c/c.txt:stream", "s");
     const auto machine = image.Load();
@@ -292,8 +286,7 @@ TEST(ImageDurability, AMoveThatFailsLeavesNamesAndAttributes) {
         machine->FileSystem().MoveFileW(u"C:\\c.txt", Text(u"C:\\") + Text(252, u'n')).IsOk());
     EXPECT_EQ(machine->Dump(), before);
     kSteps[0](*machine);
-    CopyInto(crashed, image);
-    EXPECT_EQ(crashed.Load()->Dump(), machine->Dump());
+    ExpectCrashSafe(image, *machine);
 }
 
 TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {
@@ -302,8 +295,7 @@ TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {
     auto machine = image.Load();
     std::vector<std::string> states{machine->DumpRegistry()};
     for (int i = 0; i < 4; ++i) {
-        (void)machine->RegistryKeys().RegSetValueExW(HKLM, u"Software\\A", u"x",
-                                                     MakeStringValue(ToText(i + 10)));
+        (void)Set(*machine, u"Software\\A", u"x", ToText(i + 10));
         states.push_back(machine->DumpRegistry());
     }
     const std::string journal = image.Read("registry.journal");
@@ -313,24 +305,22 @@ TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {
         ScratchImage cut;
         Fill(cut);
         cut.Write("registry.journal", journal.substr(0, length));
-        const auto lines = std::count(journal.begin(),
-                                      journal.begin() + static_cast<std::ptrdiff_t>(length), '\n');
-        const auto records = static_cast<std::size_t>(std::max<std::ptrdiff_t>(lines - 1, 0));
+        const std::string left = cut.Read("registry.journal");
+        const auto lines = static_cast<std::size_t>(std::ranges::count(left, '\n'));
         const auto loaded = cut.Load();
         ASSERT_NE(loaded, nullptr);
-        EXPECT_EQ(loaded->DumpRegistry(), states[records]);
+        EXPECT_EQ(loaded->DumpRegistry(), states[lines == 0 ? 0 : lines - 1]);
     }
 }
 
 TEST(ImageDurability, JournalsThatArentUnderstoodAreErrors) {
-    struct Row {
+    const std::string header = "Brackenfold journal 1\n";
+    const struct {
         const char* label;
         std::string journal;
         std::size_t line;
         const char* message;
-    };
-    const std::string header = "Brackenfold journal 1\n";
-    const Row rows[] = {
+    } rows[] = {
         {"newer form", "Brackenfold journal 2\n", 1, "newer form"},
         {"foreign", "hello\n", 1, "newer form"},
         {"damaged in the middle", header + "00000000 {}\n00000000 {}\n", 2, "damaged"},
@@ -342,7 +332,7 @@ TEST(ImageDurability, JournalsThatArentUnderstoodAreErrors) {
          2, "isn't known"},
         {"unknown kind", header + "311350a6 {\"change\":\"fly\"}\n", 2, "isn't known"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         ScratchImage image;
         Fill(image);
@@ -351,7 +341,7 @@ TEST(ImageDurability, JournalsThatArentUnderstoodAreErrors) {
         const auto loaded = LoadMachineImage(image.Path());
         const auto* error = std::get_if<ImageError>(&loaded);
         ASSERT_NE(error, nullptr);
-        EXPECT_EQ(error->file, image.Path() + "/registry.journal");
+        EXPECT_EQ(error->file, image.Path("registry.journal"));
         EXPECT_EQ(error->line, row.line);
         EXPECT_THAT(error->message, testing::HasSubstr(row.message));
         EXPECT_EQ(image.Snapshot(), before);
@@ -365,22 +355,17 @@ TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
     const std::string settings = image.Read("machine.json");
     {
         auto machine = image.Load();
-        Registry& registry = machine->RegistryKeys();
-        (void)registry.RegSetValueExW(HKLM, u"software\\a", u"X", MakeStringValue(u"2"));
-        (void)registry.RegSetValueExW(HKLM, u"Software\\A\\Sub\\New", u"n", MakeDwordValue(1));
-        (void)registry.RegDeleteKeyW(HKLM, u"Software\\A\\Sub\\New");
+        EXPECT_TRUE(Set(*machine, u"software\\a", u"X", u"2"));
+        EXPECT_TRUE(Set(*machine, u"Software\\A\\Sub\\New", u"n", u"1"));
+        EXPECT_TRUE(machine->RegistryKeys().RegDeleteKeyW(HKLM, u"Software\\A\\Sub\\New").IsOk());
     }
     EXPECT_EQ(image.Read("registry/1.reg"),
               "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\A]\r\n\"x\"=\"2\"\r\n\r\n"
               "[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\r\n\r\n");
     EXPECT_EQ(image.Read("registry/2.reg"), other);
     EXPECT_EQ(image.Read("machine.json"), settings) << "nothing of it has changed";
-    {
-        // Greek isn't in the code page: the file gets the form that can hold it.
-        auto machine = image.Load();
-        (void)machine->RegistryKeys().RegSetValueExW(HKLM, u"Software\\B", u"\u03B1",
-                                                     MakeStringValue(u"\u03B2"));
-    }
+    // Greek isn't in the code page: the file gets the form that can hold it.
+    EXPECT_TRUE(Set(*image.Load(), u"Software\\B", u"\u03B1", u"\u03B2"));
     EXPECT_EQ(image.Read("registry/2.reg").substr(0, 2), "\xFF\xFE");
     EXPECT_THAT(image.Load()->DumpRegistry(), testing::HasSubstr("\u03B1 = \"\u03B2\""));
 }
@@ -395,10 +380,9 @@ TEST(ImageDurability, LaterFilesAndDeletionsDecide) {
     {
         auto machine = image.Load();
         EXPECT_EQ(machine->DumpRegistry(), "[HKEY_LOCAL_MACHINE\\K]\n  c = \"3\"\n");
-        Registry& registry = machine->RegistryKeys();
-        (void)registry.RegSetValueExW(HKLM, u"K", u"a", MakeStringValue(u"4"));
-        (void)registry.RegSetValueExW(HKLM, u"L", u"", MakeStringValue(u"5"));
-        (void)registry.RegDeleteValueW(HKLM, u"K", u"c");
+        EXPECT_TRUE(Set(*machine, u"K", u"a", u"4"));
+        EXPECT_TRUE(Set(*machine, u"L", u"", u"5"));
+        EXPECT_TRUE(machine->RegistryKeys().RegDeleteValueW(HKLM, u"K", u"c").IsOk());
     }
     EXPECT_EQ(image.Load()->DumpRegistry(),
               "[HKEY_LOCAL_MACHINE\\K]\n  a = \"4\"\n[HKEY_LOCAL_MACHINE\\L]\n  @ = \"5\"\n");
@@ -412,10 +396,9 @@ TEST(ImageDurability, ChangesStandWhereNoDeletionUndoesThem) {
     std::string expected;
     {
         auto machine = image.Load();
-        Registry& registry = machine->RegistryKeys();
-        (void)registry.RegSetValueExW(HKLM, u"K\\Below", u"b", MakeStringValue(u"2"));
-        (void)registry.RegSetValueExW(HKLM, u"K", u"c", MakeStringValue(u"3"));
-        (void)registry.RegDeleteKeyW(HKLM, u"Only\\Through\\This");
+        EXPECT_TRUE(Set(*machine, u"K\\Below", u"b", u"2"));
+        EXPECT_TRUE(Set(*machine, u"K", u"c", u"3"));
+        EXPECT_TRUE(machine->RegistryKeys().RegDeleteKeyW(HKLM, u"Only\\Through\\This").IsOk());
         expected = machine->DumpRegistry();
     }
     EXPECT_EQ(image.Load()->DumpRegistry(), expected);

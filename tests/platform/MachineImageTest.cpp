@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/RegistryValues.h"
+#include "platform/RootNames.h"
 #include "platform/ScratchImage.h"
 #include "platform/image/HostFiles.h"
 #include "platform/image/ImageJson.h"
@@ -19,13 +20,12 @@ ImageError ErrorOf(const ScratchImage& image) {
 }
 
 TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
-    struct Row {
+    const struct {
         const char* json;
         std::size_t line;
         const char* key;
         const char* message;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"{", 1, "", "malformed"},
         {"{\n\"family\": \"nt\",\n}", 3, "", "malformed"},
         {"[]", 1, "", "object"},
@@ -35,12 +35,11 @@ TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
         {"{\"family\": \"nt\",\n\"files\": {\n\"C:\": {}, \"C:\": {}}}", 3, "C:", "twice"},
         {"{\"family\": \"nt\",\n\"processes\": [{\"id\": 1, \"path\": \"\"}, {\"id\": 1}]}", 2,
          "processes", "must be a list of {id, path, modules, denied, self}"},
-        {"{\"family\": \"nt\",\n\"processes\": [{\"id\": 1, \"path\": \"\"}, {\"id\": 1, \"path\": "
-         "\"\"}]}",
-         2, "processes", "no id or self twice: entry 2"},
-        {"{\"family\": \"nt\",\n\"processes\": [{\"id\": 1, \"path\": \"\", \"self\": true}, "
-         "{\"id\": 2, \"path\": \"\", \"self\": true}]}",
-         2, "processes", "no id or self twice: entry 2"},
+        {R"({"family": "nt", "processes": [{"id": 1, "path": ""}, {"id": 1, "path": ""}]})", 1,
+         "processes", "no id or self twice: entry 2"},
+        {R"({"family": "nt", "processes": [{"id": 1, "path": "", "self": true},
+             {"id": 2, "path": "", "self": true}]})",
+         1, "processes", "no id or self twice: entry 2"},
         {"{\"family\": \"nt\", \"version\": [5]}", 1, "version", "[5,1]"},
         {"{\"family\": \"nt\", \"version\": [5,-1]}", 1, "version", "[5,1]"},
         {"{\"family\": \"nt\", \"build\": \"x\"}", 1, "build", "number"},
@@ -50,9 +49,7 @@ TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
         {"{\"family\": \"nt\", \"programFolder\": \"here\"}", 1, "programFolder", "folder"},
         {"{\"family\": \"nt\", \"now\": \"2026-02-30T00:00:00\"}", 1, "now", "time"},
         {"{\"family\": \"nt\", \"uptimeMs\": 4294967296}", 1, "uptimeMs", "2^32"},
-        {"{\"family\": \"nt\", \"processes\": [{\"id\": 1}]}", 1, "processes", "list"},
-        {"{\"family\": \"nt\", \"processes\": [{\"id\":1,\"path\":\"a\",\"x\":1}]}", 1, "processes",
-         "list"},
+        {R"({"family": "nt", "processes": [{"id":1,"path":"a","x":1}]})", 1, "processes", "list"},
         {"{\"family\": \"nt\", \"files\": {\"a\": {\"locked\": 1}}}", 1, "files", ": a"},
         {"{\"family\": \"nt\", \"denied\": {\"read\": [\"HKEY_NONE\\\\a\"]}}", 1, "denied", "keys"},
         {"{\"family\": \"nt\", \"components\": {\"a\": 1}}", 1, "components", ": a"},
@@ -61,12 +58,12 @@ TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
          "\"bootTime\": \"2026-11-16T09:39:04\"}",
          2, "bootTime", "beside"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.json);
         ScratchImage image;
         image.Write("machine.json", row.json);
         const ImageError error = ErrorOf(image);
-        EXPECT_EQ(error.file, image.Path() + "/machine.json");
+        EXPECT_EQ(error.file, image.Path("machine.json"));
         EXPECT_EQ(error.line, row.line);
         EXPECT_EQ(error.key, row.key);
         EXPECT_THAT(error.message, testing::HasSubstr(row.message));
@@ -76,7 +73,7 @@ TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
 TEST(MachineImage, OtherFilesThatAreWrongAreNamed) {
     ScratchImage image;
     image.Write("registry/b.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=nonsense\n");
-    EXPECT_EQ(ErrorOf(image).file, image.Path() + "/registry/b.reg");
+    EXPECT_EQ(ErrorOf(image).file, image.Path("registry/b.reg"));
     EXPECT_EQ(ErrorOf(image).line, 4u);
     image.Write("registry/b.reg", "REGEDIT4\n\n[HKEY_DYN_DATA\\K]\n\n[-HKEY_LOCAL_MACHIN\\K]\n");
     EXPECT_THAT(ErrorOf(image).Describe(),
@@ -92,7 +89,7 @@ TEST(MachineImage, OtherFilesThatAreWrongAreNamed) {
         }
     }
 
-    std::filesystem::remove(image.Path() + "/machine.json");
+    std::filesystem::remove(image.Path("machine.json"));
     EXPECT_THAT(ErrorOf(image).Describe(), testing::EndsWith("machine.json: is missing"));
     std::filesystem::remove_all(image.Path());
     EXPECT_EQ(ErrorOf(image).file, image.Path());
@@ -102,9 +99,9 @@ TEST(MachineImage, WhatIsNoFileIsNotWaitedFor) {
     for (const char* name : {"machine.json", "registry/a.reg", "registry.journal"}) {
         SCOPED_TRACE(name);
         ScratchImage image;
-        const std::string path = image.Path() + '/' + name;
+        const std::string path = image.Path(name);
         std::filesystem::remove(path);
-        std::filesystem::create_directories(image.Path() + "/registry");
+        std::filesystem::create_directories(image.Path("registry"));
         ASSERT_EQ(mkfifo(path.c_str(), 0644), 0);
         EXPECT_EQ(ErrorOf(image).Describe(), path + ": can't be read");
     }
@@ -134,7 +131,7 @@ TEST(MachineImage, ReadingChangesNothing) {
     {
         auto machine = image.Load();
         (void)machine->Dump();
-        (void)machine->RegistryKeys().RegDeleteValueW(RegistryRoot::LocalMachine, u"K", u"none");
+        (void)machine->RegistryKeys().RegDeleteValueW(HKLM, u"K", u"none");
         (void)machine->FileSystem().MoveFileW(u"C:\\none", u"C:\\a.txt");
     }
     EXPECT_EQ(image.Snapshot(), before);
@@ -156,9 +153,8 @@ TEST(MachineImage, AnOverlayLeavesItByteForByte) {
     // Refusals are those of the machine below.
     EXPECT_EQ(files.MoveFileW(u"C:\\held.exe", u"C:\\x").code, SystemError::SharingViolation);
     EXPECT_EQ(files.MoveFileW(u"C:\\locked.dll", u"C:\\x").code, SystemError::SharingViolation);
-    EXPECT_EQ(overlay.RegistryKeys()
-                  .RegSetValueExW(RegistryRoot::LocalMachine, u"Denied\\Sub", u"", {})
-                  .code,
+    Registry& registry = overlay.RegistryKeys();
+    EXPECT_EQ(registry.RegSetValueExW(HKLM, u"Denied\\Sub", u"", {}).code,
               SystemError::AccessDenied);
     const auto process = overlay.ProcessTable().OpenProcess(1, 4);
     EXPECT_EQ(overlay.ProcessTable().TerminateProcess(process.value, 0).code, 0u);
@@ -166,14 +162,10 @@ TEST(MachineImage, AnOverlayLeavesItByteForByte) {
     EXPECT_EQ(files.MoveFileW(u"C:\\sub", u"C:\\renamed").code, 0u);
     EXPECT_EQ(files.SetFileAttributesW(u"C:\\renamed\\b.txt", 2).code, 0u);
     EXPECT_EQ(files.DeleteFileW(u"C:\\a.txt").code, 0u);
-    {
-        auto appended = files.CreateFileW(u"C:\\freed.exe", FileMode::Append);
-        EXPECT_EQ(appended.value->WriteFile(Bytes{'!'}).code, 0u);
-    }
-    EXPECT_EQ(overlay.RegistryKeys()
-                  .RegSetValueExW(RegistryRoot::LocalMachine, u"New", u"v", MakeDwordValue(1))
-                  .code,
-              0u);
+    auto appended = files.CreateFileW(u"C:\\freed.exe", FileMode::Append);
+    EXPECT_EQ(appended.value->WriteFile(Bytes{'!'}).code, 0u);
+    appended.value.reset();
+    EXPECT_EQ(registry.RegSetValueExW(HKLM, u"New", u"v", MakeDwordValue(1)).code, 0u);
     EXPECT_EQ(overlay.Session().ExitWindowsEx(3, 0).code, 0u);
     EXPECT_EQ(overlay.Dump(),
               "[HKEY_LOCAL_MACHINE\\New]\n  v = dword:00000001\n"
@@ -187,7 +179,7 @@ TEST(MachineImage, LinksAreFollowedInsideAlone) {
     ScratchImage image;
     image.Write("drives/c/folder/a.txt", "inside");
     image.Write("outside/secret.txt", "outside");
-    const std::string drive = image.Path() + "/drives/c/";
+    const std::string drive = image.Path("drives/c/");
     const std::pair<const char*, const char*> links[] = {
         {"folder", "in"}, {"../../outside", "out"}, {"/etc", "etc"},
         {".", "self"},    {"loop2", "loop1"},       {"loop1", "loop2"},
@@ -212,8 +204,7 @@ TEST(MachineImage, LinksAreFollowedInsideAlone) {
 
 TEST(MachineImage, NothingIsWrittenThroughALinkThatLeadsOut) {
     const auto setValue = [](Machine& machine) {
-        (void)machine.RegistryKeys().RegSetValueExW(RegistryRoot::LocalMachine, u"K", u"a",
-                                                    MakeDwordValue(1));
+        (void)machine.RegistryKeys().RegSetValueExW(HKLM, u"K", u"a", MakeDwordValue(1));
     };
     const auto makeFile = [](Machine& machine) {
         (void)machine.FileSystem().CreateDirectoryW(u"C:\\Program Files\\Brackenfold\\Backup");
@@ -236,9 +227,9 @@ TEST(MachineImage, NothingIsWrittenThroughALinkThatLeadsOut) {
         outside.Write("folder/mine", "mine");
         const auto before = outside.Snapshot();
         image.Write("registry/a.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n");
-        const std::string link = image.Path() + '/' + row.link;
+        const std::string link = image.Path(row.link);
         std::filesystem::remove(link);
-        std::filesystem::create_symlink(outside.Path() + '/' + row.target, link);
+        std::filesystem::create_symlink(outside.Path(row.target), link);
         row.change(*image.Load());
         EXPECT_EQ(outside.Snapshot(), before);
         EXPECT_FALSE(std::filesystem::exists(outside.Path() + "/folder/Program Files"));
@@ -248,7 +239,7 @@ TEST(MachineImage, NothingIsWrittenThroughALinkThatLeadsOut) {
 TEST(MachineImage, WhatTheMachineDoesNotSeeIsNotReplaced) {
     ScratchImage image;
     image.Write("drives/c/a.txt", "a");
-    const std::string drive = image.Path() + "/drives/c/";
+    const std::string drive = image.Path("drives/c/");
     ASSERT_EQ(mkfifo((drive + "pipe").c_str(), 0644), 0);
     std::filesystem::create_symlink("nothing", drive + "broken");
     image.Write("drives/c/OTHER.txt", "first");
@@ -267,10 +258,9 @@ TEST(MachineImage, WhatTheMachineDoesNotSeeIsNotReplaced) {
 TEST(MachineImage, WhatIsReplacedKeepsItsMode) {
     ScratchImage image;
     image.Write("registry/a.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n");
-    const std::string file = image.Path() + "/registry/a.reg";
+    const std::string file = image.Path("registry/a.reg");
     std::filesystem::permissions(file, std::filesystem::perms{0600});
-    (void)image.Load()->RegistryKeys().RegSetValueExW(RegistryRoot::LocalMachine, u"K", u"a",
-                                                      MakeDwordValue(1));
+    (void)image.Load()->RegistryKeys().RegSetValueExW(HKLM, u"K", u"a", MakeDwordValue(1));
     EXPECT_THAT(image.Read("registry/a.reg"), testing::HasSubstr("\"a\"=dword"));
     EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms{0600});
 }
@@ -278,13 +268,11 @@ TEST(MachineImage, WhatIsReplacedKeepsItsMode) {
 TEST(MachineImage, NamesOfTheHostAreFoundAndKept) {
     const Text bad = Text(u"C:\\bad") + char16_t{0xDCFF} + u".txt";
     ScratchImage image;
-    image.Write("drives/C/Upper/FILE.Txt", "1");
+    image.Write("drives/c/Upper/FILE.Txt", "1");
     image.Write("drives/c/\xC3\x84.txt", "2");          // an umlaut
     image.Write("drives/c/\xED\xA0\x80lone.txt", "3");  // a lone surrogate
     image.Write("drives/c/bad\xFF.txt", "4");           // no UTF-8
     image.Write("drives/d/b.txt", "5");
-    std::filesystem::remove_all(image.Path() + "/drives/C");
-    image.Write("drives/c/Upper/FILE.Txt", "1");
     {
         const auto machine = image.Load();
         Files& files = machine->FileSystem();

@@ -14,18 +14,17 @@ constexpr TextView kFile = u"C:\\WINDOWS\\system32\\a.dll";
 constexpr TextView kMoved = u"C:\\WINDOWS\\system32\\b.dll";
 
 TEST(MemoryMachine, HeldAndLockedFilesResistMovesUntilTheirHoldersEnd) {
-    struct Row {
+    constexpr auto NT = WindowsFamily::NT;
+    constexpr auto Old = WindowsFamily::Windows9x;
+    constexpr std::uint32_t kShared = SystemError::SharingViolation;
+    const struct {
         const char* label;
         WindowsFamily family;
         bool isHeld;
         bool isLocked;
         std::uint32_t before;  // the code of a move while the holder runs
         std::uint32_t after;   // and once it has ended
-    };
-    constexpr auto NT = WindowsFamily::NT;
-    constexpr auto Old = WindowsFamily::Windows9x;
-    constexpr std::uint32_t kShared = SystemError::SharingViolation;
-    const Row rows[] = {
+    } rows[] = {
         {"NT, free", NT, false, false, 0, 0},
         {"NT, held", NT, true, false, 0, 0},
         {"NT, locked by its holder", NT, true, true, kShared, 0},
@@ -35,7 +34,7 @@ TEST(MemoryMachine, HeldAndLockedFilesResistMovesUntilTheirHoldersEnd) {
         {"9x, locked by its holder", Old, true, true, kShared, 0},
         {"9x, locked by nobody", Old, false, true, kShared, kShared},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         MemoryMachine machine(row.family);
         machine.AddFile(kFile, "x");
@@ -112,11 +111,10 @@ TEST(MemoryMachine, StreamsGoWithTheirFile) {
 }
 
 TEST(MemoryMachine, SearchesGoInTheSystemsOrder) {
-    struct Row {
+    const struct {
         WindowsFamily family;
         std::vector<Text> folders;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {WindowsFamily::NT,
          {u"C:\\Program Files\\Brackenfold", u"C:\\cur", u"C:\\WINDOWS\\system32",
           u"C:\\WINDOWS\\system", u"C:\\WINDOWS", u"C:\\p1", u"D:\\p2"}},
@@ -124,7 +122,7 @@ TEST(MemoryMachine, SearchesGoInTheSystemsOrder) {
          {u"C:\\Program Files\\Brackenfold", u"C:\\cur", u"C:\\WINDOWS\\system", u"C:\\WINDOWS",
           u"C:\\p1", u"D:\\p2"}},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         MemoryMachine machine(row.family);
         machine.SetEnvironment(u"Path", u"C:\\p1;;D:\\p2");
         machine.AddFolder(u"C:\\cur");
@@ -170,13 +168,12 @@ TEST(MemoryMachine, AHandleOutlivesItsProcess) {
 }
 
 TEST(MemoryMachine, CodePagesConvertCharacterByCharacter) {
-    struct Row {
+    const struct {
         std::uint32_t page;
         Text text;
         std::string bytes;
         Text back;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {1252, u"\u20AC\u00E9\u0416z", "\x80\xE9?z", u"\u20AC\u00E9?z"},
         {1252, u"\u0081", "\x81", u"\u0081"},
         {1251, u"\u0416\u00E9", "\xC6?", u"\u0416?"},
@@ -187,7 +184,7 @@ TEST(MemoryMachine, CodePagesConvertCharacterByCharacter) {
         {65001, u"\U0001F600\u00E9", "\xF0\x9F\x98\x80\xC3\xA9", u"\U0001F600\u00E9"},
         {1252, Text(1, char16_t{0xD800}) + u"a", "?a", u"?a"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.page);
         MemoryMachine machine(WindowsFamily::NT);
         machine.SetCodePage(row.page);

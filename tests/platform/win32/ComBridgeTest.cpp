@@ -70,11 +70,10 @@ class ComBridge : public testing::Test {
 };
 
 TEST_F(ComBridge, ArgumentsPassByReferenceAndKeepTheirKinds) {
-    struct Row {
+    const struct {
         const char* label;
         Variant value;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"empty", {}},
         {"16 bits", std::int16_t{-7}},
         {"32 bits", std::int32_t{70000}},
@@ -85,7 +84,7 @@ TEST_F(ComBridge, ArgumentsPassByReferenceAndKeepTheirKinds) {
         {"object of ours", callee_},
         {"no object", ObjectRef()},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         Variant arguments[] = {u"first", row.value};
         const Variant result = foreign_->Invoke(u"Swap", arguments);
@@ -115,12 +114,11 @@ TEST_F(ComBridge, ForeignObjectsAreReleased) {
 }
 
 TEST_F(ComBridge, ErrorsKeepNumberAndDescription) {
-    struct Row {
+    const struct {
         const char* label;
         std::int32_t number;
-    };
-    const Row rows[] = {{"run-time error", 13}, {"HRESULT", static_cast<std::int32_t>(0x8004038A)}};
-    for (const Row& row : rows) {
+    } rows[] = {{"run-time error", 13}, {"HRESULT", static_cast<std::int32_t>(0x8004038A)}};
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         Variant arguments[] = {row.number};
         try {
@@ -147,19 +145,18 @@ TEST_F(ComBridge, ResultsGoIntoTypedVariables) {
     DISPID id = 0;
     ASSERT_EQ(dispatch.Get()->GetIDsOfNames(IID_NULL, names, 1, 0, &id), S_OK);
 
-    struct Row {
+    const struct {
         const char* label;
         VARTYPE kind;
         Variant value;
         HRESULT outcome;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"32 bits", VT_I4, std::int32_t{5}, S_OK},
         {"16 bits", VT_I2, std::int16_t{5}, S_OK},
         {"text", VT_BSTR, u"five", S_OK},
         {"object", VT_DISPATCH, callee_, S_OK},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         NativeVariant target;
         target.Get()->vt = row.kind;
