@@ -23,11 +23,10 @@ TEST(Base64, VectorsOfRfc4648) {
 }
 
 TEST(Base64, WhatIsNoEncodingIsRefused) {
-    struct Case {
+    const struct {
         const char* label;
         TextView text;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"one digit", u"Z"},
         {"no padding", u"Zg"},
         {"too little padding", u"Zg="},
@@ -42,7 +41,7 @@ TEST(Base64, WhatIsNoEncodingIsRefused) {
         {"digits of the other alphabet", u"-__-"},
         {"a character whose low byte is a digit", u"Zm9\u0176"},
     };
-    for (const Case& c : cases) EXPECT_EQ(DecodeBase64(c.text), std::nullopt) << c.label;
+    for (const auto& c : cases) EXPECT_EQ(DecodeBase64(c.text), std::nullopt) << c.label;
 }
 
 }  // namespace

@@ -2,12 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include "common/MemorySource.h"
 #include "formats/VersionSamples.h"
 
 namespace bkfd {
 namespace {
 
-using samples::MemorySource;
 using samples::PutAt;
 
 Text FromLatin1(std::string_view bytes) {
@@ -16,8 +16,8 @@ Text FromLatin1(std::string_view bytes) {
     return text;
 }
 
-VersionStrings Read(std::span<const std::uint8_t> file) {
-    MemorySource source(file);
+VersionStrings Read(Bytes file) {
+    MemorySource source(std::move(file));
     return ReadVersionStrings(source, FromLatin1);
 }
 
@@ -30,7 +30,7 @@ TEST(VersionRecord, Samples) {
 TEST(VersionRecord, EveryCutGivesAnAnswerAndNoFieldThatIsNotThere) {
     for (const auto& sample : samples::VersionSamples()) {
         for (std::size_t length = 0; length < sample.file.size(); ++length) {
-            const VersionStrings strings = Read(std::span(sample.file).first(length));
+            const VersionStrings strings = Read({sample.file.data(), sample.file.data() + length});
             ASSERT_TRUE(std::ranges::includes(sample.strings, strings,
                                               [](auto& a, auto& b) { return a.first < b.first; }))
                 << sample.label << " cut to " << length;
@@ -41,7 +41,7 @@ TEST(VersionRecord, EveryCutGivesAnAnswerAndNoFieldThatIsNotThere) {
 TEST(VersionRecord, OnlyTheRecordIsRead) {
     Bytes file = samples::VersionSamples().front().file;
     file.resize(50'000'000);
-    MemorySource source(file);
+    MemorySource source(std::move(file));
     EXPECT_EQ(ReadVersionStrings(source, FromLatin1).size(), 2U);
     EXPECT_LT(source.BytesRead(), 4096U);
 }
@@ -53,13 +53,12 @@ TEST(VersionRecord, MalformedFiles) {
     constexpr std::size_t kName = kResources + 24 + 16;
     constexpr std::size_t kLanguage = kResources + 48 + 16;
     constexpr std::size_t kData = kResources + 72;
-    struct Case {
+    const struct {
         const char* label;
         std::size_t offset;
         std::uint32_t number;
         std::size_t size;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"no DOS signature", 0, 'X', 1},
         {"header behind the end", 60, 0xFFFFFFF0, 4},
         {"another signature", kHeader, 0x454C, 4},
@@ -89,7 +88,7 @@ TEST(VersionRecord, MalformedFiles) {
     };
     const Bytes good = samples::VersionSamples().front().file;
     ASSERT_FALSE(Read(good).empty());
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Bytes file = good;
         PutAt(file, c.offset, c.number, c.size);
         EXPECT_EQ(Read(file), VersionStrings()) << c.label;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <vector>
 
 #include "formats/VersionRecord.h"
@@ -14,24 +13,6 @@ struct VersionSample {
     Bytes file;
     VersionStrings strings;  // the answer
     bool systemSays = true;  // false where version.dll's answer depends on what lies behind
-};
-
-class MemorySource : public ByteSource {
-  public:
-    explicit MemorySource(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
-
-    std::uint64_t Size() override { return bytes_.size(); }
-    bool Read(std::uint64_t offset, std::span<std::uint8_t> buffer) override {
-        bytesRead_ += buffer.size();
-        if (offset > bytes_.size() || buffer.size() > bytes_.size() - offset) return false;
-        std::ranges::copy(bytes_.subspan(offset, buffer.size()), buffer.begin());
-        return true;
-    }
-    std::uint64_t BytesRead() const { return bytesRead_; }
-
-  private:
-    std::span<const std::uint8_t> bytes_;
-    std::uint64_t bytesRead_ = 0;
 };
 
 // ---------------------------------------------------------------- bytes

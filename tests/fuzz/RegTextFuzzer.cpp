@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 
 #include "base/Utf16Bytes.h"
@@ -42,11 +43,16 @@ std::vector<Bytes> FuzzCorpus() {
             ToUtf16Bytes(u"\uFEFF" + version5)};
 }
 
-/// What was read comes back unchanged when it is written and read again.
+/// What was read comes back unchanged when it is written and read again; an error is on a line.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto first = ParseRegText({data, size}, kLatin1);
+    if (const auto* error = std::get_if<RegParseError>(&first)) {
+        const auto ends = std::count_if(data, data + size,
+                                        [](auto byte) { return byte == '\r' || byte == '\n'; });
+        if (error->line > static_cast<std::size_t>(ends) + 1) std::abort();
+        return 0;
+    }
     const auto* document = std::get_if<RegDocument>(&first);
-    if (document == nullptr) return 0;
     // In UTF-16 no name is lost, whatever the format.
     const Bytes again = ToUtf16Bytes(u"\uFEFF" + Format(*document));
     const auto second = ParseRegText(again, kLatin1);

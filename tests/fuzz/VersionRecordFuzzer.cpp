@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "formats/VersionRecord.h"
+#include "common/MemorySource.h"
 #include "formats/VersionSamples.h"
 #include "fuzz/Fuzzer.h"
 
@@ -14,7 +14,7 @@ std::vector<Bytes> FuzzCorpus() {
 
 /// A record has 64 KiB at most, and each of its characters stands in one field at most.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    samples::MemorySource source({data, size});
+    MemorySource source({data, data + size});
     const VersionStrings strings = ReadVersionStrings(source, FromUtf8);
     std::size_t characters = 0;
     for (const auto& [name, value] : strings) characters += name.size() + value.size();

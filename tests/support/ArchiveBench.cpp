@@ -2,28 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
+#include "common/HostFolder.h"
 
-namespace bkfd::ArchiveBench {
+namespace bkfd {
 namespace {
-
-/// A folder on the host that goes with the object.
-class HostFolder {
-  public:
-    HostFolder() {
-        if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    }
-    ~HostFolder() { std::filesystem::remove_all(path_); }
-    HostFolder(const HostFolder&) = delete;
-    HostFolder& operator=(const HostFolder&) = delete;
-    const std::string& Path() const { return path_; }
-
-  private:
-    std::string path_ = std::filesystem::temp_directory_path() / "archive-test-XXXXXX";
-};
 
 void NameArchive(std::string& command, const std::string& file) {
     for (std::size_t at; (at = command.find('%')) != std::string::npos;) {
@@ -33,14 +15,39 @@ void NameArchive(std::string& command, const std::string& file) {
 
 }  // namespace
 
-std::string Inspect(const MemoryMachine& machine, std::string command) {
+Bytes MadeByZip(std::string command) {
     const HostFolder folder;
-    const std::string file = folder.Path() + "/a.zip";
-    const Bytes archive = machine.FileContent(u"C:\\out\\a.zip");
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<const char*>(archive.data()),
-               static_cast<std::streamsize>(archive.size()));
-    NameArchive(command, file);
+    NameArchive(command, folder.Path("made.zip"));
+    command = "cd " + folder.Path() +
+              " && for f in a b c; do printf $f >$f.txt; touch -d 2001-01-01 " +
+              "$f.txt; done && (" + command + ") >/dev/null";
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+    const std::string made = folder.Read("made.zip");
+    return {made.begin(), made.end()};
+}
+
+ArchiveBench::ArchiveBench() {
+    machine.AddFolder(u"C:\\out");
+    machine.AddFile(u"C:\\in\\a.txt", "alpha\r\nbeta\n");
+    machine.AddFile(u"C:\\in\\empty.dat", "");
+    machine.AddFile(u"C:\\in\\hidden.txt", "h", FileAttribute::Hidden);
+    machine.AddFile(u"C:\\in\\sub\\b.txt", "two");
+    machine.AddFile(u"C:\\in\\sub\\deep\\c.txt", std::string(300'000, 'x'));
+    machine.AddFile(u"C:\\in\\sub\\\u043F.txt", "four");
+    zip.SetZipFile(Text(kArchive));
+}
+
+void ArchiveBench::Zip(const std::vector<TextView>& specs) {
+    zip.ClearFileSpecs();
+    for (const TextView spec : specs) zip.AddFileSpec(Text(spec));
+    zip.Zip();
+}
+
+std::string ArchiveBench::Inspect(std::string command) const {
+    const HostFolder folder;
+    const Bytes archive = machine.FileContent(kArchive);
+    folder.Write("a.zip", {archive.begin(), archive.end()});
+    NameArchive(command, folder.Path("a.zip"));
     std::string output;
     FILE* pipe = popen(("export LC_ALL=C.UTF-8; (" + command + ") 2>&1").c_str(), "r");
     for (int c; (c = fgetc(pipe)) != EOF;) output += static_cast<char>(c);
@@ -48,34 +55,11 @@ std::string Inspect(const MemoryMachine& machine, std::string command) {
     return output;
 }
 
-Bytes MadeByZip(std::string command) {
-    const HostFolder folder;
-    const std::string archive = folder.Path() + "/made.zip";
-    NameArchive(command, archive);
-    command = "cd " + folder.Path() +
-              " && for f in a b c; do printf $f >$f.txt; touch -d 2001-01-01 " +
-              "$f.txt; done && (" + command + ") >/dev/null";
-    EXPECT_EQ(std::system(command.c_str()), 0) << command;
-    std::ifstream file(archive, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+std::string ArchiveBench::Names() const {
+    return Inspect("unzip -P s3cret -tq % >/dev/null && 7z t -bd -ps3cret % >/dev/null") +
+           Inspect(
+               "python3 -c 'import sys, zipfile; "
+               "print(*zipfile.ZipFile(sys.argv[1]).namelist(), sep=\"\\n\")' %");
 }
 
-std::string Names(const MemoryMachine& machine) {
-    const std::string tested =
-        Inspect(machine, "unzip -P s3cret -tq % >/dev/null && 7z t -bd -ps3cret % >/dev/null");
-    return tested + Inspect(machine,
-                            "python3 -c 'import sys, zipfile; "
-                            "print(*zipfile.ZipFile(sys.argv[1]).namelist(), sep=\"\\n\")' %");
-}
-
-void AddFiles(MemoryMachine& machine) {
-    machine.AddFolder(u"C:\\out");
-    machine.AddFile(u"C:\\in\\a.txt", "alpha\r\nbeta\n");
-    machine.AddFile(u"C:\\in\\empty.dat", "");
-    machine.AddFile(u"C:\\in\\hidden.txt", "h", FileAttribute::Hidden);
-    machine.AddFile(u"C:\\in\\sub\\b.txt", "two");
-    machine.AddFile(u"C:\\in\\sub\\deep\\c.txt", "three");
-    machine.AddFile(u"C:\\in\\sub\\\u043F.txt", "four");
-}
-
-}  // namespace bkfd::ArchiveBench
+}  // namespace bkfd

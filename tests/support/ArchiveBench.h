@@ -3,21 +3,30 @@
 #include <string>
 
 #include "common/EngineBench.h"
+#include "support/zip/cZip.h"
 
-/// Archives in the hands of other programs.
-namespace bkfd::ArchiveBench {
+namespace bkfd {
 
-/// Runs a command over the machine's archive C:\out\a.zip, copied to the host as "%"; what it
-/// prints, and its failure as a last line.
-std::string Inspect(const MemoryMachine& machine, std::string command);
-
-/// An archive of a.txt, b.txt and c.txt, each holding its letter, made as the command says.
+/// An archive of a.txt, b.txt and c.txt, each holding its letter, made as the command says of "%".
 Bytes MadeByZip(std::string command);
 
-/// The names in the archive, one a line, behind what unzip and 7z find wrong.
-std::string Names(const MemoryMachine& machine);
+/// A machine with a folder C:\in with something of every kind, an object that packs into
+/// C:\out\a.zip, and other programs that look at this.
+class ArchiveBench : public EngineBench {
+  public:
+    ArchiveBench();
 
-/// A folder with something of every kind.
-void AddFiles(MemoryMachine& machine);
+    void Zip(const std::vector<TextView>& specs);
+    /// What a command prints over a copy of the archive on the host, which it calls "%", with its
+    /// failure as a last line.
+    std::string Inspect(std::string command) const;
+    /// The names in the archive, one a line, behind what unzip and 7z find wrong.
+    std::string Names() const;
 
-}  // namespace bkfd::ArchiveBench
+    cZip zip;
+
+  private:
+    static constexpr TextView kArchive = u"C:\\out\\a.zip";
+};
+
+}  // namespace bkfd

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "common/EngineBench.h"
-#include "services/FileUtil.h"
 #include "services/WideDocument.h"
 #include "support/cl.h"
 
@@ -82,14 +81,12 @@ TEST(ReportDecoder, MalformedInputIsOneError) {
          "error: the posted archive isn't valid base64\n"},
         {"value is no archive", "value=QUJD", "error: the posted value is no archive\n"},
         {"cut archive", "PK\3\4abc", "error: the archive is cut or damaged\n"},
-        {"names stay in the folder", "<?xml version='1.0'?><xml><a.b>1</a.b><a_b>2</a_b></xml>",
-         "a_b=1\na_b-2=2\n"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Listing(DecodeReport(Raw(row.input))), row.listing) << row.label;
     }
-    const auto cut = DecodeReport(Raw("<?xml version='1.0'?><xml><Log>QUJD</Lo"));
-    EXPECT_TRUE(std::holds_alternative<std::string>(cut));
+    EXPECT_TRUE(Listing(DecodeReport(Raw("<?xml version='1.0'?><xml><Log>QUJD</Lo")))
+                    .starts_with("error: "));
     std::string many = "<?xml version='1.0'?><xml>";
     for (int i = 0; i < 1001; ++i) many += "<a/>";
     EXPECT_EQ(Listing(DecodeReport(Raw(many + "</xml>"))), "error: it has too many entries\n");

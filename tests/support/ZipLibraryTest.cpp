@@ -4,12 +4,9 @@
 
 #include "support/ArchiveBench.h"
 #include "support/zip/LineEnds.h"
-#include "support/zip/cZip.h"
 
 namespace bkfd {
 namespace {
-
-using namespace ArchiveBench;
 
 /// The numbers in the options that the library was last given, but those of texts, as "slot=value".
 std::string Slots() {
@@ -158,8 +155,7 @@ TEST(ZipLibrary, TellsHowARunEnded) {
         {.label = "stopped", .result = ZpResult::Cancelled, .callbacks = stopping},
     };
     for (const LibraryRun& run : runs) {
-        EngineBench bench;
-        AddFiles(bench.machine);
+        ArchiveBench bench;
         run.prepare(bench.machine);
         const std::string before = bench.machine.DumpFiles();
         EXPECT_EQ(RunLibrary(run), run.result) << run.label;
@@ -169,16 +165,15 @@ TEST(ZipLibrary, TellsHowARunEnded) {
 }
 
 TEST(ZipLibrary, FreshensWithoutAdding) {
-    EngineBench bench;
-    AddFiles(bench.machine);
+    ArchiveBench bench;
     bench.machine.AddFile(u"C:\\out\\a.zip", MadeByZip("zip -q % a.txt b.txt"));
     EXPECT_EQ(RunLibrary({.label = "",
                           .result = 0,
                           .slot = ZpSlot::Freshen,
                           .names = {"C:\\in\\sub\\b.txt", "C:\\in\\empty.dat"}}),
               ZpResult::Ok);
-    EXPECT_EQ(Names(bench.machine), "a.txt\nb.txt\n");
-    EXPECT_EQ(Inspect(bench.machine, "unzip -p %"), "atwo");
+    EXPECT_EQ(bench.Names(), "a.txt\nb.txt\n");
+    EXPECT_EQ(bench.Inspect("unzip -p %"), "atwo");
 }
 
 TEST(ZipLibrary, ConvertsLineEndsOfTextAlone) {
