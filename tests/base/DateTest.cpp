@@ -8,12 +8,11 @@ namespace bkfd {
 namespace {
 
 TEST(Date, KnownValues) {
-    struct Case {
+    const struct {
         const char* label;
         CivilTime civil;
         Date date;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"day 0", {1899, 12, 30, 0, 0, 0, 0}, 0.0},
         {"noon of day 0", {1899, 12, 30, 12, 0, 0, 0}, 0.5},
         {"the day before, at noon: the fraction counts forwards",
@@ -27,7 +26,7 @@ TEST(Date, KnownValues) {
         {"1 March after no 29 February", {1900, 3, 1, 0, 0, 0, 0}, 61.0},
         {"a moment of a day", {2026, 11, 16, 9, 39, 4, 0}, 46342 + 34744 / 86400.0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         EXPECT_DOUBLE_EQ(ToDate(c.civil), c.date) << c.label;
         EXPECT_EQ(ToCivil(c.date), c.civil) << c.label;
     }
@@ -61,12 +60,11 @@ TEST(Date, RoundsAndRunsOver) {
 }
 
 TEST(Date, Parse) {
-    struct Case {
+    const struct {
         const char* label;
         TextView text;
         bool isDate;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"as formatted", u"2026-11-16 09:39:04", true},
         {"with T", u"2026-11-16T09:39:04", true},
         {"before day 0", u"1601-01-01 23:00:01", true},
@@ -83,7 +81,7 @@ TEST(Date, Parse) {
         {"too long", u"2026-11-16 09:39:041", false},
         {"empty", u"", false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Date date = 7;
         EXPECT_EQ(ParseDate(c.text, date), c.isDate) << c.label;
         Text expected = c.isDate ? Text(c.text) : FormatDate(7);

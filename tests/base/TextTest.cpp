@@ -9,13 +9,12 @@ namespace bkfd {
 namespace {
 
 TEST(Text, Utf8) {
-    struct Case {
+    const struct {
         const char* label;
         std::string_view utf8;
         TextView strict;  // FromUtf8
         TextView wide;    // FromWtf8
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"one to four bytes", "a\u00E9\u20AC\U0001F600", u"a\u00E9\u20AC\U0001F600",
          u"a\u00E9\u20AC\U0001F600"},
         {"embedded NUL", {"a\0b", 3}, {u"a\0b", 3}, {u"a\0b", 3}},
@@ -29,7 +28,7 @@ TEST(Text, Utf8) {
         {"continuation alone", "\x80z", u"\uFFFDz", u"\uFFFDz"},
         {"bytes FE and FF", "\xFE\xFF", u"\uFFFD\uFFFD", u"\uFFFD\uFFFD"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         EXPECT_EQ(FromUtf8(c.utf8), c.strict) << c.label;
         EXPECT_EQ(FromWtf8(c.utf8), c.wide) << c.label;
     }
@@ -72,12 +71,11 @@ TEST(Text, BytesKeepTheirValueAndUpperHalvesAreDropped) {
 }
 
 TEST(Text, LowerCase) {
-    struct Case {
+    const struct {
         const char* label;
         TextView text;
         TextView lower;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"ASCII and its neighbours", u"@AZ[`az{", u"@az[`az{"},
         {"Latin 1 but the multiplication sign", u"\u00C0\u00D6\u00D7\u00D8\u00DE\u00DF",
          u"\u00E0\u00F6\u00D7\u00F8\u00FE\u00DF"},
@@ -88,7 +86,7 @@ TEST(Text, LowerCase) {
         {"full width", u"\uFF21\uFF3A\uFF3B", u"\uFF41\uFF5A\uFF3B"},
         {"surrogate pairs are units", u"\U00010400", u"\U00010400"},
     };
-    for (const Case& c : cases) EXPECT_EQ(ToLower(c.text), c.lower) << c.label;
+    for (const auto& c : cases) EXPECT_EQ(ToLower(c.text), c.lower) << c.label;
     for (std::uint32_t unit = 0; unit < 0x10000; ++unit) {
         const char16_t lower = ToLower(static_cast<char16_t>(unit));
         ASSERT_EQ(ToLower(lower), lower) << ToUtf8(ToHex(unit));
@@ -105,12 +103,11 @@ TEST(Text, Comparison) {
 }
 
 TEST(Text, Positions) {
-    struct Case {
+    const struct {
         const char* label;
         std::size_t found;
         std::size_t expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"first character", Find(u"abcabc", u"a"), 1},
         {"from a start that is itself a hit", Find(u"abcabc", u"a", 4), 4},
         {"from behind the hit", Find(u"abcabc", u"a", 5), 0},
@@ -122,16 +119,15 @@ TEST(Text, Positions) {
         {"last of two", FindLast(u"a\\b\\c", u"\\"), 4},
         {"last of none", FindLast(u"abc", u"\\"), 0},
     };
-    for (const Case& c : cases) EXPECT_EQ(c.found, c.expected) << c.label;
+    for (const auto& c : cases) EXPECT_EQ(c.found, c.expected) << c.label;
 }
 
 TEST(Text, Parts) {
-    struct Case {
+    const struct {
         const char* label;
         Text part;
         TextView expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"left", Left(u"abc", 2), u"ab"},
         {"left beyond the length", Left(u"abc", 9), u"abc"},
         {"right", Right(u"abc", 2), u"bc"},
@@ -154,7 +150,7 @@ TEST(Text, Parts) {
         {"backslash added", WithBackslash(u"C:\\a"), u"C:\\a\\"},
         {"backslash kept", WithBackslash(u"C:\\"), u"C:\\"},
     };
-    for (const Case& c : cases) EXPECT_EQ(c.part, c.expected) << c.label;
+    for (const auto& c : cases) EXPECT_EQ(c.part, c.expected) << c.label;
     EXPECT_THROW(Left(u"abc", -1), RuntimeError);
     EXPECT_THROW(Right(u"abc", -1), RuntimeError);
     EXPECT_THROW(Mid(u"abc", 0), RuntimeError);

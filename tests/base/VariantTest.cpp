@@ -4,31 +4,20 @@
 
 #include <new>
 
-#include "base/RuntimeError.h"
+#include "common/Errors.h"
 
 namespace bkfd {
 namespace {
 
-template <class Function>
-std::int32_t ErrorOf(Function function) {
-    try {
-        function();
-    } catch (...) {
-        return CurrentError().Number();
-    }
-    return 0;
-}
-
 TEST(Variant, Conversions) {
-    struct Case {
+    const struct {
         const char* label;
         Variant value;
         TextView text;
         std::int32_t textError;
         std::int32_t integer;
         std::int32_t integerError;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"empty", {}, u"", 0, 0, 0},
         {"16 bits", std::int16_t{-7}, u"-7", 0, -7, 0},
         {"32 bits", std::int32_t{INT32_MIN}, u"-2147483648", 0, INT32_MIN, 0},
@@ -36,7 +25,7 @@ TEST(Variant, Conversions) {
         {"object", std::make_shared<Object>(), u"", 13, 0, 13},
         {"null object", ObjectRef(), u"", 13, 0, 13},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Text text;
         std::int32_t integer = 0;
         EXPECT_EQ(ErrorOf([&] { text = c.value.AsText(); }), c.textError) << c.label;

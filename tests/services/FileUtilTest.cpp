@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "base/RuntimeError.h"
+#include "common/Errors.h"
 #include "platform/memory/MemoryMachine.h"
 
 namespace bkfd {
@@ -36,12 +36,8 @@ TEST_F(FileUtilTest, AFailedWriteLeavesTheOldFileAlone) {
         Text path;
         std::function<void()> prepare;
     } rows[] = {
+        {"read-only", kFile, [&] { machine_.AddFile(kFile, "old", FileAttribute::ReadOnly); }},
         {"locked", kFile, [&] { machine_.LockFile(kFile); }},
-        {"read-only", kFile,
-         [&] {
-             machine_.UnlockFile(kFile);
-             machine_.AddFile(kFile, "old", FileAttribute::ReadOnly);
-         }},
         {"a folder", u"C:\\Data", [] {}},
         {"no such folder", u"C:\\Nowhere\\a.reg", [] {}},
         {"no name", u"", [] {}},
@@ -50,12 +46,7 @@ TEST_F(FileUtilTest, AFailedWriteLeavesTheOldFileAlone) {
         SCOPED_TRACE(row.label);
         row.prepare();
         const std::string before = machine_.DumpFiles();
-        try {
-            FileUtil::WriteTextFile(row.path, u"new");
-            ADD_FAILURE() << "no error";
-        } catch (const RuntimeError& error) {
-            EXPECT_EQ(error.Number(), static_cast<std::int32_t>(ErrorNumber::PathFileAccess));
-        }
+        EXPECT_EQ(ErrorOf([&] { FileUtil::WriteTextFile(row.path, u"new"); }), 75);
         EXPECT_EQ(machine_.DumpFiles(), before);
         EXPECT_EQ(ToUtf8(FileUtil::ReadTextFile(kFile)), "old");
     }
@@ -64,25 +55,17 @@ TEST_F(FileUtilTest, AFailedWriteLeavesTheOldFileAlone) {
 TEST_F(FileUtilTest, AbsentAndUnreadableAreDifferent) {
     machine_.AddFile(u"C:\\shut", "x");
     machine_.MakeUnreadable(u"C:\\shut");
-    const auto numberOf = [](auto action) {
-        try {
-            action();
-            return 0;
-        } catch (const RuntimeError& error) {
-            return error.Number();
-        }
-    };
     EXPECT_EQ(FileUtil::ReadTextFile(u"C:\\absent"), u"");
     EXPECT_EQ(FileUtil::ReadTextFile(u"C:\\absent\\too"), u"");
-    EXPECT_EQ(numberOf([] { FileUtil::ReadTextFile(u"C:\\shut"); }), 75);
-    EXPECT_EQ(numberOf([] { FileUtil::ReadBinaryFile(u"C:\\shut"); }), 75);
-    EXPECT_EQ(numberOf([] { FileUtil::ReadBinaryFile(u"C:\\absent"); }), 53);
+    EXPECT_EQ(ErrorOf([] { FileUtil::ReadTextFile(u"C:\\shut"); }), 75);
+    EXPECT_EQ(ErrorOf([] { FileUtil::ReadBinaryFile(u"C:\\shut"); }), 75);
+    EXPECT_EQ(ErrorOf([] { FileUtil::ReadBinaryFile(u"C:\\absent"); }), 53);
     EXPECT_TRUE(FileUtil::FileExists(u"c:\\SHUT"));
     EXPECT_FALSE(FileUtil::FileExists(u"C:\\Data"));
     FileUtil::CreateFolder(u"C:\\Data");
     FileUtil::CreateFolder(u"C:\\Data\\New");
-    EXPECT_EQ(numberOf([] { FileUtil::CreateFolder(u"C:\\shut"); }), 75);
-    EXPECT_EQ(numberOf([] { FileUtil::CreateFolder(u"C:\\a\\b"); }), 75);
+    EXPECT_EQ(ErrorOf([] { FileUtil::CreateFolder(u"C:\\shut"); }), 75);
+    EXPECT_EQ(ErrorOf([] { FileUtil::CreateFolder(u"C:\\a\\b"); }), 75);
 }
 
 }  // namespace

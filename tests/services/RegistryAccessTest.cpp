@@ -1,8 +1,8 @@
-#include "base/Utf16Bytes.h"
 #include "services/RegistryAccess.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include "base/Utf16Bytes.h"
 #include "platform/memory/MemoryMachine.h"
 
 namespace bkfd {
@@ -19,21 +19,21 @@ class RegistryAccessTest : public testing::Test {
 
 TEST_F(RegistryAccessTest, ReadsWhateverIsStored) {
     using Type = RegistryType;
-    const Bytes odd{'a', 0, 'b', 0, 'c'};
+    using namespace std::string_view_literals;
     const struct {
         const char* label;
         RegistryValue stored;
         TextView text;
         std::int32_t number;
     } rows[] = {
-        {"text", {Type::String, ToUtf16Bytes(TextView(u"ab\0", 3))}, u"ab", 0},
+        {"text", {Type::String, ToUtf16Bytes(u"ab\0"sv)}, u"ab", 0},
         {"without NUL", {Type::String, ToUtf16Bytes(u"ab")}, u"ab", 0},
-        {"odd byte", {Type::String, odd}, u"ab", 0},
+        {"odd byte", {Type::String, {'a', 0, 'b', 0, 'c'}}, u"ab", 0},
         {"one byte", {Type::String, {'a'}}, u"", 0},
         {"nothing", {Type::String, {}}, u"", 0},
-        {"behind the first NUL", {Type::String, ToUtf16Bytes(TextView(u"ab\0cd\0", 6))}, u"ab", 0},
-        {"unexpanded", {Type::ExpandString, ToUtf16Bytes(TextView(u"%a%\0", 4))}, u"%a%", 0},
-        {"first of many", {Type::MultiString, ToUtf16Bytes(TextView(u"a\0b\0\0", 5))}, u"a", 0},
+        {"behind the first NUL", {Type::String, ToUtf16Bytes(u"ab\0cd\0"sv)}, u"ab", 0},
+        {"unexpanded", {Type::ExpandString, ToUtf16Bytes(u"%a%\0"sv)}, u"%a%", 0},
+        {"first of many", {Type::MultiString, ToUtf16Bytes(u"a\0b\0\0"sv)}, u"a", 0},
         {"binary", {Type::Binary, ToUtf16Bytes(u"ab")}, u"", 0},
         {"number", {Type::Dword, {0xFE, 0xFF, 0xFF, 0xFF}}, u"", -2},
         {"short number", {Type::Dword, {1, 0, 0}}, u"", 0},
@@ -58,19 +58,18 @@ TEST_F(RegistryAccessTest, ReadsWhateverIsStored) {
 }
 
 TEST_F(RegistryAccessTest, DeletesTrees) {
+    const char* const all = "A A\\B A\\B\\1 A\\B\\1\\2 A\\B\\3 A\\Z ";
     const struct {
         const char* label;
         TextView deleted;
         TextView denied;
         bool result;
         const char* left;
-    } rows[] = {
-        {"a tree", u"A\\B", u"", true, "A A\\Z "},
-        {"absent", u"A\\X", u"", false, "A A\\B A\\B\\1 A\\B\\1\\2 A\\B\\3 A\\Z "},
-        {"a child refuses", u"A\\B", u"A\\B\\3", false, "A A\\B A\\B\\3 A\\Z "},
-        {"an empty last name", u"A\\", u"", false, "A A\\B A\\B\\1 A\\B\\1\\2 A\\B\\3 A\\Z "},
-        {"a root", u"", u"", false, "A A\\B A\\B\\1 A\\B\\1\\2 A\\B\\3 A\\Z "},
-    };
+    } rows[] = {{"a tree", u"A\\B", u"", true, "A A\\Z "},
+                {"absent", u"A\\X", u"", false, all},
+                {"a child refuses", u"A\\B", u"A\\B\\3", false, "A A\\B A\\B\\3 A\\Z "},
+                {"an empty last name", u"A\\", u"", false, all},
+                {"a root", u"", u"", false, all}};
     for (const auto& row : rows) {
         MemoryMachine machine(WindowsFamily::NT);
         const InstalledMachine installed(machine);
@@ -79,9 +78,8 @@ TEST_F(RegistryAccessTest, DeletesTrees) {
         if (!row.denied.empty()) machine.DenyWrite(kUser, row.denied);
         EXPECT_EQ(registry_.DeleteKey(kUser, row.deleted), row.result) << row.label;
         std::string left;
-        for (const TextView key : keys) {
+        for (const TextView key : keys)
             if (machine.HasKey(kUser, key)) left += ToUtf8(key) + " ";
-        }
         EXPECT_EQ(left, row.left) << row.label;
     }
 }
@@ -93,16 +91,13 @@ TEST_F(RegistryAccessTest, ExportsWhatItCan) {
     machine_.SetString(kUser, u"Soft\\Hidden", u"x", u"y");
     machine_.DenyRead(kUser, u"Soft\\Hidden");
     const std::string text = ToUtf8(registry_.ExportKey(kUser, u"Soft"));
-    EXPECT_TRUE(
-        text.starts_with("[HKEY_CURRENT_USER\\Soft]\r\n@=\"default\"\r\n"
-                         "\"quo\\\"te\"=\"C:\\\\a\"\r\n\r\n"))
-        << text;
-    EXPECT_NE(text.find("[HKEY_CURRENT_USER\\Soft\\Sub]\r\n\"n\"=dword:000000ff\r\n\r\n"),
-              std::string::npos)
-        << text;
-    EXPECT_NE(text.find("; Values not readable: HKEY_CURRENT_USER\\Soft\\Hidden (error 5)\r\n"),
-              std::string::npos)
-        << text;
+    EXPECT_THAT(text, testing::StartsWith("[HKEY_CURRENT_USER\\Soft]\r\n@=\"default\"\r\n"
+                                          "\"quo\\\"te\"=\"C:\\\\a\"\r\n\r\n"));
+    for (const char* part :
+         {"[HKEY_CURRENT_USER\\Soft\\Sub]\r\n\"n\"=dword:000000ff\r\n\r\n",
+          "; Values not readable: HKEY_CURRENT_USER\\Soft\\Hidden (error 5)\r\n"}) {
+        EXPECT_THAT(text, testing::HasSubstr(part));
+    }
     EXPECT_EQ(ToUtf8(registry_.ExportValue(kUser, u"Soft", u"QUO\"TE")),
               "[HKEY_CURRENT_USER\\Soft]\r\n\"QUO\\\"TE\"=\"C:\\\\a\"\r\n\r\n");
     EXPECT_EQ(registry_.ExportKey(kUser, u"Absent"), u"");
