@@ -19,13 +19,12 @@ std::vector<Text> Sorted(const Result<std::vector<Text>>& names) {
 }
 
 TEST_P(MachineContract, ValuesKeepTypeAndBytes) {
-    struct Row {
+    const struct {
         const char* label;
         TextView name;
         RegistryValue value;
         bool onNTAlone = false;  // the Windows 95 family holds texts in the code page
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"text", u"text", Value(RegistryType::String, {'a', 0, 0, 0})},
         {"default value", u"", Value(RegistryType::String, {'d', 0, 0, 0})},
         {"text without NUL", u"open", Value(RegistryType::String, {'a', 0, 'b', 0}), true},
@@ -42,12 +41,12 @@ TEST_P(MachineContract, ValuesKeepTypeAndBytes) {
         {"name with backslash", u"C:\\a\\b.exe", Value(RegistryType::String, {'c', 0, 0, 0})},
     };
     Registry& registry = machine_.RegistryKeys();
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         ASSERT_EQ(registry.RegSetValueExW(kUser, under_->ScratchKey(), row.name, row.value).code,
                   0u);
     }
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         if (row.onNTAlone && !IsNT()) continue;
         SCOPED_TRACE(row.label);
         const auto read = registry.RegQueryValueExW(kUser, under_->ScratchKey(), row.name);

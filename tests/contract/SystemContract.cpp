@@ -20,11 +20,10 @@ TEST_P(MachineContract, EnvironmentNamesAreExpanded) {
     const Text windows = system.ExpandEnvironmentStringsW(u"%windir%");
     ASSERT_GE(windows.size(), 3u);
     EXPECT_EQ(windows[1], u':');
-    struct Row {
+    const struct {
         TextView text;
         Text expanded;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {u"", u""},
         {u"plain", u"plain"},
         {u"%WinDir%\\x", windows + u"\\x"},
@@ -33,7 +32,7 @@ TEST_P(MachineContract, EnvironmentNamesAreExpanded) {
         {u"50% of %windir%", u"50% of " + windows},
         {u"100%", u"100%"},
     };
-    for (const Row& row : rows)
+    for (const auto& row : rows)
         EXPECT_EQ(ToUtf8(system.ExpandEnvironmentStringsW(row.text)), ToUtf8(row.expanded));
 }
 
