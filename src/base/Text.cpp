@@ -223,6 +223,10 @@ Text ToHex(std::uint32_t number) {
     return digits;
 }
 
+TextView UpToNul(TextView text) {
+    return text.substr(0, text.find(u'\0'));
+}
+
 Text WithBackslash(TextView path) {
     Text result(path);
     if (!path.ends_with(u'\\')) result += u'\\';

@@ -40,6 +40,8 @@ bool EqualsIgnoreCase(TextView a, TextView b);
 /// Negative, zero or positive, comparing the lower-cased units.
 int CompareIgnoreCase(TextView a, TextView b);
 
+/// What stands before the first NUL, where a text given to the system ends; all of a text without.
+TextView UpToNul(TextView text);
 /// Removes blanks (U+0020 only) from both ends.
 Text Trim(TextView text);
 

@@ -16,8 +16,7 @@ Registry& Keys() {
 
 /// What stands before the first NUL, which is what Windows acts on; an odd last byte is left out.
 Text TextBeforeNul(const Bytes& data) {
-    const Text text = FromUtf16Bytes(data);
-    return text.substr(0, text.find(u'\0'));
+    return Text(UpToNul(FromUtf16Bytes(data)));
 }
 
 bool HoldsText(RegistryType type) {

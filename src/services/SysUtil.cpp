@@ -54,10 +54,6 @@ class FileSource : public ByteSource {
     OpenFile& file_;
 };
 
-}  // namespace
-
-namespace {
-
 /// Base64 of a byte a character, piece by piece: a large text isn't in memory once more as bytes.
 Text EncodeBytes(TextView text) {
     constexpr std::size_t kPiece = 3 * 16 * 1024;  // whole groups, without padding

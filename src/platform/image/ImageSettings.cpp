@@ -214,6 +214,12 @@ ImageError KeyError(const std::string& file, const std::string& content, const s
     return {file, line, key, std::move(message)};
 }
 
+bool CanStandBeside(const ProcessRecord& record, const std::vector<ProcessRecord>& processes) {
+    return std::ranges::none_of(processes, [&](const ProcessRecord& other) {
+        return other.id == record.id || (other.self && record.self);
+    });
+}
+
 }  // namespace
 
 std::string ImageError::Describe() const {
@@ -222,16 +228,6 @@ std::string ImageError::Describe() const {
     if (!key.empty()) text += (text.empty() ? "" : ": ") + key;
     return text + (text.empty() ? "" : ": ") + message;
 }
-
-namespace {
-
-bool CanStandBeside(const ProcessRecord& record, const std::vector<ProcessRecord>& processes) {
-    return std::ranges::none_of(processes, [&](const ProcessRecord& other) {
-        return other.id == record.id || (other.self && record.self);
-    });
-}
-
-}  // namespace
 
 bool ProcessesFromJson(const ImageJson& json, std::vector<ProcessRecord>& processes) {
     if (!json.is_array()) return false;

@@ -54,7 +54,7 @@ std::vector<Text> ModelFiles::SearchFolders() const {
 }
 
 Text ModelFiles::Search(TextView name) const {
-    name = name.substr(0, name.find(u'\0'));
+    name = UpToNul(name);
     if (name.empty()) return {};
     const auto found = [this](TextView path) {
         const auto full = FullPath(path);
@@ -78,7 +78,7 @@ SearchPathResult ModelFiles::SearchPathA(std::string_view name, std::span<char> 
 }
 
 std::uint32_t ModelFiles::GetLongPathNameW(TextView path, std::span<char16_t> buffer) {
-    path = path.substr(0, path.find(u'\0'));
+    path = UpToNul(path);
     if (!Find(path).IsOk()) return 0;
     Text longPath;
     std::size_t position = 0;

@@ -8,11 +8,6 @@ namespace {
 
 constexpr TextView kClasses = u"Software\\Classes";
 
-/// A name given to the system ends at its first NUL.
-TextView UpToNul(TextView name) {
-    return name.substr(0, name.find(u'\0'));
-}
-
 }  // namespace
 
 ModelRegistry::ModelRegistry(RegistryTree& tree, bool hasUserClasses, ChangeLog* log)

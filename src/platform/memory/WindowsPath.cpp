@@ -102,7 +102,7 @@ bool MatchesFrom(TextView name, TextView pattern) {
 }  // namespace
 
 Result<Text> Full(TextView path, TextView currentFolder) {
-    path = path.substr(0, path.find(u'\0'));
+    path = UpToNul(path);
     if (path.empty()) return Status{SystemError::PathNotFound};
     Text full;
     if (const auto verbatim = WithoutVerbatimPrefix(path)) {

@@ -10,10 +10,6 @@ constexpr std::uint32_t kSnapProcesses = 2;
 constexpr std::uint32_t kQueryAndRead = 1040;
 constexpr std::uint32_t kProcessRecordSize = 296;
 
-Text UpToNul(const Text& field) {
-    return field.substr(0, field.find(u'\0'));
-}
-
 }  // namespace
 
 RecordingMachine::RecordingMachine(Machine& target)

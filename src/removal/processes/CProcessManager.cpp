@@ -18,7 +18,7 @@ std::shared_ptr<ItemList> CProcessManager::EnumProcsNT() {
 }
 
 void CProcessManager::TrimAtNull(const Text& text, Text& result) {
-    result = CutAtNull(text);
+    result = UpToNul(text);
 }
 
 std::shared_ptr<ItemList> CProcessManager::EnumProcs9x() {

@@ -35,17 +35,13 @@ std::shared_ptr<ItemList> GetProcessTree9x() {
     auto tree = std::make_shared<ItemList>();
     VisitProcesses([&tree](const ProcessEntry& process) {
         ItemNode& node = tree->Add();
-        node.Id = CutAtNull(process.exeFile);
+        node.Id = UpToNul(process.exeFile);
         VisitModules(process.processId, [&node](const Text& exePath) {
-            node.Children().Add().Id = CutAtNull(exePath);
+            node.Children().Add().Id = UpToNul(exePath);
             return true;
         });
     });
     return tree;
-}
-
-Text CutAtNull(const Text& text) {
-    return text.substr(0, text.find(u'\0'));
 }
 
 }  // namespace bkfd

@@ -14,7 +14,4 @@ std::shared_ptr<ItemList> GetProcessTreeNT();
 /// By the calls of the Windows 95 family. The program file is among the modules, blank names too.
 std::shared_ptr<ItemList> GetProcessTree9x();
 
-/// The text up to its first NUL; the whole text when there is none.
-Text CutAtNull(const Text& text);
-
 }  // namespace bkfd
