@@ -70,13 +70,19 @@ has_focus() {
     return 1
 }
 
-# set_clock MINUTES: sets the clock of the program to ten in the morning and that much.
-set_clock() { date -u -d "2026-11-16 10:00 $1 minutes" '+@%Y-%m-%d %H:%M:%S' >"$work/clock"; }
+# advance_clock MINUTES: of the program, which starts at ten in the morning. It never goes back, and
+# the file is never seen half written: Wine counts a pause that is under way by this clock.
+advance_clock() {
+    minutes=$((minutes + $1))
+    date -u -d "2026-11-16 10:00 $minutes minutes" '+@%Y-%m-%d %H:%M:%S' >"$work/clock.new"
+    mv "$work/clock.new" "$work/clock"
+}
 
 # open_support_tab: with a clock that stands in a file. The parasite of the prefix is found at the
 # start; it is left alone.
 open_support_tab() {
-    set_clock 0
+    minutes=0
+    advance_clock 0
     LD_PRELOAD=$(dpkg -L libfaketime | grep libfaketimeMT) FAKETIME_NO_CACHE=1 \
         FAKETIME_TIMESTAMP_FILE="$work/clock" FAKETIME_DONT_FAKE_MONOTONIC=1 start_program
     drive_window answer Brackenfold 40 cancel || return 1
@@ -172,13 +178,12 @@ answered() {
 
 # gives_up: the program does after five minutes by its clock, which goes on by six whenever it hasn't.
 gives_up() {
-    local minutes=0 driver
+    local driver
     drive_window press Brackenfold 60 >"$work/box" &
     driver=$!
-    until ! kill -0 $driver 2>/dev/null || [ $minutes -ge 600 ]; do
-        minutes=$((minutes + 6))
-        set_clock $minutes
-        wait_until 1 grep -q . "$work/box"
+    while kill -0 $driver 2>/dev/null; do
+        advance_clock 6
+        wait_until 5 grep -q . "$work/box"
     done
     wait $driver
     tr -d '\r' <"$work/box" | grep -qxF -- "$not_sent_box" || { cat "$work/box"; return 1; }
