@@ -373,7 +373,7 @@ parasite_in_program() {
     local outcome=0
     echo "$start_page|http://hijack.example/" | set_values
     cp "$build/tests/windows/parasite/parasite_library.dll" "$folder/own.tmp.dll"
-    cp "$build/tests/windows/carry/BKFDCustom.dll" "$install/"
+    cp "$build/tests/windows/component/BKFDCustom.dll" "$install/"
     BKFD_TEST_LIBRARY="$windows_folder\\own.tmp.dll" run_program ok ok <<<"$found_box [OK]
 $terminating_box [OK]" || outcome=1
     log_has 'CProcessManager\.MyTerminateProcess: Process for file .my:' && { echo "it went on"; outcome=1; }

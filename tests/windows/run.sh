@@ -58,9 +58,8 @@ unit_checks() {
 }
 
 if is_asked_for units; then
-    check "component bridge" gtest "$build/tests/platform/win32/platform_win32_test.exe"
+    check "component bridge, version records" gtest "$build/tests/platform/win32/platform_win32_test.exe"
     check "pictures and strings" "$here/check_resources.py" "$build/Brackenfold.exe"
-    check "version records agree with version.dll" run_wine 60 "$build/tests/windows/version_agreement.exe"
 fi
 for family in win10 win98; do
     check "$family: set" set_family $family

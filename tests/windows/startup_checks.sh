@@ -55,8 +55,8 @@ normal_start() {
 
 missing_message="Component 'BKFDCUSTOM.DLL' or one of its dependencies not correctly registered: a file is missing or invalid. Try to reinstall Brackenfold."
 
-# shows_missing_box: the box of the missing component; pressing OK ends the program.
-shows_missing_box() {
+# refuses_to_start: the box of the missing component, its line in the log, and nothing else.
+refuses_to_start() {
     local outcome=0
     start_program
     drive_window press Brackenfold 40 | tr -d '\r' >"$work/box"
@@ -65,22 +65,10 @@ shows_missing_box() {
     cat "$work/box" "$install/BKFD.log"
     grep -qxF -- "$missing_message" "$work/box" || { echo "the box is wrong"; outcome=1; }
     first_lines || { echo "the first lines are wrong"; outcome=1; }
-    [ ! -e "$install/Backup" ] || { echo "something was done"; outcome=1; }
-    return $outcome
-}
-
-# refuses_to_start: the box, its line in the log, and nothing else.
-refuses_to_start() {
-    local outcome=0
-    shows_missing_box || outcome=1
     [ "$(wc -l <"$install/BKFD.log")" -eq 4 ] || { echo "not four lines"; outcome=1; }
     log_has " 4 .*$missing_message" || { echo "no line of level 4"; outcome=1; }
+    [ ! -e "$install/Backup" ] || { echo "something was done"; outcome=1; }
     return $outcome
-}
-
-missing_component() {
-    new_install "$1 missing"
-    refuses_to_start
 }
 
 invalid_component() {
@@ -109,7 +97,7 @@ registered_component() {
 # replaced_logger: the boot line is the last of BKFD.log, all else goes to the other logger.
 replaced_logger() {
     local outcome=0
-    new_install "$1 replaced" "$build/tests/windows/replace/BKFDCustom.dll"
+    new_install "$1 replaced" "$build/tests/windows/component/BKFDCustom.dll"
     BKFD_TEST_LOG="C:\\$1 replaced\\other.log" starts_up || outcome=1
     cat "$install/other.log"
     [ "$(wc -l <"$install/BKFD.log")" -eq 3 ] || { echo "BKFD.log went on"; outcome=1; }
@@ -117,36 +105,9 @@ replaced_logger() {
     return $outcome
 }
 
-# replaced_logger_missing_class: the line of the missing component goes to the other logger too. The
-# object that replaces it is registered, the needed class isn't there.
-replaced_logger_missing_class() {
-    local elsewhere=$drive/"$1 replace" outcome=0
-    mkdir -p "$elsewhere"
-    cp "$build/tests/windows/replace/BKFDCustom.dll" "$elsewhere/"
-    run_wine 30 regsvr32 /s "$elsewhere/BKFDCustom.dll" || { echo "not registered"; return 1; }
-    run_wine 30 reg delete 'HKCR\CLSID\{50117FF6-355B-4DF1-A2D5-F33BBF302521}' /f || return 1
-    new_install "$1 half there"
-    BKFD_TEST_LOG="C:\\$1 half there\\other.log" shows_missing_box || outcome=1
-    run_wine 30 regsvr32 /s /u "$elsewhere/BKFDCustom.dll" || { echo "not unregistered"; outcome=1; }
-    cat "$install/other.log"
-    [ "$(wc -l <"$install/BKFD.log")" -eq 3 ] || { echo "BKFD.log went on"; outcome=1; }
-    [ "$(cat "$install/other.log")" = "4 0 FMain.Form_Initialize: $missing_message" ] || outcome=1
-    return $outcome
-}
-
-# broken_logger: the log goes on, with the one pending error.
-broken_logger() {
-    new_install "$1 broken" "$build/tests/windows/break/BKFDCustom.dll"
-    starts_up || return 1
-    log_has ' 0 .* FMain\.Form_Initialize: ' && log_has 'FMain\.LogTabState: '
-}
-
 startup_checks() {
     check "$1: normal start" normal_start "$1"
-    check "$1: component missing" missing_component "$1"
     check "$1: component is no library" invalid_component "$1"
-    check "$1: component registered elsewhere" registered_component "$1"
+    check "$1: component registered elsewhere, then no more" registered_component "$1"
     check "$1: component replaces the logger" replaced_logger "$1"
-    check "$1: the other logger has the fatal line" replaced_logger_missing_class "$1"
-    check "$1: component leaves no logger" broken_logger "$1"
 }
