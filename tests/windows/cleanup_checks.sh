@@ -12,16 +12,16 @@ dead_helper="$helpers_key\\{B0000000-0000-4000-8000-000000000002}|"
 start_page='HKEY_CURRENT_USER\Software\Microsoft\Internet Explorer\Main|Start Page'
 complete_box="Operation complete successfully. Close all opened documents then press OK button to restart Windows. "
 terminating_box="Operation complete; terminating. Please reboot Windows and restart Brackenfold to see whether no more parasites found. "
-refused_box="REASON. Please restart Windows manually."
+refused_box="... Please restart Windows manually."
 
 # ---------------------------------------------------------------- the hijacked machine
 
-# use_family FAMILY: where its checks have their files.
-use_family() {
+# use_folders FAMILY NAME PARASITES: where the checks that follow have their files.
+use_folders() {
     family=$1
-    install="$drive/$family cleanup"
-    windows_folder="C:\\$family Parasites"
-    folder="$drive/$family Parasites"
+    install="$drive/$1 $2"
+    windows_folder="C:\\$1 $3"
+    folder="$drive/$1 $3"
 }
 
 # settings BEFORE|AFTER: the table's rows of the family as "KEY|NAME|DATA" lines.
@@ -87,16 +87,20 @@ stamp_is() { value_is "$stamp" "$1"; }
 
 # holders_are: the processes that hold a file of the stand-ins' folder, from standard input.
 holders_are() {
-    local expected
-    expected=$(cat)
-    machine_state holders "$(grep -c . <<<"$expected")" 20 "$windows_folder" >"$work/holders"
-    is_same "holders" "$work/holders" <<<"$expected"
+    cat >"$work/expected"
+    wait_until 20 are_holders "$work/expected" || is_same "holders" "$work/holders" <"$work/expected"
 }
+are_holders() {
+    machine_state holders "$windows_folder" >"$work/holders"
+    cmp "$work/holders" "$1"
+}
+
+list_files() { (cd "$folder" && find . -type f -printf '%P\n' | LC_ALL=C sort); }
 
 # files_are: the files in that folder, from standard input.
 files_are() {
-    (cd "$folder" && find . -type f -printf '%P\n' | LC_ALL=C sort) >"$work/files"
-    is_same "files" "$work/files"
+    list_files >"$work/files"
+    LC_ALL=C sort | is_same "files" "$work/files"
 }
 
 stand_in() { (cd "$folder" && exec timeout 180 wine "$@") >/dev/null 2>>"$work/wine.log" & }
@@ -114,35 +118,21 @@ lay_out() {
 }
 
 # A name beyond the code page is for the NT family alone.
-with_cyrillic() { cat; [ "$family" != win10 ] || echo "$1"; }
-
-files_before() {
-    with_cyrillic 'ж32.exe' <<'END'
-AcroIEHelper.ocx
-Helper.dll
-bystander.exe
-host.exe
-load.tmp.exe
-nonamer.exe
-sys32.exe
-web/se.dll
-x.tmp.dll
-END
-}
-
 holders_before() {
-    with_cyrillic 'ж32.exe' <<'END'
+    cat <<'END'
 bystander.exe
 host.exe x.tmp.dll web\se.dll
 load.tmp.exe
 nonamer.exe
 sys32.exe
 END
+    [ "$family" != win10 ] || echo 'ж32.exe'
 }
 
 # hijack: lays out the stand-ins and starts them, and hijacks the registry.
 hijack() {
     lay_out
+    list_files >"$work/files_before"
     new_install "$family cleanup" "$build/BKFDCustom.dll"
     settings BEFORE | set_values || return 1
     stand_in sys32.exe
@@ -155,40 +145,40 @@ hijack() {
 }
 
 nothing_changed() {
-    settings_are BEFORE && files_before | files_are && holders_before | holders_are
+    settings_are BEFORE && files_are <"$work/files_before" && holders_before | holders_are
 }
 
 # ---------------------------------------------------------------- runs of the program
 
-# run_program STEP...: starts it and answers its boxes; standard input expects what they say. It must
-# end by itself then.
+# run_program COMMAND...: starts it and drives it. It must end by itself then.
 run_program() {
     local outcome=0
     rm -f "$install/BKFD.log"
-    start_program >/dev/null
-    run_wine 60 "$build/tests/windows/drive_window.exe" answer Brackenfold 30 "$@" |
-        sed "s/\r//; s/^[A-Z].*\. \(Please restart Windows manually\. \)/REASON. \1/" >"$work/boxes"
+    start_program
+    drive 30 "$@" || { echo "not as driven: $*"; outcome=1; }
     wait_until 20 is_gone || { echo "it still runs"; outcome=1; }
     end_program
-    is_same "boxes" "$work/boxes" || outcome=1
     [ $outcome -eq 0 ] || cat "$install/BKFD.log"
     return $outcome
 }
 
-# in_groups: lines "LEVEL CODE SOURCE: TEXT", those of one source that follow one another sorted: which
-# of several processes comes first is the system's affair.
-in_groups() {
-    awk '{ if ($3 != source) ++group; source = $3; print group "\t" $0 }' |
-        LC_ALL=C sort -k1,1n -k2 | cut -f2-
+# count_of COUNT COMMAND...: the command prints so many lines.
+count_of() {
+    local expected=$1
+    shift
+    [ "$("$@" | wc -l)" -eq "$expected" ] || { echo "not $expected lines: $*"; "$@"; return 1; }
 }
 
-# log_is: what the log tells of detection and removal, from standard input, without times, sizes and
-# hashes, and process identifiers.
-log_is() {
-    tr -d '\r' <"$install/BKFD.log" | cut -d' ' -f3- | grep -v ' FMain\.' |
-        sed "s/([0-9]*, -\?[0-9]*)/(SIZE, HASH)/; s/file '[0-9]*' terminated/file 'ID' terminated/" |
-        in_groups >"$work/log"
-    in_groups | is_same "log" "$work/log"
+# log_has_lines: so many with each text, "COUNT TEXT" a line of standard input, and no others but the
+# main window's.
+log_has_lines() {
+    local count text all=0 outcome=0
+    while read -r count text; do
+        count_of "$count" grep -F -- "$text" "$install/BKFD.log" || outcome=1
+        all=$((all + count))
+    done
+    count_of $all grep -v ' FMain\.' "$install/BKFD.log" || outcome=1
+    return $outcome
 }
 
 # startup_time: the boot as the log's first lines tell it, in days since 30 December 1899.
@@ -214,8 +204,7 @@ stamp_is_this_boot() {
 # name with ".tmp" is on the list too, which no move can find: the second attempt is for it.
 files_after() {
     if [ "$family" = win10 ]; then
-        echo 'parasite_nonamer.exe.parasite'
-        echo 'parasite_ж32.exe.parasite'
+        printf 'parasite_%s.parasite\n' nonamer.exe ж32.exe
     else
         echo 'nonamer.exe'
     fi
@@ -238,114 +227,76 @@ holders_after() {
     [ "$family" = win10 ] || printf 'nonamer.exe\nnonamer.exe\n'
 }
 
-found_by_detection() {
-    local source='5 00000000 CPaDetector.DetectParasites' folder=${windows_folder,,}
-    if [ "$family" = win10 ]; then
-        echo "$source: RunningStartupNonamer found: $folder\\ж32.exe"
-        echo "$source: RunningStartupNonamer found: $folder\\nonamer.exe"
-        echo "$source: Running parasite process: $folder\\sys32.exe"
-        echo "$source: Running parasite process: $folder\\load.tmp.exe"
-    else
-        echo "$source: Running parasite module: $folder\\sys32.exe"
-        echo "$source: Running parasite process: load.tmp.exe"
-        echo "$source: Running parasite module: $folder\\load.tmp.exe"
-    fi
-    echo "$source: Running parasite module: $folder\\x.tmp.dll"
-    echo "$source: Running parasite module: $folder\\web\\se.dll"
-}
-
-# renamed SOURCE FILE...
-renamed() {
-    local source=$1 file
-    shift
-    for file in "$windows_folder\\Helper.dll" "${@/#/${windows_folder,,}\\}"; do
-        echo "5 00000000 CProcessManager.$source: File renamed sucessfullly: '$file', (SIZE, HASH)"
-    done
-}
-
-# ended COUNT
-ended() {
-    for ((i = 0; i < $1; ++i)); do
-        echo "5 00000000 CProcessManager.MyTerminateProcess: Process for file 'ID' terminated successfully. "
-    done
-}
-
-left_for_later() { echo "5 00000000 CProcessManager.RenameParasiteFilesEx: FilesToPostDelete.Count=$1"; }
-
-removal_NT() {
-    local run='HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion\Run'
-    echo "5 00000000 CStartupManager.RemoveItemInfo: Deleted: '$run', 'Cyrillic', '$windows_folder\\ж32.exe'"
-    renamed RenameFileNT ж32.exe nonamer.exe sys32.exe load.tmp.exe x.tmp.dll 'web\se.dll'
-    left_for_later 0
-    ended 5
-}
-
-# The bare name fails twice, the second time behind the end of all holders.
-removal_9x() {
-    local failed="5 00000000 CProcessManager.RenameFile9x: Failed to rename file 'load.tmp.exe', (SIZE, HASH). File not found.(2)
-5 00000000 CProcessManager.RenameFile9x: Encoded file name: bABvAGEAZAAuAHQAbQBwAC4AZQB4AGUA"
-    renamed RenameFile9x sys32.exe load.tmp.exe x.tmp.dll 'web\se.dll'
-    echo "$failed"
-    left_for_later 1
-    ended 3
-    echo "$failed"
-}
-
+# Detection runs twice, at the start and at the cleanup's. The bare name fails twice, the second time
+# behind the end of all holders.
 log_of_cleanup() {
-    found_by_detection
-    echo '5 00000000 CPaRemover.Check: True'
-    echo '5 00000000 CPaRemover.CleanUp: CleanUp started'
-    found_by_detection
-    echo '5 00000000 : Deleting BHO({B0000000-0000-4000-8000-000000000001})'
-    echo '5 00000000 : Deleting BHO({B0000000-0000-4000-8000-000000000002})'
-    if [ "$family" = win10 ]; then removal_NT; else removal_9x; fi
-    echo '5 00000000 CPaRemover.RestoreConfigurationSettings: Restoring all configuration settings'
+    local found=${windows_folder,,}
+    cat <<'END'
+1 5 00000000 CPaRemover.Check: True
+1 5 00000000 CPaRemover.CleanUp: CleanUp started
+1 5 00000000 : Deleting BHO({B0000000-0000-4000-8000-000000000001})
+1 5 00000000 : Deleting BHO({B0000000-0000-4000-8000-000000000002})
+1 5 00000000 CPaRemover.RestoreConfigurationSettings: Restoring all configuration settings
+END
+    [ "$family" != win10 ] || cat <<END
+2 5 00000000 CPaDetector.DetectParasites: RunningStartupNonamer found: $found\\ж32.exe
+2 5 00000000 CPaDetector.DetectParasites: RunningStartupNonamer found: $found\\nonamer.exe
+4 5 00000000 CPaDetector.DetectParasites: Running parasite process: $found\\
+4 5 00000000 CPaDetector.DetectParasites: Running parasite module: $found\\
+1 5 00000000 CStartupManager.RemoveItemInfo: Deleted: 'HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run', 'Cyrillic', '$windows_folder\\ж32.exe'
+7 5 00000000 CProcessManager.RenameFileNT: File renamed sucessfullly: '
+1 5 00000000 CProcessManager.RenameParasiteFilesEx: FilesToPostDelete.Count=0
+5 ' terminated successfully.
+END
+    [ "$family" != win98 ] || cat <<END
+2 5 00000000 CPaDetector.DetectParasites: Running parasite process: load.tmp.exe
+8 5 00000000 CPaDetector.DetectParasites: Running parasite module: $found\\
+5 5 00000000 CProcessManager.RenameFile9x: File renamed sucessfullly: '
+2 5 00000000 CProcessManager.RenameFile9x: Failed to rename file 'load.tmp.exe', (
+2 5 00000000 CProcessManager.RenameFile9x: Encoded file name: bABvAGEAZAAuAHQAbQBwAC4AZQB4AGUA
+1 5 00000000 CProcessManager.RenameParasiteFilesEx: FilesToPostDelete.Count=1
+3 ' terminated successfully.
+END
 }
 
 # ---------------------------------------------------------------- the checks, in their order
 
 cancelled_offer() {
-    run_program cancel close <<<"$found_box [Cancel]
-[window closed]" && nothing_changed && stamp_is '(none)'
+    run_program "cancel $found_box" close && nothing_changed && stamp_is '(none)'
 }
 
 # Parasites that outlived a cleanup and a restart: no offer, and the stamp stays.
 parasites_after_restart() {
     set_stamp $stamp_of_another_boot
-    run_program close <<<'[window closed]' && nothing_changed && stamp_is $stamp_of_another_boot
+    run_program close && nothing_changed && stamp_is $stamp_of_another_boot
 }
 
 whole_cleanup() {
     local outcome=0
     set_stamp '(none)'
-    run_program ok ok <<<"$found_box [OK]
-$complete_box [OK]" || return 1
-    log_of_cleanup | log_is || outcome=1
+    run_program "ok $found_box" "ok $complete_box" || return 1
+    log_of_cleanup | log_has_lines || outcome=1
     stamp_is_this_boot || { echo "not this boot"; outcome=1; }
     settings_are AFTER || outcome=1
-    files_after | LC_ALL=C sort | files_are || outcome=1
+    files_after | files_are || outcome=1
     holders_after | holders_are || outcome=1
     return $outcome
 }
 
 # As far as the boot tells the restart didn't happen. Cancel drops the stamp; no start asks again.
 put_off_restart() {
-    run_program cancel close <<<"$restart_box [Cancel]
-[window closed]" && stamp_is '(none)' && run_program close <<<'[window closed]'
+    run_program "cancel $restart_box" close && stamp_is '(none)' && run_program close
 }
 
 # A parasite that came behind the cleanup: Cancel leaves it and drops the stamp.
 parasites_of_same_boot() {
     { echo "$dead_helper|Dead helper"; echo "$stamp|$(cat "$work/stamp")"; } | set_values
-    run_program cancel close <<<"$found_box [Cancel]
-[window closed]" && stamp_is '(none)' && value_is "$dead_helper" 'Dead helper'
+    run_program "cancel $found_box" close && stamp_is '(none)' && value_is "$dead_helper" 'Dead helper'
 }
 
 # The helper object of the check before is still there.
 cleanup_without_restart() {
-    run_program ok cancel close <<<"$found_box [OK]
-$complete_box [Cancel]
-[window closed]" && stamp_is '(none)' && value_is "$dead_helper" '(none)'
+    run_program "ok $found_box" "cancel $complete_box" close && stamp_is '(none)' && value_is "$dead_helper" '(none)'
 }
 
 # The system can't start the program that would end the session.
@@ -354,8 +305,7 @@ refused_restart() {
     set_stamp "$(cat "$work/stamp")"
     mv "$ender" "$work/ender"
     echo "no program" >"$ender"
-    run_program ok ok <<<"$restart_box [OK]
-$refused_box [OK]" || outcome=1
+    run_program "ok $restart_box" "ok $refused_box" || outcome=1
     mv "$work/ender" "$ender"
     [ "$(grep -c ' 0 00000000 CPaRemover\.Perform: .*\. Please restart Windows manually\.' "$install/BKFD.log")" -eq 1 ] ||
         { echo "not told once"; outcome=1; }
@@ -365,7 +315,7 @@ $refused_box [OK]" || outcome=1
 
 clean_after_restart() {
     set_stamp $stamp_of_another_boot
-    run_program close <<<'[window closed]' && stamp_is '(none)'
+    run_program close && stamp_is '(none)'
 }
 
 # A parasite in the program's own process: it ends itself, and repairs no settings.
@@ -374,29 +324,24 @@ parasite_in_program() {
     echo "$start_page|http://hijack.example/" | set_values
     cp "$build/tests/windows/parasite/parasite_library.dll" "$folder/own.tmp.dll"
     cp "$build/tests/windows/component/BKFDCustom.dll" "$install/"
-    BKFD_TEST_LIBRARY="$windows_folder\\own.tmp.dll" run_program ok ok <<<"$found_box [OK]
-$terminating_box [OK]" || outcome=1
+    BKFD_TEST_LIBRARY="$windows_folder\\own.tmp.dll" run_program "ok $found_box" "ok $terminating_box" ||
+        outcome=1
     log_has 'CProcessManager\.MyTerminateProcess: Process for file .my:' && { echo "it went on"; outcome=1; }
     [ -e "$folder/parasite_own.tmp.dll.parasite" ] || { echo "not renamed"; outcome=1; }
     value_is "$start_page" 'http://hijack.example/' && stamp_is '(none)' || outcome=1
     return $outcome
 }
 
-# cleanup_check FAMILY NAME COMMAND
-cleanup_check() {
-    use_family "$1"
-    check "$1: $2" "$3"
-}
-
 cleanup_checks() {
-    cleanup_check "$1" "hijack" hijack
-    cleanup_check "$1" "parasites; cancelled" cancelled_offer
-    cleanup_check "$1" "parasites, stamp of another boot" parasites_after_restart
-    cleanup_check "$1" "parasites; cleaned up, restarted" whole_cleanup
-    cleanup_check "$1" "stamp of the same boot; restart put off" put_off_restart
-    cleanup_check "$1" "parasites, stamp of the same boot; cancelled" parasites_of_same_boot
-    cleanup_check "$1" "parasites; cleaned up, restart put off" cleanup_without_restart
-    cleanup_check "$1" "stamp of the same boot; restart refused" refused_restart
-    cleanup_check "$1" "stamp of another boot" clean_after_restart
-    cleanup_check "$1" "parasite in the program's process" parasite_in_program
+    use_folders "$1" cleanup Parasites
+    check "$1: hijack" hijack
+    check "$1: parasites; cancelled" cancelled_offer
+    check "$1: parasites, stamp of another boot" parasites_after_restart
+    check "$1: parasites; cleaned up, restarted" whole_cleanup
+    check "$1: stamp of the same boot; restart put off" put_off_restart
+    check "$1: parasites, stamp of the same boot; cancelled" parasites_of_same_boot
+    check "$1: parasites; cleaned up, restart put off" cleanup_without_restart
+    check "$1: stamp of the same boot; restart refused" refused_restart
+    check "$1: stamp of another boot" clean_after_restart
+    check "$1: parasite in the program's process" parasite_in_program
 }

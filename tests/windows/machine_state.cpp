@@ -1,6 +1,5 @@
-// machine_state holders COUNT SECONDS FOLDER: waits until COUNT processes have a file of the folder
-// loaded, as their program or as a module, and prints these files, a line a process. Ends with 1
-// when their number isn't COUNT in time.
+// machine_state holders FOLDER: prints the files of the folder that processes have loaded, as their
+// program or as a module, a line a process, sorted.
 // machine_state values FILE: prints the registry values that the file names, "KEY|NAME" a line, as
 // "KEY|NAME|DATA" lines; the data of a value that isn't there is "(none)".
 // All texts are UTF-8.
@@ -43,31 +42,21 @@ std::wstring FilesIn(const std::wstring& folder, DWORD processId) {
     return line;
 }
 
-std::vector<std::wstring> Holders(const std::wstring& folder) {
+int PrintHolders(const std::string& folder) {
+    const std::wstring prefix = LowerCase(FromUtf8(folder)) + L"\\";
     std::vector<std::wstring> lines;
     const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     PROCESSENTRY32W process = {};
     process.dwSize = sizeof(process);
     for (BOOL more = ::Process32FirstW(snapshot, &process); more != 0;
          more = ::Process32NextW(snapshot, &process)) {
-        std::wstring line = FilesIn(folder, process.th32ProcessID);
+        std::wstring line = FilesIn(prefix, process.th32ProcessID);
         if (!line.empty()) lines.push_back(std::move(line));
     }
     ::CloseHandle(snapshot);
     std::sort(lines.begin(), lines.end());
-    return lines;
-}
-
-int PrintHolders(std::size_t count, DWORD seconds, const std::string& folder) {
-    const std::wstring prefix = LowerCase(FromUtf8(folder)) + L"\\";
-    const DWORD start = ::GetTickCount();
-    std::vector<std::wstring> lines = Holders(prefix);
-    while (lines.size() != count && ::GetTickCount() - start <= seconds * 1000) {
-        ::Sleep(50);
-        lines = Holders(prefix);
-    }
     for (const std::wstring& line : lines) std::puts(ToUtf8(line).c_str());
-    return lines.size() == count ? 0 : 1;
+    return 0;
 }
 
 // ---------------------------------------------------------------- registry
@@ -133,10 +122,7 @@ int PrintValues(const char* file) {
 
 int main(int count, char** arguments) {
     const std::string command = count > 1 ? arguments[1] : "";
-    if (command == "holders" && count == 5) {
-        return PrintHolders(static_cast<std::size_t>(std::atoi(arguments[2])),
-                            static_cast<DWORD>(std::atoi(arguments[3])), arguments[4]);
-    }
+    if (command == "holders" && count == 3) return PrintHolders(arguments[2]);
     if (command == "values" && count == 3) return PrintValues(arguments[2]);
     return 2;
 }

@@ -1,24 +1,32 @@
-// walk_windows SECONDS: acts on the windows of another program, as told by lines of standard input,
-// and answers each with the lines that it has to tell and a last one, ". ok" or ". failed". Each
-// command waits until it can be done, at most for that long. All texts are UTF-8; "¶" in
-// arguments and answers is a line end.
+// walk_windows SECONDS [COMMAND...]: acts on the windows of the program. Each command waits until
+// it can be done, at most for that long. Without commands they are lines of standard input, each
+// answered with ". ok" or ". failed". With commands the splash window is clicked away, and the
+// first that fails ends this program with 1. What a failed one found instead is printed before. All
+// texts are UTF-8; "¶" is a line end.
 //
 //   splash             waits for the window without a title bar
-//   click-splash       clicks it
+//   click-splash       waits for it and clicks it
 //   no-splash          waits until it has gone
-//   window TITLE       waits for the window that takes input; what follows acts on it
+//   window TITLE       waits for that window; what follows acts on it while it is there, and on the
+//                      main window else
 //   other TITLE        the same for another window than the one before
 //   gone TITLE         waits until no such window is there
-//   box                waits for a message box and prints its text
-//   ok, cancel         prints a box's text, presses the button, waits until it has gone
-//   content            prints what the window shows: "tab N" and then the lines of "label",
-//                      "button", "edit", "row" (of a list view) and "line" (of a list box)
-//   shows LINE         waits until the content has that line, else prints the content
+//   ready              waits until the window takes keys
+//   box [TEXT]         waits for a message box, which must have that text; prints it if none is
+//   named ok [TEXT], cancel [TEXT]  the same, then presses the button and waits until the box has
+//   gone;
+//                      "..." and the end of the text is enough
+//   shows LINE         waits until the window shows it: "tab N", "label TEXT", "button TEXT", "edit
+//                      TEXT", "row CELL | CELL" of a list view and "line TEXT" of a list box, with
+//                      a
+//                      ">" behind "row" or "line" of the selected one
+//   rows N             waits until it shows that many rows
 //   press CAPTION      presses a button
 //   row N              goes to a row of the list by keys
 //   tab N              chooses a tab
 //   type TEXT          replaces the text of the box that can be edited
-//   close              asks the window to close
+//   close              closes the window
+//   try-close          asks it to close, also while it takes no input
 //   close-folder NAME  waits for the shell's window of a folder and closes it
 //   clipboard TEXT     puts a text on the clipboard; without TEXT, something that is no text
 //   quit               ends this program
@@ -43,6 +51,7 @@ namespace {
 constexpr wchar_t kLineEnd = L'\u00B6';
 
 DWORD limit = 0;  // of each command, in milliseconds
+bool clicksSplash = false;
 
 std::wstring Without(std::wstring text, wchar_t dropped) {
     text.erase(std::remove(text.begin(), text.end(), dropped), text.end());
@@ -52,17 +61,7 @@ std::wstring Without(std::wstring text, wchar_t dropped) {
 using Lines = std::vector<std::wstring>;
 
 void Tell(const std::wstring& line) {
-    std::cout << ToUtf8(line) << '\n';
-}
-
-/// Asks until it is so or the time is over.
-bool Await(const std::function<bool()>& isSo) {
-    const DWORD start = ::GetTickCount();
-    while (!isSo()) {
-        if (::GetTickCount() - start > limit) return false;
-        ::Sleep(10);
-    }
-    return true;
+    std::cout << ToUtf8(line) << std::endl;  // a restart may end this program too
 }
 
 // ---------------------------------------------------------------- windows
@@ -113,10 +112,29 @@ HWND FindSplash() {
     return FindTop([](HWND window) { return IsForm(window) && !HasStyle(window, WS_CAPTION); });
 }
 
-HWND FindForm(const std::wstring& title) {
+HWND FindForm(const std::wstring& title, HWND butNot = nullptr) {
     return FindTop([&](HWND window) {
-        return IsForm(window) && HasStyle(window, WS_CAPTION) && TextOf(window) == title;
+        return window != butNot && IsForm(window) && HasStyle(window, WS_CAPTION) &&
+               TextOf(window) == title;
     });
+}
+
+void PostClick(HWND splash) {
+    const HWND picture = ::GetWindow(splash, GW_CHILD);
+    if (picture == nullptr) return;
+    ::PostMessageW(picture, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
+    ::PostMessageW(picture, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
+}
+
+/// Asks until it is so or the time is over.
+bool Await(const std::function<bool()>& isSo) {
+    const DWORD start = ::GetTickCount();
+    while (!isSo()) {
+        if (::GetTickCount() - start > limit) return false;
+        if (clicksSplash) PostClick(FindSplash());
+        ::Sleep(10);
+    }
+    return true;
 }
 
 HWND target = nullptr;
@@ -237,10 +255,6 @@ Lines Content() {
     return lines;
 }
 
-void Tell(const Lines& lines) {
-    for (const std::wstring& line : lines) Tell(line);
-}
-
 // ---------------------------------------------------------------- commands
 
 using Argument = const std::wstring&;
@@ -250,93 +264,111 @@ bool AwaitSplash(Argument) {
 }
 
 bool ClickSplash(Argument) {
-    const HWND picture = ::GetWindow(FindSplash(), GW_CHILD);
-    ::PostMessageW(picture, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
-    return ::PostMessageW(picture, WM_LBUTTONUP, 0, MAKELPARAM(5, 5)) != 0;
+    if (!AwaitSplash({})) return false;
+    PostClick(FindSplash());
+    return true;
 }
 
 bool AwaitNoSplash(Argument) {
     return Await([] { return FindSplash() == nullptr; });
 }
 
-bool TargetHasKeys() {
-    GUITHREADINFO info = {};
-    info.cbSize = sizeof info;
-    const DWORD thread = ::GetWindowThreadProcessId(target, nullptr);
-    return ::GetGUIThreadInfo(thread, &info) != 0 && info.hwndActive == target &&
-           ::GetForegroundWindow() == target;
-}
-
-bool AwaitTarget(Argument title, HWND butNot) {
-    const auto isThere = [&] {
-        target = FindTop([&](HWND window) {
-            return window != butNot && IsForm(window) && TextOf(window) == title;
-        });
-        return target != nullptr && HasStyle(target, WS_CAPTION) && ::IsWindowEnabled(target) != 0;
-    };
-    return Await(isThere) && ::SetForegroundWindow(target) != 0 && Await(TargetHasKeys);
+bool AwaitOther(Argument title, HWND butNot) {
+    return Await([&] {
+        const HWND found = FindForm(title, butNot);
+        if (found != nullptr) target = found;
+        return found != nullptr && ::IsWindowEnabled(found) != 0;
+    });
 }
 
 bool AwaitWindow(Argument title) {
-    return AwaitTarget(title, nullptr);
+    return AwaitOther(title, nullptr);
 }
 
 bool AwaitOther(Argument title) {
-    return AwaitTarget(title, target);
+    return AwaitOther(title, target);
+}
+
+/// The window that the commands act on takes input.
+bool AwaitTarget() {
+    return ::IsWindowVisible(target) == 0 ? AwaitWindow(L"Brackenfold")
+                                          : Await([] { return ::IsWindowEnabled(target) != 0; });
+}
+
+bool AwaitKeys(Argument) {
+    return ::SetForegroundWindow(target) != 0 && Await([] {
+               GUITHREADINFO info = {};
+               info.cbSize = sizeof info;
+               const DWORD thread = ::GetWindowThreadProcessId(target, nullptr);
+               return ::GetGUIThreadInfo(thread, &info) != 0 && info.hwndActive == target &&
+                      ::GetForegroundWindow() == target;
+           });
 }
 
 bool AwaitGone(Argument title) {
     return Await([&] { return FindForm(title) == nullptr; });
 }
 
-HWND AwaitBox() {
+bool IsText(const std::wstring& text, Argument wanted) {
+    if (wanted.substr(0, 3) != L"...") return text == wanted;
+    const std::size_t length = std::min(wanted.size() - 3, text.size());
+    return text.substr(text.size() - length) == wanted.substr(3);
+}
+
+/// A box with that text; null, and what it says instead is told, when it isn't there.
+HWND AwaitBox(Argument wanted) {
     HWND box = nullptr;
     const auto isThere = [&] {
         box = FindTop(IsBox);
         return box != nullptr && ::GetDlgItem(box, IDOK) != nullptr;
     };
-    return Await(isThere) ? box : nullptr;
+    if (!Await(isThere)) return nullptr;
+    const HWND first = ::FindWindowExW(box, nullptr, L"Static", nullptr);  // the icon or the text
+    const HWND second = ::FindWindowExW(box, first, L"Static", nullptr);
+    const std::wstring text = TextOf(second != nullptr ? second : first);
+    const bool isWanted = wanted.empty() || IsText(text, wanted);
+    if (wanted.empty() || !isWanted) Tell(text);
+    return isWanted ? box : nullptr;
 }
 
-bool TellBox(Argument) {
-    const HWND box = AwaitBox();
-    if (box == nullptr) return false;
-    const HWND label =
-        ::FindWindowExW(box, ::FindWindowExW(box, nullptr, L"Static", nullptr), L"Static", nullptr);
-    Tell(TextOf(label != nullptr ? label : ::FindWindowExW(box, nullptr, L"Static", nullptr)));
-    return true;
+bool CheckBox(Argument text) {
+    return AwaitBox(text) != nullptr;
 }
 
-bool PressInBox(int button) {
-    if (!TellBox({})) return false;
-    const HWND box = AwaitBox();
+bool PressInBox(Argument text, int button) {
+    const HWND box = AwaitBox(text);
     const HWND pressed = ::GetDlgItem(box, button);
     if (pressed == nullptr) return false;
     ::PostMessageW(pressed, BM_CLICK, 0, 0);
     return Await([&] { return ::IsWindow(box) == 0; });
 }
 
-bool PressOk(Argument) {
-    return PressInBox(IDOK);
+bool PressOk(Argument text) {
+    return PressInBox(text, IDOK);
 }
 
-bool PressCancel(Argument) {
-    return PressInBox(IDCANCEL);
+bool PressCancel(Argument text) {
+    return PressInBox(text, IDCANCEL);
 }
 
-bool Shows(Argument line) {
-    const auto isShown = [&] {
-        const Lines lines = Content();
-        return std::find(lines.begin(), lines.end(), line) != lines.end();
-    };
-    if (Await(isShown)) return true;
-    Tell(Content());
+bool AwaitContent(const std::function<bool(const Lines&)>& isWanted) {
+    if (Await([&] { return isWanted(Content()); })) return true;
+    for (const std::wstring& line : Content()) Tell(line);
     return false;
 }
 
-bool TellContent(Argument) {
-    Tell(Content());
-    return true;
+bool Shows(Argument line) {
+    return AwaitContent([&](const Lines& lines) {
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
+    });
+}
+
+bool ShowsRows(Argument number) {
+    return AwaitContent([&](const Lines& lines) {
+        return std::stoi(number) == std::count_if(lines.begin(), lines.end(), [](Argument line) {
+                   return line.substr(0, 3) == L"row";
+               });
+    });
 }
 
 bool PressButton(Argument caption) {
@@ -378,21 +410,26 @@ bool TypeText(Argument text) {
     return true;
 }
 
-/// The shell's window of a folder.
-bool CloseFolder(Argument name) {
-    const auto find = [&] {
-        return FindTop([&](HWND window) {
-            return !IsForm(window) && HasStyle(window, WS_CAPTION) && TextOf(window) == name;
-        });
-    };
-    if (!Await([&] { return find() != nullptr; })) return false;
-    const HWND folder = find();
-    ::PostMessageW(folder, WM_CLOSE, 0, 0);
-    return Await([&] { return ::IsWindow(folder) == 0; });
+bool TryClose(Argument) {
+    return ::PostMessageW(target, WM_CLOSE, 0, 0) != 0;
 }
 
 bool Close(Argument) {
-    return ::PostMessageW(target, WM_CLOSE, 0, 0) != 0;
+    const HWND window = target;
+    return TryClose({}) && Await([&] { return ::IsWindow(window) == 0; });
+}
+
+/// The shell's window of a folder.
+bool CloseFolder(Argument name) {
+    HWND folder = nullptr;
+    const auto isThere = [&] {
+        folder = FindTop([&](HWND window) {
+            return !IsForm(window) && HasStyle(window, WS_CAPTION) && TextOf(window) == name;
+        });
+        return folder != nullptr;
+    };
+    return Await(isThere) && ::PostMessageW(folder, WM_CLOSE, 0, 0) != 0 &&
+           Await([&] { return ::IsWindow(folder) == 0; });
 }
 
 bool FillClipboard(Argument text) {
@@ -411,6 +448,7 @@ bool FillClipboard(Argument text) {
 struct Command {
     const wchar_t* name;
     bool (*run)(Argument);
+    bool needsTarget = false;
 };
 constexpr Command kCommands[] = {
     {L"splash", AwaitSplash},
@@ -419,42 +457,44 @@ constexpr Command kCommands[] = {
     {L"window", AwaitWindow},
     {L"other", AwaitOther},
     {L"gone", AwaitGone},
-    {L"box", TellBox},
+    {L"ready", AwaitKeys, true},
+    {L"box", CheckBox},
     {L"ok", PressOk},
     {L"cancel", PressCancel},
-    {L"shows", Shows},
-    {L"content", TellContent},
-
-    {L"press", PressButton},
-    {L"row", GoToRow},
-    {L"tab", ChooseTab},
-    {L"type", TypeText},
-    {L"close", Close},
+    {L"shows", Shows, true},
+    {L"rows", ShowsRows, true},
+    {L"press", PressButton, true},
+    {L"row", GoToRow, true},
+    {L"tab", ChooseTab, true},
+    {L"type", TypeText, true},
+    {L"close", Close, true},
+    {L"try-close", TryClose},
     {L"close-folder", CloseFolder},
     {L"clipboard", FillClipboard},
 };
 
-bool Run(const std::wstring& line) {
-    const std::size_t end = std::min(line.find(L' '), line.size());
-    const std::wstring argument = line.substr(std::min(end + 1, line.size()));
-    for (const Command& command : kCommands) {
-        if (line.substr(0, end) == command.name) return command.run(argument);
-    }
-    Tell(L"no such command");
-    return false;
+bool Run(const std::string& line) {
+    const std::wstring command = FromUtf8(line);
+    const std::size_t end = std::min(command.find(L' '), command.size());
+    const auto* const known =
+        std::find_if(std::begin(kCommands), std::end(kCommands),
+                     [&](const Command& each) { return command.substr(0, end) == each.name; });
+    return known != std::end(kCommands) && (!known->needsTarget || AwaitTarget()) &&
+           known->run(command.substr(std::min(end + 1, command.size())));
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count != 2) return 2;
+    if (count < 2) return 2;
     limit = static_cast<DWORD>(std::atoi(arguments[1])) * 1000;
     ::_setmode(_fileno(stdin), _O_BINARY);
     ::_setmode(_fileno(stdout), _O_BINARY);
+    clicksSplash = count > 2;
+    if (clicksSplash) return std::all_of(arguments + 2, arguments + count, Run) ? 0 : 1;
     std::string line;
     while (std::getline(std::cin, line) && line != "quit") {
-        const bool isDone = Run(FromUtf8(line));
-        std::cout << (isDone ? ". ok" : ". failed") << std::endl;
+        std::cout << (Run(line) ? ". ok" : ". failed") << std::endl;
     }
     return 0;
 }
