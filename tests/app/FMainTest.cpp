@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "StartedProgram.h"
-#include "platform/RootNames.h"
+#include "common/BrowserKeys.h"
 #include "ui/Describe.h"
 #include "ui/Keys.h"
 
@@ -10,19 +10,11 @@ namespace {
 
 using enum MessageResult;
 
-constexpr char16_t kHelperObjects[] =
-    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\";
 constexpr char kQuestion[] = "49 Are you sure you want to start automatic parasite cleanup?\n";
 const std::string kStateEntry =
     "5 FMain.LogTabState: Setting: OK, 'User's style sheet is enabled', 'No'\n";
 
-void AddHelperObject(MemoryMachine& machine, TextView name) {
-    machine.SetString(HKLM, Text(kHelperObjects) + u"{11111111-1111-1111-1111-111111111111}", u"",
-                      name);
-    machine.SetString(RegistryRoot::ClassesRoot,
-                      u"CLSID\\{11111111-1111-1111-1111-111111111111}\\InProcServer32", u"",
-                      u"C:\\pcshared\\nmiehelp.dll");
-}
+constexpr char16_t kSparedFile[] = u"C:\\pcshared\\nmiehelp.dll";
 
 /// The selected tab and the panels that are visible, such as "2 ucBHO1".
 std::string TabState(StartedProgram& program) {
@@ -35,7 +27,7 @@ std::string TabState(StartedProgram& program) {
 
 TEST(FMain, IsShownAfterTheStartUpAndDescribesTheMachine) {
     StartedProgram program;
-    AddHelperObject(program.machine, u"It's & 'it'");
+    AddHelperObject(program.machine, kFirstClsid, u"It's & 'it'", kSparedFile);
     FMain& main = program.Start();
     EXPECT_EQ(program.log->text,
               "5 CPaRemover.Check: False\n"
@@ -104,10 +96,8 @@ TEST(FMain, RefreshesTheHiddenLists) {
     StartedProgram program;
     FMain& main = program.Start();
     for (const bool byKey : {true, false}) {
-        AddHelperObject(program.machine, byKey ? u"first" : u"second");
-        program.machine.SetDword(RegistryRoot::CurrentUser,
-                                 u"Software\\Microsoft\\Internet Explorer\\Styles",
-                                 u"Use My Stylesheet", byKey ? 1 : 0);
+        AddHelperObject(program.machine, kFirstClsid, byKey ? u"first" : u"second", kSparedFile);
+        program.machine.SetDword(HKCU, kStylesKey, u"Use My Stylesheet", byKey ? 1 : 0);
         if (byKey) {
             main.PressKey(Key::F5);
         } else {
@@ -136,7 +126,7 @@ TEST(FMain, F12AndTheSupportPictureAskForTheCleanUp) {
     program.Find<TabStrip>(u"ts").UserSelect(4);
     program.toolkit.Answer({Ok, Cancel});
     program.Find<Panel>(u"ucSupport1").FindControl(u"Image1")->DoubleClick();
-    EXPECT_EQ(Messages(program.toolkit),
+    EXPECT_EQ(program.Messages(),
               std::string(kQuestion) + kQuestion +
                   "65 Operation complete successfully. Close all opened documents then press OK "
                   "button to restart Windows. \n");
@@ -176,7 +166,7 @@ TEST(FMain, MenusDoTheirWork) {
     program.Choose(u"mnuVisitWebsite");
     program.Choose(u"mnuRestoreDisabledFiles");
     EXPECT_EQ(program.Window(u"FRestoreFiles"), nullptr);
-    EXPECT_EQ(Messages(program.toolkit),
+    EXPECT_EQ(program.Messages(),
               "64 Backup complete successfully.\n"
               "64 Windows Explorer window will be opened now. Double click on backup file to "
               "restore. \n"
@@ -193,10 +183,7 @@ TEST(FMain, OpensItsToolsModallyAndUnloadsThem) {
     StartedProgram program;
     FMain& main = program.Start();
     program.machine.AddFile(u"C:\\parasite_a.exe.parasite", "bytes");
-    program.machine.SetString(
-        RegistryRoot::CurrentUser,
-        u"Software\\Tarnwick Labs\\Brackenfold\\Current Version\\Removed Files", u"C:\\a.exe",
-        u"C:\\a.exe");
+    program.machine.SetString(HKCU, kRemovedFiles, u"C:\\a.exe", u"C:\\a.exe");
     const struct {
         TextView entry;
         TextView window;
@@ -234,7 +221,7 @@ TEST(FMain, ABackupThatFailsIsLoggedAndClaimsSuccess) {
     EXPECT_TRUE(program.log->text.ends_with(kStateEntry)) << "the start-up goes on";
     program.toolkit.Answer({Ok});
     program.Choose(u"mnuBackup");
-    EXPECT_EQ(Messages(program.toolkit), "64 Backup complete successfully.\n");
+    EXPECT_EQ(program.Messages(), "64 Backup complete successfully.\n");
     EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Default);
 }
 

@@ -89,17 +89,5 @@ TEST(FProgressor, StaysUntilFinalizeWhenItIsNotModal) {
     EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
 }
 
-TEST(FProgressor, CanBeClosedDuringTheWork) {
-    EngineBench bench;
-    FProgressor progressor;
-    progressor.Started = [&] {
-        progressor.UserClose();
-        EXPECT_FALSE(progressor.Visible());
-        progressor.Finalize();
-    };
-    progressor.ShowProgress(u"x", nullptr, true);
-    EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
-}
-
 }  // namespace
 }  // namespace bkfd

@@ -1,176 +1,113 @@
 #include <gtest/gtest.h>
 
-#include "app/FMain.h"
+#include "StartedProgram.h"
 #include "app/MMain.h"
-#include "detection/identity/CHashier.h"
-#include "platform/memory/MemoryMachine.h"
-#include "resources/ComponentIds.h"
-#include "services/ApplicationState.h"
-#include "ui/headless/HeadlessToolkit.h"
 
 namespace bkfd {
 namespace {
 
-const std::string kStartLines =
-    "2026-11-16 09:39:04 5 00000000 FMain.Form_Initialize: ********** start app\r\n"
-    "2026-11-16 09:39:04 5 00000000 FMain.Form_Initialize: Brackenfold ver.4.53.0\r\n"
-    "2026-11-16 09:39:04 5 00000000 FMain.Form_Initialize: Startup: 2026-11-16 08:39:04\r\n";
-const std::string kCheckLine = "2026-11-16 09:39:04 5 00000000 CPaRemover.Check: False\r\n";
+std::string Line(const std::string& message, const char* levelAndCode = "5 00000000") {
+    return "2026-11-16 09:39:04 " + (levelAndCode + (" " + message)) + "\r\n";
+}
+const std::string kStartLines = Line("FMain.Form_Initialize: ********** start app") +
+                                Line("FMain.Form_Initialize: Brackenfold ver.4.53.0") +
+                                Line("FMain.Form_Initialize: Startup: 2026-11-16 08:39:04");
+const std::string kCheckLine = Line("CPaRemover.Check: False");
 const std::string kStateLine =
-    "2026-11-16 09:39:04 5 00000000 FMain.LogTabState: Setting: OK, 'User's style sheet is "
-    "enabled', 'No'\r\n";
+    Line("FMain.LogTabState: Setting: OK, 'User's style sheet is enabled', 'No'");
 const std::string kMissingSentence =
     "' or one of its dependencies not correctly registered: a file is missing or invalid. Try to "
     "reinstall Brackenfold.";
 
-/// Keeps what it is told in one text.
-class MemoryLogger : public Logger {
-  public:
-    void Write(std::int32_t code, const Text& message, LogLevel level,
-               const Text& source) override {
-        lines += ToText(static_cast<int>(level)) + u" " + ToText(code) + u" " + source + u": " +
-                 message + u"\n";
-    }
-    void Open(const Text&, const Text&) override {}
-
-    Text lines;
-};
-
-/// The component's object that may replace the logger.
-class CustomObject : public Object {
-  public:
-    explicit CustomObject(Variant left) : left_(std::move(left)) {}
-
-    Variant Invoke(TextView name, std::span<Variant> arguments) override {
-        if (name != u"Init" || arguments.size() != 1) return Object::Invoke(name, arguments);
-        if (!left_.IsEmpty()) arguments[0] = left_;
-        return {};
-    }
-
-  private:
-    Variant left_;
-};
-
-class StartUpTest : public testing::Test {
+/// A program that keeps its own logs, and none of the facts that its start finds out.
+class StartUpTest : public testing::Test, protected StartedProgram {
   protected:
-    explicit StartUpTest(WindowsFamily family = WindowsFamily::NT) : machine_(family) {
-        previous_ = InstallToolkit(&toolkit_);
-        machine_.AddComponent(ComponentIds::CheckClassId,
-                              [] { return std::make_shared<Object>(); });
-    }
-    ~StartUpTest() override {
-        InstallToolkit(previous_);
+    StartUpTest() {
+        OfferCustomObject({});
         gHashier.reset();
-        gIsNT = gIsNT4 = false;
         gWindowsPath.clear();
-        gSystemPath.clear();
     }
 
-    void OfferCustomObject(const Variant& left) {
-        machine_.AddComponent(ComponentIds::CustomProgId,
-                              [left] { return std::make_shared<CustomObject>(left); });
-    }
     /// True when the start-up came to its end.
-    bool Start() {
-        FMain main;
+    bool Comes() {
         try {
-            main.Form_Initialize();
-            main.Form_Load();
+            Start();
+            return true;
         } catch (const ProgramEnd&) {
             return false;
         }
-        caption_ = main.Caption();
-        return true;
     }
     std::string Log(TextView name = u"BKFD.log") {
-        const Bytes bytes = machine_.FileContent(u"C:\\Program Files\\Brackenfold\\" + Text(name));
+        const Bytes bytes = machine.FileContent(u"C:\\Program Files\\Brackenfold\\" + Text(name));
         return {bytes.begin(), bytes.end()};
     }
-
-    MemoryMachine machine_;
-    InstalledMachine installed_{machine_};
-    HeadlessToolkit toolkit_;
-    Toolkit* previous_ = nullptr;
-    Text caption_;
 };
 
 TEST_F(StartUpTest, NormalStart) {
-    OfferCustomObject({});
     int pumped = 0;
     Pointer whilePumping = Pointer::Default;
-    toolkit_.onPump = [&] {
+    toolkit.onPump = [&] {
         ++pumped;
-        whilePumping = toolkit_.CurrentPointer();
+        whilePumping = toolkit.CurrentPointer();
     };
-    ASSERT_TRUE(Start());
+    ASSERT_TRUE(Comes());
     EXPECT_EQ(Log(), kStartLines + kCheckLine + kStateLine);
     EXPECT_EQ(Log(u"short.log"), kStartLines);
-    EXPECT_EQ(caption_, u"Brackenfold");
+    EXPECT_EQ(main->Caption(), u"Brackenfold");
     EXPECT_NE(gHashier, nullptr);
     EXPECT_GE(pumped, 2);
     EXPECT_EQ(whilePumping, Pointer::Hourglass);
-    EXPECT_EQ(toolkit_.CurrentPointer(), Pointer::Default);
-    EXPECT_TRUE(toolkit_.Messages().empty());
+    EXPECT_EQ(toolkit.CurrentPointer(), Pointer::Default);
+    EXPECT_EQ(Messages(), "");
 }
 
 TEST_F(StartUpTest, CustomObjects) {
-    const auto other = std::make_shared<MemoryLogger>();
+    // The call on nothing is the last failure.
+    const std::string notSet =
+        kCheckLine + Line("FMain.Form_Initialize: Object variable not set", "0 0000005B") +
+        kStateLine;
     const struct {
         const char* label;
-        bool isThere;
         Variant left;
         std::string lines;
     } rows[] = {
-        // The call on nothing is the last failure.
-        {"missing",
-         false,
-         {},
-         kCheckLine +
-             "2026-11-16 09:39:04 0 0000005B FMain.Form_Initialize: Object variable not "
-             "set\r\n" +
-             kStateLine},
-        {"leaves no logger", true, std::make_shared<KeyedList>(),
-         kCheckLine + "2026-11-16 09:39:04 0 0000000D FMain.Form_Initialize: Type mismatch\r\n" +
-             kStateLine},
-        {"leaves nothing", true, ObjectRef(),
-         kCheckLine +
-             "2026-11-16 09:39:04 0 0000005B FMain.Form_Initialize: Object variable not "
-             "set\r\n" +
-             kStateLine},
-        {"replaces the logger", true, other, ""},
+        {"leaves no logger", std::make_shared<KeyedList>(),
+         kCheckLine + Line("FMain.Form_Initialize: Type mismatch", "0 0000000D") + kStateLine},
+        {"leaves nothing", ObjectRef(), notSet},
+        {"replaces the logger", log, ""},
+        {"missing", {}, notSet},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        machine_.AddFile(u"C:\\Program Files\\Brackenfold\\BKFD.log", "");
-        if (row.isThere) OfferCustomObject(row.left);
-        EXPECT_TRUE(Start());
+        machine.AddFile(u"C:\\Program Files\\Brackenfold\\BKFD.log", "");
+        OfferCustomObject(row.left);
+        if (row.left.IsEmpty()) machine.RemoveComponent(ComponentIds::CustomProgId);
+        EXPECT_TRUE(Comes());
         EXPECT_EQ(Log(), kStartLines + row.lines);
     }
-    EXPECT_EQ(ToUtf8(other->lines),
-              "5 0 CPaRemover.Check: False\n5 0 FMain.LogTabState: Setting: OK, 'User's style "
-              "sheet is enabled', 'No'\n");
+    EXPECT_EQ(log->text,
+              "5 CPaRemover.Check: False\n"
+              "5 FMain.LogTabState: Setting: OK, 'User's style sheet is enabled', 'No'\n");
 }
 
 TEST_F(StartUpTest, AMissingComponentEndsTheProgram) {
-    const auto other = std::make_shared<MemoryLogger>();
-    OfferCustomObject(other);
-    machine_.RemoveComponent(ComponentIds::CheckClassId);
-    const std::string registryBefore = machine_.DumpRegistry();
+    OfferCustomObject(log);
+    machine.RemoveComponent(ComponentIds::CheckClassId);
+    const std::string registryBefore = machine.DumpRegistry();
+    std::string messages, lines;
     for (const char* name : {"BKFDCUSTOM.DLL", "QUOIN.DLL"}) {
         SCOPED_TRACE(name);
-        if (name[0] == 'Q') machine_.RemoveComponent(ComponentIds::LibraryFile);
-        other->lines.clear();
-        toolkit_.Answer({MessageResult::Ok});
-        EXPECT_FALSE(Start());
-        const std::string message = std::string("Component '") + name + kMissingSentence;
-        EXPECT_EQ(ToUtf8(toolkit_.Messages().back().prompt), message);
-        EXPECT_EQ(toolkit_.Messages().back().style, 16);
-        EXPECT_EQ(toolkit_.Messages().back().title, u"Brackenfold");
-        EXPECT_EQ(ToUtf8(other->lines), "4 0 FMain.Form_Initialize: " + message + "\n");
+        if (name[0] == 'Q') machine.RemoveComponent(ComponentIds::LibraryFile);
+        toolkit.Answer({MessageResult::Ok});
+        EXPECT_FALSE(Comes());
+        const std::string message = std::string("Component '") + name + kMissingSentence + "\n";
+        EXPECT_EQ(Messages(), messages += "16 " + message);
+        EXPECT_EQ(toolkit.Messages().back().title, u"Brackenfold");
+        EXPECT_EQ(log->text, lines += "4 FMain.Form_Initialize: " + message);
         EXPECT_EQ(gHashier, nullptr);
         EXPECT_EQ(gWindowsPath, u"");
     }
-    EXPECT_EQ(machine_.DumpRegistry(), registryBefore);
+    EXPECT_EQ(machine.DumpRegistry(), registryBefore);
     EXPECT_EQ(Log(), kStartLines + kStartLines);
 }
 
@@ -188,24 +125,21 @@ TEST(StartUp, TheStandInServesUnlessTheMachineLacksTheComponent) {
 }
 
 TEST_F(StartUpTest, LogsThatCantBeOpenedLeaveOneLineInTheOther) {
-    OfferCustomObject({});
-    machine_.AddFile(u"C:\\Program Files\\Brackenfold\\BKFD.log", "old", FileAttribute::ReadOnly);
-    EXPECT_TRUE(Start());
+    machine.AddFile(u"C:\\Program Files\\Brackenfold\\BKFD.log", "old", FileAttribute::ReadOnly);
+    EXPECT_TRUE(Comes());
     EXPECT_EQ(Log(), "old");
-    EXPECT_TRUE(
-        Log(u"short.log")
-            .starts_with(kStartLines +
-                         "2026-11-16 09:39:04 0 0000004B FMain.Form_Initialize: Log 'C:\\Program "
-                         "Files\\Brackenfold\\BKFD.log' can't be opened: "))
+    const std::string failed = Line(
+        "FMain.Form_Initialize: Log 'C:\\Program Files\\Brackenfold\\BKFD.log' can't be opened: ",
+        "0 0000004B");
+    EXPECT_TRUE(Log(u"short.log").starts_with(kStartLines + failed.substr(0, failed.size() - 2)))
         << Log(u"short.log");
 }
 
 TEST_F(StartUpTest, LogsAtADrivesRoot) {
-    machine_.SetProgramFile(u"C:\\Brackenfold.exe");
+    machine.SetProgramFile(u"C:\\Brackenfold.exe");
     EXPECT_EQ(ProgramFolder() + u"\\BKFD.log", u"C:\\\\BKFD.log");
-    OfferCustomObject({});
-    EXPECT_TRUE(Start());
-    EXPECT_TRUE(machine_.HasFile(u"C:\\BKFD.log"));
+    EXPECT_TRUE(Comes());
+    EXPECT_TRUE(machine.HasFile(u"C:\\BKFD.log"));
 }
 
 TEST(StartUp, ApplicationState) {
@@ -226,20 +160,14 @@ TEST(StartUp, ApplicationState) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        MemoryMachine machine(row.family);
-        const InstalledMachine installed(machine);
-        HeadlessToolkit toolkit;
-        Toolkit* const previous = InstallToolkit(&toolkit);
-        machine.AddComponent(ComponentIds::CustomFile, [] { return std::make_shared<Object>(); });
-        machine.SetVersion(row.major, 0, 1000);
-        machine.SetEnvironment(u"windir", row.windir);
-        FMain main;
-        main.Form_Initialize();
+        StartedProgram program(row.family);
+        program.machine.SetVersion(row.major, 0, 1000);
+        program.machine.SetEnvironment(u"windir", row.windir);
+        program.Start();
         EXPECT_EQ(gIsNT, row.isNT);
         EXPECT_EQ(gIsNT4, row.isNT4);
         EXPECT_EQ(ToUtf8(gWindowsPath), ToUtf8(row.windows));
         EXPECT_EQ(ToUtf8(gSystemPath), ToUtf8(row.system));
-        InstallToolkit(previous);
     }
 }
 

@@ -2,22 +2,22 @@
 
 #include "app/FMain.h"
 #include "common/EngineBench.h"
-#include "common/Messages.h"
 #include "resources/ComponentIds.h"
 
 namespace bkfd {
 
-/// Leaves a logger of the test's in the start-up's variable.
-class LoggerReplacer : public Object {
+/// The component's object, which may leave something else in the start-up's logger variable.
+class CustomObject : public Object {
   public:
-    explicit LoggerReplacer(LoggerRef logger) : logger_(std::move(logger)) {}
-    Variant Invoke(TextView, std::span<Variant> arguments) override {
-        arguments[0] = logger_;
+    explicit CustomObject(Variant left) : left_(std::move(left)) {}
+    Variant Invoke(TextView name, std::span<Variant> arguments) override {
+        if (name != u"Init" || arguments.size() != 1) return Object::Invoke(name, arguments);
+        if (!left_.IsEmpty()) arguments[0] = left_;
         return {};
     }
 
   private:
-    LoggerRef logger_;
+    Variant left_;
 };
 
 /// The program on a machine in memory; all that it logs from the custom object on is in `log`.
@@ -25,11 +25,14 @@ class StartedProgram : public EngineBench {
   public:
     explicit StartedProgram(WindowsFamily family = WindowsFamily::NT) : EngineBench(family) {
         machine.AddComponent(ComponentIds::CheckClassId, [] { return std::make_shared<Object>(); });
-        machine.AddComponent(ComponentIds::CustomProgId,
-                             [this] { return std::make_shared<LoggerReplacer>(log); });
+        OfferCustomObject(LoggerRef(log));
     }
     ~StartedProgram() { main.reset(); }
 
+    void OfferCustomObject(const Variant& left) {
+        machine.AddComponent(ComponentIds::CustomProgId,
+                             [left] { return std::make_shared<CustomObject>(left); });
+    }
     /// Runs the whole start-up and shows the main window.
     FMain& Start() {
         main = std::make_unique<FMain>();

@@ -38,26 +38,33 @@ class Support : public StartedProgram {
         Start();
         Find<TabStrip>(u"ts").UserSelect(4);
         log->text.clear();
+        const auto& description = Find<TextBox>(u"txtAnswers");
+        if (description.SelectionLength() > 0) placeholder = description.GetText();
+        Type(u"x", u"n", u"e");
     }
     void Type(const Text& description, const Text& name, const Text& email) {
         Find<TextBox>(u"txtAnswers").UserEdit(description);
         Find<TextBox>(u"txtName").UserEdit(name);
         Find<TextBox>(u"txtEmail").UserEdit(email);
     }
+    void MakeGatheringFail() {
+        constexpr char16_t kHosts[] = u"C:\\WINDOWS\\system32\\drivers\\etc\\hosts";
+        machine.AddFile(kHosts, "127.0.0.1");
+        machine.MakeUnreadable(kHosts);
+    }
     void Request(std::initializer_list<MessageResult> answers) {
         toolkit.Answer(answers);
         main->PressKey('R', Shift::Alt);
     }
 
+    Text placeholder;  // what was selected at first
     std::int32_t answer = 200;
     int sent = 0;
 };
 
 TEST(ucSupport, AsksForWhatIsMissingInOrder) {
     Support it;
-    auto& description = it.Find<TextBox>(u"txtAnswers");
-    EXPECT_EQ(description.GetText(), u"Your description here...");
-    EXPECT_EQ(description.SelectionLength(), description.GetText().size());
+    EXPECT_EQ(it.placeholder, u"Your description here...");
     const struct {
         Text description, name, email;
         const char* message;
@@ -72,8 +79,8 @@ TEST(ucSupport, AsksForWhatIsMissingInOrder) {
     for (const auto& row : rows) {
         it.Type(row.description, row.name, row.email);
         it.Request({Ok});
-        EXPECT_EQ(Messages(it.toolkit), messages + row.message);
-        messages = Messages(it.toolkit);
+        EXPECT_EQ(it.Messages(), messages + row.message);
+        messages = it.Messages();
     }
     EXPECT_EQ(it.sent, 0);
     EXPECT_EQ(it.log->text, "");
@@ -99,7 +106,7 @@ TEST(ucSupport, SendsAReportBehindTheProgressWindow) {
     const std::string sent =
         "64 Your support request has been sent successfully. Please allow up to 48 hours for a "
         "response.\n";
-    EXPECT_EQ(Messages(it.toolkit), sent + sent);
+    EXPECT_EQ(it.Messages(), sent + sent);
     const std::string line = "5 ucSupport.cmdRequestSupport_Click: Requesting support\n";
     EXPECT_EQ(it.log->text, line + line);
     EXPECT_EQ(it.Find<TextBox>(u"txtAnswers").GetText(), u"x");
@@ -107,11 +114,9 @@ TEST(ucSupport, SendsAReportBehindTheProgressWindow) {
 
 TEST(ucSupport, TellsOfARefusedReport) {
     Support it;
-    it.Type(u"x", u"n", u"e");
     it.answer = 503;
     it.Request({Ok});
-    EXPECT_EQ(Messages(it.toolkit),
-              "48 Cannot send support request. Ensure you are online now. \n");
+    EXPECT_EQ(it.Messages(), "48 Cannot send support request. Ensure you are online now. \n");
     EXPECT_TRUE(
         it.log->text.starts_with("8004038A 4 ucSupport.cmdRequestSupport_Click: Cannot contact. "))
         << it.log->text;
@@ -120,13 +125,11 @@ TEST(ucSupport, TellsOfARefusedReport) {
 
 TEST(ucSupport, AFailedGatheringSendsNothing) {
     Support it;
-    it.Type(u"x", u"n", u"e");
-    it.machine.AddFile(u"C:\\WINDOWS\\system32\\drivers\\etc\\hosts", "127.0.0.1");
-    it.machine.MakeUnreadable(u"C:\\WINDOWS\\system32\\drivers\\etc\\hosts");
+    it.MakeGatheringFail();
     it.Request({Ok, Ok});
     EXPECT_EQ(it.sent, 0);
     EXPECT_TRUE(it.log->text.starts_with("75 4 ucSupport.moProgressor_Started: ")) << it.log->text;
-    const std::string messages = Messages(it.toolkit);
+    const std::string messages = it.Messages();
     EXPECT_TRUE(messages.starts_with("64 "));
     EXPECT_TRUE(
         messages.ends_with("48 Cannot send support request. Ensure you are online now. \n"));
@@ -136,10 +139,8 @@ TEST(ucSupport, AFailedGatheringSendsNothing) {
 
 TEST(ucSupport, AFailedGatheringLeavesTheResultOfTheRequestBeforeOnPurpose) {
     Support it;
-    it.Type(u"x", u"n", u"e");
     it.Request({Ok});
-    it.machine.AddFile(u"C:\\WINDOWS\\system32\\drivers\\etc\\hosts", "127.0.0.1");
-    it.machine.MakeUnreadable(u"C:\\WINDOWS\\system32\\drivers\\etc\\hosts");
+    it.MakeGatheringFail();
     it.Request({Ok, Ok});
     EXPECT_EQ(it.sent, 1);
     const std::string line = "5 ucSupport.cmdRequestSupport_Click: Requesting support\n";
@@ -149,7 +150,6 @@ TEST(ucSupport, AFailedGatheringLeavesTheResultOfTheRequestBeforeOnPurpose) {
 
 TEST(ucSupport, AnErrorFromBeforeTheWorkIsLoggedAndStopsNothing) {
     Support it;
-    it.Type(u"x", u"n", u"e");
     bool hasFailed = false;
     it.toolkit.onPump = [&] {
         if (hasFailed || it.Window(u"FProgressor") == nullptr) return;
@@ -165,7 +165,6 @@ TEST(ucSupport, AnErrorFromBeforeTheWorkIsLoggedAndStopsNothing) {
 
 TEST(ucSupport, TheWindowMayBeClosedOrActivatedAgainDuringTheWork) {
     Support it;
-    it.Type(u"x", u"n", u"e");
     int pumps = 0;
     int clicks = 0;
     it.toolkit.onPump = [&] {
@@ -190,7 +189,6 @@ TEST(ucSupport, TheWindowMayBeClosedOrActivatedAgainDuringTheWork) {
 
 TEST(ucSupport, ClosingTheMainWindowDuringTheWorkEndsTheProgram) {
     Support it;
-    it.Type(u"x", u"n", u"e");
     it.toolkit.onPump = [&] {
         if (Form* progressor = it.Window(u"FProgressor")) progressor->UserClose();
         it.main->UserClose();

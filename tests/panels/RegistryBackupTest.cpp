@@ -1,9 +1,10 @@
 #include "panels/RegistryBackup.h"
-#include "platform/RootNames.h"
 
 #include <gtest/gtest.h>
 
 #include "base/RuntimeError.h"
+#include "base/Utf16Bytes.h"
+#include "common/BrowserKeys.h"
 #include "common/EngineBench.h"
 #include "services/RegistryAccess.h"
 
@@ -21,14 +22,9 @@ std::string BytesOf(EngineBench& bench, TextView file) {
 
 /// The text of a UTF-16LE file behind its mark, as UTF-8.
 std::string WideTextOf(EngineBench& bench, TextView file) {
-    const std::string bytes = BytesOf(bench, file);
-    EXPECT_EQ(bytes.substr(0, 8), std::string("\xFF\xFEW\0i\0n\0", 8));
-    Text text;
-    for (std::size_t at = 2; at + 1 < bytes.size(); at += 2) {
-        text += static_cast<char16_t>(static_cast<unsigned char>(bytes[at]) |
-                                      static_cast<unsigned char>(bytes[at + 1]) << 8);
-    }
-    return ToUtf8(text);
+    const Text wide = FromUtf16Bytes(bench.machine.FileContent(file));
+    EXPECT_EQ(wide.substr(0, 1), u"\uFEFF");
+    return ToUtf8(wide.substr(1));
 }
 
 struct Part {

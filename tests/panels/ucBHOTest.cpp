@@ -1,11 +1,10 @@
 #include "panels/ucBHO.h"
-#include "platform/RootNames.h"
 
 #include <gtest/gtest.h>
 
 #include "PanelHost.h"
+#include "common/BrowserKeys.h"
 #include "common/EngineBench.h"
-#include "common/Messages.h"
 #include "formats/VersionSamples.h"
 #include "ui/Describe.h"
 #include "ui/Keys.h"
@@ -13,35 +12,23 @@
 namespace bkfd {
 namespace {
 
-constexpr char16_t kHelperObjects[] =
-    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects";
+using samples::FileWithVersion;
 
 Text Clsid(char16_t digit) {
     return Text(u"{") + digit + u"1111111-1111-1111-1111-111111111111}";
 }
 
-void AddHelper(MemoryMachine& machine, char16_t digit, TextView title, TextView server,
-               TextView kind = u"InProcServer32") {
-    const Text clsid = Clsid(digit);
-    machine.SetString(HKLM, Text(kHelperObjects) + u"\\" + clsid, u"", title);
-    if (server.empty()) return;
-    machine.SetString(HKCR, u"CLSID\\" + clsid + u"\\" + Text(kind), u"", server);
-}
-
-Bytes Versioned(const std::vector<std::pair<Text, Text>>& fields) {
-    std::vector<Bytes> blocks;
-    for (const auto& [name, value] : fields) blocks.push_back(samples::Field(name, value));
-    return samples::PeFile({{0x409, samples::EnglishRecord(blocks)}});
-}
-
-class Helpers {
+class Helpers : public EngineBench {
   public:
-    explicit Helpers(WindowsFamily family = WindowsFamily::NT) : bench(family) {}
+    using EngineBench::EngineBench;
 
+    void Add(char16_t digit, TextView title, TextView library = {}) {
+        AddHelperObject(machine, Clsid(digit), title, library);
+    }
     /// Shows the panel over what the machine holds.
     ucBHO& Open() {
         host = std::make_unique<PanelHost<ucBHO>>();
-        host->panel.Init(bench.log);
+        host->panel.Init(log);
         return host->panel;
     }
     ListView& List() { return host->panel.ListViewObject(); }
@@ -56,28 +43,28 @@ class Helpers {
         return rows;
     }
     void Delete(std::initializer_list<MessageResult> answers) {
-        bench.toolkit.Answer(answers);
+        toolkit.Answer(answers);
         host->PressKey('D', Shift::Alt);
     }
 
-    EngineBench bench;
     std::unique_ptr<PanelHost<ucBHO>> host;
 };
 
 TEST(ucBHO, NamesEachObjectAndItsFile) {
     Helpers it;
-    MemoryMachine& machine = it.bench.machine;
+    MemoryMachine& machine = it.machine;
     machine.AddFile(u"C:\\named.dll",
-                    Versioned({{u"ProductName", u"Foo & Bar"}, {u"CompanyName", u"Maker"}}));
+                    FileWithVersion({{u"ProductName", u"Foo & Bar"}, {u"CompanyName", u"Maker"}}));
     machine.AddFile(u"C:\\plain.dll", "bytes");
-    AddHelper(machine, u'1', u"Title & more", u"C:\\named.dll");
-    AddHelper(machine, u'2', u"", u"C:\\named.dll");
-    AddHelper(machine, u'3', u"", u"C:\\plain.dll");
-    AddHelper(machine, u'4', u"", u"");
-    AddHelper(machine, u'5', u"Dead", u"");
-    AddHelper(machine, u'6', u"Local", u"\"C:\\plain.dll\" -s", u"LocalServer32");
-    AddHelper(machine, u'7', u"Gone", u"C:\\gone.dll");
-    machine.SetString(HKLM, Text(kHelperObjects) + u"\\{short}", u"", u"never listed");
+    it.Add(u'1', u"Title & more", u"C:\\named.dll");
+    it.Add(u'2', u"", u"C:\\named.dll");
+    it.Add(u'3', u"", u"C:\\plain.dll");
+    it.Add(u'4', u"");
+    it.Add(u'5', u"Dead");
+    it.Add(u'6', u"Local");
+    AddServer(machine, Clsid(u'6'), u"\"C:\\plain.dll\" -s", u"LocalServer32");
+    it.Add(u'7', u"Gone", u"C:\\gone.dll");
+    machine.SetString(HKLM, Text(kHelperObjects) + u"{short}", u"", u"never listed");
     it.Open();
     EXPECT_EQ(ToUtf8(dynamic_cast<TextBox&>(*it.host->FindControl(u"txtFilename")).GetText()),
               "C:\\named.dll");
@@ -88,7 +75,7 @@ TEST(ucBHO, NamesEachObjectAndItsFile) {
                   none + "Dead -> " + none + "Local -> C:\\plain.dll\nGone -> C:\\gone.dll\n");
     const auto& node = dynamic_cast<ItemNode&>(*it.List().Item(1)->Tag());
     EXPECT_EQ(node.params(u"Manufacturer").Values(1).AsText(), u"Maker");
-    EXPECT_EQ(it.bench.log->text, "");
+    EXPECT_EQ(it.log->text, "");
 }
 
 TEST(ucBHO, AnEmptyListOffersNothing) {
@@ -104,18 +91,18 @@ TEST(ucBHO, AnEmptyListOffersNothing) {
               "    list lv \"Name\" (focus)\n    label lblFilename \"Related File:\"\n"
               "    text txtFilename \"\" (read-only)\n"
               "    button cmdDelete \"&Delete Browser Helper Object\"\n");
-    EXPECT_EQ(it.bench.log->text, "");
+    EXPECT_EQ(it.log->text, "");
 }
 
 TEST(ucBHO, TheContextMenuFollowsTheSelection) {
     Helpers it;
-    it.bench.machine.AddFile(u"C:\\plain.dll", "bytes");
-    AddHelper(it.bench.machine, u'1', u"Plain", u"C:\\plain.dll");
-    AddHelper(it.bench.machine, u'2', u"Gone", u"C:\\gone.dll");
-    AddHelper(it.bench.machine, u'3', u"Dead", u"");
+    it.machine.AddFile(u"C:\\plain.dll", "bytes");
+    it.Add(u'1', u"Plain", u"C:\\plain.dll");
+    it.Add(u'2', u"Gone", u"C:\\gone.dll");
+    it.Add(u'3', u"Dead");
     it.Open();
-    it.bench.toolkit.Pick({u"mnuProperties", u"mnuProperties", u""});
-    it.bench.toolkit.Answer({MessageResult::Ok, MessageResult::Ok});
+    it.toolkit.Pick({u"mnuProperties", u"mnuProperties", u""});
+    it.toolkit.Answer({MessageResult::Ok, MessageResult::Ok});
     it.List().MouseUp(MouseButton::Left);  // nothing
     it.List().MouseUp(MouseButton::Right);
     it.host->PressKey(Key::Enter, Shift::Alt);
@@ -127,95 +114,90 @@ TEST(ucBHO, TheContextMenuFollowsTheSelection) {
     it.host->PressKey(Key::Enter, Shift::Alt);
     const std::vector<Text> whole = {u"&Delete", u"-", u"&Properties"};
     const std::vector<std::vector<Text>> popups = {whole, whole, {u"&Delete"}};
-    EXPECT_EQ(it.bench.toolkit.Popups(), popups);
+    EXPECT_EQ(it.toolkit.Popups(), popups);
     const std::vector<Text> launched(2, u"properties C:\\plain.dll");
-    EXPECT_EQ(it.bench.machine.Launched(), launched);
-    EXPECT_EQ(Messages(it.bench.toolkit),
+    EXPECT_EQ(it.machine.Launched(), launched);
+    EXPECT_EQ(it.Messages(),
               "48 File 'C:\\gone.dll' not found. \n48 File 'C:\\gone.dll' not found. \n");
 }
-
-struct Deletion {
-    const char* label;
-    TextView server;
-    void (*prepare)(MemoryMachine&);
-    bool isDeleted;
-    bool isRenamed;
-    WindowsFamily family = WindowsFamily::NT;
-};
 
 TEST(ucBHO, DeletesTheRegistrationAndRenamesParasites) {
     const auto nothing = [](MemoryMachine&) {};
     const auto deny = [](MemoryMachine& machine) { machine.DenyWrite(HKLM, kHelperObjects); };
-    const Deletion rows[] = {
+    const struct {
+        const char* label;
+        TextView server;
+        void (*prepare)(MemoryMachine&);
+        bool isDeleted;
+        bool isRenamed;
+        WindowsFamily family = WindowsFamily::NT;
+    } rows[] = {
         {"parasite", u"C:\\file.dll", nothing, true, true},
         {"parasite on 9x", u"C:\\file.dll", nothing, true, true, WindowsFamily::Windows9x},
         {"parasite, deletion refused", u"C:\\file.dll", deny, false, true},
         {"named file", u"C:\\file.dll",
          [](MemoryMachine& machine) {
-             machine.AddFile(u"C:\\file.dll", Versioned({{u"CompanyName", u"Maker"}}));
+             machine.AddFile(u"C:\\file.dll", FileWithVersion({{u"CompanyName", u"Maker"}}));
          },
          true, false},
         {"no file", u"", nothing, true, false},
         {"no file, deletion refused", u"", deny, false, false},
     };
-    for (const Deletion& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         Helpers it(row.family);
-        it.bench.machine.AddFile(u"C:\\file.dll", "bytes");
-        row.prepare(it.bench.machine);
-        AddHelper(it.bench.machine, u'1', u"It", row.server);
+        it.machine.AddFile(u"C:\\file.dll", "bytes");
+        row.prepare(it.machine);
+        it.Add(u'1', u"It", row.server);
         it.Open();
         it.Delete({MessageResult::Cancel});
-        EXPECT_TRUE(it.bench.machine.HasFile(u"C:\\file.dll"));
-        EXPECT_EQ(it.bench.log->text, "");
+        EXPECT_TRUE(it.machine.HasFile(u"C:\\file.dll"));
+        EXPECT_EQ(it.log->text, "");
         it.Delete({MessageResult::Ok, MessageResult::Ok});
         const std::string question =
             "49 Are you sure you want to delete 'It' browser helper object?\n";
         EXPECT_EQ(
-            Messages(it.bench.toolkit),
+            it.Messages(),
             question + question +
                 (row.isDeleted ? "64 Browser helper object 'It' deleted successfully. \n"
                                : "48 Access denied. You must be logged in as an administrator when "
                                  "deleting this browser helper object. \n"));
         EXPECT_EQ(it.List().Count(), row.isDeleted ? 0u : 1u);
-        EXPECT_EQ(it.bench.machine.HasKey(HKLM, Text(kHelperObjects) + u"\\" + Clsid(u'1')),
-                  !row.isDeleted);
-        EXPECT_EQ(it.bench.machine.HasKey(HKCR, u"CLSID\\" + Clsid(u'1')), !row.server.empty());
-        EXPECT_EQ(it.bench.machine.HasFile(u"C:\\parasite_file.dll.parasite"), row.isRenamed);
-        EXPECT_TRUE(it.bench.log->text.starts_with(
+        EXPECT_EQ(it.machine.HasKey(HKLM, kHelperObjects + Clsid(u'1')), !row.isDeleted);
+        EXPECT_EQ(it.machine.HasKey(HKCR, u"CLSID\\" + Clsid(u'1')), !row.server.empty());
+        EXPECT_EQ(it.machine.HasFile(u"C:\\parasite_file.dll.parasite"), row.isRenamed);
+        EXPECT_TRUE(it.log->text.starts_with(
             "5 ucBHO.cmdDelete_Click: Deleting BHO({11111111-1111-1111-1111-111111111111}, 'It', "
             "'" +
             ToUtf8(row.server) + "')\n"))
-            << it.bench.log->text;
+            << it.log->text;
     }
 }
 
 TEST(ucBHO, FailuresAreLoggedAndShowNothing) {
     Helpers it;
-    AddHelper(it.bench.machine, u'1', u"First", u"C:\\a.dll");
-    AddHelper(it.bench.machine, u'2', u"Lone quote", u"\"");  // no command line at all
-    AddHelper(it.bench.machine, u'3', u"Never reached", u"C:\\b.dll");
+    it.Add(u'1', u"First", u"C:\\a.dll");
+    it.Add(u'2', u"Lone quote", u"\"");  // no command line at all
+    it.Add(u'3', u"Never reached", u"C:\\b.dll");
     it.Open();
     EXPECT_EQ(it.List().Count(), 1u);
-    EXPECT_TRUE(it.bench.log->text.find(" 4 ucBHO.FillBHOInfo: ") != std::string::npos)
-        << it.bench.log->text;
+    EXPECT_TRUE(it.log->text.find(" 4 ucBHO.FillBHOInfo: ") != std::string::npos) << it.log->text;
     it.Delete({});  // the question itself fails
-    EXPECT_NE(it.bench.log->text.find(" 4 ucBHO.cmdDelete_Click: "), std::string::npos);
+    EXPECT_NE(it.log->text.find(" 4 ucBHO.cmdDelete_Click: "), std::string::npos);
 }
 
 TEST(ucBHO, ShowsThousandsOfObjectsAndOddNames) {
     Helpers it;
     for (int number = 0; number < 3000; ++number) {
-        const Text digits = ToText(10000 + number);
-        it.bench.machine.AddKey(HKLM,
-                                Text(kHelperObjects) + u"\\{" + Text(31, u'0') + digits + u"}");
+        const Text clsid = u"{" + Text(31, u'0') + ToText(10000 + number) + u"}";
+        it.machine.AddKey(HKLM, kHelperObjects + clsid);
     }
-    AddHelper(it.bench.machine, u'1', Text(32767, u'&') + u"\xD800", Text(32767, u'x'));
+    it.Add(u'1', Text(32767, u'&') + u"\xD800", Text(32767, u'x'));
     it.Open();
     EXPECT_EQ(it.List().Count(), 3001u);
     it.List().UserSelect(3001);
     EXPECT_EQ(it.List().SelectedItem()->GetText(), Text(u"\xD800"));
-    EXPECT_EQ(it.bench.log->text, "");
+    EXPECT_EQ(it.log->text, "");
 }
 
 }  // namespace

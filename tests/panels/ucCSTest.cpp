@@ -1,20 +1,19 @@
 #include "panels/ucCS.h"
-#include "platform/RootNames.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "PanelHost.h"
 #include "base/RuntimeError.h"
+#include "common/BrowserKeys.h"
 #include "common/EngineBench.h"
-#include "common/Messages.h"
 #include "panels/SettingInfo.h"
 #include "ui/Keys.h"
 
 namespace bkfd {
 namespace {
 
-constexpr char16_t kMain[] = u"Software\\Microsoft\\Internet Explorer\\Main";
-constexpr char16_t kStyles[] = u"Software\\Microsoft\\Internet Explorer\\Styles";
 constexpr char16_t kUrl[] = u"Software\\Microsoft\\Windows\\CurrentVersion\\URL\\";
 constexpr char16_t kClsid[] = u"{79EAC9E7-BAF9-11CE-8C82-00AA004BA90B}";
 
@@ -40,32 +39,30 @@ std::string Rows(ListView& list) {
 
 void Serve(MemoryMachine& machine, TextView protocol, TextView server, TextView clsid = kClsid) {
     machine.SetString(HKCR, Text(u"PROTOCOLS\\").append(protocol), u"CLSID", clsid);
-    if (server.empty()) return;
-    const Text key = Text(u"CLSID\\").append(clsid) + u"\\InProcServer32";
-    machine.SetString(HKCR, key, u"", server);
+    if (!server.empty()) AddServer(machine, clsid, server);
 }
 
+/// A setting that is one value, with a genuine text.
 struct Value {
+    int number;
     RegistryRoot root;
     TextView key;
     TextView name;
     TextView text;
 };
 
-constexpr char16_t kPolicies[] = u"Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel";
 constexpr char16_t kAboutUrls[] = u"Software\\Microsoft\\Internet Explorer\\AboutURLs";
-constexpr char16_t kWindowsKey[] = u"Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
 
 constexpr Value kGenuine[] = {
-    {HKCU, kMain, u"Default_Page_URL", u"http://www.msn.com"},
-    {HKLM, kMain, u"Default_Page_URL", u"http://www.microsoft.com/isapi/redir.dll"},
-    {HKCU, kMain, u"Start Page", u"about:blank"},
-    {HKLM, kMain, u"Start Page", u"ABOUT:BLANK"},
-    {HKCU, kPolicies, u"HomePage", u"HTTP://www.MSN.com/"},
-    {HKLM, kAboutUrls, u"blank", u"res://mshtml.dll/blank.htm"},
-    {HKLM, kWindowsKey, u"AppInit_DLLs", u"WbSys.dll"},
-    {HKCU, kMain, u"Local Page", u"%WinDir%\\System32\\Blank.htm"},
-    {HKLM, kMain, u"Local Page", u"C:\\Windows\\system32\\blank.htm"},
+    {1, HKCU, kMainKey, u"Default_Page_URL", u"http://www.msn.com"},
+    {2, HKLM, kMainKey, u"Default_Page_URL", u"http://www.microsoft.com/isapi/redir.dll"},
+    {3, HKCU, kMainKey, u"Start Page", u"about:blank"},
+    {4, HKLM, kMainKey, u"Start Page", u"ABOUT:BLANK"},
+    {5, HKCU, kControlPanel, u"HomePage", u"HTTP://www.MSN.com/"},
+    {6, HKLM, kAboutUrls, u"blank", u"res://mshtml.dll/blank.htm"},
+    {7, HKLM, kWindowsKey, u"AppInit_DLLs", u"WbSys.dll"},
+    {10, HKCU, kMainKey, u"Local Page", u"%WinDir%\\System32\\Blank.htm"},
+    {11, HKLM, kMainKey, u"Local Page", u"C:\\Windows\\system32\\blank.htm"},
 };
 constexpr TextView kPrefixNames[] = {u"ftp", u"gopher", u"home", u"mosaic", u"www"};
 constexpr TextView kGenuinePrefixes[] = {u"FTP://", u"gopher://", u"http://", u"http://",
@@ -112,8 +109,8 @@ TEST(ucCS, ShowsGenuineSettingsWithoutPrefixesAndHandlers) {
 
 void HijackEverySetting(MemoryMachine& machine) {
     for (const Value& value : kGenuine) machine.SetString(value.root, value.key, value.name, u"x");
-    machine.SetDword(HKCU, kStyles, u"Use My Stylesheet", 2);
-    machine.SetString(HKCU, kStyles, u"User Stylesheet", u"x");
+    machine.SetDword(HKCU, kStylesKey, u"Use My Stylesheet", 2);
+    machine.SetString(HKCU, kStylesKey, u"User Stylesheet", u"x");
     machine.SetString(HKLM, Text(kUrl) + u"DefaultPrefix", u"", u"x");
     for (const TextView name : kPrefixNames) {
         machine.SetString(HKLM, Text(kUrl) + u"Prefixes", name, u"x");
@@ -128,13 +125,10 @@ void HijackEverySetting(MemoryMachine& machine) {
 
 /// The servers of the classes that a restoration writes.
 void InstallGenuineServers(MemoryMachine& machine) {
-    const auto install = [&](const Text& clsid, TextView module) {
-        machine.SetString(HKCR, u"CLSID\\" + clsid + u"\\InProcServer32", u"",
-                          gSystemPath + Text(module));
-    };
-    install(u"{3050F406-98B5-11CF-BB82-00AA00BDCE0B}", u"mshtml.dll");
+    AddServer(machine, u"{3050F406-98B5-11CF-BB82-00AA00BDCE0B}", gSystemPath + u"mshtml.dll");
     for (const char16_t digit : {u'2', u'3', u'4', u'5', u'7'}) {
-        install(Text(u"{79EAC9E") + digit + u"-BAF9-11CE-8C82-00AA004BA90B}", u"urlmon.dll");
+        AddServer(machine, Text(u"{79EAC9E") + digit + u"-BAF9-11CE-8C82-00AA004BA90B}",
+                  gSystemPath + u"urlmon.dll");
     }
 }
 
@@ -182,7 +176,7 @@ TEST(ucCS, ShowsEverySuspectSettingInOrderAndRestoresThem) {
         EXPECT_EQ(host.panel.ListViewObject().Count(), isNT ? 26u : 25u);
         bench.toolkit.Answer({MessageResult::Ok, MessageResult::Ok});
         host.PressKey('R', Shift::Alt);
-        EXPECT_EQ(Messages(bench.toolkit),
+        EXPECT_EQ(bench.Messages(),
                   "49 Are you sure you want to restore all configuration settings?\n"
                   "49 Are you sure you want to restore all configuration settings?\n"
                   "64 Configuration settings restored successfully. \n");
@@ -190,90 +184,70 @@ TEST(ucCS, ShowsEverySuspectSettingInOrderAndRestoresThem) {
     }
 }
 
-struct JudgeRow {
-    const char* label;
-    int number;
-    void (*prepare)(MemoryMachine&);
-    const char* judged;
-    WindowsFamily family = WindowsFamily::NT;
-};
+TEST(GetSettingInfo, JudgesTexts) {
+    constexpr auto NT = WindowsFamily::NT;
+    constexpr auto W9x = WindowsFamily::Windows9x;
+    const struct {
+        const char* label;
+        int number;
+        Text text;
+        const char* judged;
+        WindowsFamily family = NT;
+    } rows[] = {
+        {"portal with a slash as the user's start page", 3, u"http://www.msn.com/", "shown IE"},
+        {"portal with a slash as the computer's", 4, u"http://www.msn.com/", "shown OK"},
+        {"search engine as the user's start page", 3, u"http://GOOGLE.xx", "shown OK"},
+        {"search engine as the computer's", 4, u"http://GOOGLE.xx", "shown i"},
+        {"resource in capitals", 4, u"RES://MSHTML.DLL/a", "shown i"},
+        {"corporate site in capitals", 1, u"HTTP://www.microsoft.com", "shown i"},
+        // Only the beginning is compared, on purpose.
+        {"another host behind the corporate site's", 1, u"http://www.microsoft.com.evil/",
+         "shown OK"},
+        {"beginning of the corporate site", 1, u"http://www.microsoft.co", "shown i"},
+        {"blank before the portal", 1, u" http://www.msn.com", "shown i"},
+        {"lone surrogate", 1, Text(1, char16_t{0xD800}), "shown i"},
+        {"one library more", 7, u"wbsys.dll,x.dll", "shown i"},
+        {"local page of 9x", 10, u"c:\\windows\\SYSTEM\\blank.htm", "shown OK", W9x},
+        {"local page of NT on 9x", 11, u"c:\\windows\\system32\\blank.htm", "shown i", W9x},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.label);
+        EngineBench bench(row.family);
+        const auto& value = *std::ranges::find(kGenuine, row.number, &Value::number);
+        bench.machine.SetString(value.root, value.key, value.name, row.text);
+        EXPECT_EQ(Judged(row.number), row.judged + (" '" + ToUtf8(row.text) + "'"));
+    }
+}
 
-TEST(GetSettingInfo, JudgesEachKindOfSetting) {
+TEST(GetSettingInfo, JudgesEachOtherKindOfSetting) {
+    struct Row {
+        const char* label;
+        int number;
+        void (*prepare)(MemoryMachine&);
+        const char* judged;
+        WindowsFamily family = WindowsFamily::NT;
+    };
     const auto none = [](MemoryMachine&) {};
-    const JudgeRow rows[] = {
+    const Row rows[] = {
         {"absent", 3, none, "hidden  ''"},
         {"absent switch", 8, none, "shown OK 'No'"},
         {"switch 0", 8,
-         [](MemoryMachine& m) { m.SetDword(HKCU, kStyles, u"Use My Stylesheet", 0); },
+         [](MemoryMachine& m) { m.SetDword(HKCU, kStylesKey, u"Use My Stylesheet", 0); },
          "shown OK 'No'"},
         {"switch negative", 8,
-         [](MemoryMachine& m) { m.SetDword(HKCU, kStyles, u"Use My Stylesheet", 0xFFFFFFFF); },
+         [](MemoryMachine& m) { m.SetDword(HKCU, kStylesKey, u"Use My Stylesheet", 0xFFFFFFFF); },
          "shown i 'Yes'"},
         {"switch of another type", 8,
-         [](MemoryMachine& m) { m.SetString(HKCU, kStyles, u"Use My Stylesheet", u"1"); },
+         [](MemoryMachine& m) { m.SetString(HKCU, kStylesKey, u"Use My Stylesheet", u"1"); },
          "shown OK 'No'"},
-        {"portal with a slash as the user's start page", 3,
-         [](MemoryMachine& m) { m.SetString(HKCU, kMain, u"Start Page", u"http://www.msn.com/"); },
-         "shown IE 'http://www.msn.com/'"},
-        {"portal with a slash as the computer's", 4,
-         [](MemoryMachine& m) { m.SetString(HKLM, kMain, u"Start Page", u"http://www.msn.com/"); },
-         "shown OK 'http://www.msn.com/'"},
-        {"search engine as the user's start page", 3,
-         [](MemoryMachine& m) { m.SetString(HKCU, kMain, u"Start Page", u"http://GOOGLE.xx"); },
-         "shown OK 'http://GOOGLE.xx'"},
-        {"search engine as the computer's", 4,
-         [](MemoryMachine& m) { m.SetString(HKLM, kMain, u"Start Page", u"http://GOOGLE.xx"); },
-         "shown i 'http://GOOGLE.xx'"},
-        {"resource in capitals", 4,
-         [](MemoryMachine& m) { m.SetString(HKLM, kMain, u"Start Page", u"RES://MSHTML.DLL/a"); },
-         "shown i 'RES://MSHTML.DLL/a'"},
-        {"corporate site in capitals", 1,
-         [](MemoryMachine& m) {
-             m.SetString(HKCU, kMain, u"Default_Page_URL", u"HTTP://www.microsoft.com");
-         },
-         "shown i 'HTTP://www.microsoft.com'"},
-        // Only the beginning is compared, on purpose.
-        {"another host behind the corporate site's name", 1,
-         [](MemoryMachine& m) {
-             m.SetString(HKCU, kMain, u"Default_Page_URL", u"http://www.microsoft.com.evil/");
-         },
-         "shown OK 'http://www.microsoft.com.evil/'"},
-        {"beginning of the corporate site", 1,
-         [](MemoryMachine& m) {
-             m.SetString(HKCU, kMain, u"Default_Page_URL", u"http://www.microsoft.co");
-         },
-         "shown i 'http://www.microsoft.co'"},
-        {"blank before the portal", 1,
-         [](MemoryMachine& m) {
-             m.SetString(HKCU, kMain, u"Default_Page_URL", u" http://www.msn.com");
-         },
-         "shown i ' http://www.msn.com'"},
-        {"lone surrogate", 1,
-         [](MemoryMachine& m) {
-             m.SetString(HKCU, kMain, u"Default_Page_URL", Text(1, char16_t{0xD800}));
-         },
-         "shown i '\xEF\xBF\xBD'"},
-        {"one library more", 7,
-         [](MemoryMachine& m) {
-             m.SetString(HKLM, kWindowsKey, u"AppInit_DLLs", u"wbsys.dll,x.dll");
-         },
-         "shown i 'wbsys.dll,x.dll'"},
         {"libraries on 9x", 7,
          [](MemoryMachine& m) { m.SetString(HKLM, kWindowsKey, u"AppInit_DLLs", u"x.dll"); },
          "hidden  ''", WindowsFamily::Windows9x},
         {"style sheet of 260 NULs", 9,
-         [](MemoryMachine& m) { m.SetString(HKCU, kStyles, u"User Stylesheet", Text(260, u'\0')); },
+         [](MemoryMachine& m) {
+             m.SetString(HKCU, kStylesKey, u"User Stylesheet", Text(260, u'\0'));
+         },
          "hidden  ''"},
-        {"local page of 9x", 10,
-         [](MemoryMachine& m) {
-             m.SetString(HKCU, kMain, u"Local Page", u"c:\\windows\\SYSTEM\\blank.htm");
-         },
-         "shown OK 'c:\\windows\\SYSTEM\\blank.htm'", WindowsFamily::Windows9x},
-        {"local page of NT on 9x", 11,
-         [](MemoryMachine& m) {
-             m.SetString(HKLM, kMain, u"Local Page", u"c:\\windows\\system32\\blank.htm");
-         },
-         "shown i 'c:\\windows\\system32\\blank.htm'", WindowsFamily::Windows9x},
         {"genuine prefix", 12,
          [](MemoryMachine& m) {
              m.SetString(HKLM, Text(kUrl) + u"DefaultPrefix", u"", u"HTTP://");
@@ -292,8 +266,7 @@ TEST(GetSettingInfo, JudgesEachKindOfSetting) {
         {"handler by the local server alone", 22,
          [](MemoryMachine& m) {
              Serve(m, u"Handler\\http", u"");
-             m.SetString(HKCR, Text(u"CLSID\\") + kClsid + u"\\LocalServer32", u"",
-                         u"%windir%\\system32\\urlmon.dll");
+             AddServer(m, kClsid, u"%windir%\\system32\\urlmon.dll", u"LocalServer32");
          },
          "hidden OK '%windir%\\system32\\urlmon.dll'"},
         {"handler of 9x", 18,
@@ -304,12 +277,12 @@ TEST(GetSettingInfo, JudgesEachKindOfSetting) {
          "shown i '{79EAC9E7-BAF9-11CE-8C82-00AA004BA90B}'"},
         {"unreadable key", 4,
          [](MemoryMachine& m) {
-             m.SetString(HKLM, kMain, u"Start Page", u"x");
-             m.DenyRead(HKLM, kMain);
+             m.SetString(HKLM, kMainKey, u"Start Page", u"x");
+             m.DenyRead(HKLM, kMainKey);
          },
          "hidden  ''"},
     };
-    for (const JudgeRow& row : rows) {
+    for (const Row& row : rows) {
         SCOPED_TRACE(row.label);
         EngineBench bench(row.family);
         row.prepare(bench.machine);

@@ -109,34 +109,6 @@ TEST_F(FormTest, AnErrorInAModalLoopComesOutAndUnblocksTheOthers) {
     }
 }
 
-TEST_F(FormTest, TheProgressWindowWorksWhileItIsActivated) {
-    FSample form(log);
-    form.Show();
-    TakeLog();
-    Pointer during = Pointer::Default;
-    std::size_t windows = 0;
-    toolkit.onPump = [&] {
-        during = toolkit.CurrentPointer();
-        windows = toolkit.Windows().Forms().size();
-    };
-    form.ts.UserSelect(2);
-    form.ucText.cmdSend.Click();
-    EXPECT_THAT(TakeLog(), ElementsAre("working", "activate", "done"));
-    EXPECT_EQ(during, Pointer::Hourglass);
-    EXPECT_EQ(windows, 2u);
-    EXPECT_EQ(toolkit.CurrentPointer(), Pointer::Default);
-}
-
-TEST_F(FormTest, ALongCaptionWidensTheProgressWindow) {
-    FWork work;
-    work.onStarted = [&] { work.Finish(); };
-    work.ShowProgress(u"short", nullptr);
-    const int narrow = work.WindowWidth();
-    work.ShowProgress(u"a much longer caption", nullptr);
-    EXPECT_EQ(work.WindowWidth(), work.Label1.Width() + 1200);
-    EXPECT_GT(work.WindowWidth(), narrow);
-}
-
 TEST_F(FormTest, ResizingPlacesTheControlsOfPanelsToo) {
     FSample form(log);
     form.Show();

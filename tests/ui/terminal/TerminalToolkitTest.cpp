@@ -32,22 +32,21 @@ Shown Show(Answers answers, std::string keys, int style, const Text& prompt = u"
 
 TEST(TerminalToolkit, AnswersQuestions) {
     constexpr int kQuestion = MessageStyle::Exclamation | MessageStyle::OkCancel;
+    const std::string ok = "  O = OK, C = Cancel: OK\n";
+    const std::string cancel = "  O = OK, C = Cancel: Cancel\n";
     const struct {
         const char* label;
         Answers answers;
         const char* keys;
         MessageResult result;
         std::size_t keysLeft;
-        const char* lastLine;
+        std::string lastLine;
     } rows[] = {
-        {"o is OK", Answers::Ask, "oc", MessageResult::Ok, 1, "  O = OK, C = Cancel: OK\n"},
-        {"Y is OK", Answers::Ask, "Y", MessageResult::Ok, 0, "  O = OK, C = Cancel: OK\n"},
-        {"c is Cancel", Answers::Ask, "co", MessageResult::Cancel, 1,
-         "  O = OK, C = Cancel: Cancel\n"},
-        {"Escape is Cancel", Answers::Ask, "\x1b", MessageResult::Cancel, 0,
-         "  O = OK, C = Cancel: Cancel\n"},
-        {"Enter and others say nothing", Answers::Ask, "\n x\to", MessageResult::Ok, 0,
-         "  O = OK, C = Cancel: OK\n"},
+        {"o is OK", Answers::Ask, "oc", MessageResult::Ok, 1, ok},
+        {"Y is OK", Answers::Ask, "Y", MessageResult::Ok, 0, ok},
+        {"c is Cancel", Answers::Ask, "co", MessageResult::Cancel, 1, cancel},
+        {"Escape is Cancel", Answers::Ask, "\x1b", MessageResult::Cancel, 0, cancel},
+        {"Enter and others say nothing", Answers::Ask, "\n x\to", MessageResult::Ok, 0, ok},
         {"end of input", Answers::Ask, "\n", MessageResult::Cancel, 0,
          "  O = OK, C = Cancel: \n  Cancel (nobody answered)\n"},
         {"nobody is asked", Answers::SafeChoice, "o", MessageResult::Cancel, 1,
@@ -60,7 +59,7 @@ TEST(TerminalToolkit, AnswersQuestions) {
         const Shown shown = Show(row.answers, row.keys, kQuestion);
         EXPECT_EQ(shown.result, row.result);
         EXPECT_EQ(shown.keysLeft, row.keysLeft);
-        EXPECT_EQ(shown.text, std::string("[!] Brackenfold: Clean up?\n") + row.lastLine);
+        EXPECT_EQ(shown.text, "[!] Brackenfold: Clean up?\n" + row.lastLine);
     }
 }
 
@@ -85,17 +84,10 @@ TEST(TerminalToolkit, NoLetterInsideALineIsAnAnswer) {
 
 TEST(TerminalToolkit, AQuestionDropsWhatWasTypedBefore) {
     std::ostringstream messages;
-    std::string keys = "o";
+    char key = 'o';
     TerminalToolkit toolkit(
-        messages,
-        [&]() -> std::optional<char> {
-            if (keys.empty()) return std::nullopt;
-            const char key = keys.front();
-            keys.erase(0, 1);
-            return key;
-        },
-        Answers::Ask);
-    toolkit.DropTypedAheadBy([&] { keys = "c"; });
+        messages, [&] { return std::optional(key); }, Answers::Ask);
+    toolkit.DropTypedAheadBy([&] { key = 'c'; });
     EXPECT_EQ(toolkit.ShowMessageBox(u"Sure?", MessageStyle::OkCancel, u"It"),
               MessageResult::Cancel);
 }
