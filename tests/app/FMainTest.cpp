@@ -217,7 +217,7 @@ TEST(FMain, ABackupThatFailsIsLoggedAndClaimsSuccess) {
     StartedProgram program;
     program.machine.AddFile(u"C:\\Program Files\\Brackenfold\\Backup", "a file");
     program.Start();
-    EXPECT_NE(program.log->text.find("75 4 FMain.BackupRegistry: "), std::string::npos);
+    EXPECT_TRUE(program.Logged("75 4 FMain.BackupRegistry: "));
     EXPECT_TRUE(program.log->text.ends_with(kStateEntry)) << "the start-up goes on";
     program.toolkit.Answer({Ok});
     program.Choose(u"mnuBackup");

@@ -8,6 +8,9 @@ namespace {
 
 using enum MessageResult;
 
+constexpr char kCannotSend[] = "48 Cannot send support request. Ensure you are online now. \n";
+const std::string kRequested = "5 ucSupport.cmdRequestSupport_Click: Requesting support\n";
+
 /// An exchange that ends at once with a status.
 class InstantRequest final : public HttpRequest {
   public:
@@ -107,8 +110,7 @@ TEST(ucSupport, SendsAReportBehindTheProgressWindow) {
         "64 Your support request has been sent successfully. Please allow up to 48 hours for a "
         "response.\n";
     EXPECT_EQ(it.Messages(), sent + sent);
-    const std::string line = "5 ucSupport.cmdRequestSupport_Click: Requesting support\n";
-    EXPECT_EQ(it.log->text, line + line);
+    EXPECT_EQ(it.log->text, kRequested + kRequested);
     EXPECT_EQ(it.Find<TextBox>(u"txtAnswers").GetText(), u"x");
 }
 
@@ -116,7 +118,7 @@ TEST(ucSupport, TellsOfARefusedReport) {
     Support it;
     it.answer = 503;
     it.Request({Ok});
-    EXPECT_EQ(it.Messages(), "48 Cannot send support request. Ensure you are online now. \n");
+    EXPECT_EQ(it.Messages(), kCannotSend);
     EXPECT_TRUE(
         it.log->text.starts_with("8004038A 4 ucSupport.cmdRequestSupport_Click: Cannot contact. "))
         << it.log->text;
@@ -129,10 +131,8 @@ TEST(ucSupport, AFailedGatheringSendsNothing) {
     it.Request({Ok, Ok});
     EXPECT_EQ(it.sent, 0);
     EXPECT_TRUE(it.log->text.starts_with("75 4 ucSupport.moProgressor_Started: ")) << it.log->text;
-    const std::string messages = it.Messages();
-    EXPECT_TRUE(messages.starts_with("64 "));
-    EXPECT_TRUE(
-        messages.ends_with("48 Cannot send support request. Ensure you are online now. \n"));
+    EXPECT_TRUE(it.Messages().starts_with("64 "));
+    EXPECT_TRUE(it.Messages().ends_with(kCannotSend));
     EXPECT_EQ(it.Window(u"FProgressor"), nullptr);
     EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
 }
@@ -143,9 +143,8 @@ TEST(ucSupport, AFailedGatheringLeavesTheResultOfTheRequestBeforeOnPurpose) {
     it.MakeGatheringFail();
     it.Request({Ok, Ok});
     EXPECT_EQ(it.sent, 1);
-    const std::string line = "5 ucSupport.cmdRequestSupport_Click: Requesting support\n";
-    EXPECT_TRUE(it.log->text.starts_with(line + "75 4 ucSupport.moProgressor_Started: "));
-    EXPECT_TRUE(it.log->text.ends_with("\n" + line)) << it.log->text;
+    EXPECT_TRUE(it.log->text.starts_with(kRequested + "75 4 ucSupport.moProgressor_Started: "));
+    EXPECT_TRUE(it.log->text.ends_with("\n" + kRequested)) << it.log->text;
 }
 
 TEST(ucSupport, AnErrorFromBeforeTheWorkIsLoggedAndStopsNothing) {
@@ -158,9 +157,10 @@ TEST(ucSupport, AnErrorFromBeforeTheWorkIsLoggedAndStopsNothing) {
     };
     it.Request({Ok});
     EXPECT_EQ(it.sent, 1);
-    EXPECT_EQ(it.log->text,
-              "57 4 ucSupport.moProgressor_Started(.): a handler failed as the window was painted\n"
-              "5 ucSupport.cmdRequestSupport_Click: Requesting support\n");
+    EXPECT_EQ(
+        it.log->text,
+        "57 4 ucSupport.moProgressor_Started(.): a handler failed as the window was painted\n" +
+            kRequested);
 }
 
 TEST(ucSupport, TheWindowMayBeClosedOrActivatedAgainDuringTheWork) {

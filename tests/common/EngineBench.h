@@ -52,6 +52,9 @@ class EngineBench {
         return text;
     }
 
+    /// Whether the log has that in it.
+    bool Logged(const std::string& part) const { return log->text.find(part) != std::string::npos; }
+
     MemoryMachine machine;
     InstalledMachine installed{machine};
     HeadlessToolkit toolkit;

@@ -4,7 +4,6 @@
 
 #include "base/RuntimeError.h"
 #include "detection/DetectionBench.h"
-#include "detection/MPaDetector.h"
 
 namespace bkfd {
 namespace {
@@ -17,17 +16,11 @@ struct Manager : CBHOManager {
     /// "id: params" of each item, a line each.
     std::string Items() {
         const auto list = EnumBHOs();
-        if (list == nullptr) return "no list";
         std::string text;
         for (const auto& item : *list) text += ToUtf8(item->Id) + ": " + ParamsOf(*item) + '\n';
         return text;
     }
 };
-
-void AddServers(MemoryMachine& machine, const char16_t* inProc, const char16_t* local) {
-    if (inProc != nullptr) AddServer(machine, kClass, inProc);
-    if (local != nullptr) AddServer(machine, kClass, local, u"LocalServer32");
-}
 
 TEST(CBHOManager, ListsHelperObjects) {
     const auto library = FileWithVersion({{u"ProductName", u"Tool & Bar"}});
@@ -50,6 +43,8 @@ TEST(CBHOManager, ListsHelperObjects) {
          "Name=C:\\in.dll, DLL=C:\\in.dll"},
         {"a bare name", nullptr, u"sys.dll", nullptr,
          "Name=C:\\WINDOWS\\system32\\sys.dll, DLL=C:\\WINDOWS\\system32\\sys.dll"},
+        {"a short name stays short", nullptr, u"C:\\A~1\\x.dll", nullptr,
+         "Name=C:\\A~1\\x.dll, DLL=C:\\A~1\\x.dll"},
         {"no class", nullptr, nullptr, nullptr, "Name=, DLL="},
         {"a name without a class", u"Dead", nullptr, nullptr, "Name=Dead, DLL="},
     };
@@ -59,9 +54,12 @@ TEST(CBHOManager, ListsHelperObjects) {
         auto& machine = bench.machine;
         machine.AddFile(u"C:\\a b\\bar.dll", library);
         machine.AddFile(u"C:\\WINDOWS\\system32\\sys.dll");
+        machine.AddFile(u"C:\\a b\\x.dll");
+        machine.SetShortName(u"C:\\a b", u"A~1");
         machine.AddKey(HKLM, kHelperObjects + kClass);
         if (row.name != nullptr) AddHelperObject(machine, kClass, row.name);
-        AddServers(machine, row.inProc, row.local);
+        if (row.inProc != nullptr) AddServer(machine, kClass, row.inProc);
+        if (row.local != nullptr) AddServer(machine, kClass, row.local, u"LocalServer32");
         Manager manager(bench);
         EXPECT_EQ(manager.Items(), ToUtf8(kClass) + ": " + row.params + '\n');
         EXPECT_EQ(bench.log->text, "");
@@ -82,15 +80,6 @@ TEST(CBHOManager, PassesOverKeysThatNameNoClass) {
     EXPECT_EQ(bench.log->text, "");
 }
 
-TEST(CBHOManager, LeavesShortNamesShort) {
-    DetectionBench bench;
-    bench.machine.AddFile(u"C:\\Long name\\x.dll");
-    bench.machine.SetShortName(u"C:\\Long name", u"LONGNA~1");
-    AddHelperObject(bench.machine, kClass, u"x", u"C:\\LONGNA~1\\x.dll");
-    Manager manager(bench);
-    EXPECT_EQ(manager.Items(), ToUtf8(kClass) + ": Name=x, DLL=C:\\LONGNA~1\\x.dll\n");
-}
-
 TEST(CBHOManager, KeepsWhatItHasWhenAnObjectFails) {
     DetectionBench bench;
     const Text last = Text(38, u'~');  // behind the other in the registry's order
@@ -99,14 +88,6 @@ TEST(CBHOManager, KeepsWhatItHasWhenAnObjectFails) {
     Manager manager(bench);
     EXPECT_EQ(manager.Items(), ToUtf8(kClass) + ": Name=, DLL=\n");
     EXPECT_TRUE(bench.log->text.starts_with("5 4 CBHOManager.FillBHOInfo: ")) << bench.log->text;
-}
-
-TEST(CBHOManager, GivesNoListWhenItFailsAltogether) {
-    DetectionBench bench;
-    Manager manager(bench);
-    bench.spy.RunOutOfMemoryAt("RegEnumKeyExW");
-    EXPECT_EQ(manager.Items(), "no list");
-    EXPECT_TRUE(bench.log->text.starts_with("7 4 CBHOManager.EnumBHOs: ")) << bench.log->text;
 }
 
 TEST(CBHOManager, DeletesTheRegistrationAlone) {
@@ -134,36 +115,6 @@ TEST(CBHOManager, TellsOfARegistrationThatStays) {
                                    ")\n0 CBHOManager.DeleteBHO: Cannot delete "
                                    "'HKEY_LOCAL_MACHINE\\" +
                                    ToUtf8(kHelperObjects + kClass) + "'. \n");
-}
-
-TEST(IsSystemClsidServer, ComparesTheExpandedServer) {
-    const struct {
-        const char* label;
-        const char16_t* inProc;
-        const char16_t* local;
-        bool isSystem;
-        const char16_t* server;
-    } rows[] = {
-        {"the library", u"C:\\WINDOWS\\System32\\MSHTML.dll", nullptr, true,
-         u"C:\\WINDOWS\\System32\\MSHTML.dll"},
-        {"unexpanded", u"%windir%\\system32\\mshtml.dll", nullptr, true,
-         u"%windir%\\system32\\mshtml.dll"},
-        {"the program", u"", u"C:\\WINDOWS\\system32\\mshtml.dll", true,
-         u"C:\\WINDOWS\\system32\\mshtml.dll"},
-        {"the library counts first", u"C:\\x.dll", u"C:\\WINDOWS\\system32\\mshtml.dll", false,
-         u"C:\\x.dll"},
-        {"a bare name", u"mshtml.dll", nullptr, false, u"mshtml.dll"},
-        {"nothing", nullptr, nullptr, false, u""},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.label);
-        DetectionBench bench;
-        AddServers(bench.machine, row.inProc, row.local);
-        RegistryAccess registry;
-        Text server = u"old";
-        EXPECT_EQ(IsSystemClsidServer(registry, kClass, u"MsHtml.dll", server), row.isSystem);
-        EXPECT_EQ(server, row.server);
-    }
 }
 
 }  // namespace

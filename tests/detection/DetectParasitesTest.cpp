@@ -8,8 +8,6 @@ namespace {
 
 class Detection : public DetectionBench {
   public:
-    using DetectionBench::DetectionBench;
-
     void AddHelperObject(TextView dll, TextView clsid = kFirstClsid) {
         bkfd::AddHelperObject(machine, clsid, u"x", dll);
     }
@@ -151,17 +149,6 @@ TEST(DetectParasites, AnswersForEachPlace) {
         EXPECT_EQ(detection.Run(), row.answer);
         EXPECT_EQ(detection.machine.OpenHandleCount(), 0U);
     }
-}
-
-TEST(DetectParasites, WorksOnTheOldFamily) {
-    Detection detection(WindowsFamily::Windows9x);
-    detection.Init();
-    detection.AddPlainFile(u"C:\\BAD32.EXE");
-    detection.AddProcess(u"C:\\BAD32.EXE", {u"C:\\A.TMP"});
-    EXPECT_EQ(detection.Run(),
-              "c:\\bad32.exe\nc:\\a.tmp\n--\n--\n"
-              "5 CPaDetector.DetectParasites: Running parasite process: c:\\bad32.exe\n"
-              "5 CPaDetector.DetectParasites: Running parasite module: c:\\a.tmp\n");
 }
 
 TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {

@@ -33,6 +33,7 @@ inline Bytes Steered(Bytes file, std::size_t size, std::int32_t hash) {
     if (size < file.size() + 31) return {};
     file.resize(size);
     std::int64_t missing = (hash + kModulus - ContentHash(file)) % kModulus;
+    if (missing == 0 && hash == kModulus) missing = kModulus;
     file.back() = static_cast<std::uint8_t>(missing & 1);
     for (std::size_t bit = 30; bit > 0; --bit) {
         file[size - 32 + bit] = static_cast<std::uint8_t>((missing >> bit) & 1);

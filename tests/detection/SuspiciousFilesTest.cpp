@@ -76,7 +76,7 @@ TEST(SuspiciousFiles, AFailureIsLoggedAndGivesNoDocument) {
     bench.machine.AddProcess({4, u"C:\\plain.exe", {}});
     gHashier.reset();
     EXPECT_EQ(SuspiciousXml(bench), "(empty)");
-    EXPECT_NE(bench.log->text.find("91 0 CPaDetector.MakeSuspiciousFilesXML: "), std::string::npos);
+    EXPECT_TRUE(bench.Logged("91 0 CPaDetector.MakeSuspiciousFilesXML: "));
 }
 
 }  // namespace

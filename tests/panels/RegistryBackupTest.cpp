@@ -114,16 +114,15 @@ TEST(RegistryBackup, AMachineWithoutTheKeysLeavesTheHeader) {
 
 TEST(RegistryBackup, NamesFilesByTheSecondAndReplacesWithinIt) {
     EngineBench bench;
-    struct Row {
+    const struct {
         CivilTime now;
         const char* name;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {{2026, 1, 2, 3, 4, 5, 0}, "Backup Jan 02, 2026 03-04-05.reg"},
         {{2026, 1, 2, 3, 4, 5, 999}, "Backup Jan 02, 2026 03-04-05.reg"},
         {{2026, 12, 31, 23, 59, 59, 0}, "Backup Dec 31, 2026 23-59-59.reg"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         bench.machine.SetNow(ToDate(row.now));
         const std::string file = ToUtf8(WriteRegistryBackup(kProgramFolder));
         EXPECT_EQ(file.substr(file.rfind('\\') + 1), row.name);

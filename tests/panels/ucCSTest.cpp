@@ -269,6 +269,12 @@ TEST(GetSettingInfo, JudgesEachOtherKindOfSetting) {
              AddServer(m, kClsid, u"%windir%\\system32\\urlmon.dll", u"LocalServer32");
          },
          "hidden OK '%windir%\\system32\\urlmon.dll'"},
+        {"handler by a library before a genuine program", 22,
+         [](MemoryMachine& m) {
+             Serve(m, u"Handler\\http", u"C:\\x.dll");
+             AddServer(m, kClsid, u"C:\\WINDOWS\\system32\\urlmon.dll", u"LocalServer32");
+         },
+         "shown i 'C:\\x.dll'"},
         {"handler of 9x", 18,
          [](MemoryMachine& m) { Serve(m, u"Handler\\about", u"C:\\WINDOWS\\SYSTEM\\MSHTML.DLL"); },
          "shown OK 'C:\\WINDOWS\\SYSTEM\\MSHTML.DLL'", WindowsFamily::Windows9x},

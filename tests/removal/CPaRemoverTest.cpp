@@ -55,7 +55,6 @@ struct Bench : RemovalBench {
 
     Text Stamp() { return machine.GetString(HKCU, kStampKey, kStampName); }
     void SetStamp(const Text& stamp) { machine.SetString(HKCU, kStampKey, kStampName, stamp); }
-    bool Logged(const std::string& line) { return log->text.find(line) != std::string::npos; }
     bool CleanUpEndsProgram() {
         return EndsProgram([this] { remover.CleanUp(); });
     }
@@ -64,18 +63,17 @@ struct Bench : RemovalBench {
 };
 
 TEST(Check, FindsFilesAndHelperObjectsAndChangesNothing) {
-    struct Row {
+    const struct {
         const char* label;
         void (*prepare)(MemoryMachine& machine);
         std::int16_t found;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"clean", [](MemoryMachine&) {}, 0},
         {"everything", [](MemoryMachine& machine) { Hijack(machine); }, -1},
         {"a dead helper object alone",
          [](MemoryMachine& machine) { AddHelperObject(machine, kFirstClsid, u""); }, -1},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         Bench bench;
         row.prepare(bench.machine);

@@ -114,14 +114,13 @@ TEST(ConfigurationSettings, AreRestoredAndThenStay) {
 }
 
 TEST(ConfigurationSettings, OneLibraryIsKept) {
-    struct Row {
+    const struct {
         const char16_t* before;
         const char16_t* after;
-    };
-    const Row rows[] = {{u"bad.dll WBSYS.DLL,other.dll", u"wbsys.dll"},
-                        {u"c:\\x\\wbsys.dll", u"wbsys.dll"},
-                        {u"wbsys.dl", u""}};
-    for (const Row& row : rows) {
+    } rows[] = {{u"bad.dll WBSYS.DLL,other.dll", u"wbsys.dll"},
+                {u"c:\\x\\wbsys.dll", u"wbsys.dll"},
+                {u"wbsys.dl", u""}};
+    for (const auto& row : rows) {
         RemovalBench bench;
         bench.machine.SetString(HKLM, kWindowsKey, u"AppInit_DLLs", row.before);
         Restore(bench);
@@ -130,14 +129,13 @@ TEST(ConfigurationSettings, OneLibraryIsKept) {
 }
 
 TEST(ConfigurationSettings, OnlyForeignProtocolHandlersAreReplaced) {
-    struct Row {
+    constexpr char kOurs[] = "{ours}";
+    const struct {
         const char* label;
         const char16_t* protocol;
         const char16_t* server;  // of the class that is there
         const char* after;       // empty for a handler without a class
-    };
-    constexpr char kOurs[] = "{ours}";
-    const Row rows[] = {
+    } rows[] = {
         {"genuine", u"ftp", u"C:\\WINDOWS\\System32\\URLMON.DLL", kOurs},
         {"genuine, with a variable", u"ftp", u"%windir%\\system32\\urlmon.dll", kOurs},
         {"right name, wrong folder", u"ftp", u"C:\\WINDOWS\\urlmon.dll",
@@ -149,7 +147,7 @@ TEST(ConfigurationSettings, OnlyForeignProtocolHandlersAreReplaced) {
         {"unknown protocol", u"res", u"C:\\bad.dll", kOurs},
         {"no class", u"https", nullptr, ""},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         RemovalBench bench;
         const Text key = Text(u"PROTOCOLS\\Handler\\") + row.protocol;
@@ -165,14 +163,13 @@ TEST(ConfigurationSettings, OnlyForeignProtocolHandlersAreReplaced) {
 }
 
 TEST(ConfigurationSettings, RefusedKeyIsLoggedAndTheOthersAreRestored) {
-    struct Row {
+    const Text urlKey = u"Software\\Microsoft\\Windows\\CurrentVersion\\URL\\";
+    const Text protocols = u"Software\\Classes\\PROTOCOLS\\";
+    const struct {
         RegistryRoot root;
         Text key;
         const char* logged;  // in one of its lines
-    };
-    const Text kUrlKey = u"Software\\Microsoft\\Windows\\CurrentVersion\\URL\\";
-    const Text kProtocols = u"Software\\Classes\\PROTOCOLS\\";
-    const Row rows[] = {
+    } rows[] = {
         {HKCU, kMainKey,
          "write 'HKEY_CURRENT_USER\\Software\\Microsoft\\Internet Explorer\\Main\\Start Page'. "
          "Access is denied.\n"},
@@ -184,14 +181,14 @@ TEST(ConfigurationSettings, RefusedKeyIsLoggedAndTheOthersAreRestored) {
         {HKLM, u"Software\\Microsoft\\Internet Explorer\\AboutURLs", "AboutURLs\\blank'"},
         {HKLM, kWindowsKey, "Windows\\AppInit_DLLs'"},
         {HKCU, kStylesKey, "Styles\\Use My Stylesheet'"},
-        {HKLM, kUrlKey + u"DefaultPrefix", "URL\\DefaultPrefix\\'"},
-        {HKLM, kUrlKey + u"Prefixes", "URL\\Prefixes\\mosaic'"},
-        {HKLM, kProtocols + u"Handler\\http",
+        {HKLM, urlKey + u"DefaultPrefix", "URL\\DefaultPrefix\\'"},
+        {HKLM, urlKey + u"Prefixes", "URL\\Prefixes\\mosaic'"},
+        {HKLM, protocols + u"Handler\\http",
          "write 'HKEY_CLASSES_ROOT\\PROTOCOLS\\Handler\\http\\CLSID'"},
-        {HKLM, kProtocols + u"Filter\\text/html",
+        {HKLM, protocols + u"Filter\\text/html",
          "Cannot delete 'HKEY_CLASSES_ROOT\\PROTOCOLS\\Filter\\text/html'"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.logged);
         RemovalBench bench;
         HijackSettings(bench.machine);
@@ -204,9 +201,8 @@ TEST(ConfigurationSettings, RefusedKeyIsLoggedAndTheOthersAreRestored) {
         expected.erase(key);
         if (before.contains(key)) expected[key] = before.at(key);
         EXPECT_EQ(Blocks(bench.machine.DumpRegistry()), expected);
-        const std::string& log = bench.log->text;
-        EXPECT_NE(log.find("\n0 CPaRemover.RestoreConfigurationSettings: Cannot "), log.npos);
-        EXPECT_NE(log.find(row.logged), log.npos) << log;
+        EXPECT_TRUE(bench.Logged("\n0 CPaRemover.RestoreConfigurationSettings: Cannot "));
+        EXPECT_TRUE(bench.Logged(row.logged)) << bench.log->text;
     }
 }
 

@@ -51,17 +51,12 @@ class WillingToolkit final : public HeadlessToolkit {
 };
 
 /// The engine on a machine, with a log of its own.
-class Engine {
+class Engine : public EngineBench {
   public:
-    explicit Engine(Machine& machine) : installed_(machine), toolkit_(InstallToolkit(&willing_)) {
-        EngineBench::Start();
+    explicit Engine(Machine& on) {
+        Use(on);
+        InstallToolkit(&willing_);
     }
-    ~Engine() {
-        gHashier.reset();
-        InstallToolkit(toolkit_);
-    }
-    Engine(const Engine&) = delete;
-    Engine& operator=(const Engine&) = delete;
 
     /// True at the normal end: the restart, which ends the program.
     bool CleanUp() {
@@ -70,12 +65,8 @@ class Engine {
         return EndsProgram([&] { remover.CleanUp(); });
     }
 
-    std::shared_ptr<LogText> log = std::make_shared<LogText>();
-
   private:
     WillingToolkit willing_;
-    InstalledMachine installed_;
-    Toolkit* toolkit_;
 };
 
 /// Lower-cased paths of all files with their content; one that can't be read has none.

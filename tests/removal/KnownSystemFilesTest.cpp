@@ -48,13 +48,12 @@ TEST(KnownSystemFiles, ListsAreComplete) {
 }
 
 TEST(KnownSystemFiles, WholePathsAreCompared) {
-    struct Row {
+    const struct {
         const char* label;
         bool (*lookup)(const Text&);
         const char16_t* path;
         bool known;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"capitals", IsSystemProcessNT, u"C:\\WINDOWS\\SYSTEM32\\LSASS.EXE", true},
         {"other folder", IsSystemProcessNT, u"C:\\WINDOWS\\lsass.exe", false},
         {"folder below", IsSystemProcessNT, u"C:\\WINDOWS\\system32\\x\\lsass.exe", false},
@@ -84,7 +83,7 @@ TEST(KnownSystemFiles, WholePathsAreCompared) {
         {"9x shell", IsSystemModule9x, u"c:\\windows\\explorer.exe", true},
     };
     RemovalBench nt(WindowsFamily::NT);
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         const bool isOf9x = row.lookup == IsSystemProcess9x || row.lookup == IsSystemModule9x;
         gSystemPath = isOf9x ? u"c:\\windows\\system\\" : u"c:\\windows\\system32\\";
         EXPECT_EQ(row.lookup(row.path), row.known) << row.label;

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "RemovalBench.h"
+#include "platform/RootNames.h"
 #include "removal/processes/CProcessManager.h"
 #include "removal/processes/ParasiteFileName.h"
 
@@ -133,7 +134,7 @@ const Row kRows[] = {
     {"a list that refuses the name", NT,
      [](MemoryMachine& machine) {
          AddBadFile(machine);
-         machine.DenyWrite(RegistryRoot::CurrentUser, u"Software\\Tarnwick Labs");
+         machine.DenyWrite(HKCU, u"Software\\Tarnwick Labs");
      },
      BadRenamed(NT) +
          "0 CProcessManager.RenameParasiteFile: Cannot note 'C:\\a\\bad.dll' in the list of "

@@ -27,12 +27,11 @@ const std::vector<ProcessRecord> kRecords = {
 };
 
 TEST(ProcessInventory, FollowsTheFamily) {
-    struct Row {
+    const struct {
         const char* label;
         WindowsFamily family;
         const char* expected;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"NT", WindowsFamily::NT,
          "[\\SystemRoot\\System32\\smss.exe]\n"
          "[C:\\App.EXE]\n"
@@ -49,7 +48,7 @@ TEST(ProcessInventory, FollowsTheFamily) {
          "  [  ]\n"
          "  [C:\\a.DLL]\n"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         RemovalBench bench(row.family);
         for (const ProcessRecord& record : kRecords) bench.machine.AddProcess(record);
         EXPECT_EQ(Inventory(bench), row.expected) << row.label;

@@ -207,8 +207,7 @@ TEST(FSafeRemover, F6AndThePictureShowTheSearch) {
               "64 Search complete successfully.\n");
     EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
     it.Press('F');  // the message fails
-    EXPECT_NE(it.log->text.find(" 0 FSafeRemover.cmdFindSuspiciousFiles_Click: "),
-              std::string::npos);
+    EXPECT_TRUE(it.Logged(" 0 FSafeRemover.cmdFindSuspiciousFiles_Click: "));
 }
 
 TEST(FSafeRemover, ClosingDuringTheWorkLosesNothing) {
@@ -375,7 +374,7 @@ TEST(FRestoreFiles, AFailedRenameClaimsSuccessAndKeepsTheRow) {
     EXPECT_THROW(it.Press({}), RuntimeError);  // the question fails, then the message about it
     EXPECT_NE(it.Messages().find("64 Cannot restore 'C:\\a.exe'. Unexpected message box: "),
               std::string::npos);
-    EXPECT_NE(it.log->text.find("0 FRestoreFiles.cmdRestoreFile_Click: "), std::string::npos);
+    EXPECT_TRUE(it.Logged("0 FRestoreFiles.cmdRestoreFile_Click: "));
 }
 
 TEST(FRestoreFiles, OpensOnlyWithEntries) {

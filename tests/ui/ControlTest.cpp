@@ -69,11 +69,10 @@ TEST_F(ControlTest, EachEntryRaisesItsEventOnce) {
 }
 
 TEST_F(ControlTest, EntriesDoNothingToWhatTheUserCantReach) {
-    struct Row {
+    const struct {
         const char* label;
         std::function<void(FAll&)> arrange;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"disabled",
          [](FAll& form) {
              for (Control* control : form.inner.Children()) control->SetEnabled(false);
@@ -87,7 +86,7 @@ TEST_F(ControlTest, EntriesDoNothingToWhatTheUserCantReach) {
         {"form disabled", [](FAll& form) { form.SetEnabled(false); }},
         {"form hidden", [](FAll& form) { form.Hide(); }},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         for (const Entry& entry : kEntries) {
             SCOPED_TRACE(std::string(row.label) + ", " + entry.event);
             FAll form(log);
@@ -170,18 +169,17 @@ TEST_F(ControlTest, KeepsOddTexts) {
 class KeyTest : public UiTest {};
 
 TEST_F(KeyTest, GoToThePreviewTheControlAndTheirEffect) {
-    struct Row {
+    const struct {
         const char* label;
         int key;
         int shift;
         EventLog expected;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"F5", 116, 0, {"F5"}},
         {"F5 with Shift", 116, Shift::Shift, {}},
         {"Escape presses the cancel button after the key press", Key::Escape, 0, {"escape"}},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         FSample form(log);
         form.Show();
@@ -208,22 +206,6 @@ TEST_F(KeyTest, CtrlTabSwitchesTheTabAndTabMovesTheFocus) {
     EXPECT_THAT(visited, ElementsAre("lstFiles", "cmdSend", "cmdHide", "ts", "txtNotes"));
     form.PressKey(Key::Tab, Shift::Shift);
     EXPECT_TRUE(form.ts.HasFocus());
-}
-
-TEST_F(KeyTest, AHandlerSwallowsThePasteKeysOnly) {
-    FSample form(log);
-    form.Show();
-    form.ts.UserSelect(2);
-    form.ucText.txtNotes.SetFocus();
-    toolkit.SetClipboardText(u"clip");
-    int paste = 'V', other = 'W', insert = Key::Insert;
-    form.KeyDown(paste, Shift::Control);
-    form.KeyDown(insert, Shift::Shift);
-    form.KeyDown(other, Shift::Control);
-    EXPECT_EQ(paste, 0);
-    EXPECT_EQ(insert, 0);
-    EXPECT_EQ(other, 'W');
-    EXPECT_EQ(form.ucText.txtNotes.GetText(), u"Your text here...[clip][clip]");
 }
 
 TEST_F(KeyTest, WithoutPreviewTheFormSeesKeysOnlyWithoutFocus) {
@@ -256,22 +238,6 @@ TEST_F(KeyTest, EnterAndLettersReachButtonsListsAndLabels) {
     form.ts.SetFocus();
     form.PressKey(Key::Enter);
     EXPECT_FALSE(form.Visible());
-}
-
-TEST_F(KeyTest, PopupMenusTakeTheirPick) {
-    FSample form(log);
-    form.Show();
-    form.ucList.lv.UserSelect(3);
-    toolkit.Pick({u"mnuDelete"});
-    form.ucList.lv.MouseUp(MouseButton::Left);
-    form.ucList.lv.MouseUp(MouseButton::Right);
-    EXPECT_EQ(form.ucList.lv.Count(), 2u);
-    form.ucList.lv.UserSelect(1);
-    toolkit.Pick({u""});
-    form.ucList.lv.MouseUp(MouseButton::Right);
-    EXPECT_THAT(toolkit.Popups(), ElementsAre(ElementsAre(u"&Delete", u"-"),
-                                              ElementsAre(u"&Delete", u"-", u"&Properties")));
-    EXPECT_THROW(form.ucList.lv.MouseUp(MouseButton::Right), RuntimeError);
 }
 
 }  // namespace

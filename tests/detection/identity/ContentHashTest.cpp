@@ -1,22 +1,19 @@
-#include "detection/identity/ContentHash.h"
-
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <random>
 
-#include "base/Text.h"
+#include "detection/DetectionBench.h"
 
 namespace bkfd {
 namespace {
 
 TEST(ContentHash, HasItsWorkedValues) {
-    struct Row {
+    const struct {
         const char* label;
         Bytes bytes;
         std::int32_t hash;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"no bytes", {}, 0},
         {"one byte", {0x4D}, 77},
         {"an odd hash is turned to the top", {0x4D, 0x5A}, 1073741952},
@@ -26,10 +23,9 @@ TEST(ContentHash, HasItsWorkedValues) {
         {"a zero turns it", {0x01, 0x00}, 1073741824},
         {"abc", {0x61, 0x62, 0x63}, 536871084},
         {"zeros count only behind something", Bytes(5), 0},
-        {"saturated", Bytes(40, 0xFF), 2147483647},
         {"saturated in the middle of a long file", Bytes(4000, 0xFF), 2147483647},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         EXPECT_EQ(ContentHash(row.bytes), row.hash);
         EXPECT_EQ(ContentHashByteLoop(row.bytes), row.hash);
@@ -38,20 +34,10 @@ TEST(ContentHash, HasItsWorkedValues) {
 
 TEST(ContentHash, SkipsEveryByteBehindThirtyOneOfAllOnes) {
     EXPECT_NE(ContentHash(Bytes(30, 0xFF)), 2147483647);
-    EXPECT_EQ(ContentHash(Bytes(31, 0xFF)), ContentHash(Bytes(32, 0xFF)));
     Bytes file(31, 0xFF);
+    EXPECT_EQ(ContentHash(file), 2147483647);
     file.resize(1000, 0x12);
     EXPECT_EQ(ContentHash(file), 2147483647);
-}
-
-/// Bytes that bring the hash to `wanted`: its bits, one a byte.
-Bytes LeadTo(std::uint32_t wanted) {
-    Bytes bytes(31);
-    bytes[30] = wanted & 1;
-    for (unsigned bit = 1; bit < 31; ++bit) {
-        bytes[bit - 1] = static_cast<std::uint8_t>((wanted >> bit) & 1);
-    }
-    return bytes;
 }
 
 TEST(ContentHash, AgreesWithTheByteLoop) {
@@ -60,11 +46,10 @@ TEST(ContentHash, AgreesWithTheByteLoop) {
         return static_cast<std::uint32_t>(random() % below);
     };
     const auto byte = [&] { return static_cast<std::uint8_t>(number(256)); };
-    struct Row {
+    const struct {
         const char* label;
         std::function<std::uint8_t()> next;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"random", byte},
         {"sparse", [&] { return static_cast<std::uint8_t>(number(20) == 0 ? byte() : 0); }},
         {"all FF", [] { return std::uint8_t{0xFF}; }},
@@ -72,7 +57,7 @@ TEST(ContentHash, AgreesWithTheByteLoop) {
         {"00 or FF", [&] { return static_cast<std::uint8_t>(number(2) == 0 ? 0 : 0xFF); }},
         {"text", [&] { return static_cast<std::uint8_t>('a' + number(26)); }},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         for (int repeat = 0; repeat < 20; ++repeat) {
             Bytes buffer(64 + 300);
@@ -92,9 +77,7 @@ TEST(ContentHash, AgreesWithTheByteLoopCloseToOverflow) {
         std::uint32_t hash = 0x7FFFFFFFU << (random() % 26);
         if (random() % 2 == 0) hash ^= 1U << (random() % 31);
         hash = (hash | (random() & 0xFF)) & 0x7FFFFFFF;
-        Bytes file(random() % 64);
-        const Bytes lead = LeadTo(hash);
-        file.insert(file.end(), lead.begin(), lead.end());
+        Bytes file = Steered({}, 31 + random() % 64, static_cast<std::int32_t>(hash));
         ASSERT_EQ(ContentHashByteLoop(file), static_cast<std::int32_t>(hash));
         const std::size_t rest = random() % 130;
         const auto top = static_cast<std::uint32_t>(1 + random() % 256);
