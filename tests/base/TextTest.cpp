@@ -12,25 +12,23 @@ TEST(Text, Utf8) {
     const struct {
         const char* label;
         std::string_view utf8;
-        TextView strict;  // FromUtf8
-        TextView wide;    // FromWtf8
+        TextView strict;     // FromUtf8
+        TextView wide = {};  // FromWtf8, where it differs
     } cases[] = {
-        {"one to four bytes", "a\u00E9\u20AC\U0001F600", u"a\u00E9\u20AC\U0001F600",
-         u"a\u00E9\u20AC\U0001F600"},
-        {"embedded NUL", {"a\0b", 3}, {u"a\0b", 3}, {u"a\0b", 3}},
+        {"one to four bytes", "a\u00E9\u20AC\U0001F600", u"a\u00E9\u20AC\U0001F600"},
+        {"embedded NUL", {"a\0b", 3}, {u"a\0b", 3}},
         {"lone surrogate", "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD", TextView(u"\xD800", 1)},
-        {"overlong slash", "\xC0\xAF", u"\uFFFD\uFFFD", u"\uFFFD\uFFFD"},
-        {"overlong three bytes", "\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD", u"\uFFFD\uFFFD\uFFFD"},
-        {"beyond U+10FFFF", "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD",
-         u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-        {"cut at the end", "a\xE2\x82", u"a\uFFFD\uFFFD", u"a\uFFFD\uFFFD"},
-        {"cut before a letter", "\xE2\x82z", u"\uFFFD\uFFFDz", u"\uFFFD\uFFFDz"},
-        {"continuation alone", "\x80z", u"\uFFFDz", u"\uFFFDz"},
-        {"bytes FE and FF", "\xFE\xFF", u"\uFFFD\uFFFD", u"\uFFFD\uFFFD"},
+        {"overlong slash", "\xC0\xAF", u"\uFFFD\uFFFD"},
+        {"overlong three bytes", "\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD"},
+        {"beyond U+10FFFF", "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"cut at the end", "a\xE2\x82", u"a\uFFFD\uFFFD"},
+        {"cut before a letter", "\xE2\x82z", u"\uFFFD\uFFFDz"},
+        {"continuation alone", "\x80z", u"\uFFFDz"},
+        {"bytes FE and FF", "\xFE\xFF", u"\uFFFD\uFFFD"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(FromUtf8(c.utf8), c.strict) << c.label;
-        EXPECT_EQ(FromWtf8(c.utf8), c.wide) << c.label;
+        EXPECT_EQ(FromWtf8(c.utf8), c.wide.empty() ? c.strict : c.wide) << c.label;
     }
 }
 

@@ -14,20 +14,17 @@ TEST(Inventories, ListTheirItems) {
         const char* label;
         const char* machine;
         const char* command;
-        std::size_t count;
         json item;  // members of one of them
     } rows[] = {
         {"blanks stay where & was",
          "hijacked-xp",
          "bhos",
-         12,
          {{"id", "{5F3A9C72-0B1D-4E86-97C4-D28E61B0A543}"},
           {"name", "Reader  Notes"},
           {"dll", "C:\\Program Files\\Notes\\notes.exe"}}},
         {"bare name on the search path",
          "hijacked-xp",
          "startup",
-         13,
          {{"name", "Service Host"},
           {"dll", "C:\\WINDOWS\\winsrvhp.exe"},
           {"manufacturer", ""},
@@ -38,17 +35,14 @@ TEST(Inventories, ListTheirItems) {
         {"component of Windows",
          "hijacked-xp",
          "startup",
-         13,
          {{"valueName", "CTFMON.EXE"}, {"key", 0x80000001U}, {"icon", "OK"}}},
         {"16-bit company",
          "hijacked-98",
          "startup",
-         8,
          {{"name", "Spool Manager"}, {"manufacturer", "Fernhill Printing"}}},
         {"native form of a path",
          "hijacked-xp",
          "processes",
-         18,
          {{"id", "\\??\\C:\\WINDOWS\\system32\\csrss.exe"},
           {"modules",
            {"C:\\WINDOWS\\system32\\ntdll.dll", "C:\\WINDOWS\\system32\\kernel32.dll",
@@ -56,7 +50,6 @@ TEST(Inventories, ListTheirItems) {
         {"9x: the program is among the modules",
          "hijacked-98",
          "processes",
-         11,
          {{"id", "C:\\WINDOWS\\SYSTEM\\MMTASK.TSK"},
           {"modules", {"C:\\WINDOWS\\SYSTEM\\MMTASK.TSK"}}}},
     };
@@ -65,7 +58,6 @@ TEST(Inventories, ListTheirItems) {
         const CliRun run = RunOn(MachineCopy(row.machine), {"--json", row.command});
         EXPECT_EQ(run.code, 0) << run.err;
         const json list = run.Document();
-        EXPECT_EQ(list.size(), row.count);
         const auto isMeant = [&](json object) {
             const json before = object;
             object.update(row.item);

@@ -42,8 +42,8 @@ class MachineContract : public testing::TestWithParam<Adapter> {
   protected:
     MachineContract() : under_(GetParam().make()), machine_(under_->Get()) {}
 
-    bool IsNT() { return (machine_.System().GetVersion() & 0x8000'0000) == 0; }
-    std::string Ansi(TextView text) { return machine_.System().WideCharToMultiByte(text); }
+    bool IsNT() { return (system_.GetVersion() & 0x8000'0000) == 0; }
+    std::string Ansi(TextView text) { return system_.WideCharToMultiByte(text); }
     Text In(TextView name) { return under_->ScratchFolder() + u"\\" + Text(name); }
     Text Key(TextView below) { return under_->ScratchKey() + u"\\" + Text(below); }
     /// Makes a new file with the content; fails the test if it can't.
@@ -53,6 +53,10 @@ class MachineContract : public testing::TestWithParam<Adapter> {
 
     std::unique_ptr<MachineUnderTest> under_;
     Machine& machine_;
+    Files& files_ = machine_.FileSystem();
+    Registry& registry_ = machine_.RegistryKeys();
+    Processes& processes_ = machine_.ProcessTable();
+    SystemFacts& system_ = machine_.System();
 };
 
 inline std::string AdapterName(const testing::TestParamInfo<Adapter>& info) {

@@ -17,92 +17,87 @@ Text UpToNul(const Text& field) {
 
 TEST_P(MachineContract, TheOwnProcessIsListed) {
     if (!IsNT()) return;
-    Processes& processes = machine_.ProcessTable();
     std::vector<std::uint32_t> ids(4096);
     std::uint32_t needed = 0;
-    ASSERT_EQ(processes.EnumProcesses(ids, needed).code, 0u);
+    ASSERT_EQ(processes_.EnumProcesses(ids, needed).code, 0u);
     ASSERT_GE(needed, 4u);
     ids.resize(needed / 4);
-    EXPECT_EQ(std::count(ids.begin(), ids.end(), processes.GetCurrentProcessId()), 1);
+    EXPECT_EQ(std::count(ids.begin(), ids.end(), processes_.GetCurrentProcessId()), 1);
     std::vector<std::uint32_t> none;
-    EXPECT_EQ(processes.EnumProcesses(none, needed).code, 0u);
+    EXPECT_EQ(processes_.EnumProcesses(none, needed).code, 0u);
     EXPECT_EQ(needed, 0u);
 }
 
 TEST_P(MachineContract, ModulesBeginWithTheProgramFile) {
     if (!IsNT()) return;
-    Processes& processes = machine_.ProcessTable();
-    const auto process = processes.OpenProcess(kQueryAndRead, processes.GetCurrentProcessId());
+    const auto process = processes_.OpenProcess(kQueryAndRead, processes_.GetCurrentProcessId());
     ASSERT_EQ(process.code, 0u);
     std::vector<ModuleHandle> modules(1024);
     std::uint32_t needed = 0;
-    ASSERT_EQ(processes.EnumProcessModules(process.value, modules, 4096, needed).code, 0u);
+    ASSERT_EQ(processes_.EnumProcessModules(process.value, modules, 4096, needed).code, 0u);
     ASSERT_GE(needed, 4u);
     Text buffer(500, u' ');
-    std::uint32_t count = processes.GetModuleFileNameExW(process.value, modules[0], buffer);
-    const Text program = machine_.System().GetModuleFileNameW();
+    std::uint32_t count = processes_.GetModuleFileNameExW(process.value, modules[0], buffer);
+    const Text program = system_.GetModuleFileNameW();
     EXPECT_TRUE(EqualsIgnoreCase(buffer.substr(0, count), program)) << ToUtf8(buffer);
-    count = processes.GetModuleFileNameExW(process.value, modules[0], std::span(buffer).first(5));
+    count = processes_.GetModuleFileNameExW(process.value, modules[0], std::span(buffer).first(5));
     EXPECT_TRUE(count == 4 || count == 5) << count;
 
     std::uint32_t again = 0;
     std::vector<ModuleHandle> one(1);
-    ASSERT_EQ(processes.EnumProcessModules(process.value, one, 4, again).code, 0u);
+    ASSERT_EQ(processes_.EnumProcessModules(process.value, one, 4, again).code, 0u);
     EXPECT_EQ(again, needed);
     EXPECT_EQ(one[0], modules[0]);
-    EXPECT_EQ(processes.CloseHandle(process.value).code, 0u);
+    EXPECT_EQ(processes_.CloseHandle(process.value).code, 0u);
 }
 
 TEST_P(MachineContract, ToolhelpListsTheOwnProcessAndItsProgramFile) {
-    Processes& processes = machine_.ProcessTable();
-    const Handle list = processes.CreateToolhelp32Snapshot(kSnapProcesses, 0);
+    const Handle list = processes_.CreateToolhelp32Snapshot(kSnapProcesses, 0);
     ASSERT_NE(list, kInvalidHandle);
     ProcessEntry entry;
     entry.size = kProcessEntrySize - 1;
-    EXPECT_EQ(processes.Process32First(list, entry).code, SystemError::BadLength);
+    EXPECT_EQ(processes_.Process32First(list, entry).code, SystemError::BadLength);
     entry.size = kProcessEntrySize;
     int own = 0;
-    Status status = processes.Process32First(list, entry);
-    for (; status.IsOk(); status = processes.Process32Next(list, entry)) {
+    Status status = processes_.Process32First(list, entry);
+    for (; status.IsOk(); status = processes_.Process32Next(list, entry)) {
         EXPECT_EQ(entry.exeFile.size(), 260u);
-        if (entry.processId == processes.GetCurrentProcessId()) ++own;
+        if (entry.processId == processes_.GetCurrentProcessId()) ++own;
     }
     EXPECT_EQ(status.code, SystemError::NoMoreFiles);
     EXPECT_EQ(own, 1);
-    EXPECT_EQ(processes.CloseHandle(list).code, 0u);
+    EXPECT_EQ(processes_.CloseHandle(list).code, 0u);
 
     const Handle modules =
-        processes.CreateToolhelp32Snapshot(kSnapModules, processes.GetCurrentProcessId());
+        processes_.CreateToolhelp32Snapshot(kSnapModules, processes_.GetCurrentProcessId());
     ASSERT_NE(modules, kInvalidHandle);
     ModuleEntry module;
     module.size = 500;
-    EXPECT_EQ(processes.Module32First(modules, module).code, SystemError::BadLength);
+    EXPECT_EQ(processes_.Module32First(modules, module).code, SystemError::BadLength);
     module.size = kModuleEntrySize;
     int programFiles = 0;
-    for (status = processes.Module32First(modules, module); status.IsOk();
-         status = processes.Module32Next(modules, module)) {
+    for (status = processes_.Module32First(modules, module); status.IsOk();
+         status = processes_.Module32Next(modules, module)) {
         EXPECT_EQ(module.exePath.size(), 260u);
-        if (EqualsIgnoreCase(UpToNul(module.exePath), machine_.System().GetModuleFileNameW()))
-            ++programFiles;
+        if (EqualsIgnoreCase(UpToNul(module.exePath), system_.GetModuleFileNameW())) ++programFiles;
     }
     EXPECT_EQ(status.code, SystemError::NoMoreFiles);
     EXPECT_EQ(programFiles, 1);
-    EXPECT_EQ(processes.CloseHandle(modules).code, 0u);
+    EXPECT_EQ(processes_.CloseHandle(modules).code, 0u);
 }
 
 TEST_P(MachineContract, HandlesThatAreNoneAreRefused) {
-    Processes& processes = machine_.ProcessTable();
-    EXPECT_EQ(processes.OpenProcess(kQueryAndRead, 0xFFFF'FFF2).code,
+    EXPECT_EQ(processes_.OpenProcess(kQueryAndRead, 0xFFFF'FFF2).code,
               SystemError::InvalidParameter);
-    const auto process = processes.OpenProcess(kQueryAndRead, processes.GetCurrentProcessId());
+    const auto process = processes_.OpenProcess(kQueryAndRead, processes_.GetCurrentProcessId());
     ASSERT_EQ(process.code, 0u);
     // The right to end it wasn't asked for. The Windows 95 family has no such rights.
     if (IsNT()) {
-        EXPECT_EQ(processes.TerminateProcess(process.value, 0).code, SystemError::AccessDenied);
+        EXPECT_EQ(processes_.TerminateProcess(process.value, 0).code, SystemError::AccessDenied);
     }
-    EXPECT_EQ(processes.CloseHandle(process.value).code, 0u);
-    EXPECT_EQ(processes.CloseHandle(process.value).code, SystemError::InvalidHandle);
-    EXPECT_EQ(processes.CreateToolhelp32Snapshot(kSnapModules, 0xFFFF'FFF2), kInvalidHandle);
+    EXPECT_EQ(processes_.CloseHandle(process.value).code, 0u);
+    EXPECT_EQ(processes_.CloseHandle(process.value).code, SystemError::InvalidHandle);
+    EXPECT_EQ(processes_.CreateToolhelp32Snapshot(kSnapModules, 0xFFFF'FFF2), kInvalidHandle);
 }
 
 }  // namespace

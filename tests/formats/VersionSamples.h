@@ -31,7 +31,6 @@ inline void Align(Bytes& out, std::size_t unit) {
 // ---------------------------------------------------------------- the record
 
 enum class Width { Narrow, Wide };
-enum class Lengths { InCharacters, InBytes };  // of values that are text
 
 inline Bytes TextBytes(TextView text, Width width, bool hasNul = true) {
     Bytes bytes;
@@ -59,11 +58,8 @@ inline Bytes Block(TextView key, Width width, std::uint32_t type, const Bytes& v
     return block;
 }
 
-inline Bytes Field(TextView name, TextView value, Width width = Width::Wide,
-                   Lengths lengths = Lengths::InCharacters) {
-    const Bytes bytes = TextBytes(value, width);
-    const bool halve = width == Width::Wide && lengths == Lengths::InCharacters;
-    return Block(name, width, 1, bytes, halve ? bytes.size() / 2 : bytes.size(), {});
+inline Bytes Field(TextView name, TextView value, Width width = Width::Wide) {
+    return Block(name, width, 1, TextBytes(value, width), value.size() + 1, {});
 }
 
 inline Bytes Table(TextView language, const std::vector<Bytes>& fields, Width width = Width::Wide) {
@@ -221,39 +217,29 @@ inline std::vector<VersionSample> VersionSamples() {
     const auto one = [](TextView value) {
         return VersionStrings{{u"CompanyName", Text(value)}, {u"ProductName", u"P"}};
     };
-    const auto beforeProduct = [&pe](const Bytes& field) {
-        return pe(EnglishRecord({field, Field(u"ProductName", u"P")}));
+    const Bytes product = Field(u"ProductName", u"P");
+    // A file whose first field is of that type and says to be of that length.
+    const auto company = [&](std::uint32_t type, const Bytes& value, std::size_t length) {
+        const Bytes field = Block(u"CompanyName", Width::Wide, type, value, length, {});
+        return pe(EnglishRecord({field, product}));
     };
+    const Bytes maker = TextBytes(u"Maker", Width::Wide);
 
     std::vector<VersionSample> samples{
         {"PE32+", pe(english), both},
         {"PE32", PeFile({{0x409, english}}, Bits::Pe32), both},
-        {"values' lengths in bytes",
-         beforeProduct(Field(u"CompanyName", u"Maker", Width::Wide, Lengths::InBytes)),
-         one(u"Maker")},
-        {"a value of the binary type",
-         beforeProduct(
-             Block(u"CompanyName", Width::Wide, 0, TextBytes(u"Maker", Width::Wide), 12, {})),
-         one(u"Maker")},
-        {"a length without the NUL",
-         beforeProduct(
-             Block(u"CompanyName", Width::Wide, 1, TextBytes(u"Maker", Width::Wide), 5, {})),
-         one(u"Maker")},
-        {"a value without a NUL",
-         beforeProduct(
-             Block(u"CompanyName", Width::Wide, 1, TextBytes(u"Make", Width::Wide, false), 4, {})),
+        {"values' lengths in bytes", company(1, maker, 12), one(u"Maker")},
+        {"a value of the binary type", company(0, maker, 12), one(u"Maker")},
+        {"a length without the NUL", company(1, maker, 5), one(u"Maker")},
+        {"a value without a NUL", company(1, TextBytes(u"Make", Width::Wide, false), 4),
          one(u"Make"), false},
-        {"a value with an embedded NUL", beforeProduct(Field(u"CompanyName", {u"Ma\0ker", 6})),
+        {"a value with an embedded NUL", company(1, TextBytes({u"Ma\0ker", 6}, Width::Wide), 7),
          one(u"Ma")},
-        {"no value at all", beforeProduct(Block(u"CompanyName", Width::Wide, 1, {}, 0, {})),
-         one(u"")},
-        {"length 0 and yet a text",
-         beforeProduct(
-             Block(u"CompanyName", Width::Wide, 1, TextBytes(u"Maker", Width::Wide), 0, {})),
-         one(u"")},
+        {"no value at all", company(1, {}, 0), one(u"")},
+        {"length 0 and yet a text", company(1, maker, 0), one(u"")},
         {"names that differ in case only",
-         pe(EnglishRecord({Field(u"CompanyName", u"Maker"), Field(u"COMPANYNAME", u"Other"),
-                           Field(u"ProductName", u"P")})),
+         pe(EnglishRecord(
+             {Field(u"CompanyName", u"Maker"), Field(u"COMPANYNAME", u"Other"), product})),
          one(u"Maker")},
         {"the translation before the strings",
          pe(Record({Translation(kEnglishUnicode), StringInfo({Table(u"040904b0", fields)})})),
@@ -266,7 +252,7 @@ inline std::vector<VersionSample> VersionSamples() {
                     Translation(kEnglishUnicode)})),
          both},
         {"a block of length 0 ends the table",
-         pe(EnglishRecord({fields[0], fields[1], Bytes(8), Field(u"ProductName", u"P")})), both},
+         pe(EnglishRecord({fields[0], fields[1], Bytes(8), product})), both},
         {"English before the first language",
          PeFile({{0x407, EnglishRecord({Field(u"CompanyName", u"Hersteller")})}, {0x409, english}}),
          both},

@@ -45,20 +45,14 @@ class WrappedUnderTest final : public MemoryUnderTest {
 
     Machine& Get() override { return wrapper_; }
 
+    Text GiveShortName(const Text& path) override {
+        // An overlay doesn't see what is done to its machine behind its back.
+        if constexpr (std::is_same_v<Wrapper, OverlayMachine>) return {};
+        return MemoryUnderTest::GiveShortName(path);
+    }
+
   private:
     Wrapper wrapper_;
-};
-
-/// An overlay doesn't see what is done to its machine behind its back, such as a new short name.
-class OverlayUnderTest final : public MemoryUnderTest {
-  public:
-    explicit OverlayUnderTest(WindowsFamily family) : MemoryUnderTest(family), overlay_(memory_) {}
-
-    Machine& Get() override { return overlay_; }
-    Text GiveShortName(const Text&) override { return {}; }
-
-  private:
-    OverlayMachine overlay_;
 };
 
 class ImageUnderTest final : public MachineUnderTest {
@@ -71,8 +65,7 @@ class ImageUnderTest final : public MachineUnderTest {
              "modules": ["C:\\WINDOWS\\a.dll"], "self": true}]})");
         image_.Write("registry/a.reg",
                      "REGEDIT4\r\n\r\n[HKEY_CLASSES_ROOT\\.exe]\r\n@=\"exefile\"\r\n\r\n");
-        image_.Write("drives/c/Scratch Folder/.keep", "");
-        std::filesystem::remove(image_.Path() + "/drives/c/Scratch Folder/.keep");
+        std::filesystem::create_directory(image_.Path("drives/c/Scratch Folder"));
         machine_ = image_.Load();
     }
 
@@ -86,29 +79,24 @@ class ImageUnderTest final : public MachineUnderTest {
 };
 
 template <class Under>
-Adapter Make(std::string name, WindowsFamily family) {
-    return {std::move(name), [family] { return std::make_unique<Under>(family); }};
+void AddBothFamilies(std::vector<Adapter>& adapters, const std::string& name) {
+    for (const auto family : {WindowsFamily::NT, WindowsFamily::Windows9x})
+        adapters.push_back({name + (family == WindowsFamily::NT ? "NT" : "9x"),
+                            [family] { return std::make_unique<Under>(family); }});
 }
 
-template <class Under>
-auto BothFamilies(const std::string& name) {
-    return testing::Values(Make<Under>(name + "NT", WindowsFamily::NT),
-                           Make<Under>(name + "9x", WindowsFamily::Windows9x));
+std::vector<Adapter> Adapters() {
+    std::vector<Adapter> adapters;
+    AddBothFamilies<MemoryUnderTest>(adapters, "Memory");
+    AddBothFamilies<ImageUnderTest>(adapters, "Image");
+    AddBothFamilies<WrappedUnderTest<FaultMachine>>(adapters, "Fault");
+    AddBothFamilies<WrappedUnderTest<WitnessMachine>>(adapters, "Witness");
+    AddBothFamilies<WrappedUnderTest<RecordingMachine>>(adapters, "Recording");
+    AddBothFamilies<WrappedUnderTest<OverlayMachine>>(adapters, "Overlay");
+    return adapters;
 }
 
-INSTANTIATE_TEST_SUITE_P(Memory, MachineContract, BothFamilies<MemoryUnderTest>("Memory"),
-                         AdapterName);
-INSTANTIATE_TEST_SUITE_P(Image, MachineContract, BothFamilies<ImageUnderTest>("Image"),
-                         AdapterName);
-INSTANTIATE_TEST_SUITE_P(Fault, MachineContract,
-                         BothFamilies<WrappedUnderTest<FaultMachine>>("Fault"), AdapterName);
-INSTANTIATE_TEST_SUITE_P(Witness, MachineContract,
-                         BothFamilies<WrappedUnderTest<WitnessMachine>>("Witness"), AdapterName);
-INSTANTIATE_TEST_SUITE_P(Recording, MachineContract,
-                         BothFamilies<WrappedUnderTest<RecordingMachine>>("Recording"),
-                         AdapterName);
-INSTANTIATE_TEST_SUITE_P(Overlay, MachineContract, BothFamilies<OverlayUnderTest>("Overlay"),
-                         AdapterName);
+INSTANTIATE_TEST_SUITE_P(Native, MachineContract, testing::ValuesIn(Adapters()), AdapterName);
 
 }  // namespace
 }  // namespace bkfd::contract

@@ -105,35 +105,39 @@ std::vector<std::string> ExpectedStates() {
     return states;
 }
 
-/// Runs the script in a process that ends at the `point`-th write point. Returns false when there
-/// are fewer; `finished` receives how many steps had returned.
-bool RunUntil(const ScratchImage& image, int point, int& finished) {
-    int ends[2];
-    if (pipe(ends) != 0) return false;
+/// Runs the work in a process that ends at the `point`-th write point; false if there are fewer.
+bool EndsAt(int point, const std::function<void()>& work) {
     const pid_t child = fork();
     if (child == 0) {
         int reached = 0;
         SetWritePointHook([&](const char*) {
             if (++reached == point) _exit(1);
         });
-        {
-            auto machine = image.Load();
-            for (const Step step : kSteps) {
-                step(*machine);
-                if (write(ends[1], "x", 1) != 1) _exit(2);
-            }
-        }
+        work();
         _exit(0);
     }
-    close(ends[1]);
-    finished = 0;
-    char mark = 0;
-    while (read(ends[0], &mark, 1) == 1) ++finished;
-    close(ends[0]);
     int status = 0;
     waitpid(child, &status, 0);
-    EXPECT_NE(WEXITSTATUS(status), 2);
+    EXPECT_TRUE(WIFEXITED(status)) << point;
     return WEXITSTATUS(status) == 1;
+}
+
+/// Runs the script until then; `finished` receives how many steps had returned.
+bool RunUntil(const ScratchImage& image, int point, std::size_t& finished) {
+    int ends[2];
+    if (pipe(ends) != 0) return false;
+    const bool wasEnded = EndsAt(point, [&] {
+        auto machine = image.Load();
+        for (const Step step : kSteps) {
+            step(*machine);
+            if (write(ends[1], "x", 1) != 1) std::abort();
+        }
+    });
+    close(ends[1]);
+    char marks[100];
+    finished = static_cast<std::size_t>(read(ends[0], marks, sizeof marks));
+    close(ends[0]);
+    return wasEnded;
 }
 
 TEST(ImageDurability, ACrashLeavesTheOldOrTheNewState) {
@@ -144,15 +148,14 @@ TEST(ImageDurability, ACrashLeavesTheOldOrTheNewState) {
         SCOPED_TRACE(point);
         ScratchImage image;
         Fill(image);
-        int finished = 0;
-        const bool wasEnded = RunUntil(image, point, finished);
+        std::size_t done = 0;
+        const bool wasEnded = RunUntil(image, point, done);
         for (int load = 0; load < 2; ++load) {
             const auto machine = image.Load();
             ASSERT_NE(machine, nullptr);
             const std::string state = State(*machine);
-            const auto done = static_cast<std::size_t>(finished);
             const bool isNext = done + 1 < states.size() && state == states[done + 1];
-            EXPECT_TRUE(state == states[done] || isNext) << "after " << finished << " steps:\n"
+            EXPECT_TRUE(state == states[done] || isNext) << "after " << done << " steps:\n"
                                                          << state << "expected:\n"
                                                          << states[done];
         }
@@ -171,7 +174,6 @@ TEST(ImageDurability, ACrashWhileFoldingAfterACrashLosesNothing) {
         SCOPED_TRACE(point);
         ScratchImage image;
         Fill(image);
-        int finished = 0;
         {
             auto machine = image.Load();
             for (const Step step : kSteps) step(*machine);
@@ -179,20 +181,11 @@ TEST(ImageDurability, ACrashWhileFoldingAfterACrashLosesNothing) {
             std::filesystem::copy(image.Path("registry.journal"), image.Path("kept"));
         }
         std::filesystem::rename(image.Path("kept"), image.Path("registry.journal"));
-        const pid_t child = fork();
-        if (child == 0) {
-            SetWritePointHook([&](const char*) {
-                if (++finished == point) _exit(1);
-            });
-            (void)image.Load();
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
+        const bool wasEnded = EndsAt(point, [&] { (void)image.Load(); });
         const auto machine = image.Load();
         ASSERT_NE(machine, nullptr);
         EXPECT_EQ(State(*machine), states.back());
-        if (HasFailure() || WEXITSTATUS(status) == 0) break;
+        if (HasFailure() || !wasEnded) break;
     }
 }
 

@@ -19,6 +19,9 @@ TEST(ProcessReport, NamesOnlyWhatIsUnknown) {
     MemoryMachine& machine = bench.machine;
     machine.AddFile(u"C:\\it's & co.exe", "abc");
     machine.AddFile(u"C:\\WINDOWS\\evil.dll", "x");
+    machine.AddFile(u"C:\\a.exe", FileWithVersion({{u"CompanyName", u"A & Co"}}));
+    machine.AddFile(u"C:\\b.dll",
+                    FileWithVersion({{u"FileDescription", u"<B>"}, {u"CompanyName", u"B"}}));
     machine.AddProcess({8,
                         u"C:\\WINDOWS\\explorer.exe",
                         {u"C:\\WINDOWS\\system32\\ntdll.dll", u"C:\\WINDOWS\\evil.dll"}});
@@ -26,6 +29,7 @@ TEST(ProcessReport, NamesOnlyWhatIsUnknown) {
     machine.AddProcess(
         {16, u"C:\\WINDOWS\\system32\\lsass.exe", {u"C:\\WINDOWS\\system32\\NTDLL.DLL"}});
     machine.AddProcess({20, u"C:\\denied.exe", {}, true});
+    machine.AddProcess({24, u"C:\\a.exe", {u"C:\\b.dll", u"C:\\a.exe"}});
 
     int pumps = 0;
     bench.toolkit.onPump = [&] { ++pumps; };
@@ -33,25 +37,16 @@ TEST(ProcessReport, NamesOnlyWhatIsUnknown) {
     const Text processes = MakeProcessReport(files, bench.log);
     EXPECT_EQ(Readable(processes),
               "[FF FE]<Ps><P f='C:\\WINDOWS\\explorer.exe'><M f='C:\\WINDOWS\\evil.dll'/></P>"
-              "<P f='C:\\it&apos;s &amp; co.exe'><M f='C:\\WINDOWS\\evil.dll'/></P></Ps>");
+              "<P f='C:\\it&apos;s &amp; co.exe'><M f='C:\\WINDOWS\\evil.dll'/></P>"
+              "<P f='C:\\a.exe'><M f='C:\\b.dll'/><M f='C:\\a.exe'/></P></Ps>");
     EXPECT_EQ(Readable(files),
               "[FF FE]<Files><f i='C:\\WINDOWS\\explorer.exe'><c s='0' h='0'/></f>"
               "<f i='C:\\WINDOWS\\evil.dll'><c s='1' h='120'/></f>"
-              "<f i='C:\\it&apos;s &amp; co.exe'><c s='3' h='536871084'/></f></Files>");
-    EXPECT_EQ(pumps, 4);  // once a module
-}
-
-TEST(ProcessReport, FilesOfAMakerTellWhatTheySayOfThemselves) {
-    EngineBench bench;
-    bench.machine.AddFile(u"C:\\a.exe", FileWithVersion({{u"CompanyName", u"A & Co"}}));
-    bench.machine.AddFile(u"C:\\b.dll",
-                          FileWithVersion({{u"FileDescription", u"<B>"}, {u"CompanyName", u"B"}}));
-    bench.machine.AddProcess({8, u"C:\\a.exe", {u"C:\\b.dll", u"C:\\a.exe"}});
-    Text files;
-    (void)MakeProcessReport(files, bench.log);
-    EXPECT_EQ(Readable(files),
-              "[FF FE]<Files><f i='C:\\a.exe'><d i=''/><m i='A &amp; Co'/></f>"
+              "<f i='C:\\it&apos;s &amp; co.exe'><c s='3' h='536871084'/></f>"
+              // Those of a maker tell what they say of themselves.
+              "<f i='C:\\a.exe'><d i=''/><m i='A &amp; Co'/></f>"
               "<f i='C:\\b.dll'><d i='&lt;B&gt;'/><m i='B'/></f></Files>");
+    EXPECT_EQ(pumps, 6);  // once a module
 }
 
 TEST(ProcessReport, OfThe9xFamilyJudgesProgramsAsModulesToo) {
@@ -71,18 +66,6 @@ TEST(ProcessReport, OfThe9xFamilyJudgesProgramsAsModulesToo) {
               declaration +
                   "<Files><f i='C:\\WINDOWS\\odd.exe'><c s='3' h='536871084'/></f>"
                   "<f i='C:\\WINDOWS\\SYSTEM\\MPREXE.EXE'><c s='0' h='0'/></f></Files>");
-}
-
-TEST(ProcessReport, OfNothingHasItsFamilysForm) {
-    const std::pair<WindowsFamily, std::string> rows[] = {
-        {WindowsFamily::NT, "[FF FE]"},
-        {WindowsFamily::Windows9x, "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>"}};
-    for (const auto& [family, start] : rows) {
-        EngineBench bench(family);
-        Text files;
-        EXPECT_EQ(Readable(MakeProcessReport(files, bench.log)), start + "<Ps></Ps>");
-        EXPECT_EQ(Readable(files), start + "<Files></Files>");
-    }
 }
 
 }  // namespace
