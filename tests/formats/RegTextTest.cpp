@@ -1,6 +1,6 @@
 #include "formats/RegText.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "base/Utf16Bytes.h"
 

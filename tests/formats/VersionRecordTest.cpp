@@ -1,6 +1,6 @@
 #include "formats/VersionRecord.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "common/MemorySource.h"
 #include "formats/VersionSamples.h"

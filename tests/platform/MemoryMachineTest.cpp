@@ -39,11 +39,8 @@ TEST(MemoryMachine, HeldAndLockedFilesResistMovesUntilTheirHoldersEnd) {
         MemoryMachine machine(row.family);
         machine.AddFile(kFile, "x");
         // The holder reports the path in a form of its own.
-        machine.AddProcess({8,
-                            u"\\SystemRoot\\explorer.exe",
-                            {row.isHeld ? u"\\??\\c:\\windows\\SYSTEM32\\A.dll" : u"C:\\other.dll"},
-                            false,
-                            false});
+        const Text module = row.isHeld ? u"\\??\\c:\\windows\\SYSTEM32\\A.dll" : u"C:\\other.dll";
+        machine.AddProcess({8, u"\\SystemRoot\\explorer.exe", {module}});
         if (row.isLocked) machine.LockFile(kFile);
         EXPECT_EQ(machine.FileSystem().MoveFileW(kFile, kMoved).code, row.before);
         if (row.before == 0) continue;
@@ -111,36 +108,33 @@ TEST(MemoryMachine, StreamsGoWithTheirFile) {
 }
 
 TEST(MemoryMachine, SearchesGoInTheSystemsOrder) {
-    const struct {
-        WindowsFamily family;
-        std::vector<Text> folders;
-    } rows[] = {
-        {WindowsFamily::NT,
-         {u"C:\\Program Files\\Brackenfold", u"C:\\cur", u"C:\\WINDOWS\\system32",
-          u"C:\\WINDOWS\\system", u"C:\\WINDOWS", u"C:\\p1", u"D:\\p2"}},
-        {WindowsFamily::Windows9x,
-         {u"C:\\Program Files\\Brackenfold", u"C:\\cur", u"C:\\WINDOWS\\system", u"C:\\WINDOWS",
-          u"C:\\p1", u"D:\\p2"}},
-    };
-    for (const auto& row : rows) {
-        MemoryMachine machine(row.family);
+    for (const auto family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
+        std::vector<Text> folders{u"C:\\Program Files\\Brackenfold",
+                                  u"C:\\cur",
+                                  u"C:\\WINDOWS\\system32",
+                                  u"C:\\WINDOWS\\system",
+                                  u"C:\\WINDOWS",
+                                  u"C:\\p1",
+                                  u"D:\\p2"};
+        if (family == WindowsFamily::Windows9x) folders.erase(folders.begin() + 2);
+        MemoryMachine machine(family);
         machine.SetEnvironment(u"Path", u"C:\\p1;;D:\\p2");
         machine.AddFolder(u"C:\\cur");
         ASSERT_EQ(machine.FileSystem().SetCurrentDirectoryW(u"C:\\cur").code, 0u);
-        for (const Text& folder : row.folders) machine.AddFile(folder + u"\\a.exe");
+        for (const Text& folder : folders) machine.AddFile(folder + u"\\a.exe");
         std::vector<Text> found;
         Text buffer(300, u' ');
         while (const auto count = machine.FileSystem().SearchPathW(u"a.exe", buffer).count) {
             found.push_back(buffer.substr(0, count - 6));
             ASSERT_EQ(machine.FileSystem().DeleteFileW(buffer).code, 0u);
         }
-        EXPECT_EQ(found, row.folders);
+        EXPECT_EQ(found, folders);
     }
 }
 
 TEST(MemoryMachine, ToolhelpFieldsAreCutTo259) {
     MemoryMachine machine(WindowsFamily::Windows9x);
-    machine.AddProcess({4, Text(u"C:\\") + Text(400, u'x'), {}, false, false});
+    machine.AddProcess({4, Text(u"C:\\") + Text(400, u'x'), {}});
     Processes& processes = machine.ProcessTable();
     ProcessEntry entry;
     entry.size = 296;
@@ -150,7 +144,7 @@ TEST(MemoryMachine, ToolhelpFieldsAreCutTo259) {
 
 TEST(MemoryMachine, AHandleOutlivesItsProcess) {
     MemoryMachine machine(WindowsFamily::NT);
-    machine.AddProcess({8, u"C:\\a.exe", {}, false, false});
+    machine.AddProcess({8, u"C:\\a.exe", {}});
     machine.AddProcess({12, u"C:\\b.exe", {}, true, false});
     Processes& processes = machine.ProcessTable();
     EXPECT_EQ(processes.OpenProcess(1040, 12).code, SystemError::AccessDenied);
@@ -177,10 +171,7 @@ TEST(MemoryMachine, CodePagesConvertCharacterByCharacter) {
         {1252, u"\u20AC\u00E9\u0416z", "\x80\xE9?z", u"\u20AC\u00E9?z"},
         {1252, u"\u0081", "\x81", u"\u0081"},
         {1251, u"\u0416\u00E9", "\xC6?", u"\u0416?"},
-        {932, u"\u65E5a",
-         "\x93\xFA"
-         "a",
-         u"\u65E5a"},
+        {932, u"\u65E5a", "\x93\xFA\x61", u"\u65E5a"},
         {65001, u"\U0001F600\u00E9", "\xF0\x9F\x98\x80\xC3\xA9", u"\U0001F600\u00E9"},
         {1252, Text(1, char16_t{0xD800}) + u"a", "?a", u"?a"},
     };
@@ -196,8 +187,8 @@ TEST(MemoryMachine, CodePagesConvertCharacterByCharacter) {
 TEST(MemoryMachine, ARestartNeedsThePrivilegeAndDropsWhatIsGone) {
     MemoryMachine machine(WindowsFamily::NT);
     machine.AddFile(u"C:\\a.exe");
-    machine.AddProcess({4, u"C:\\a.exe", {u"C:\\gone.dll", u"c:\\A.EXE"}, false, false});
-    machine.AddProcess({8, u"C:\\gone.exe", {}, false, false});
+    machine.AddProcess({4, u"C:\\a.exe", {u"C:\\gone.dll", u"c:\\A.EXE"}});
+    machine.AddProcess({8, u"C:\\gone.exe", {}});
     Restart& session = machine.Session();
     EXPECT_EQ(session.ExitWindowsEx(3, 0).code, SystemError::PrivilegeNotHeld);
     const auto token = session.OpenProcessToken(40);

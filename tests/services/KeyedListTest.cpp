@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "common/Errors.h"
@@ -11,34 +12,30 @@ namespace bkfd {
 namespace {
 
 /// The list as it is meant: searched from end to end.
-class PlainList {
-  public:
-    bool Add(int item, const Text& key, std::size_t index) {
-        if (!key.empty() && Find(key) != entries_.size()) return false;
-        entries_.insert(entries_.begin() + static_cast<std::ptrdiff_t>(index), {item, key});
-        return true;
-    }
-    bool Remove(const Text& key) {
-        const std::size_t index = Find(key);
-        if (index == entries_.size()) return false;
-        entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
-        return true;
-    }
-    std::size_t Find(const Text& key) const {
-        std::size_t i = 0;
-        while (i < entries_.size() && !EqualsIgnoreCase(entries_[i].second, key)) ++i;
-        return i;
-    }
-    const std::vector<std::pair<int, Text>>& Entries() const { return entries_; }
+using PlainList = std::vector<std::pair<int, Text>>;
 
-  private:
-    std::vector<std::pair<int, Text>> entries_;
-};
+auto FindKey(PlainList& plain, const Text& key) {
+    return std::ranges::find_if(
+        plain, [&](const auto& entry) { return EqualsIgnoreCase(entry.second, key); });
+}
+
+bool Add(PlainList& plain, int item, const Text& key, std::size_t index) {
+    if (!key.empty() && FindKey(plain, key) != plain.end()) return false;
+    plain.insert(plain.begin() + static_cast<std::ptrdiff_t>(index), {item, key});
+    return true;
+}
+
+bool Remove(PlainList& plain, const Text& key) {
+    const auto found = FindKey(plain, key);
+    if (found == plain.end()) return false;
+    plain.erase(found);
+    return true;
+}
 
 void ExpectSame(const KeyedList& list, const PlainList& plain) {
-    ASSERT_EQ(list.Count(), static_cast<std::int32_t>(plain.Entries().size()));
+    ASSERT_EQ(list.Count(), static_cast<std::int32_t>(plain.size()));
     std::size_t i = 0;
-    for (const Variant& item : list) ASSERT_EQ(item.AsInteger(), plain.Entries()[i++].first);
+    for (const Variant& item : list) ASSERT_EQ(item.AsInteger(), plain[i++].first);
 }
 
 TEST(KeyedList, AgreesWithAPlainListUnderRandomOperations) {
@@ -50,11 +47,11 @@ TEST(KeyedList, AgreesWithAPlainListUnderRandomOperations) {
         // Few keys in both cases, so that they meet; some items have none.
         Text key = below(4) == 0 ? Text() : u"Schl\u00DC\u0160_" + ToText(random() % 300);
         if (below(2) == 0) key = ToLower(key);
-        const std::size_t count = plain.Entries().size();
+        const std::size_t count = plain.size();
         switch (below(5)) {
             case 0:
                 if (key.empty()) break;
-                ASSERT_EQ(ErrorOf([&] { list.Remove(key); }) == 0, plain.Remove(key));
+                ASSERT_EQ(ErrorOf([&] { list.Remove(key); }) == 0, Remove(plain, key));
                 break;
             case 1: {
                 if (count == 0) break;
@@ -66,7 +63,7 @@ TEST(KeyedList, AgreesWithAPlainListUnderRandomOperations) {
                     list.Add(step, keyOrNone, before ? place : Variant(),
                              before ? Variant() : place);
                 };
-                ASSERT_EQ(ErrorOf(add) == 0, plain.Add(step, key, before ? index : index + 1));
+                ASSERT_EQ(ErrorOf(add) == 0, Add(plain, step, key, before ? index : index + 1));
                 break;
             }
             case 2:
@@ -76,14 +73,12 @@ TEST(KeyedList, AgreesWithAPlainListUnderRandomOperations) {
                 break;
             default:
                 const auto add = [&] { key.empty() ? list.Add(step) : list.Add(step, key); };
-                ASSERT_EQ(ErrorOf(add) == 0, plain.Add(step, key, count));
+                ASSERT_EQ(ErrorOf(add) == 0, Add(plain, step, key, count));
         }
         if (!key.empty()) {
-            const std::size_t index = plain.Find(key);
-            ASSERT_EQ(list.Exists(key), index != plain.Entries().size());
-            if (list.Exists(key)) {
-                ASSERT_EQ(list.Item(key).AsInteger(), plain.Entries()[index].first);
-            }
+            const auto found = FindKey(plain, key);
+            ASSERT_EQ(list.Exists(key), found != plain.end());
+            ASSERT_TRUE(found == plain.end() || list.Item(key).AsInteger() == found->first);
         }
         if (step % 64 == 0) ExpectSame(list, plain);
     }

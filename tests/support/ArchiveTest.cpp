@@ -7,54 +7,39 @@ namespace bkfd {
 namespace {
 
 TEST(Archive, OptionsDecideWhatGoesInUnderWhichName) {
+    const auto hidden = &cZip::SetIncludeSystemAndHiddenFiles;
+    const auto recurse = &cZip::SetRecurseSubDirs;
+    const auto names = &cZip::SetStoreFolderNames;
+    const auto folders = &cZip::SetStoreDirectories;
+    const auto label = &cZip::SetStoreVolumeLabel;
     const struct {
         const char* label;
         std::vector<TextView> specs;
-        void (*set)(cZip&);
+        std::vector<void (cZip::*)(bool)> options;
         const char* names;
+        TextView base = {};
     } rows[] = {
-        {"defaults", {u"C:\\in\\a.txt", u"C:\\in\\empty.dat"}, [](cZip&) {}, "a.txt\nempty.dat\n"},
-        {"wildcards", {u"C:\\in\\*.txt"}, [](cZip&) {}, "a.txt\n"},
-        {"twice the same", {u"C:\\in\\a.txt", u"c:\\IN\\A.*"}, [](cZip&) {}, "a.txt\n"},
-        {"hidden",
-         {u"C:\\in\\*"},
-         [](cZip& zip) { zip.SetIncludeSystemAndHiddenFiles(true); },
-         "a.txt\nempty.dat\nhidden.txt\n"},
-        {"folder names",
-         {u"C:\\in\\sub\\b.txt"},
-         [](cZip& zip) { zip.SetStoreFolderNames(true); },
-         "in/sub/b.txt\n"},
+        {"defaults", {u"C:\\in\\a.txt", u"C:\\in\\empty.dat"}, {}, "a.txt\nempty.dat\n"},
+        {"wildcards", {u"C:\\in\\*.txt"}, {}, "a.txt\n"},
+        {"twice the same", {u"C:\\in\\a.txt", u"c:\\IN\\A.*"}, {}, "a.txt\n"},
+        {"hidden", {u"C:\\in\\*"}, {hidden}, "a.txt\nempty.dat\nhidden.txt\n"},
+        {"folder names", {u"C:\\in\\sub\\b.txt"}, {names}, "in/sub/b.txt\n"},
         {"recursion with folders",
          {u"C:\\in\\*.txt"},
-         [](cZip& zip) {
-             zip.SetRecurseSubDirs(true);
-             zip.SetStoreFolderNames(true);
-         },
+         {recurse, names},
          "in/a.txt\nin/sub/b.txt\nin/sub/deep/c.txt\nin/sub/\xD0\xBF.txt\n"},
         {"a folder whole, with its entries",
          {u"C:\\in\\sub"},
-         [](cZip& zip) {
-             zip.SetRecurseSubDirs(true);
-             zip.SetStoreFolderNames(true);
-             zip.SetStoreDirectories(true);
-         },
+         {recurse, names, folders},
          "in/sub/\nin/sub/b.txt\nin/sub/deep/\nin/sub/deep/c.txt\nin/sub/\xD0\xBF.txt\n"},
-        {"base folder",
-         {u"b.txt"},
-         [](cZip& zip) {
-             zip.SetBasePath(u" C:\\in\\sub ");
-             zip.SetStoreFolderNames(true);
-         },
-         "b.txt\n"},
-        {"volume label",
-         {u"C:\\in\\a.txt"},
-         [](cZip& zip) { zip.SetStoreVolumeLabel(true); },
-         "a.txt\nSYSTEM\n"},
+        {"base folder", {u"b.txt"}, {names}, "b.txt\n", u" C:\\in\\sub "},
+        {"volume label", {u"C:\\in\\a.txt"}, {label}, "a.txt\nSYSTEM\n"},
     };
     for (const auto& row : rows) {
         ArchiveBench bench;
         bench.machine.Facts().volumeLabel = u"SYSTEM";
-        row.set(bench.zip);
+        bench.zip.SetBasePath(Text(row.base));
+        for (const auto option : row.options) (bench.zip.*option)(true);
         bench.Zip(row.specs);
         EXPECT_EQ(bench.Names(), row.names) << row.label;
         EXPECT_EQ(bench.machine.DumpFiles().find(".tmp"), std::string::npos) << row.label;

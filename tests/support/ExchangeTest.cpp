@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "common/EngineBench.h"
 #include "common/LoopbackServer.h"
 #include "platform/curl/CurlHttp.h"
