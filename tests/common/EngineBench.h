@@ -3,12 +3,12 @@
 #include <memory>
 
 #include "common/LogText.h"
-#include "common/Messages.h"
 #include "detection/identity/CHashier.h"
 #include "platform/memory/MemoryMachine.h"
 #include "services/ApplicationState.h"
 #include "services/MAPI.h"
 #include "services/SysUtil.h"
+#include "ui/headless/HeadlessToolkit.h"
 
 namespace bkfd {
 
@@ -43,7 +43,14 @@ class EngineBench {
         Start();
     }
 
-    std::string Messages() const { return bkfd::Messages(toolkit); }
+    /// "style prompt" of each message box so far, a line each.
+    std::string Messages() const {
+        std::string text;
+        for (const auto& shown : toolkit.Messages()) {
+            text += std::to_string(shown.style) + ' ' + ToUtf8(shown.prompt) + '\n';
+        }
+        return text;
+    }
 
     /// Whether the log has that in it.
     bool Logged(const std::string& part) const { return log->text.find(part) != std::string::npos; }
