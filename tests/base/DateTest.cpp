@@ -33,9 +33,9 @@ TEST(Date, TheSystemsCalendarAgreesOnEveryDayOfFourCenturies) {
         const std::time_t seconds = (day - kDayOf1970) * 86400;
         std::tm expected{};
         gmtime_r(&seconds, &expected);
-        const CivilTime civil{expected.tm_year + 1900, expected.tm_mon + 1, expected.tm_mday};
+        const CivilTime midnight{
+            expected.tm_year + 1900, expected.tm_mon + 1, expected.tm_mday, 0, 0, 0, 0};
         const auto date = static_cast<Date>(day);
-        const CivilTime midnight{civil.year, civil.month, civil.day, 0, 0, 0, 0};
         ASSERT_EQ(ToCivil(date), midnight) << day;
         ASSERT_EQ(ToDate(midnight), date) << day;
     }

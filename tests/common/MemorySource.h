@@ -26,4 +26,15 @@ class MemorySource : public ByteSource {
     std::uint64_t bytesRead_ = 0;
 };
 
+/// Reads the bytes from their start to their end.
+inline auto MemoryReader(Bytes bytes) {
+    return
+        [bytes = std::move(bytes), done = std::size_t{0}](std::span<std::uint8_t> buffer) mutable {
+            const std::size_t count = std::min(buffer.size(), bytes.size() - done);
+            std::ranges::copy(std::span(bytes).subspan(done, count), buffer.begin());
+            done += count;
+            return count;
+        };
+}
+
 }  // namespace bkfd

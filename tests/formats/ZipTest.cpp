@@ -10,16 +10,6 @@
 namespace bkfd {
 namespace {
 
-ContentReader Content(Bytes bytes) {
-    return
-        [bytes = std::move(bytes), done = std::size_t{0}](std::span<std::uint8_t> buffer) mutable {
-            const std::size_t count = std::min(buffer.size(), bytes.size() - done);
-            std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(done), count, buffer.begin());
-            done += count;
-            return count;
-        };
-}
-
 Bytes Random(std::size_t size) {
     std::mt19937 engine(4);
     Bytes bytes(size);
@@ -51,7 +41,7 @@ Bytes Archive(const std::vector<Sample>& samples, const std::string& comment = {
     Bytes archive;
     ZipWriter writer(
         [&](auto bytes) { archive.insert(archive.end(), bytes.begin(), bytes.end()); });
-    for (const Sample& sample : samples) writer.Add(sample.entry, Content(sample.content));
+    for (const Sample& sample : samples) writer.Add(sample.entry, MemoryReader(sample.content));
     writer.Finish(comment);
     return archive;
 }
@@ -136,7 +126,7 @@ TEST(Zip, CutArchivesGiveAnAnswer) {
 TEST(Zip, NamesBeyondTheFormatAreErrors) {
     ZipWriter writer([](auto) {});
     const NewZipEntry tooLong{Text(32'767, u'\u4E00'), 0, 32, false, {}, {}};
-    EXPECT_THROW(writer.Add(tooLong, Content({})), RuntimeError);
+    EXPECT_THROW(writer.Add(tooLong, MemoryReader({})), RuntimeError);
 }
 
 }  // namespace

@@ -38,20 +38,17 @@ class Mutator {
         const std::size_t at = Below(input.size());
         const auto position = input.begin() + static_cast<std::ptrdiff_t>(at);
         const std::size_t count = std::min(1 + Below(16), input.size() - at);
-        switch (Below(6)) {
+        switch (Below(5)) {
             case 0:
                 input[at] ^= static_cast<std::uint8_t>(1U << Below(8));
                 break;
             case 1:
-                input[at] = Pick(kTelling);
-                break;
-            case 2:
                 std::fill_n(position, std::min<std::size_t>(count, 4), Pick(kTelling));
                 break;
-            case 3:
+            case 2:
                 input.erase(position, position + static_cast<std::ptrdiff_t>(count));
                 break;
-            case 4: {
+            case 3: {
                 const Bytes part(position, position + static_cast<std::ptrdiff_t>(count));
                 input.insert(input.begin() + static_cast<std::ptrdiff_t>(Below(input.size())),
                              part.begin(), part.end());

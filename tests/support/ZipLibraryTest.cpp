@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/MemorySource.h"
 #include "support/ArchiveBench.h"
 #include "support/zip/LineEnds.h"
 
@@ -182,14 +183,8 @@ TEST(ZipLibrary, ConvertsLineEndsOfTextAlone) {
          std::string(4095, 'x') + "\ny"},
     };
     for (const auto& row : rows) {
-        ContentReader reader = ConvertLineEnds(
-            row.conversion, [&, done = std::size_t{0}](std::span<std::uint8_t> buffer) mutable {
-                const std::size_t count = std::min(buffer.size(), row.in.size() - done);
-                std::copy_n(row.in.begin() + static_cast<std::ptrdiff_t>(done), count,
-                            buffer.begin());
-                done += count;
-                return count;
-            });
+        ContentReader reader =
+            ConvertLineEnds(row.conversion, MemoryReader({row.in.begin(), row.in.end()}));
         std::string out;
         Bytes piece(7);
         while (const std::size_t count = reader(piece)) {
