@@ -17,26 +17,26 @@ const std::string kStateEntry =
 constexpr char16_t kSparedFile[] = u"C:\\pcshared\\nmiehelp.dll";
 
 /// The selected tab and the panels that are visible, such as "2 ucBHO1".
-std::string TabState(StartedProgram& program) {
-    std::string state = std::to_string(program.Find<TabStrip>(u"ts").SelectedIndex());
+std::string TabState(StartedProgram& it) {
+    std::string state = std::to_string(it.Find<TabStrip>(u"ts").SelectedIndex());
     for (const TextView panel : {u"ucHelp1", u"ucBHO1", u"ucCS1", u"ucSupport1"}) {
-        if (program.Find<Panel>(panel).Visible()) state += ' ' + ToUtf8(panel);
+        if (it.Find<Panel>(panel).Visible()) state += ' ' + ToUtf8(panel);
     }
     return state;
 }
 
 TEST(FMain, IsShownAfterTheStartUpAndDescribesTheMachine) {
-    StartedProgram program;
-    AddHelperObject(program.machine, kFirstClsid, u"It's & 'it'", kSparedFile);
-    FMain& main = program.Start();
-    EXPECT_EQ(program.log->text,
+    StartedProgram it;
+    AddHelperObject(it.machine, kFirstClsid, u"It's & 'it'", kSparedFile);
+    FMain& main = it.Start();
+    EXPECT_EQ(it.log->text,
               "5 CPaRemover.Check: False\n"
               "5 FMain.LogTabState: BHO: {11111111-1111-1111-1111-111111111111}, 'It's  'it'', "
               "'C:\\pcshared\\nmiehelp.dll'\n" +
                   kStateEntry);
-    EXPECT_TRUE(program.machine.HasFile(
+    EXPECT_TRUE(it.machine.HasFile(
         u"C:\\Program Files\\Brackenfold\\Backup\\Backup Nov 16, 2026 09-39-04.reg"));
-    EXPECT_TRUE(program.toolkit.Messages().empty());
+    EXPECT_TRUE(it.toolkit.Messages().empty());
     const std::string shown = Describe(main);
     EXPECT_TRUE(shown.starts_with(
         "form FMain \"Brackenfold\"\n"
@@ -60,8 +60,8 @@ TEST(FMain, IsShownAfterTheStartUpAndDescribesTheMachine) {
 }
 
 TEST(FMain, TabsFollowClicksAndKeys) {
-    StartedProgram program;
-    FMain& main = program.Start();
+    StartedProgram it;
+    FMain& main = it.Start();
     const struct {
         const char* label;
         int key;
@@ -78,95 +78,91 @@ TEST(FMain, TabsFollowClicksAndKeys) {
         {"F12 with Shift", Key::F12, Shift::Shift, "1 ucHelp1"},
         {"F5 with Ctrl", Key::F5, Shift::Control, "1 ucHelp1"},
     };
-    EXPECT_EQ(TabState(program), "1 ucHelp1");
+    EXPECT_EQ(TabState(it), "1 ucHelp1");
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         main.Form_KeyUp(row.key, row.shift);
-        EXPECT_EQ(TabState(program), row.state);
+        EXPECT_EQ(TabState(it), row.state);
     }
-    auto& ts = program.Find<TabStrip>(u"ts");
+    auto& ts = it.Find<TabStrip>(u"ts");
     ts.UserSelect(3);
-    EXPECT_EQ(TabState(program), "3 ucCS1");
+    EXPECT_EQ(TabState(it), "3 ucCS1");
     main.PressKey(Key::Tab, Shift::Control);
-    EXPECT_EQ(TabState(program), "4 ucSupport1");
-    EXPECT_EQ(program.log->text, "5 CPaRemover.Check: False\n" + kStateEntry);
+    EXPECT_EQ(TabState(it), "4 ucSupport1");
+    EXPECT_EQ(it.log->text, "5 CPaRemover.Check: False\n" + kStateEntry);
 }
 
 TEST(FMain, RefreshesTheHiddenLists) {
-    StartedProgram program;
-    FMain& main = program.Start();
+    StartedProgram it;
+    FMain& main = it.Start();
     for (const bool byKey : {true, false}) {
-        AddHelperObject(program.machine, kFirstClsid, byKey ? u"first" : u"second", kSparedFile);
-        program.machine.SetDword(HKCU, kStylesKey, u"Use My Stylesheet", byKey ? 1 : 0);
-        if (byKey) {
-            main.PressKey(Key::F5);
-        } else {
-            program.Choose(u"mnuRefresh");
-        }
+        AddHelperObject(it.machine, kFirstClsid, byKey ? u"first" : u"second", kSparedFile);
+        it.machine.SetDword(HKCU, kStylesKey, u"Use My Stylesheet", byKey ? 1 : 0);
+        byKey ? main.PressKey(Key::F5) : it.Choose(u"mnuRefresh");
         const std::string shown = Describe(main);
         EXPECT_NE(shown.find(byKey ? "> \"first\"" : "> \"second\""), std::string::npos);
         EXPECT_NE(
             shown.find(byKey ? "| \"Yes\" (bold) (colour 255) (icon i)" : "| \"No\" (icon OK)"),
             std::string::npos);
-        EXPECT_EQ(TabState(program), "1 ucHelp1");
+        EXPECT_EQ(TabState(it), "1 ucHelp1");
     }
 }
 
 TEST(FMain, F12AndTheSupportPictureAskForTheCleanUp) {
-    StartedProgram program;
-    program.machine.AddFile(u"C:\\x.tmp", "bytes");
-    FMain& main = program.Start();
-    program.machine.AddProcess({8, u"C:\\x.tmp", {}});
-    program.toolkit.Answer({Cancel});
-    program.toolkit.SetPointer(Pointer::Hourglass);
+    StartedProgram it;
+    it.machine.AddFile(u"C:\\x.tmp", "bytes");
+    FMain& main = it.Start();
+    it.machine.AddProcess({8, u"C:\\x.tmp", {}});
+    it.toolkit.Answer({Cancel});
+    it.toolkit.SetPointer(Pointer::Hourglass);
     main.PressKey(Key::F12);
-    EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Hourglass);
-    EXPECT_TRUE(program.machine.HasFile(u"C:\\x.tmp"));
+    EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Hourglass);
+    EXPECT_TRUE(it.machine.HasFile(u"C:\\x.tmp"));
 
-    program.Find<TabStrip>(u"ts").UserSelect(4);
-    program.toolkit.Answer({Ok, Cancel});
-    program.Find<Panel>(u"ucSupport1").FindControl(u"Image1")->DoubleClick();
-    EXPECT_EQ(program.Messages(),
+    it.Find<TabStrip>(u"ts").UserSelect(4);
+    it.toolkit.Answer({Ok, Cancel});
+    it.Find<Panel>(u"ucSupport1").FindControl(u"Image1")->DoubleClick();
+    EXPECT_EQ(it.Messages(),
               std::string(kQuestion) + kQuestion +
                   "65 Operation complete successfully. Close all opened documents then press OK "
                   "button to restart Windows. \n");
-    EXPECT_TRUE(program.machine.HasFile(u"C:\\parasite_x.tmp.parasite"));
-    EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Default);
+    EXPECT_TRUE(it.machine.HasFile(u"C:\\parasite_x.tmp.parasite"));
+    EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
 }
 
 TEST(FMain, ClosingItDuringACleanUpLosesNothing) {
-    StartedProgram program;
-    FMain& main = program.Start();
-    program.machine.AddFile(u"C:\\x.tmp", "bytes");
-    program.machine.AddProcess({8, u"C:\\x.tmp", {}});
-    program.machine.LockFile(u"C:\\x.tmp");
-    program.toolkit.onPump = [&] {
-        program.machine.AdvanceClock(100);
+    StartedProgram it;
+    FMain& main = it.Start();
+    it.machine.AddFile(u"C:\\x.tmp", "bytes");
+    it.machine.AddProcess({8, u"C:\\x.tmp", {}});
+    it.machine.LockFile(u"C:\\x.tmp");
+    it.toolkit.onPump = [&] {
+        it.machine.AdvanceClock(100);
         main.UserClose();
-        program.machine.UnlockFile(u"C:\\x.tmp");
+        it.machine.UnlockFile(u"C:\\x.tmp");
     };
-    program.toolkit.Answer({Ok, Cancel});
+    it.toolkit.Answer({Ok, Cancel});
     main.PressKey(Key::F12);
     EXPECT_FALSE(main.IsLoaded());
-    EXPECT_FALSE(program.toolkit.HasAnswersLeft()) << "the cleanup came to its end";
-    EXPECT_TRUE(program.machine.HasFile(u"C:\\parasite_x.tmp.parasite"));
-    EXPECT_EQ(program.machine.DumpProcesses(), "");
-    program.toolkit.Run();  // nothing is left to wait for
+    EXPECT_FALSE(it.toolkit.HasAnswersLeft()) << "the cleanup came to its end";
+    EXPECT_TRUE(it.machine.HasFile(u"C:\\parasite_x.tmp.parasite"));
+    EXPECT_EQ(it.machine.DumpProcesses(), "");
+    it.toolkit.Run();  // nothing is left to wait for
 }
 
 TEST(FMain, MenusDoTheirWork) {
-    StartedProgram program;
-    program.Start();
-    program.machine.AdvanceClock(1000);
-    program.toolkit.Answer({Ok, Ok, Ok});
-    program.Choose(u"mnuBackup");
-    EXPECT_TRUE(program.machine.HasFile(
+    StartedProgram it;
+    it.Start();
+    it.machine.AdvanceClock(1000);
+    it.toolkit.Answer({Ok, Ok, Ok});
+    it.Choose(u"mnuBackup");
+    EXPECT_TRUE(it.machine.HasFile(
         u"C:\\Program Files\\Brackenfold\\Backup\\Backup Nov 16, 2026 09-39-05.reg"));
-    program.Choose(u"mnuRestore");
-    program.Choose(u"mnuVisitWebsite");
-    program.Choose(u"mnuRestoreDisabledFiles");
-    EXPECT_EQ(program.Window(u"FRestoreFiles"), nullptr);
-    EXPECT_EQ(program.Messages(),
+    it.Choose(u"mnuRestore");
+    it.Choose(u"mnuVisitWebsite");
+    it.Choose(u"mnuRestoreDisabledFiles");
+    EXPECT_EQ(it.Window(u"FRestoreFiles"), nullptr);
+    EXPECT_EQ(it.Messages(),
               "64 Backup complete successfully.\n"
               "64 Windows Explorer window will be opened now. Double click on backup file to "
               "restore. \n"
@@ -174,16 +170,16 @@ TEST(FMain, MenusDoTheirWork) {
               "restored.\n");
     const std::vector<Text> launched = {u"open C:\\Program Files\\Brackenfold\\Backup\\",
                                         u"explorer http://www.tarnwick.example/brackenfold/"};
-    EXPECT_EQ(program.machine.Launched(), launched);
-    program.Choose(u"mnuExit");
-    EXPECT_TRUE(program.toolkit.Windows().Forms().empty());
+    EXPECT_EQ(it.machine.Launched(), launched);
+    it.Choose(u"mnuExit");
+    EXPECT_TRUE(it.toolkit.Windows().Forms().empty());
 }
 
 TEST(FMain, OpensItsToolsModallyAndUnloadsThem) {
-    StartedProgram program;
-    FMain& main = program.Start();
-    program.machine.AddFile(u"C:\\parasite_a.exe.parasite", "bytes");
-    program.machine.SetString(HKCU, kRemovedFiles, u"C:\\a.exe", u"C:\\a.exe");
+    StartedProgram it;
+    FMain& main = it.Start();
+    it.machine.AddFile(u"C:\\parasite_a.exe.parasite", "bytes");
+    it.machine.SetString(HKCU, kRemovedFiles, u"C:\\a.exe", u"C:\\a.exe");
     const struct {
         TextView entry;
         TextView window;
@@ -193,89 +189,85 @@ TEST(FMain, OpensItsToolsModallyAndUnloadsThem) {
     for (const auto& row : rows) {
         SCOPED_TRACE(ToUtf8(row.entry));
         for (const bool byKey : {true, false}) {
-            program.toolkit.Then([&] {
-                Form* window = program.Window(row.window);
+            it.toolkit.Then([&] {
+                Form* window = it.Window(row.window);
                 ASSERT_NE(window, nullptr);
                 EXPECT_EQ(window->Owner(), &main);
                 EXPECT_TRUE(main.IsBlocked());
-                program.Choose(u"mnuExit");
-                if (byKey) {
-                    window->PressKey(Key::Escape);
-                } else {
-                    window->UserClose();
-                }
+                it.Choose(u"mnuExit");
+                byKey ? window->PressKey(Key::Escape) : window->UserClose();
             });
-            program.Choose(row.entry);
-            EXPECT_EQ(program.Window(row.window), nullptr);
+            it.Choose(row.entry);
+            EXPECT_EQ(it.Window(row.window), nullptr);
             EXPECT_TRUE(main.Visible() && !main.IsBlocked());
         }
     }
-    EXPECT_FALSE(program.toolkit.HasActionsLeft());
+    EXPECT_FALSE(it.toolkit.HasActionsLeft());
 }
 
 TEST(FMain, ABackupThatFailsIsLoggedAndClaimsSuccess) {
-    StartedProgram program;
-    program.machine.AddFile(u"C:\\Program Files\\Brackenfold\\Backup", "a file");
-    program.Start();
-    EXPECT_TRUE(program.Logged("75 4 FMain.BackupRegistry: "));
-    EXPECT_TRUE(program.log->text.ends_with(kStateEntry)) << "the start-up goes on";
-    program.toolkit.Answer({Ok});
-    program.Choose(u"mnuBackup");
-    EXPECT_EQ(program.Messages(), "64 Backup complete successfully.\n");
-    EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Default);
+    StartedProgram it;
+    it.machine.AddFile(u"C:\\Program Files\\Brackenfold\\Backup", "a file");
+    it.Start();
+    EXPECT_TRUE(it.Logged("75 4 FMain.BackupRegistry: "));
+    EXPECT_TRUE(it.log->text.ends_with(kStateEntry)) << "the start-up goes on";
+    it.toolkit.Answer({Ok});
+    it.Choose(u"mnuBackup");
+    EXPECT_EQ(it.Messages(), "64 Backup complete successfully.\n");
+    EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
 }
 
 TEST(FMain, ItsPartsFollowTheClientArea) {
-    StartedProgram program;
-    FMain& main = program.Start();
+    StartedProgram it;
+    FMain& main = it.Start();
     for (const Size size : {Size{9000, 6300}, Size{15000, 9000}, Size{300, 200}}) {
         main.UserResize(size.width, size.height);
-        const Bounds strip = program.Find<TabStrip>(u"ts").Area();
+        const Bounds strip = it.Find<TabStrip>(u"ts").Area();
         EXPECT_EQ(strip.width, size.width - 150);
         EXPECT_EQ(strip.height, std::max(size.height - 450, 0));
         for (const TextView name : {u"ucHelp1", u"ucBHO1", u"ucCS1", u"ucSupport1"}) {
             const Bounds expected{285, 435, std::max(strip.width - 435, 0),
                                   std::max(size.height - 975, 0)};
-            EXPECT_EQ(program.Find<Panel>(name).Area(), expected) << ToUtf8(name);
+            EXPECT_EQ(it.Find<Panel>(name).Area(), expected) << ToUtf8(name);
         }
-        EXPECT_EQ(program.Find<Label>(u"lblCopyright").Top(), size.height - 300);
+        EXPECT_EQ(it.Find<Label>(u"lblCopyright").Top(), size.height - 300);
     }
 }
 
 TEST(FMain, TheSplashWindowEndsByItsTimerOrAClick) {
     for (const char* label : {"by the timer", "by a click", "before the wait"}) {
         SCOPED_TRACE(label);
-        StartedProgram program;
+        StartedProgram it;
         int waits = 0;
         if (label[3] == 'a') {
-            program.toolkit.Then([&] {
+            it.toolkit.Then([&] {
                 ++waits;
-                Form* splash = program.Window(u"FSplash");
+                Form* splash = it.Window(u"FSplash");
                 ASSERT_NE(splash, nullptr);
-                EXPECT_EQ(program.Window(u"FMain"), nullptr);
-                EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Hourglass);
+                EXPECT_EQ(it.Window(u"FMain"), nullptr);
+                EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Hourglass);
                 splash->FindControl(u"Image1")->MouseUp(MouseButton::Left);
             });
         }
-        if (label[3] == 'o') program.toolkit.onPump = [&] { program.toolkit.AdvanceTimers(3000); };
-        program.Start();
+        if (label[3] == 'o') it.toolkit.onPump = [&] { it.toolkit.AdvanceTimers(3000); };
+        it.Start();
         EXPECT_EQ(waits, label[3] == 'a' ? 1 : 0);
-        EXPECT_EQ(program.Window(u"FSplash"), nullptr);
-        EXPECT_EQ(program.toolkit.CurrentPointer(), Pointer::Default);
-        program.toolkit.AdvanceTimers(10000);  // nothing fires any more
+        EXPECT_EQ(it.Window(u"FSplash"), nullptr);
+        EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
+        it.toolkit.AdvanceTimers(10000);  // nothing fires any more
     }
 }
 
 TEST(FMain, CallsByName) {
-    StartedProgram program;
-    FMain& main = program.Start();
+    StartedProgram it;
+    FMain& main = it.Start();
     Variant arguments[] = {std::int32_t{Key::Tab}, std::int32_t{Shift::Control}};
     main.Invoke(u"Form_KeyUp", arguments);
-    EXPECT_EQ(TabState(program), "2 ucBHO1");
+    EXPECT_EQ(TabState(it), "2 ucBHO1");
     EXPECT_THROW(main.Invoke(u"form_keyup", arguments), RuntimeError);
     EXPECT_THROW(main.Invoke(u"Form_KeyUp", {}), RuntimeError);
     Variant noLogger[] = {std::make_shared<KeyedList>()};
-    EXPECT_THROW(program.Find<ucBHO>(u"ucBHO1").Invoke(u"Init", noLogger), RuntimeError);
+    EXPECT_THROW(it.Find<ucBHO>(u"ucBHO1").Invoke(u"Init", noLogger), RuntimeError);
 }
 
 }  // namespace

@@ -65,7 +65,6 @@ TEST(FProgressor, AsWideAsItsText) {
         FProgressor progressor;
         progressor.ShowProgress(Text(length, u'x'), nullptr, false);
         EXPECT_EQ(progressor.WindowWidth(), progressor.FindControl(u"Label1")->Width() + 1200);
-        progressor.Finalize();
     }
 }
 

@@ -26,14 +26,9 @@ struct Startup : CStartupManager {
 
 TEST(CStartupManager, VisitsAllPlacesInOrder) {
     DetectionBench bench;
-    const char16_t* keys[] = {u"Run",
-                              u"RunServices",
-                              u"RunOnce",
-                              u"RunOnce\\Setup",
-                              u"RunServicesOnce",
-                              u"policies\\Explorer\\Run"};
-    for (const RegistryRoot root : {HKLM, HKCU}) {
-        for (const char16_t* key : keys) {
+    for (const char16_t* key : {u"Run", u"RunServices", u"RunOnce", u"RunOnce\\Setup",
+                                u"RunServicesOnce", u"policies\\Explorer\\Run"}) {
+        for (const RegistryRoot root : {HKLM, HKCU}) {
             bench.machine.SetString(root, kVersionKey + key, u"v", u"C:\\x.exe");
         }
     }

@@ -69,10 +69,45 @@ constexpr TextView kGenuinePrefixes[] = {u"FTP://", u"gopher://", u"http://", u"
                                          u"http://"};
 constexpr TextView kProtocols[] = {u"file", u"ftp", u"gopher", u"http", u"https", u"local"};
 
+/// What the list is to show for a setting.
+std::string Shown(int number, const std::string& icon, const std::string& value) {
+    static constexpr const char* kDescriptions[] = {
+        "Default page URL for the user who is currently logged on",
+        "Default page URL particular to the computer (for any user)",
+        "Start page for the user who is currently logged on",
+        "Start page particular to the computer (for any user)",
+        "Home page for the user who is currently logged on",
+        "Blank page for \"about:\" protocol",
+        "DLLs to load during the DLL_PROCESS_ATTACH of User32.dll",
+        "User's style sheet is enabled",
+        "Location of the user's style sheet",
+        "Local page for the user who is currently logged on",
+        "Local page particular to the computer (for any user)",
+        "Default protocol prefix",
+        "Protocol prefix for ftp.*",
+        "Protocol prefix for gopher.*",
+        "Protocol prefix for home.*",
+        "Protocol prefix for mosaic.*",
+        "Protocol prefix for www.*",
+        "Handler for \"about:\" protocol",
+        "Handler for \"file:\" protocol",
+        "Handler for \"ftp:\" protocol",
+        "Handler for \"gopher:\" protocol",
+        "Handler for \"http:\" protocol",
+        "Handler for \"https:\" protocol",
+        "Handler for \"local:\" protocol",
+        "Filter for \"text/html\" MIME type",
+        "Filter CLSID for \"text/plain\" MIME type"};
+    return icon + ' ' + kDescriptions[number - 1] + " | " + value + '\n';
+}
+
 TEST(ucCS, ShowsGenuineSettingsWithoutPrefixesAndHandlers) {
     EngineBench bench;
+    std::string shown;
     for (const Value& value : kGenuine) {
         bench.machine.SetString(value.root, value.key, value.name, value.text);
+        if (value.number == 10) shown += Shown(8, "OK", "No");
+        shown += Shown(value.number, "OK", ToUtf8(value.text));
     }
     bench.machine.SetString(HKLM, Text(kUrl) + u"DefaultPrefix", u"", u"http://");
     for (std::size_t at = 0; at < std::size(kPrefixNames); ++at) {
@@ -88,21 +123,8 @@ TEST(ucCS, ShowsGenuineSettingsWithoutPrefixesAndHandlers) {
     PanelHost<ucCS> host;
     host.panel.Init(bench.log);
     EXPECT_EQ(Rows(host.panel.ListViewObject()),
-              "OK Default page URL for the user who is currently logged on | http://www.msn.com\n"
-              "OK Default page URL particular to the computer (for any user) | "
-              "http://www.microsoft.com/isapi/redir.dll\n"
-              "OK Start page for the user who is currently logged on | about:blank\n"
-              "OK Start page particular to the computer (for any user) | ABOUT:BLANK\n"
-              "OK Home page for the user who is currently logged on | HTTP://www.MSN.com/\n"
-              "OK Blank page for \"about:\" protocol | res://mshtml.dll/blank.htm\n"
-              "OK DLLs to load during the DLL_PROCESS_ATTACH of User32.dll | WbSys.dll\n"
-              "OK User's style sheet is enabled | No\n"
-              "OK Local page for the user who is currently logged on | "
-              "%WinDir%\\System32\\Blank.htm\n"
-              "OK Local page particular to the computer (for any user) | "
-              "C:\\Windows\\system32\\blank.htm\n"
-              "OK Handler for \"about:\" protocol | %windir%\\system32\\MSHTML.dll\n"
-              "OK Filter for \"text/html\" MIME type | C:\\WINDOWS\\System32\\urlmon.dll\n");
+              shown + Shown(18, "OK", "%windir%\\system32\\MSHTML.dll") +
+                  Shown(25, "OK", "C:\\WINDOWS\\System32\\urlmon.dll"));
     EXPECT_EQ(host.panel.ListViewObject().SelectedIndex(), 1u);
     EXPECT_EQ(bench.log->text, "");
 }
@@ -141,36 +163,13 @@ TEST(ucCS, ShowsEverySuspectSettingInOrderAndRestoresThem) {
         InstallGenuineServers(bench.machine);
         PanelHost<ucCS> host;
         host.panel.Init(bench.log);
-        const std::string libraries =
-            "i DLLs to load during the DLL_PROCESS_ATTACH of User32.dll | !x\n";
-        EXPECT_EQ(Rows(host.panel.ListViewObject()),
-                  "i Default page URL for the user who is currently logged on | !x\n"
-                  "i Default page URL particular to the computer (for any user) | !x\n"
-                  "IE Start page for the user who is currently logged on | x\n"
-                  "i Start page particular to the computer (for any user) | !x\n"
-                  "i Home page for the user who is currently logged on | !x\n"
-                  "i Blank page for \"about:\" protocol | !x\n" +
-                      (isNT ? libraries : "") +
-                      "i User's style sheet is enabled | !Yes\n"
-                      "i Location of the user's style sheet | !x\n"
-                      "i Local page for the user who is currently logged on | !x\n"
-                      "i Local page particular to the computer (for any user) | !x\n"
-                      "i Default protocol prefix | !x\n"
-                      "i Protocol prefix for ftp.* | !x\n"
-                      "i Protocol prefix for gopher.* | !x\n"
-                      "i Protocol prefix for home.* | !x\n"
-                      "i Protocol prefix for mosaic.* | !x\n"
-                      "i Protocol prefix for www.* | !x\n"
-                      "i Handler for \"about:\" protocol | !x\n"
-                      "i Handler for \"file:\" protocol | !x\n"
-                      "i Handler for \"ftp:\" protocol | !x\n"
-                      "i Handler for \"gopher:\" protocol | !x\n"
-                      "i Handler for \"http:\" protocol | !x\n"
-                      "i Handler for \"https:\" protocol | !x\n"
-                      "i Handler for \"local:\" protocol | !x\n"
-                      "i Filter for \"text/html\" MIME type | !x\n"
-                      "i Filter CLSID for \"text/plain\" MIME type | !{no server}\n");
-
+        std::string shown;
+        for (int number = 1; number <= 25; ++number) {
+            if (number == 7 && !isNT) continue;  // the libraries
+            const std::string value = number == 3 ? "x" : number == 8 ? "!Yes" : "!x";
+            shown += Shown(number, number == 3 ? "IE" : "i", value);
+        }
+        EXPECT_EQ(Rows(host.panel.ListViewObject()), shown + Shown(26, "i", "!{no server}"));
         bench.toolkit.Answer({MessageResult::Cancel});
         host.PressKey('R', Shift::Alt);
         EXPECT_EQ(host.panel.ListViewObject().Count(), isNT ? 26u : 25u);

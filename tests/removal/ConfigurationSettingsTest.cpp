@@ -137,9 +137,6 @@ TEST(ConfigurationSettings, OnlyForeignProtocolHandlersAreReplaced) {
         const char* after;       // empty for a handler without a class
     } rows[] = {
         {"genuine", u"ftp", u"C:\\WINDOWS\\System32\\URLMON.DLL", kOurs},
-        {"genuine, with a variable", u"ftp", u"%windir%\\system32\\urlmon.dll", kOurs},
-        {"right name, wrong folder", u"ftp", u"C:\\WINDOWS\\urlmon.dll",
-         "{79eac9e3-baf9-11ce-8c82-00aa004ba90b}"},
         {"genuine, but another protocol's", u"about", u"C:\\WINDOWS\\system32\\urlmon.dll",
          "{3050F406-98B5-11CF-BB82-00AA00BDCE0B}"},
         {"no server", u"gopher", u"", "{79eac9e4-baf9-11ce-8c82-00aa004ba90b}"},

@@ -2,11 +2,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <map>
 
 #include "RemovalBench.h"
 #include "common/BrowserKeys.h"
+#include "common/HostFolder.h"
 #include "platform/fault/FaultMachine.h"
 #include "platform/image/HostFiles.h"
 #include "platform/image/MachineImage.h"
@@ -20,26 +20,15 @@
 namespace bkfd {
 namespace {
 
-/// A copy of an example machine that goes with the object.
-class ExampleCopy {
-  public:
+/// A copy of an example machine.
+struct ExampleCopy : HostFolder {
     explicit ExampleCopy(const std::string& name) {
-        std::string folder = std::filesystem::temp_directory_path() / "example-XXXXXX";
-        if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary folder");
-        path_ = folder;
-        std::filesystem::copy(std::filesystem::path(BKFD_SOURCE_DIR "/examples/machines") / name,
-                              path_, std::filesystem::copy_options::recursive);
+        std::filesystem::copy(BKFD_SOURCE_DIR "/examples/machines/" + name, Path(),
+                              std::filesystem::copy_options::recursive);
     }
-    ~ExampleCopy() { std::filesystem::remove_all(path_); }
-    ExampleCopy(const ExampleCopy&) = delete;
-    ExampleCopy& operator=(const ExampleCopy&) = delete;
-
     std::unique_ptr<ImageMachine> Load() const {
-        return std::get<std::unique_ptr<ImageMachine>>(LoadMachineImage(path_));
+        return std::get<std::unique_ptr<ImageMachine>>(LoadMachineImage(Path()));
     }
-
-  private:
-    std::filesystem::path path_;
 };
 
 /// A user who says OK to everything.

@@ -57,13 +57,6 @@ TEST(ProcessInventory, FollowsTheFamily) {
     }
 }
 
-TEST(ProcessInventory, IsEmptyWithoutRights) {
-    RemovalBench bench;
-    bench.machine.AddProcess({4, u"C:\\a.exe", {}, true});
-    EXPECT_EQ(Inventory(bench), "");
-    EXPECT_EQ(bench.log->text, "");
-}
-
 TEST(ProcessInventory, StaysWithinItsArrays) {
     RemovalBench bench;
     const Text longName = u"C:\\" + Text(400, u'x');

@@ -15,52 +15,6 @@ std::string Ended(const char* label) {
            "' terminated successfully. \n";
 }
 
-struct Row {
-    const char* label;
-    bool terminateSelf;
-    std::vector<ProcessRecord> processes;
-    const char* left;  // identifiers of the processes that are left
-    std::string log;
-    const char* messages = "";
-    bool ends = false;
-};
-
-const std::vector<Row> kRows = {
-    {"program and module, in the system's order, once each",
-     true,
-     {{12, u"C:\\host.exe", {u"C:\\BAD.dll", u"C:\\bad.exe"}},
-      {8, u"C:\\Bad.exe", {}},
-      {4, u"C:\\good.exe", {u"C:\\good.dll"}}},
-     "4 ",
-     Ended("12") + Ended("8")},
-    {"nobody holds them", true, {{4, u"C:\\good.exe", {}}}, "4 ", ""},
-    {"the same name elsewhere", true, {{4, u"D:\\bad.exe", {}}}, "4 ", ""},
-    {"one that refuses is passed over",
-     true,
-     {{4, u"C:\\bad.exe", {}, true}, {8, u"C:\\bad.exe", {}}},
-     "4 ",
-     Ended("8")},
-    {"this process is spared",
-     false,
-     {{4, u"C:\\self.exe", {u"C:\\bad.dll"}, false, true}, {8, u"C:\\bad.exe", {}}},
-     "4 ",
-     Ended("8")},
-    {"this process alone, spared",
-     false,
-     {{4, u"C:\\self.exe", {u"C:\\bad.dll"}, false, true}},
-     "4 ",
-     ""},
-    {"this process goes last, after its message",
-     true,
-     {{4, u"C:\\self.exe", {u"C:\\bad.dll"}, false, true},
-      {8, u"C:\\bad.exe", {}},
-      {12, u"C:\\host.exe", {u"C:\\bad.dll"}}},
-     "",
-     Ended("8") + Ended("12") + Ended("my:4"),
-     kMessage,
-     true},
-};
-
 std::string IdsLeft(const MemoryMachine& machine) {
     std::string ids;
     for (const ProcessRecord& process : machine.ProcessList())
@@ -69,12 +23,41 @@ std::string IdsLeft(const MemoryMachine& machine) {
 }
 
 TEST(ProcessTermination, EndsHoldersAndItselfLast) {
+    const ProcessRecord good{4, u"C:\\good.exe", {u"C:\\good.dll"}};
+    const ProcessRecord refusing{4, u"C:\\bad.exe", {}, true};
+    const ProcessRecord self{4, u"C:\\self.exe", {u"C:\\bad.dll"}, false, true};
+    const ProcessRecord bad{8, u"C:\\Bad.exe", {}};
+    const ProcessRecord host{12, u"C:\\host.exe", {u"C:\\BAD.dll", u"C:\\bad.exe"}};
+    const struct {
+        const char* label;
+        bool terminateSelf;
+        std::vector<ProcessRecord> processes;
+        const char* left;  // identifiers of the processes that are left
+        std::string log;
+        bool ends = false;
+    } rows[] = {
+        {"program and module, in the system's order, once each",
+         true,
+         {host, bad, good},
+         "4 ",
+         Ended("12") + Ended("8")},
+        {"nobody holds them", true, {good}, "4 ", ""},
+        {"the same name elsewhere", true, {{4, u"D:\\bad.exe", {}}}, "4 ", ""},
+        {"one that refuses is passed over", true, {refusing, bad}, "4 ", Ended("8")},
+        {"this process is spared", false, {self, bad}, "4 ", Ended("8")},
+        {"this process goes last, after its message",
+         true,
+         {self, bad, host},
+         "",
+         Ended("8") + Ended("12") + Ended("my:4"),
+         true},
+    };
     for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
-        for (const Row& row : kRows) {
+        for (const auto& row : rows) {
             SCOPED_TRACE(std::string(row.label) + (family == WindowsFamily::NT ? " NT" : " 9x"));
             RemovalBench bench(family);
             for (const ProcessRecord& process : row.processes) bench.machine.AddProcess(process);
-            if (*row.messages != '\0') bench.toolkit.Answer({MessageResult::Ok});
+            if (row.ends) bench.toolkit.Answer({MessageResult::Ok});
             CProcessManager manager;
             manager.Init(bench.log);
             KeyedList modules;
@@ -87,7 +70,7 @@ TEST(ProcessTermination, EndsHoldersAndItselfLast) {
             EXPECT_EQ(ended, row.ends);
             EXPECT_EQ(IdsLeft(bench.machine), row.left);
             EXPECT_EQ(bench.log->text, row.log);
-            EXPECT_EQ(bench.Messages(), row.messages);
+            EXPECT_EQ(bench.Messages(), row.ends ? kMessage : "");
             EXPECT_EQ(bench.machine.OpenHandleCount(), 0U);
         }
     }

@@ -333,8 +333,10 @@ class Undo : public RemovalBench {
 TEST(FRestoreFiles, RestoresOneAfterTheOther) {
     for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
         Undo it(family);
-        it.Remove(u"C:\\a.exe", u"C:\\parasite_a.exe.parasite");
+        EXPECT_FALSE(it.Open());
         it.Remove(u"C:\\gone.exe", u"");
+        EXPECT_FALSE(it.Open());
+        it.Remove(u"C:\\a.exe", u"C:\\parasite_a.exe.parasite");
         it.Remove(u"C:\\x\\b.dll", u"C:\\x\\parasite_b.dll.parasite");
         it.machine.AddFile(u"C:\\a.exe", "a newer one");
         ASSERT_TRUE(it.Open());
@@ -375,13 +377,6 @@ TEST(FRestoreFiles, AFailedRenameClaimsSuccessAndKeepsTheRow) {
     EXPECT_NE(it.Messages().find("64 Cannot restore 'C:\\a.exe'. Unexpected message box: "),
               std::string::npos);
     EXPECT_TRUE(it.Logged("0 FRestoreFiles.cmdRestoreFile_Click: "));
-}
-
-TEST(FRestoreFiles, OpensOnlyWithEntries) {
-    Undo it;
-    EXPECT_FALSE(it.Open());
-    it.Remove(u"C:\\gone.exe", u"");
-    EXPECT_FALSE(it.Open());
 }
 
 }  // namespace

@@ -139,16 +139,6 @@ TEST(CFileChecker, ResolvesNamesAsEachSystemDoes) {
     }
 }
 
-TEST(CFileChecker, LeavesShortNamesBeforeInit) {
-    DetectionBench bench;
-    bench.machine.AddFile(u"C:\\Long name\\app.exe");
-    bench.machine.SetShortName(u"C:\\Long name", u"LONGNA~1");
-    CFileChecker checker;
-    EXPECT_EQ(checker.GetFullFileNameFromShortFilename(u"C:\\LONGNA~1\\app.exe"),
-              u"C:\\LONGNA~1\\app.exe");
-    EXPECT_EQ(bench.Calls("GetLongPathNameW"), 0);
-}
-
 TEST(CFileChecker, GivesTheEmptyNameWhenTheLongNameFails) {
     DetectionBench bench;
     bench.machine.AddFile(u"C:\\WINDOWS\\tool.exe");
