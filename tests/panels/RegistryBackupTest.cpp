@@ -27,12 +27,7 @@ std::string WideTextOf(EngineBench& bench, TextView file) {
     return ToUtf8(wide.substr(1));
 }
 
-struct Part {
-    RegistryRoot root;
-    TextView key;
-};
-
-constexpr Part kParts[] = {
+constexpr std::pair<RegistryRoot, TextView> kParts[] = {
     {HKLM, u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects\\{1}"},
     {HKCU, u"Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel"},
     {HKCU, u"Software\\Microsoft\\Internet Explorer\\Main"},
@@ -52,7 +47,7 @@ constexpr Part kParts[] = {
 };
 
 void Fill(MemoryMachine& machine) {
-    for (const Part& part : kParts) machine.SetString(part.root, part.key, u"n", u"v\u00E9");
+    for (const auto& [root, key] : kParts) machine.SetString(root, key, u"n", u"v\u00E9");
     const Text windows = u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
     machine.SetString(HKLM, windows, u"AppInit_DLLs", u"a.dll");
     machine.SetString(HKLM, windows, u"Device", u"not saved");
@@ -62,10 +57,9 @@ void Fill(MemoryMachine& machine) {
 /// The places of the sections in the text, each once and in the order of the table.
 void ExpectAllSectionsInOrder(const std::string& text) {
     std::size_t last = 0;
-    for (const Part& part : kParts) {
+    for (const auto& [root, key] : kParts) {
         const std::string line =
-            "[" + ToUtf8(RegistryAccess::RootName(part.root).append(u"\\").append(part.key)) +
-            "]\r\n";
+            "[" + ToUtf8(RegistryAccess::RootName(root).append(u"\\").append(key)) + "]\r\n";
         const std::size_t at = text.find(line);
         EXPECT_TRUE(at != std::string::npos && at > last) << line;
         EXPECT_EQ(text.find(line, at + 1), std::string::npos) << line;

@@ -53,7 +53,7 @@ struct Restored {
     std::string machineLocalPage;
     std::string library;
 };
-const Restored kRestored[] = {
+const Restored kRestoredSettings[] = {
     {WindowsFamily::NT, "c:\\windows\\System32\\blank.htm", "%SystemRoot%\\system32\\blank.htm",
      ""},
     {WindowsFamily::Windows9x, "c:\\windows\\System\\blank.htm", "c:\\windows\\system\\blank.htm",
@@ -99,7 +99,7 @@ std::string Expected(const Restored& restored) {
 }
 
 TEST(ConfigurationSettings, AreRestoredAndThenStay) {
-    for (const Restored& restored : kRestored) {
+    for (const Restored& restored : kRestoredSettings) {
         RemovalBench bench(restored.family);
         HijackSettings(bench.machine);
         Restore(bench);
@@ -189,7 +189,7 @@ TEST(ConfigurationSettings, RefusedKeyIsLoggedAndTheOthersAreRestored) {
         SCOPED_TRACE(row.logged);
         RemovalBench bench;
         HijackSettings(bench.machine);
-        auto expected = Blocks(Expected(kRestored[0]));
+        auto expected = Blocks(Expected(kRestoredSettings[0]));
         const auto before = Blocks(bench.machine.DumpRegistry());
         bench.machine.DenyWrite(row.root, row.key);
         Restore(bench);
