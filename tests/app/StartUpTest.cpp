@@ -29,7 +29,7 @@ class StartUpTest : public testing::Test, protected StartedProgram {
     }
 
     /// True when the start-up came to its end.
-    bool Comes() {
+    bool StartsUp() {
         try {
             Start();
             return true;
@@ -50,7 +50,7 @@ TEST_F(StartUpTest, NormalStart) {
         ++pumped;
         whilePumping = toolkit.CurrentPointer();
     };
-    ASSERT_TRUE(Comes());
+    ASSERT_TRUE(StartsUp());
     EXPECT_EQ(Log(), kStartLines + kCheckLine + kStateLine);
     EXPECT_EQ(Log(u"short.log"), kStartLines);
     EXPECT_EQ(main->Caption(), u"Brackenfold");
@@ -82,7 +82,7 @@ TEST_F(StartUpTest, CustomObjects) {
         machine.AddFile(u"C:\\Program Files\\Brackenfold\\BKFD.log", "");
         OfferCustomObject(row.left);
         if (row.left.IsEmpty()) machine.RemoveComponent(ComponentIds::CustomProgId);
-        EXPECT_TRUE(Comes());
+        EXPECT_TRUE(StartsUp());
         EXPECT_EQ(Log(), kStartLines + row.lines);
     }
     EXPECT_EQ(log->text,
@@ -99,7 +99,7 @@ TEST_F(StartUpTest, AMissingComponentEndsTheProgram) {
         SCOPED_TRACE(name);
         if (name[0] == 'Q') machine.RemoveComponent(ComponentIds::LibraryFile);
         toolkit.Answer({MessageResult::Ok});
-        EXPECT_FALSE(Comes());
+        EXPECT_FALSE(StartsUp());
         const std::string message = std::string("Component '") + name + kMissingSentence + "\n";
         EXPECT_EQ(Messages(), messages += "16 " + message);
         EXPECT_EQ(toolkit.Messages().back().title, u"Brackenfold");
@@ -126,7 +126,7 @@ TEST(StartUp, TheStandInServesUnlessTheMachineLacksTheComponent) {
 
 TEST_F(StartUpTest, LogsThatCantBeOpenedLeaveOneLineInTheOther) {
     machine.AddFile(u"C:\\Program Files\\Brackenfold\\BKFD.log", "old", FileAttribute::ReadOnly);
-    EXPECT_TRUE(Comes());
+    EXPECT_TRUE(StartsUp());
     EXPECT_EQ(Log(), "old");
     const std::string failed = Line(
         "FMain.Form_Initialize: Log 'C:\\Program Files\\Brackenfold\\BKFD.log' can't be opened: ",
@@ -138,7 +138,7 @@ TEST_F(StartUpTest, LogsThatCantBeOpenedLeaveOneLineInTheOther) {
 TEST_F(StartUpTest, LogsAtADrivesRoot) {
     machine.SetProgramFile(u"C:\\Brackenfold.exe");
     EXPECT_EQ(ProgramFolder() + u"\\BKFD.log", u"C:\\\\BKFD.log");
-    EXPECT_TRUE(Comes());
+    EXPECT_TRUE(StartsUp());
     EXPECT_TRUE(machine.HasFile(u"C:\\BKFD.log"));
 }
 

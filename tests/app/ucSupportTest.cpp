@@ -42,7 +42,7 @@ class Support : public StartedProgram {
         Find<TabStrip>(u"ts").UserSelect(4);
         log->text.clear();
         const auto& description = Find<TextBox>(u"txtAnswers");
-        if (description.SelectionLength() > 0) placeholder = description.GetText();
+        placeholder = description.GetText().substr(0, description.SelectionLength());
         Type(u"x", u"n", u"e");
     }
     void Type(const Text& description, const Text& name, const Text& email) {

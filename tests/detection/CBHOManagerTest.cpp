@@ -16,6 +16,7 @@ struct Manager : CBHOManager {
     /// "id: params" of each item, a line each.
     std::string Items() {
         const auto list = EnumBHOs();
+        if (list == nullptr) return "no list";
         std::string text;
         for (const auto& item : *list) text += ToUtf8(item->Id) + ": " + ParamsOf(*item) + '\n';
         return text;

@@ -18,6 +18,7 @@ struct Startup : CStartupManager {
     /// The params of each item, a line each.
     std::string Items() {
         const auto list = EnumItems();
+        if (list == nullptr) return "no list";
         std::string text;
         for (const auto& item : *list) text += ParamsOf(*item) + '\n';
         return text;
