@@ -9,8 +9,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -61,21 +61,9 @@ int PrintHolders(const std::string& folder) {
 
 // ---------------------------------------------------------------- registry
 
-struct Root {
-    const char* name;
-    HKEY key;
-};
-
-HKEY RootOf(const std::string& name) {
-    const Root roots[] = {{"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
-                          {"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
-                          {"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT}};
-    for (const Root& root : roots) {
-        if (name == root.name) return root.key;
-    }
-    std::fprintf(stderr, "no root %s\n", name.c_str());
-    std::exit(2);
-}
+const std::map<std::string, HKEY> kRoots{{"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
+                                         {"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
+                                         {"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT}};
 
 /// A text up to its first NUL; behind it the number of NULs beyond the one that ends a text.
 std::string ShownText(const std::vector<wchar_t>& data) {
@@ -89,8 +77,9 @@ std::string ShownText(const std::vector<wchar_t>& data) {
 std::string Data(const std::string& path, const std::string& name) {
     const std::size_t rootEnd = path.find('\\');
     HKEY key = nullptr;
-    if (::RegOpenKeyExW(RootOf(path.substr(0, rootEnd)), FromUtf8(path.substr(rootEnd + 1)).c_str(),
-                        0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS) {
+    if (::RegOpenKeyExW(kRoots.at(path.substr(0, rootEnd)),
+                        FromUtf8(path.substr(rootEnd + 1)).c_str(), 0, KEY_QUERY_VALUE,
+                        &key) != ERROR_SUCCESS) {
         return "(none)";
     }
     std::vector<wchar_t> data(4096);
