@@ -64,6 +64,8 @@ TEST(Settings, AreSafeInTheJournalWhenTheImageCantBeWritten) {
 
 TEST(Consent, NothingChangesWithoutIt) {
     const char* const file = "C:\\WINDOWS\\system32\\hpjk.dll";
+    const char* const encoded =
+        "QwA6AFwAVwBJAE4ARABPAFcAUwBcAHMAeQBzAHQAZQBtADMAMgBcAGgAcABqAGsALgBkAGwAbAA=";
     const struct {
         Strings arguments;
         const char* input;
@@ -86,7 +88,7 @@ TEST(Consent, NothingChangesWithoutIt) {
          2,
          "brackenfold: nothing was changed, since there is no file x.dll, nor y.dll\n"},
         {{"disable"}, "", 2, "FILE is required"},
-        {{"disable", file, "--dry-run"}, "", 0, "restart Windows"},
+        {{"disable", encoded, "--dry-run"}, "", 0, "restart Windows"},
     };
     const MachineCopy machine("hijacked-xp");
     const auto before = machine.Snapshot();
@@ -161,18 +163,6 @@ TEST(Clean, TellsWhatCouldNotBeDone) {
                 Contains("C:\\WINDOWS\\SYSTEM\\MSXMIDI.DLL"));
 }
 
-TEST(Clean, SaysWhenSomethingCouldNotBeRead) {
-    const MachineCopy machine("hijacked-xp");
-    machine.Edit([](nlohmann::ordered_json& facts) {
-        facts["denied"]["read"] = {
-            "HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\Run"};
-    });
-    const CliRun run = RunOn(machine, {"--json", "clean", "--yes"});
-    EXPECT_EQ(run.code, 3);
-    EXPECT_THAT(run.Document()["failed"], IsEmpty());
-    EXPECT_THAT(run.err, HasSubstr("could not read registry HKEY_LOCAL_MACHINE\\"));
-}
-
 TEST(Clean, ADryRunTellsWhatACleanupDoes) {
     for (const char* name : {"hijacked-xp", "hijacked-98"}) {
         SCOPED_TRACE(name);
@@ -219,24 +209,11 @@ TEST(Disable, TakesNamedFilesOutOfActionAndRestoreUndoesIt) {
     EXPECT_THAT(RunOn(machine, {"--json", "restore"}).Document(), IsEmpty());
 }
 
-TEST(Disable, TakesAnEncodedNameAndTellsWhatFailed) {
-    const struct {
-        const char* machine;
-        const char* name;
-        int code;
-        const char* line;
-    } rows[] = {
-        {"hijacked-xp",
-         "QwA6AFwAVwBJAE4ARABPAFcAUwBcAHMAeQBzAHQAZQBtADMAMgBcAGgAcABqAGsALgBkAGwAbAA=", 0,
-         "Disabled; Windows still has to be restarted."},
-        {"hijacked-98", "C:\\WINDOWS\\SYSTEM\\NOBODY.DLL", 2, "Disabled in part"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.machine);
-        const CliRun run = RunOn(MachineCopy(row.machine), {"disable", row.name}, "oc");
-        EXPECT_EQ(run.code, row.code) << run.err;
-        EXPECT_THAT(run.out, HasSubstr(row.line));
-    }
+TEST(Disable, TellsWhatFailed) {
+    const MachineCopy machine("hijacked-98");
+    const CliRun run = RunOn(machine, {"disable", "C:\\WINDOWS\\SYSTEM\\NOBODY.DLL"}, "oc");
+    EXPECT_EQ(run.code, 2) << run.err;
+    EXPECT_THAT(run.out, HasSubstr("Disabled in part"));
 }
 
 TEST(Start, OffersTheCleanupAndFinishesIt) {

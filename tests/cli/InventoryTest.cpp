@@ -1,4 +1,4 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 
@@ -53,17 +53,6 @@ TEST(Inventories, ReadWellOnATerminal) {
         const MachineCopy machine("hijacked-xp");
         ExpectGolden(std::string(command) + ".txt", RunOn(machine, {command}).out, machine);
     }
-}
-
-TEST(Inventories, SayWhatTheyLack) {
-    const MachineCopy machine("clean-xp");
-    machine.Edit([](auto& facts) {
-        facts["denied"]["read"] = {
-            "HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Run"};
-    });
-    const CliRun run = RunOn(machine, {"startup"});
-    EXPECT_EQ(run.code, 3);
-    EXPECT_THAT(run.err, testing::HasSubstr("CurrentVersion\\Run"));
 }
 
 }  // namespace

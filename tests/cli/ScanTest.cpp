@@ -79,5 +79,17 @@ TEST(Scan, DoesNotCallCleanWhatItCouldNotRead) {
     }
 }
 
+TEST(Unreadable, KeysAreToldByOtherCommandsToo) {
+    for (const Strings& command : {Strings{"startup"}, {"clean", "--yes"}}) {
+        const MachineCopy machine("hijacked-xp");
+        const std::string key =
+            "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
+        machine.Edit([&](auto& facts) { facts["denied"]["read"] = {key}; });
+        const CliRun run = RunOn(machine, command);
+        EXPECT_EQ(run.code, 3);
+        EXPECT_THAT(run.err, HasSubstr("could not read registry " + key));
+    }
+}
+
 }  // namespace
 }  // namespace bkfd

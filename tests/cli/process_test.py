@@ -67,17 +67,22 @@ class ProcessTest(unittest.TestCase):
                 self.assertEqual(written, [])
                 self.expect_clean()
 
-    def test_ctrl_c_at_a_question_leaves_the_terminal_as_it_was(self):
-        terminal, inner = pty.openpty()
-        before = termios.tcgetattr(inner)
-        question = subprocess.Popen(self.command("clean"), stdin=inner, stdout=inner, stderr=inner,
-                                    start_new_session=True)
-        self.wait_until(lambda: not termios.tcgetattr(inner)[3] & termios.ICANON)
-        os.write(terminal, b"\x03")
-        self.assertEqual(question.wait(timeout=60), -signal.SIGINT)
-        self.assertEqual(termios.tcgetattr(inner), before)
-        os.close(terminal)
-        os.close(inner)
+    def test_only_a_key_that_is_pressed_at_the_question_answers_it(self):
+        for key, status in ((b"c", 2), (b"\x03", -signal.SIGINT)):
+            with self.subTest(key):
+                terminal, inner = pty.openpty()
+                before = termios.tcgetattr(inner)
+                os.write(terminal, b"o\n")
+                question = subprocess.Popen(self.command("clean"), stdin=inner, stdout=inner,
+                                            stderr=inner, start_new_session=True)
+                self.wait_until(lambda: not termios.tcgetattr(inner)[3] & termios.ICANON)
+                os.write(terminal, key)
+                self.assertEqual(question.wait(timeout=60), status)
+                self.assertEqual(termios.tcgetattr(inner), before)
+                os.close(terminal)
+                os.close(inner)
+        scan = subprocess.run(self.command("scan"), capture_output=True, timeout=60)
+        self.assertEqual(scan.returncode, 1, "it was cleaned up")
 
     def test_a_sudden_end_of_a_cleanup_can_be_made_good(self):
         cleanup = subprocess.Popen(self.command("clean", "--yes"), stdout=subprocess.DEVNULL,

@@ -219,11 +219,6 @@ TEST(FaultMachine, TheNthCallFailsOnceOrFromThenOn) {
     machine.FailCall(5, FaultPlan::Lasting::Once);
     EXPECT_EQ(run(), "....");
     EXPECT_EQ(machine.FailedCall(), "");
-    memory.AddFile(u"C:\\a", "12");
-    machine.FailCall(2, FaultPlan::Lasting::Once, SystemError::DiskFull);
-    auto file = machine.FileSystem().CreateFileW(u"C:\\a", FileMode::Append);
-    EXPECT_EQ(file.value->WriteFile(Bytes{1}).code, SystemError::DiskFull);
-    EXPECT_EQ(memory.FileContent(u"C:\\a").size(), 2u);
 }
 
 TEST(WitnessMachine, NotesOnceWhatIsThereAndCantBeRead) {
