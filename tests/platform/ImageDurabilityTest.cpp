@@ -1,14 +1,13 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <csignal>
 #include <set>
 
+#include "common/WritePoints.h"
 #include "platform/RegistryValues.h"
 #include "platform/RootNames.h"
 #include "platform/ScratchImage.h"
-#include "platform/image/HostFiles.h"
 #include "platform/memory/RegistryTree.h"
 
 namespace bkfd {
@@ -105,24 +104,8 @@ std::vector<std::string> ExpectedStates() {
     return states;
 }
 
-/// Runs the work in a process that ends at the `point`-th write point; false if there are fewer.
-bool EndsAt(int point, const std::function<void()>& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-        int reached = 0;
-        SetWritePointHook([&](const char*) {
-            if (++reached == point) _exit(1);
-        });
-        work();
-        _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status)) << point;
-    return WEXITSTATUS(status) == 1;
-}
-
-/// Runs the script until then; `finished` receives how many steps had returned.
+/// Runs the script in a process that ends at that write; `finished` receives how many steps had
+/// returned.
 bool RunUntil(const ScratchImage& image, int point, std::size_t& finished) {
     int ends[2];
     if (pipe(ends) != 0) return false;

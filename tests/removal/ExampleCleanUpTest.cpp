@@ -1,14 +1,12 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <map>
 
 #include "RemovalBench.h"
 #include "common/BrowserKeys.h"
 #include "common/HostFolder.h"
+#include "common/WritePoints.h"
 #include "platform/fault/FaultMachine.h"
-#include "platform/image/HostFiles.h"
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "removal/CPaRemover.h"
@@ -159,27 +157,13 @@ INSTANTIATE_TEST_SUITE_P(Sweep, ExampleFaultSweep,
                                                                                 : "ForGood");
                          });
 
-/// Cleans the image in a process of its own that ends at the `point`-th durable write. False when
-/// there are fewer.
+/// Cleans the image in a process that ends at that write.
 bool CleanUntil(const ExampleCopy& copy, int point) {
-    const pid_t child = fork();
-    if (child == 0) {
-        int reached = 0;
-        SetWritePointHook([&](const char*) {
-            if (++reached == point) _exit(1);
-        });
-        {
-            const auto image = copy.Load();
-            Engine engine(*image);
-            if (!engine.CleanUp()) _exit(2);
-        }
-        _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status)) << point;
-    EXPECT_NE(WEXITSTATUS(status), 2) << point;
-    return WEXITSTATUS(status) == 1;
+    return EndsAt(point, [&] {
+        const auto image = copy.Load();
+        Engine engine(*image);
+        if (!engine.CleanUp()) _exit(2);
+    });
 }
 
 TEST(ExampleKillSweep, LosesNothingWhereverTheProcessEnds) {

@@ -24,15 +24,6 @@ end_program() {
 
 # drive SECONDS COMMAND...: commands of walk_windows, each with that time.
 drive() { run_wine $(($1 * ($# - 1) + 5)) "$build/tests/windows/walk_windows.exe" "$@"; }
-# drive_window press|close|answer TITLE SECONDS [COMMAND...]: presses OK in a box and prints its text;
-# closes the window; does as the commands say.
-drive_window() {
-    case $1 in
-        press) drive "$3" ok ;;
-        close) drive "$3" close ;;
-        answer) drive "${@:3}" ;;
-    esac
-}
 log_has() { grep -q -- "$1" "$install/BKFD.log"; }
 is_gone() { ! kill -0 "$program"; }
 

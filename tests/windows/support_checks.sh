@@ -51,7 +51,7 @@ next_tab() { timeout 10 xdotool keydown ctrl key Tab keyup ctrl; }
 # request: presses the button by its key; prints the text of the box that tells the end.
 request() {
     press alt+r
-    drive_window press Brackenfold 60 | tr -d '\r'
+    drive 60 ok | tr -d '\r'
 }
 
 # tells EXPECTED: the box does.
@@ -85,7 +85,7 @@ open_support_tab() {
     advance_clock 0
     LD_PRELOAD=$(dpkg -L libfaketime | grep libfaketimeMT) FAKETIME_NO_CACHE=1 \
         FAKETIME_TIMESTAMP_FILE="$work/clock" FAKETIME_DONT_FAKE_MONOTONIC=1 start_program
-    drive_window answer Brackenfold 40 cancel || return 1
+    drive 40 cancel || return 1
     wait_until 20 log_has 'FMain\.LogTabState: ' && wait_until 20 has_focus || return 1
     next_tab && next_tab && next_tab
 }
@@ -179,7 +179,7 @@ answered() {
 # gives_up: the program does after five minutes by its clock, which goes on by six whenever it hasn't.
 gives_up() {
     local driver
-    drive_window press Brackenfold 60 >"$work/box" &
+    drive 60 ok >"$work/box" &
     driver=$!
     while kill -0 $driver 2>/dev/null; do
         advance_clock 6
@@ -211,7 +211,7 @@ hangs() {
 # close_support: ends the stand-in too, which the program's next start would find.
 close_support() {
     stop_serving
-    drive_window close Brackenfold 20
+    drive 20 close
     end_program
     kill "$parasite" 2>/dev/null
     wait "$parasite" 2>/dev/null

@@ -12,14 +12,13 @@
 //   other TITLE        the same for another window than the one before
 //   gone TITLE         waits until no such window is there
 //   ready              waits until the window takes keys
-//   box [TEXT]         waits for a message box, which must have that text; prints it if none is
-//   named ok [TEXT], cancel [TEXT]  the same, then presses the button and waits until the box has
-//   gone;
-//                      "..." and the end of the text is enough
-//   shows LINE         waits until the window shows it: "tab N", "label TEXT", "button TEXT", "edit
-//                      TEXT", "row CELL | CELL" of a list view and "line TEXT" of a list box, with
-//                      a
-//                      ">" behind "row" or "line" of the selected one
+//   box [TEXT]         waits for a message box, which must have that text or, behind "...",
+//                      that end of it; prints the text if none is named
+//   ok [TEXT]          the same, then presses the button and waits until the box has gone
+//   cancel [TEXT]      the same with the other button
+//   shows LINE         waits until the window shows it: "tab N", "label TEXT", "button TEXT",
+//                      "edit TEXT", "row CELL | CELL" of a list view and "line TEXT" of a list box,
+//                      with a ">" behind "row" or "line" of the selected one
 //   rows N             waits until it shows that many rows
 //   press CAPTION      presses a button
 //   row N              goes to a row of the list by keys
