@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Measures under Wine how long the program takes from its start to its main window, without the
 # splash window's wait, beside Wine's own notepad in the same run: in a prefix and on a display of its
-# own, which are gone afterwards.
+# own, which are gone afterwards, and on one processor.
 #
 #   bench/windows/run.sh BUILD-FOLDER [ROUNDS]
 set -uo pipefail

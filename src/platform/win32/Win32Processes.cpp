@@ -115,7 +115,7 @@ Status Win32Processes::EnumProcesses(std::span<std::uint32_t> ids, std::uint32_t
 Status Win32Processes::EnumProcessModules(Handle process, std::span<ModuleHandle> modules,
                                           std::uint32_t bytes, std::uint32_t& needed) {
     if (!Psapi::Calls().enumModules.IsThere()) return NoSuchCall();
-    NativeModules native(std::min<std::size_t>(bytes / kModuleBytes, modules.size()));
+    std::vector<HMODULE> native(std::min<std::size_t>(bytes / kModuleBytes, modules.size()));
     const auto nativeBytes = static_cast<DWORD>(native.size() * sizeof(HMODULE));
     DWORD nativeNeeded = 0;
     if (EnumNativeModules(Native(process), native.data(), nativeBytes, &nativeNeeded) == 0) {
@@ -125,7 +125,7 @@ Status Win32Processes::EnumProcessModules(Handle process, std::span<ModuleHandle
     needed = static_cast<std::uint32_t>(count * kModuleBytes);
     native.resize(std::min(native.size(), count));
     for (std::size_t i = 0; i < native.size(); ++i) modules[i] = static_cast<ModuleHandle>(i + 1);
-    modules_[process] = std::move(native);
+    modules_[process] = {std::move(native), {}};
     return {};
 }
 
@@ -134,10 +134,17 @@ std::uint32_t Win32Processes::GetModuleFileNameExW(Handle process, ModuleHandle 
     const auto& call = Psapi::Calls().moduleFileName;
     const auto listed = modules_.find(process);
     if (!call.IsThere() || listed == modules_.end()) return 0;
-    const NativeModules& native = listed->second;
-    if (module == 0 || module > native.size()) return 0;
+    Modules& modules = listed->second;
+    if (module == 0 || module > modules.list.size()) return 0;
+    const HMODULE native = modules.list[module - 1];
+    if (!modules.paths) modules.paths = ReadModulePaths(Native(process));
+    const auto path = modules.paths->find(native);
+    if (path != modules.paths->end() && path->second.size() < buffer.size()) {
+        *std::ranges::copy(path->second, buffer.begin()).out = u'\0';
+        return static_cast<std::uint32_t>(path->second.size());
+    }
     const auto size = static_cast<DWORD>(buffer.size());
-    const DWORD length = call(Native(process), native[module - 1], Wide(buffer.data()), size);
+    const DWORD length = call(Native(process), native, Wide(buffer.data()), size);
     return std::min(length, size);
 }
 

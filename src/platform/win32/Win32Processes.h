@@ -1,10 +1,10 @@
 #pragma once
 
 #include <map>
+#include <optional>
 
 #include "platform/Machine.h"
-
-struct HINSTANCE__;  // windows.h: what an HMODULE points to
+#include "platform/win32/ModulePaths.h"
 
 namespace bkfd {
 
@@ -28,9 +28,12 @@ class Win32Processes : public Processes {
     Status Module32Next(Handle snapshot, ModuleEntry& entry) override;
 
   private:
-    using NativeModules = std::vector<HINSTANCE__*>;
+    struct Modules {
+        std::vector<HINSTANCE__*> list;
+        std::optional<ModulePaths> paths;  // read when the first is asked for
+    };
 
-    std::map<Handle, NativeModules> modules_;  // of the open processes that were asked for them
+    std::map<Handle, Modules> modules_;  // of the open processes that were asked for them
 };
 
 }  // namespace bkfd
