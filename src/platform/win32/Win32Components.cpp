@@ -25,19 +25,19 @@ Function ExportOf(HMODULE module, const char* name) {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
 }
 
-Status ToStatus(HRESULT result) {
+Status StatusOfResult(HRESULT result) {
     return {SUCCEEDED(result) ? SystemError::Success : static_cast<std::uint32_t>(result)};
 }
 
 /// Takes over the reference in `made`, an IUnknown, when the creation succeeded.
 Result<ObjectRef> Wrap(HRESULT created, void* made) {
-    if (FAILED(created)) return ToStatus(created);
+    if (FAILED(created)) return StatusOfResult(created);
     const ComPtr<IUnknown> unknown(static_cast<IUnknown*>(made));
-    if (!unknown.IsThere()) return ToStatus(E_NOINTERFACE);
+    if (!unknown.IsThere()) return StatusOfResult(E_NOINTERFACE);
     try {
         return FromUnknown(unknown.Get());
     } catch (const std::bad_alloc&) {
-        return ToStatus(E_OUTOFMEMORY);
+        return StatusOfResult(E_OUTOFMEMORY);
     }
 }
 
@@ -110,13 +110,13 @@ std::optional<CLSID> ClassInFile(HMODULE module, const ComponentClass& component
 
 Result<ObjectRef> CreateFromFile(const ComponentClass& component) {
     const HMODULE module = LoadForGood(BesideProgram(component.file));
-    if (module == nullptr) return ToStatus(HRESULT_FROM_WIN32(::GetLastError()));
+    if (module == nullptr) return StatusOfResult(HRESULT_FROM_WIN32(::GetLastError()));
     const auto getClassObject = ExportOf<GetClassObject>(module, "DllGetClassObject");
     const std::optional<CLSID> classId = ClassInFile(module, component);
     if (getClassObject == nullptr || !classId) return Status{SystemError::ClassNotRegistered};
     void* found = nullptr;
     const HRESULT gotFactory = getClassObject(*classId, IID_IClassFactory, &found);
-    if (FAILED(gotFactory)) return ToStatus(gotFactory);
+    if (FAILED(gotFactory)) return StatusOfResult(gotFactory);
     const ComPtr<IClassFactory> factory(static_cast<IClassFactory*>(found));
     void* made = nullptr;
     const HRESULT created = factory.Get()->CreateInstance(nullptr, IID_IUnknown, &made);

@@ -16,7 +16,7 @@ struct KeyTraits {
 };
 using Key = Owned<KeyTraits>;
 
-Status ToStatus(LSTATUS code) {
+Status StatusOfCode(LSTATUS code) {
     return {static_cast<std::uint32_t>(code)};
 }
 
@@ -31,7 +31,7 @@ bool HasNul(TextView name) {
 
 Status OpenKey(RegistryRoot root, TextView subkey, REGSAM access, Key& key) {
     if (HasNul(subkey)) return {SystemError::InvalidName};
-    return ToStatus(CallWithText(
+    return StatusOfCode(CallWithText(
         subkey,
         [&](const wchar_t* name) {
             return ::RegOpenKeyExW(Native(root), name, 0, access, key.Receive());
@@ -43,7 +43,7 @@ Status OpenKey(RegistryRoot root, TextView subkey, REGSAM access, Key& key) {
 
 Status CreateKey(RegistryRoot root, TextView subkey, Key& key) {
     if (HasNul(subkey)) return {SystemError::InvalidName};
-    return ToStatus(CallWithText(
+    return StatusOfCode(CallWithText(
         subkey,
         [&](const wchar_t* name) {
             return ::RegCreateKeyExW(Native(root), name, 0, nullptr, REG_OPTION_NON_VOLATILE,
@@ -118,14 +118,14 @@ Result<std::vector<Text>> EnumNames(RegistryRoot root, TextView subkey, REGSAM a
                 return wideNext(key.Get(), index, Wide(buffer), length, nullptr, nullptr, nullptr,
                                 nullptr);
             });
-        if (result != ERROR_SUCCESS) return ToStatus(result);
+        if (result != ERROR_SUCCESS) return StatusOfCode(result);
         return names;
     }
     std::vector<std::string> ansiNames;
     const LSTATUS result = CollectNames(ansiNames, [&](DWORD index, char* buffer, DWORD* length) {
         return ansiNext(key.Get(), index, buffer, length, nullptr, nullptr, nullptr, nullptr);
     });
-    if (result != ERROR_SUCCESS) return ToStatus(result);
+    if (result != ERROR_SUCCESS) return StatusOfCode(result);
     for (const std::string& name : ansiNames) names.push_back(FromAnsi(name));
     return names;
 }
@@ -152,7 +152,7 @@ Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryRoot root, TextVie
                 return ::RegQueryValueExA(key.Get(), ansiName, nullptr, &type, data, size);
             });
         });
-    if (result != ERROR_SUCCESS) return ToStatus(result);
+    if (result != ERROR_SUCCESS) return StatusOfCode(result);
     value.type = static_cast<RegistryType>(type);
     if (!HasWideCalls() && IsTextType(type)) value.data = FromAnsiBytes(value.data);
     return value;
@@ -169,7 +169,7 @@ Status Win32Registry::RegSetValueExW(RegistryRoot root, TextView subkey, TextVie
     const auto size = static_cast<DWORD>(data.size());
     // Behind a text without its NUL the call looks for one and would store it too.
     data.insert(data.end(), 2, 0xFF);
-    return ToStatus(CallWithText(
+    return StatusOfCode(CallWithText(
         name,
         [&](const wchar_t* wideName) {
             return ::RegSetValueExW(key.Get(), wideName, 0, type, data.data(), size);
@@ -184,7 +184,7 @@ Status Win32Registry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextVi
     Key key;
     const Status opened = OpenKey(root, subkey, KEY_SET_VALUE, key);
     if (!opened.IsOk()) return opened;
-    return ToStatus(CallWithText(
+    return StatusOfCode(CallWithText(
         name, [&](const wchar_t* wideName) { return ::RegDeleteValueW(key.Get(), wideName); },
         [&](const char* ansiName) { return ::RegDeleteValueA(key.Get(), ansiName); }));
 }
@@ -202,7 +202,7 @@ Status Win32Registry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
     const Result<std::vector<Text>> below = RegEnumKeyExW(root, subkey);
     if (!below.IsOk()) return below;
     if (!below.value.empty()) return {SystemError::AccessDenied};
-    return ToStatus(CallWithText(
+    return StatusOfCode(CallWithText(
         subkey, [&](const wchar_t* name) { return ::RegDeleteKeyW(Native(root), name); },
         [&](const char* name) { return ::RegDeleteKeyA(Native(root), name); }));
 }
