@@ -12,35 +12,45 @@ namespace {
 constexpr int kMostModules = 10'000;            // a list that is torn may have no end
 constexpr std::size_t kMostBytes = 2 * 32'767;  // of a path
 
+struct Calls {
+    DynamicCall<decltype(&::NtQueryInformationProcess)> query{"ntdll.dll",
+                                                              "NtQueryInformationProcess"};
+    DynamicCall<decltype(&::ReadProcessMemory)> read{"kernel32.dll", "ReadProcessMemory"};
+
+    static const Calls& Get() {
+        static const Calls calls;
+        return calls;
+    }
+};
+
+bool ReadBytes(HANDLE process, const void* address, void* bytes, std::size_t count) {
+    const auto& call = Calls::Get().read;
+    SIZE_T read = 0;
+    return call.IsThere() && call(process, address, bytes, count, &read) != 0 && read == count;
+}
+
 template <class Item>
 bool ReadItem(HANDLE process, const void* address, Item& item) {
-    SIZE_T read = 0;
-    return ::ReadProcessMemory(process, address, &item, sizeof item, &read) != 0 &&
-           read == sizeof item;
+    return ReadBytes(process, address, &item, sizeof item);
 }
 
 /// The loader's data of the process; null if they can't be read.
 PEB_LDR_DATA* FindLoaderData(HANDLE process) {
-    static const DynamicCall<decltype(&::NtQueryInformationProcess)> query{
-        "ntdll.dll", "NtQueryInformationProcess"};
+    const auto& query = Calls::Get().query;
     PROCESS_BASIC_INFORMATION basic = {};
-    PEB block = {};
-    if (!query.IsThere() ||
-        query(process, ProcessBasicInformation, &basic, static_cast<ULONG>(sizeof basic), nullptr) <
-            0 ||
-        basic.PebBaseAddress == nullptr || !ReadItem(process, basic.PebBaseAddress, block)) {
+    const auto size = static_cast<ULONG>(sizeof basic);
+    if (!query.IsThere() || query(process, ProcessBasicInformation, &basic, size, nullptr) < 0) {
         return nullptr;
     }
-    return block.Ldr;
+    PEB block = {};
+    return ReadItem(process, basic.PebBaseAddress, block) ? block.Ldr : nullptr;
 }
 
 bool ReadPath(HANDLE process, const UNICODE_STRING& name, Text& path) {
     const std::size_t bytes = name.Length;
     if (bytes == 0 || bytes > kMostBytes) return false;
     path.resize(bytes / sizeof(char16_t));
-    SIZE_T read = 0;
-    return ::ReadProcessMemory(process, name.Buffer, path.data(), bytes, &read) != 0 &&
-           read == bytes;
+    return ReadBytes(process, name.Buffer, path.data(), path.size() * sizeof(char16_t));
 }
 
 }  // namespace
