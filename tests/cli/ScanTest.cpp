@@ -40,6 +40,18 @@ TEST(Scan, FindsWhatIsPlantedAndNothingElse) {
     }
 }
 
+TEST(Scan, AHelperObjectWithoutAFileIsEnough) {
+    const MachineCopy machine("clean-xp");
+    machine.Write(
+        "registry/90-dead.reg",
+        "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\"
+        "Explorer\\Browser Helper Objects\\{B0000000-0000-4000-8000-000000000002}]\r\n");
+    const CliRun run = RunOn(machine, {"--json", "scan"});
+    EXPECT_EQ(run.code, 1) << run.err;
+    EXPECT_EQ(run.Document()["verdict"], "parasites");
+    EXPECT_EQ(run.Document()["files"].size(), 0U);
+}
+
 TEST(Scan, DoesNotCallCleanWhatItCouldNotRead) {
     using Facts = nlohmann::ordered_json;
     const auto denyHelpers = [](Facts& facts) {

@@ -21,6 +21,7 @@ TEST(Archive, OptionsDecideWhatGoesInUnderWhichName) {
     } rows[] = {
         {"defaults", {u"C:\\in\\a.txt", u"C:\\in\\empty.dat"}, {}, "a.txt\nempty.dat\n"},
         {"wildcards", {u"C:\\in\\*.txt"}, {}, "a.txt\n"},
+        {"without a dot", {u"C:\\out\\*.*"}, {}, "plain\n"},
         {"twice the same", {u"C:\\in\\a.txt", u"c:\\IN\\A.*"}, {}, "a.txt\n"},
         {"hidden", {u"C:\\in\\*"}, {hidden}, "a.txt\nempty.dat\nhidden.txt\n"},
         {"folder names", {u"C:\\in\\sub\\b.txt"}, {names}, "in/sub/b.txt\n"},
@@ -33,10 +34,12 @@ TEST(Archive, OptionsDecideWhatGoesInUnderWhichName) {
          {recurse, names, folders},
          "in/sub/\nin/sub/b.txt\nin/sub/deep/\nin/sub/deep/c.txt\nin/sub/\xD0\xBF.txt\n"},
         {"base folder", {u"b.txt"}, {names}, "b.txt\n", u" C:\\in\\sub "},
+        {"parts that lead up", {u"..\\in\\.\\a.txt"}, {names}, "in/./a.txt\n", u"C:\\in"},
         {"volume label", {u"C:\\in\\a.txt"}, {label}, "a.txt\nSYSTEM\n"},
     };
     for (const auto& row : rows) {
         ArchiveBench bench;
+        bench.machine.AddFile(u"C:\\out\\plain");
         bench.machine.Facts().volumeLabel = u"SYSTEM";
         bench.zip.SetBasePath(Text(row.base));
         for (const auto option : row.options) (bench.zip.*option)(true);

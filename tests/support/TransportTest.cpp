@@ -186,6 +186,22 @@ TEST(Transport, AnyFailingCallIsToldOrCostsNothing) {
     EXPECT_NE(failed.find("MoveFileExW"), std::string::npos) << failed;
 }
 
+TEST(Transport, KeepsACharacterOfTwoUnitsWhole) {
+    Transport transport;
+    const std::size_t counts[] = {16 * 1024 - 2, 16 * 1024 - 1, 16 * 1024};
+    for (const std::size_t before : counts)
+        transport.values.Add(u"v" + ToText(static_cast<std::int64_t>(before)),
+                             Text(before, u'x') + u"\xD83D\xDE00y");
+    transport.Send();
+    const auto decoded = DecodeReport(transport.exchange.body);
+    const auto& files = std::get<DecodedReport>(decoded).files;
+    ASSERT_EQ(files.size(), 5U);
+    for (std::size_t i = 0; i < std::size(counts); ++i) {
+        const std::string text = std::string(counts[i], 'x') + "\xF0\x9F\x98\x80y";
+        EXPECT_EQ(files[2 + i].content, Bytes(text.begin(), text.end())) << counts[i];
+    }
+}
+
 TEST(Transport, EscapesFourCharactersAlone) {
     Transport transport;
     const std::string body = transport.Send(u"a+b/c%&=\r\n");
