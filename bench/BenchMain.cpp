@@ -1,9 +1,11 @@
-// Runs all benchmarks and prints below their table the ratios that matter, by processor time, each
-// with what it should be. With "--hash FILE" it is a program that hashes one file, to be compared
-// with others.
+// Runs all benchmarks in turns, prints the median times, and below them the ratios that matter,
+// each with what it should be: of the least processor times, which other load on the machine
+// changes least. With "--hash FILE" it is a program that hashes one file, to be compared with
+// others.
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <iomanip>
@@ -57,17 +59,19 @@ class RatioReporter : public benchmark::ConsoleReporter {
     RatioReporter() : ConsoleReporter(OO_Tabular) {}
 
     void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
+        std::vector<Run> shown;
         for (const Run& run : runs) {
-            if (run.error_occurred) continue;
+            if (run.error_occurred || run.aggregate_name == "median") shown.push_back(run);
+            if (run.error_occurred || run.run_type == Run::RT_Aggregate) continue;
             const std::string name = run.benchmark_name();
             const bool isManual = name.ends_with("/manual_time");
-            times_[name] = (isManual ? run.real_accumulated_time : run.cpu_accumulated_time) /
-                           static_cast<double>(run.iterations);
+            Keep(name, (isManual ? run.real_accumulated_time : run.cpu_accumulated_time) /
+                           static_cast<double>(run.iterations));
             for (const auto& [counter, value] : run.counters) {
-                times_[name + ":" + counter] = value.value;
+                Keep(name + ":" + counter, value.value);
             }
         }
+        ConsoleReporter::ReportRuns(shown);
     }
 
     void Finalize() override {
@@ -87,7 +91,12 @@ class RatioReporter : public benchmark::ConsoleReporter {
     }
 
   private:
-    std::map<std::string, double> times_;
+    void Keep(const std::string& name, double value) {
+        const auto [kept, isNew] = times_.emplace(name, value);
+        if (!isNew) kept->second = std::min(kept->second, value);
+    }
+
+    std::map<std::string, double> times_;  // the least of each
 };
 
 /// The file's content; nothing and a message for one that can't be read.
@@ -136,8 +145,15 @@ int main(int argc, char** argv) {
     if (argc > 2 && std::strcmp(argv[1], "--run") == 0) {
         return bkfd::RunAndTell({argv + 2, argv + argc});
     }
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    // In front, so that the caller's own come last and hold.
+    std::string defaults[] = {"--benchmark_enable_random_interleaving=true",
+                              "--benchmark_repetitions=7", "--benchmark_min_time=0.1"};
+    std::vector<char*> arguments = {argv[0]};
+    for (std::string& flag : defaults) arguments.push_back(flag.data());
+    arguments.insert(arguments.end(), argv + 1, argv + argc);
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
     bkfd::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     return 0;

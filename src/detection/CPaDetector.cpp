@@ -155,7 +155,11 @@ bool CPaDetector::IsParasiteBHO(const Text& file) {
 }
 
 bool CPaDetector::IsParasiteRunningModule(const Text& file) {
-    bool parasite = false;
+    return JudgeRunningModule(file).value_or(false);
+}
+
+std::optional<bool> CPaDetector::JudgeRunningModule(const Text& file) {
+    std::optional<bool> parasite;
     LogErrors(*logger_, LogLevel::SystemFailure, u"CPaDetector.IsParasiteRunningModule",
               [&] { parasite = HasParasiteName(file) || HasParasiteContent(file); });
     return parasite;
@@ -234,17 +238,21 @@ void CPaDetector::AddRunningNonamers(const ItemList& startupItems,
 }
 
 void CPaDetector::AddRunningModules(const ItemList& processes, KeyedList& files) {
+    // Most modules are loaded in many processes. A judgment that failed is tried, and logged, anew.
+    std::unordered_set<Text> judged;
+    const auto addIfParasite = [&](const Text& path, const Text& report) {
+        if (judged.contains(path)) return;
+        const auto parasite = JudgeRunningModule(path);
+        if (parasite) judged.insert(path);
+        if (!parasite.value_or(false) || !AddOnce(files, path)) return;
+        logger_->Trace(report + path, kDetectParasites);
+    };
     for (const auto& process : processes) {
-        AddIfParasite(ToLower(process->Id), u"Running parasite process: ", files);
+        addIfParasite(ToLower(process->Id), u"Running parasite process: ");
         for (const auto& module : process->Children()) {
-            AddIfParasite(ToLower(module->Id), u"Running parasite module: ", files);
+            addIfParasite(ToLower(module->Id), u"Running parasite module: ");
         }
     }
-}
-
-void CPaDetector::AddIfParasite(const Text& path, const Text& report, KeyedList& files) {
-    if (!IsParasiteRunningModule(path) || !AddOnce(files, path)) return;
-    logger_->Trace(report + path, kDetectParasites);
 }
 
 /// Good outranks every rule that put a file on the list. Helper objects stay on theirs.

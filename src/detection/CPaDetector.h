@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "detection/identity/CFileInfoManager.h"
 #include "services/ItemList.h"
@@ -52,7 +53,8 @@ class CPaDetector {
     void AddRunningNonamers(const ItemList& startupItems,
                             const std::shared_ptr<ItemList>& processes, KeyedList& files);
     void AddRunningModules(const ItemList& processes, KeyedList& files);
-    void AddIfParasite(const Text& path, const Text& report, KeyedList& files);
+    /// Nothing, with a line in the log, when the judgment fails.
+    std::optional<bool> JudgeRunningModule(const Text& file);
     void RemoveGoodFiles(KeyedList& files);
     void AddSuspiciousModules(const ItemList& processes, KeyedList& files);
     void AddSuspiciousHelperObjects(const ItemList& helperObjects, KeyedList& files);
