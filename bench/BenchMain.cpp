@@ -61,7 +61,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
     void ReportRuns(const std::vector<Run>& runs) override {
         std::vector<Run> shown;
         for (const Run& run : runs) {
-            if (run.error_occurred || run.aggregate_name == "median") shown.push_back(run);
+            const bool isAlone = run.repetitions < 2;
+            if (isAlone || run.error_occurred || run.aggregate_name == "median")
+                shown.push_back(run);
             if (run.error_occurred || run.run_type == Run::RT_Aggregate) continue;
             const std::string name = run.benchmark_name();
             const bool isManual = name.ends_with("/manual_time");

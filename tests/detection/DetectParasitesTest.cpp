@@ -2,6 +2,7 @@
 
 #include "detection/CPaDetector.h"
 #include "detection/DetectionBench.h"
+#include "resources/SignatureLists.h"
 
 namespace bkfd {
 namespace {
@@ -179,6 +180,20 @@ TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {
         row.prepare(detection);
         EXPECT_EQ(detection.Run(), row.answer);
     }
+}
+
+TEST(DetectParasites, JudgesAModuleOfManyProcessesOnceUnlessThatFails) {
+    Detection detection;
+    detection.Init();
+    const auto listed = static_cast<std::size_t>(kParasiteSizes[0]);
+    detection.machine.AddFile(u"C:\\listed.dll", Bytes(listed));
+    detection.AddPlainFile(u"C:\\p.exe");
+    for (int i = 0; i < 3; ++i) detection.AddProcess(u"C:\\p.exe", {u"C:\\Listed.dll"});
+    EXPECT_EQ(detection.Run(), "--\n--\n");
+    EXPECT_EQ(detection.Calls("FindFirstFileA"), 2);
+    gHashier.reset();
+    const std::string line = "91 0 CPaDetector.IsParasiteRunningModule: Object variable not set\n";
+    EXPECT_EQ(detection.Run(), "--\n--\n" + line + line + line);
 }
 
 TEST(DetectParasites, RemembersOnlyWhatFilesHold) {
