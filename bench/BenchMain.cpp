@@ -16,9 +16,9 @@
 
 #include "ChildProcess.h"
 #include "base/Text.h"
-#include "detection/identity/ContentHash.h"
-#include "platform/memory/MemoryMachine.h"
+#include "identity/ContentHash.h"
 #include "support/zip/cZip.h"
+#include "testing/MemoryMachine.h"
 
 namespace bkfd {
 namespace {

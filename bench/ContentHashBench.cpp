@@ -7,7 +7,7 @@
 
 #include "ChildProcess.h"
 #include "base/Text.h"
-#include "detection/identity/ContentHash.h"
+#include "identity/ContentHash.h"
 
 namespace bkfd {
 namespace {

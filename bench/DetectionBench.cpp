@@ -2,10 +2,10 @@
 
 #include "NoLog.h"
 #include "detection/CPaDetector.h"
-#include "detection/identity/CHashier.h"
-#include "platform/memory/MemoryMachine.h"
+#include "identity/CHashier.h"
 #include "resources/SignatureLists.h"
 #include "services/ApplicationState.h"
+#include "testing/MemoryMachine.h"
 
 namespace bkfd {
 namespace {

@@ -6,8 +6,8 @@
 #include "formats/VersionSamples.h"
 #include "panels/PanelHost.h"
 #include "panels/ucBHO.h"
-#include "platform/memory/MemoryMachine.h"
-#include "ui/headless/HeadlessToolkit.h"
+#include "testing/HeadlessToolkit.h"
+#include "testing/MemoryMachine.h"
 
 namespace bkfd {
 namespace {

@@ -9,12 +9,12 @@
 
 #include "ChildProcess.h"
 #include "NoLog.h"
-#include "detection/identity/CHashier.h"
-#include "platform/memory/MemoryMachine.h"
+#include "identity/CHashier.h"
 #include "services/ApplicationState.h"
 #include "support/ReportContents.h"
 #include "support/cl.h"
-#include "ui/headless/HeadlessToolkit.h"
+#include "testing/HeadlessToolkit.h"
+#include "testing/MemoryMachine.h"
 
 namespace bkfd {
 namespace {

@@ -12,8 +12,8 @@ BASE = ["base"]
 FORMATS = BASE + ["formats"]
 PLATFORM = FORMATS + ["platform"]
 SERVICES = PLATFORM + ["ui", "resources", "services"]
-IDENTITY = SERVICES + ["detection/identity"]
-PROCESSES = IDENTITY + ["removal/processes"]
+IDENTITY = SERVICES + ["identity"]
+PROCESSES = IDENTITY + ["processes"]
 DETECTION = PROCESSES + ["detection"]
 REMOVAL = DETECTION + ["removal"]
 PANELS = REMOVAL + ["panels"]
@@ -24,24 +24,22 @@ ALLOWED = {
     "base": BASE,
     "formats": FORMATS,
     "ui": BASE + ["ui"],
-    "ui/headless": BASE + ["ui"],
     "ui/terminal": BASE + ["ui"],
     "ui/win32": BASE + ["ui"],
     "platform": BASE + ["platform"],
     "platform/forward": BASE + ["platform"],
     "platform/record": BASE + ["platform", "platform/forward"],
-    "platform/host": BASE + ["platform", "platform/memory", "platform/image"],
-    "platform/fault": BASE + ["platform", "platform/forward"],
+    "platform/host": BASE + ["platform", "platform/model", "platform/image"],
     "platform/witness": BASE + ["platform", "platform/forward"],
-    "platform/overlay": BASE + ["platform", "platform/forward", "platform/memory"],
-    "platform/memory": BASE + ["platform"],
-    "platform/image": FORMATS + ["platform", "platform/memory"],
+    "platform/overlay": BASE + ["platform", "platform/forward", "platform/model"],
+    "platform/model": BASE + ["platform"],
+    "platform/image": FORMATS + ["platform", "platform/model"],
     "platform/curl": BASE + ["platform"],
     "platform/win32": BASE + ["platform"],
     "resources": BASE + ["resources"],
     "services": SERVICES,
-    "detection/identity": IDENTITY,
-    "removal/processes": PROCESSES,
+    "identity": IDENTITY,
+    "processes": PROCESSES,
     "detection": DETECTION,
     "removal": REMOVAL,
     "panels": PANELS,

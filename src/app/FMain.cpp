@@ -2,7 +2,7 @@
 
 #include "app/FSplash.h"
 #include "app/MMain.h"
-#include "detection/identity/CHashier.h"
+#include "identity/CHashier.h"
 #include "platform/Machine.h"
 #include "removal/CPaRemover.h"
 #include "resources/BuildSettings.h"

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/RegistryValues.h"
-#include "removal/processes/ParasiteFileName.h"
+#include "processes/ParasiteFileName.h"
 #include "services/RegistryAccess.h"
 #include "services/SysUtil.h"
 

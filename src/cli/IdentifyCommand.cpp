@@ -4,7 +4,7 @@
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
 #include "detection/CPaDetector.h"
-#include "detection/identity/CHashier.h"
+#include "identity/CHashier.h"
 #include "platform/host/HostMachine.h"
 #include "services/SysUtil.h"
 #include "ui/terminal/PrintableText.h"

@@ -7,7 +7,7 @@
 #include "cli/TextTable.h"
 #include "detection/CBHOManager.h"
 #include "detection/CStartupManager.h"
-#include "removal/processes/CProcessManager.h"
+#include "processes/CProcessManager.h"
 #include "ui/terminal/PrintableText.h"
 
 // The commands that list what the engine's inventories hold.

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "detection/identity/CHashier.h"
+#include "identity/CHashier.h"
 #include "platform/curl/CurlHttp.h"
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"

@@ -7,8 +7,8 @@
 #include "detection/CBHOManager.h"
 #include "detection/CPaDetector.h"
 #include "detection/CStartupManager.h"
-#include "detection/identity/CHashier.h"
-#include "removal/processes/CProcessManager.h"
+#include "identity/CHashier.h"
+#include "processes/CProcessManager.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {

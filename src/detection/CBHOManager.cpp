@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "removal/processes/RefusedChange.h"
 #include "services/ErrorMode.h"
+#include "services/RefusedChange.h"
 #include "services/SysUtil.h"
 
 namespace bkfd {

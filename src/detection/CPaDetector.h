@@ -3,7 +3,7 @@
 #include <memory>
 #include <optional>
 
-#include "detection/identity/CFileInfoManager.h"
+#include "identity/CFileInfoManager.h"
 #include "services/ItemList.h"
 #include "services/Logger.h"
 

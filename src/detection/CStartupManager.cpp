@@ -5,11 +5,11 @@
 #include <utility>
 
 #include "platform/RootNames.h"
-#include "removal/processes/RefusedChange.h"
 #include "resources/StringTable.h"
 #include "services/ApplicationState.h"
 #include "services/ErrorMode.h"
 #include "services/MAPI.h"
+#include "services/RefusedChange.h"
 #include "services/SysUtil.h"
 
 namespace bkfd {

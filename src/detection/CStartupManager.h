@@ -3,7 +3,7 @@
 #include <memory>
 #include <optional>
 
-#include "detection/identity/CFileChecker.h"
+#include "identity/CFileChecker.h"
 #include "services/ItemList.h"
 #include "services/Logger.h"
 #include "services/RegistryAccess.h"

@@ -4,7 +4,7 @@
 
 #include "detection/CPaDetector.h"
 #include "panels/MFileProps.h"
-#include "removal/processes/CProcessManager.h"
+#include "processes/CProcessManager.h"
 #include "resources/StringTable.h"
 #include "services/ErrorMode.h"
 #include "services/FileUtil.h"

@@ -7,13 +7,13 @@
 #include "detection/CPaDetector.h"
 #include "detection/CStartupManager.h"
 #include "platform/Machine.h"
+#include "processes/CProcessManager.h"
 #include "removal/ConfigurationSettings.h"
 #include "removal/MReboot.h"
-#include "removal/processes/CProcessManager.h"
-#include "removal/processes/RefusedChange.h"
 #include "resources/StringTable.h"
 #include "services/ErrorMode.h"
 #include "services/MAPI.h"
+#include "services/RefusedChange.h"
 #include "ui/Toolkit.h"
 
 namespace bkfd {

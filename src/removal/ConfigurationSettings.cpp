@@ -2,9 +2,9 @@
 
 #include "detection/MPaDetector.h"
 #include "removal/SettingPlaces.h"
-#include "removal/processes/RefusedChange.h"
 #include "resources/BuildSettings.h"
 #include "services/ApplicationState.h"
+#include "services/RefusedChange.h"
 
 namespace bkfd {
 namespace {

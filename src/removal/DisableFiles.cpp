@@ -2,10 +2,10 @@
 
 #include "base/RuntimeError.h"
 #include "base/Utf16Bytes.h"
-#include "detection/identity/CFileChecker.h"
+#include "identity/CFileChecker.h"
+#include "processes/CProcessManager.h"
 #include "removal/CPaRemover.h"
 #include "removal/MReboot.h"
-#include "removal/processes/CProcessManager.h"
 #include "resources/StringTable.h"
 #include "services/FileUtil.h"
 #include "services/MAPI.h"

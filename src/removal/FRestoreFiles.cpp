@@ -1,8 +1,8 @@
 #include "removal/FRestoreFiles.h"
 
 #include "base/RuntimeError.h"
-#include "removal/processes/ParasiteFileName.h"
-#include "removal/processes/RemovedFiles.h"
+#include "processes/ParasiteFileName.h"
+#include "processes/RemovedFiles.h"
 #include "resources/StringTable.h"
 #include "services/ErrorMode.h"
 #include "services/FileUtil.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "removal/HidingForm.h"
-#include "removal/processes/CProcessManager.h"
+#include "processes/CProcessManager.h"
 #include "services/Logger.h"
+#include "ui/HidingForm.h"
 #include "ui/Label.h"
 #include "ui/ListBox.h"
 #include "ui/Picture.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "removal/HidingForm.h"
 #include "services/Logger.h"
+#include "ui/HidingForm.h"
 #include "ui/Label.h"
 #include "ui/Picture.h"
 #include "ui/TextBox.h"

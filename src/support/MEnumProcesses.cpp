@@ -3,11 +3,11 @@
 #include <unordered_map>
 
 #include "detection/CPaDetector.h"
-#include "detection/identity/CFileChecker.h"
-#include "detection/identity/CFileInfoManager.h"
-#include "detection/identity/CHashier.h"
-#include "removal/processes/KnownSystemFiles.h"
-#include "removal/processes/ProcessTree.h"
+#include "identity/CFileChecker.h"
+#include "identity/CFileInfoManager.h"
+#include "identity/CHashier.h"
+#include "processes/KnownSystemFiles.h"
+#include "processes/ProcessTree.h"
 #include "services/ApplicationState.h"
 #include "services/ItemList.h"
 #include "services/SysUtil.h"

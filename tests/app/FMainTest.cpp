@@ -2,7 +2,8 @@
 
 #include "StartedProgram.h"
 #include "common/BrowserKeys.h"
-#include "ui/Describe.h"
+#include "testing/Describe.h"
+#include "testing/MachineDump.h"
 #include "ui/Keys.h"
 
 namespace bkfd {
@@ -146,7 +147,7 @@ TEST(FMain, ClosingItDuringACleanUpLosesNothing) {
     EXPECT_FALSE(main.IsLoaded());
     EXPECT_FALSE(it.toolkit.HasAnswersLeft()) << "the cleanup came to its end";
     EXPECT_TRUE(it.machine.HasFile(u"C:\\parasite_x.tmp.parasite"));
-    EXPECT_EQ(it.machine.DumpProcesses(), "");
+    EXPECT_EQ(DumpProcesses(it.machine), "");
     it.toolkit.Run();  // nothing is left to wait for
 }
 

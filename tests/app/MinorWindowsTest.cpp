@@ -2,18 +2,18 @@
 
 #include "app/FAbout.h"
 #include "app/FProgressor.h"
-#include "common/EngineBench.h"
-#include "ui/Describe.h"
+#include "common/EngineFixture.h"
+#include "testing/Describe.h"
 #include "ui/Keys.h"
 
 namespace bkfd {
 namespace {
 
 TEST(FAbout, OpensTheHomePageAndClosesByKeys) {
-    EngineBench bench;
+    EngineFixture fixture;
     for (const int key : {Key::Escape, Key::Enter}) {
         FAbout about;
-        bench.toolkit.Then([&] {
+        fixture.toolkit.Then([&] {
             EXPECT_EQ(Describe(about),
                       "form FAbout \"About Brackenfold\" (modal)\n  picture Image1 \"ABOUT\"\n"
                       "  label lblText \"Brackenfold Version 4.53\\r\\n \\r\\nCopyright \xC2\xA9 "
@@ -30,7 +30,7 @@ TEST(FAbout, OpensTheHomePageAndClosesByKeys) {
         EXPECT_FALSE(about.IsLoaded());
     }
     const std::vector<Text> launched(4, u"explorer http://www.tarnwick.example/brackenfold/");
-    EXPECT_EQ(bench.machine.Launched(), launched);
+    EXPECT_EQ(fixture.machine.Launched(), launched);
     FAbout about;
     about.Load();
     const Control& frame = *about.FindControl(u"StaticLine1");
@@ -40,27 +40,27 @@ TEST(FAbout, OpensTheHomePageAndClosesByKeys) {
 }
 
 TEST(FProgressor, WorksWhileItIsOnTheScreen) {
-    EngineBench bench;
+    EngineFixture fixture;
     FProgressor progressor;
     int started = 0;
     int pumped = 0;
-    bench.toolkit.onPump = [&] { ++pumped; };
+    fixture.toolkit.onPump = [&] { ++pumped; };
     progressor.Started = [&] {
         ++started;
         EXPECT_EQ(pumped, started) << "it paints first";
         EXPECT_TRUE(progressor.Visible());
-        EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Hourglass);
+        EXPECT_EQ(fixture.toolkit.CurrentPointer(), Pointer::Hourglass);
         progressor.Finalize();
     };
     progressor.ShowProgress(u"Please wait... ", nullptr, true);
     EXPECT_EQ(started, 1);
     EXPECT_FALSE(progressor.Visible());
-    EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
+    EXPECT_EQ(fixture.toolkit.CurrentPointer(), Pointer::Default);
     progressor.Finalize();
 }
 
 TEST(FProgressor, AsWideAsItsText) {
-    EngineBench bench;
+    EngineFixture fixture;
     for (const std::size_t length : {0u, 5u, 300u}) {
         FProgressor progressor;
         progressor.ShowProgress(Text(length, u'x'), nullptr, false);
@@ -69,7 +69,7 @@ TEST(FProgressor, AsWideAsItsText) {
 }
 
 TEST(FProgressor, StaysUntilFinalizeWhenItIsNotModal) {
-    EngineBench bench;
+    EngineFixture fixture;
     Form other(u"other");
     FProgressor progressor;
     int started = 0;
@@ -82,10 +82,10 @@ TEST(FProgressor, StaysUntilFinalizeWhenItIsNotModal) {
     other.Show();
     progressor.UserActivate();
     EXPECT_EQ(started, 2) << "each activation raises it";
-    EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Hourglass);
+    EXPECT_EQ(fixture.toolkit.CurrentPointer(), Pointer::Hourglass);
     progressor.Finalize();
     EXPECT_FALSE(progressor.Visible());
-    EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
+    EXPECT_EQ(fixture.toolkit.CurrentPointer(), Pointer::Default);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "StartedProgram.h"
 #include "app/MMain.h"
+#include "testing/MachineDump.h"
 
 namespace bkfd {
 namespace {
@@ -93,7 +94,7 @@ TEST_F(StartUpTest, CustomObjects) {
 TEST_F(StartUpTest, AMissingComponentEndsTheProgram) {
     OfferCustomObject(log);
     machine.RemoveComponent(ComponentIds::CheckClassId);
-    const std::string registryBefore = machine.DumpRegistry();
+    const std::string registryBefore = DumpRegistry(machine);
     std::string messages, lines;
     for (const char* name : {"BKFDCUSTOM.DLL", "QUOIN.DLL"}) {
         SCOPED_TRACE(name);
@@ -107,7 +108,7 @@ TEST_F(StartUpTest, AMissingComponentEndsTheProgram) {
         EXPECT_EQ(gHashier, nullptr);
         EXPECT_EQ(gWindowsPath, u"");
     }
-    EXPECT_EQ(machine.DumpRegistry(), registryBefore);
+    EXPECT_EQ(DumpRegistry(machine), registryBefore);
     EXPECT_EQ(Log(), kStartLines + kStartLines);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/FMain.h"
-#include "common/EngineBench.h"
+#include "common/EngineFixture.h"
 #include "resources/ComponentIds.h"
 
 namespace bkfd {
@@ -21,9 +21,9 @@ class CustomObject : public Object {
 };
 
 /// The program on a machine in memory; all that it logs from the custom object on is in `log`.
-class StartedProgram : public EngineBench {
+class StartedProgram : public EngineFixture {
   public:
-    explicit StartedProgram(WindowsFamily family = WindowsFamily::NT) : EngineBench(family) {
+    explicit StartedProgram(WindowsFamily family = WindowsFamily::NT) : EngineFixture(family) {
         machine.AddComponent(ComponentIds::CheckClassId, [] { return std::make_shared<Object>(); });
         OfferCustomObject(LoggerRef(log));
     }

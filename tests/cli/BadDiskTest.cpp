@@ -6,7 +6,7 @@
 #include <csignal>
 #include <regex>
 
-#include "cli/CliBench.h"
+#include "cli/CliFixture.h"
 
 // A disk that can't be written, and one that is full.
 namespace bkfd {

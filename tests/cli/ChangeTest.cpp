@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "cli/CliBench.h"
+#include "cli/CliFixture.h"
 #include "platform/RegistryValues.h"
 #include "platform/image/MachineImage.h"
-#include "removal/processes/RemovedFiles.h"
+#include "processes/RemovedFiles.h"
 
 // Commands that change the machine.
 namespace bkfd {

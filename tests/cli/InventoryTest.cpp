@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "cli/CliBench.h"
+#include "cli/CliFixture.h"
 
 namespace bkfd {
 namespace {

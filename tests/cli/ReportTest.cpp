@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include "cli/CliBench.h"
+#include "cli/CliFixture.h"
 #include "common/LoopbackServer.h"
 
 namespace bkfd {

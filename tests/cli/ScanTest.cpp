@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "cli/CliBench.h"
+#include "cli/CliFixture.h"
 
 namespace bkfd {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "cli/CliBench.h"
+#include "cli/CliFixture.h"
 
 namespace bkfd {
 namespace {

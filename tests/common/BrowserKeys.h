@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/RootNames.h"
-#include "platform/memory/MemoryMachine.h"
+#include "testing/MemoryMachine.h"
 
 /// Where parasites show themselves in the registry.
 namespace bkfd {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "base/RuntimeError.h"
-#include "detection/DetectionBench.h"
+#include "common/DetectionFixture.h"
 
 namespace bkfd {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 const Text kClass = u"{01234567-89AB-CDEF-0123-456789ABCDEF}";
 
 struct Manager : CBHOManager {
-    explicit Manager(const DetectionBench& bench) { Init(bench.log); }
+    explicit Manager(const DetectionFixture& fixture) { Init(fixture.log); }
 
     /// "id: params" of each item, a line each.
     std::string Items() {
@@ -51,8 +51,8 @@ TEST(CBHOManager, ListsHelperObjects) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        DetectionBench bench;
-        auto& machine = bench.machine;
+        DetectionFixture fixture;
+        auto& machine = fixture.machine;
         machine.AddFile(u"C:\\a b\\bar.dll", library);
         machine.AddFile(u"C:\\WINDOWS\\system32\\sys.dll");
         machine.AddFile(u"C:\\a b\\x.dll");
@@ -61,61 +61,62 @@ TEST(CBHOManager, ListsHelperObjects) {
         if (row.name != nullptr) AddHelperObject(machine, kClass, row.name);
         if (row.inProc != nullptr) AddServer(machine, kClass, row.inProc);
         if (row.local != nullptr) AddServer(machine, kClass, row.local, u"LocalServer32");
-        Manager manager(bench);
+        Manager manager(fixture);
         EXPECT_EQ(manager.Items(), ToUtf8(kClass) + ": " + row.params + '\n');
-        EXPECT_EQ(bench.log->text, "");
+        EXPECT_EQ(fixture.log->text, "");
     }
 }
 
 TEST(CBHOManager, PassesOverKeysThatNameNoClass) {
-    DetectionBench bench;
-    Manager manager(bench);
+    DetectionFixture fixture;
+    Manager manager(fixture);
     EXPECT_EQ(manager.Items(), "");
     for (const Text& name : {Text(u"abc"), kClass.substr(1), kClass + u" "}) {
-        bench.machine.AddKey(HKLM, kHelperObjects + name);
+        fixture.machine.AddKey(HKLM, kHelperObjects + name);
     }
     EXPECT_EQ(manager.Items(), "");
     // Any 38 characters will do.
-    bench.machine.AddKey(HKLM, kHelperObjects + Text(38, u'x'));
+    fixture.machine.AddKey(HKLM, kHelperObjects + Text(38, u'x'));
     EXPECT_EQ(manager.Items(), std::string(38, 'x') + ": Name=, DLL=\n");
-    EXPECT_EQ(bench.log->text, "");
+    EXPECT_EQ(fixture.log->text, "");
 }
 
 TEST(CBHOManager, KeepsWhatItHasWhenAnObjectFails) {
-    DetectionBench bench;
+    DetectionFixture fixture;
     const Text last = Text(38, u'~');  // behind the other in the registry's order
-    bench.machine.AddKey(HKLM, kHelperObjects + kClass);
-    AddHelperObject(bench.machine, last, u"Broken", u"\"");
-    Manager manager(bench);
+    fixture.machine.AddKey(HKLM, kHelperObjects + kClass);
+    AddHelperObject(fixture.machine, last, u"Broken", u"\"");
+    Manager manager(fixture);
     EXPECT_EQ(manager.Items(), ToUtf8(kClass) + ": Name=, DLL=\n");
-    EXPECT_TRUE(bench.log->text.starts_with("5 4 CBHOManager.FillBHOInfo: ")) << bench.log->text;
+    EXPECT_TRUE(fixture.log->text.starts_with("5 4 CBHOManager.FillBHOInfo: "))
+        << fixture.log->text;
 }
 
 TEST(CBHOManager, DeletesTheRegistrationAlone) {
-    DetectionBench bench;
-    bench.machine.AddKey(HKLM, kHelperObjects + kClass + u"\\below");
-    AddServer(bench.machine, kClass, u"C:\\x.dll");
-    Manager manager(bench);
+    DetectionFixture fixture;
+    fixture.machine.AddKey(HKLM, kHelperObjects + kClass + u"\\below");
+    AddServer(fixture.machine, kClass, u"C:\\x.dll");
+    Manager manager(fixture);
     manager.DeleteBHO(kClass);
-    EXPECT_FALSE(bench.machine.HasKey(HKLM, kHelperObjects + kClass));
-    EXPECT_TRUE(bench.machine.HasKey(HKLM, kHelperObjects));
-    EXPECT_TRUE(bench.machine.HasKey(HKCR, u"CLSID\\" + kClass));
+    EXPECT_FALSE(fixture.machine.HasKey(HKLM, kHelperObjects + kClass));
+    EXPECT_TRUE(fixture.machine.HasKey(HKLM, kHelperObjects));
+    EXPECT_TRUE(fixture.machine.HasKey(HKCR, u"CLSID\\" + kClass));
     // The second time there is nothing to delete, and the line is written all the same.
     manager.DeleteBHO(kClass);
     const std::string line = "5 : Deleting BHO(" + ToUtf8(kClass) + ")\n";
-    EXPECT_EQ(bench.log->text, line + line);
+    EXPECT_EQ(fixture.log->text, line + line);
 }
 
 TEST(CBHOManager, TellsOfARegistrationThatStays) {
-    DetectionBench bench;
-    bench.machine.AddKey(HKLM, kHelperObjects + kClass);
-    bench.machine.DenyWrite(HKLM, kHelperObjects);
-    Manager manager(bench);
+    DetectionFixture fixture;
+    fixture.machine.AddKey(HKLM, kHelperObjects + kClass);
+    fixture.machine.DenyWrite(HKLM, kHelperObjects);
+    Manager manager(fixture);
     manager.DeleteBHO(kClass);
-    EXPECT_EQ(bench.log->text, "5 : Deleting BHO(" + ToUtf8(kClass) +
-                                   ")\n0 CBHOManager.DeleteBHO: Cannot delete "
-                                   "'HKEY_LOCAL_MACHINE\\" +
-                                   ToUtf8(kHelperObjects + kClass) + "'. \n");
+    EXPECT_EQ(fixture.log->text, "5 : Deleting BHO(" + ToUtf8(kClass) +
+                                     ")\n0 CBHOManager.DeleteBHO: Cannot delete "
+                                     "'HKEY_LOCAL_MACHINE\\" +
+                                     ToUtf8(kHelperObjects + kClass) + "'. \n");
 }
 
 }  // namespace

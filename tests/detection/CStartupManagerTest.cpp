@@ -4,7 +4,7 @@
 
 #include <set>
 
-#include "detection/DetectionBench.h"
+#include "common/DetectionFixture.h"
 
 namespace bkfd {
 namespace {
@@ -13,7 +13,7 @@ const Text kVersionKey = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\";
 const Text kPolicyKey = kVersionKey + u"policies\\Explorer\\Run";
 
 struct Startup : CStartupManager {
-    explicit Startup(const DetectionBench& bench) { Init(bench.log); }
+    explicit Startup(const DetectionFixture& fixture) { Init(fixture.log); }
 
     /// The params of each item, a line each.
     std::string Items() {
@@ -26,14 +26,14 @@ struct Startup : CStartupManager {
 };
 
 TEST(CStartupManager, VisitsAllPlacesInOrder) {
-    DetectionBench bench;
+    DetectionFixture fixture;
     for (const char16_t* key : {u"Run", u"RunServices", u"RunOnce", u"RunOnce\\Setup",
                                 u"RunServicesOnce", u"policies\\Explorer\\Run"}) {
         for (const RegistryRoot root : {HKLM, HKCU}) {
-            bench.machine.SetString(root, kVersionKey + key, u"v", u"C:\\x.exe");
+            fixture.machine.SetString(root, kVersionKey + key, u"v", u"C:\\x.exe");
         }
     }
-    Startup startup(bench);
+    Startup startup(fixture);
     const auto items = startup.EnumItems();
     std::string places;
     std::set<Text> ids;
@@ -86,17 +86,17 @@ TEST(CStartupManager, DescribesItems) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.label) + (row.isPolicy ? ", policy" : ""));
-        DetectionBench bench;
-        bench.machine.AddFile(u"C:\\a b\\x.exe", FileWithVersion(row.fields));
+        DetectionFixture fixture;
+        fixture.machine.AddFile(u"C:\\a b\\x.exe", FileWithVersion(row.fields));
         const Text key = row.isPolicy ? kPolicyKey : kRun;
-        bench.machine.SetString(HKLM, key, u"v", row.data);
+        fixture.machine.SetString(HKLM, key, u"v", row.data);
         std::string expected = row.item;
         if (const auto at = expected.find("%K%"); at != std::string::npos) {
             expected.replace(at, 3, "Key=-2147483646, Hive=" + ToUtf8(key));
         }
-        Startup startup(bench);
+        Startup startup(fixture);
         EXPECT_EQ(startup.Items(), expected);
-        EXPECT_EQ(bench.log->text, "");
+        EXPECT_EQ(fixture.log->text, "");
     }
 }
 
@@ -122,13 +122,13 @@ TEST(CStartupManager, MarksTheProgramsOfWindowsItself) {
     };
     for (const auto family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
         for (const auto& row : rows) {
-            DetectionBench bench(family);
+            DetectionFixture fixture(family);
             const Text path =
                 Replace(Replace(row.path, u"%sys%", gSystemPath), u"%win%", gWindowsPath);
-            bench.machine.AddFile(path, FileWithVersion({{u"CompanyName", row.manufacturer}}));
-            bench.machine.SetString(HKCU, kRun, u"v", u"\"" + path + u"\"");
+            fixture.machine.AddFile(path, FileWithVersion({{u"CompanyName", row.manufacturer}}));
+            fixture.machine.SetString(HKCU, kRun, u"v", u"\"" + path + u"\"");
             const bool isKnown = family == WindowsFamily::NT ? row.isKnownOnNT : row.isKnownOn9x;
-            Startup startup(bench);
+            Startup startup(fixture);
             const auto items = startup.EnumItems();
             const auto& item = **Walk(items).begin();
             EXPECT_EQ(item.params(u"Icon").Values(1).AsText(), isKnown ? u"OK" : u"IE")
@@ -138,29 +138,29 @@ TEST(CStartupManager, MarksTheProgramsOfWindowsItself) {
 }
 
 TEST(CStartupManager, SkipsTheRestOfAKeyBehindABrokenValue) {
-    DetectionBench bench;
-    bench.machine.SetString(HKLM, kRun, u"a", u"C:\\a.exe");
-    bench.machine.SetString(HKLM, kRun, u"b", u"\"");
-    bench.machine.SetString(HKLM, kRun, u"c", u"C:\\c.exe");
-    bench.machine.SetString(HKCU, kRun, u"d", u"C:\\d.exe");
-    Startup startup(bench);
+    DetectionFixture fixture;
+    fixture.machine.SetString(HKLM, kRun, u"a", u"C:\\a.exe");
+    fixture.machine.SetString(HKLM, kRun, u"b", u"\"");
+    fixture.machine.SetString(HKLM, kRun, u"c", u"C:\\c.exe");
+    fixture.machine.SetString(HKCU, kRun, u"d", u"C:\\d.exe");
+    Startup startup(fixture);
     const auto items = startup.EnumItems();
     std::string files;
     for (const auto& item : Walk(items)) files += ToUtf8(item->params(u"DLL").Values(1).AsText());
     EXPECT_EQ(files, "C:\\a.exeC:\\d.exe");
-    EXPECT_TRUE(bench.log->text.starts_with("5 4 CStartupManager.FillItemInfo: "))
-        << bench.log->text;
+    EXPECT_TRUE(fixture.log->text.starts_with("5 4 CStartupManager.FillItemInfo: "))
+        << fixture.log->text;
 
-    bench.log->text.clear();
+    fixture.log->text.clear();
     startup.RemoveStartup(u"C:\\c.exe");
     startup.RemoveStartup(u"c:\\D.EXE");
-    EXPECT_TRUE(bench.machine.HasValue(HKLM, kRun, u"c"));
-    EXPECT_FALSE(bench.machine.HasValue(HKCU, kRun, u"d"));
+    EXPECT_TRUE(fixture.machine.HasValue(HKLM, kRun, u"c"));
+    EXPECT_FALSE(fixture.machine.HasValue(HKCU, kRun, u"d"));
 }
 
 TEST(CStartupManager, RemovesWhatStartsAFile) {
-    DetectionBench bench;
-    auto& machine = bench.machine;
+    DetectionFixture fixture;
+    auto& machine = fixture.machine;
     machine.AddFile(u"C:\\WINDOWS\\bad.exe");
     machine.SetString(HKLM, kRun, u"one", u"C:\\windows\\BAD.EXE /x");
     machine.SetString(HKLM, kRun, u"two", u"C:\\WINDOWS\\bad.exe.exe");
@@ -168,10 +168,10 @@ TEST(CStartupManager, RemovesWhatStartsAFile) {
     machine.SetString(HKCU, kVersionKey + u"RunOnce", u"nothing", u"");
     machine.SetString(HKCU, kPolicyKey, u"%2", u"\"C:\\WINDOWS\\bad.exe\" -p");
     machine.SetString(HKCU, kPolicyKey, u"nothing", u"");
-    Startup startup(bench);
+    Startup startup(fixture);
     startup.RemoveStartup(u"c:\\windows\\bad.exe");
     EXPECT_EQ(
-        bench.log->text,
+        fixture.log->text,
         "5 CStartupManager.RemoveItemInfo: Deleted: 'HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\"
         "Windows\\CurrentVersion\\Run', 'one', 'C:\\windows\\BAD.EXE /x'\n"
         "5 CStartupManager.RemoveItemInfo: Deleted: 'HKEY_CURRENT_USER\\SOFTWARE\\Microsoft\\"
@@ -179,7 +179,7 @@ TEST(CStartupManager, RemovesWhatStartsAFile) {
         "5 CStartupManager.RemovePolicyInfo: Deleted: 'HKEY_CURRENT_USER\\SOFTWARE\\Microsoft\\"
         "Windows\\CurrentVersion\\policies\\Explorer\\Run', '%2', "
         "'\"C:\\WINDOWS\\bad.exe\" -p'\n");
-    EXPECT_EQ(machine.DumpRegistry().find("one"), std::string::npos);
+    EXPECT_EQ(DumpRegistry(machine).find("one"), std::string::npos);
     EXPECT_TRUE(machine.HasValue(HKLM, kRun, u"two"));
     EXPECT_TRUE(machine.HasValue(HKCU, kVersionKey + u"RunOnce", u"nothing"));
     EXPECT_FALSE(machine.HasValue(HKCU, kVersionKey + u"RunOnce", u"by its bare name"));
@@ -188,26 +188,26 @@ TEST(CStartupManager, RemovesWhatStartsAFile) {
 }
 
 TEST(CStartupManager, SaysDeletedEvenWhereItWasRefusedAndThenTellsOfThat) {
-    DetectionBench bench;
-    bench.machine.SetString(HKLM, kRun, u"v", u"C:\\bad.exe");
-    bench.machine.DenyWrite(HKLM, kVersionKey + u"Run");
-    Startup startup(bench);
+    DetectionFixture fixture;
+    fixture.machine.SetString(HKLM, kRun, u"v", u"C:\\bad.exe");
+    fixture.machine.DenyWrite(HKLM, kVersionKey + u"Run");
+    Startup startup(fixture);
     startup.RemoveStartup(u"C:\\bad.exe");
-    EXPECT_TRUE(bench.machine.HasValue(HKLM, kRun, u"v"));
-    EXPECT_TRUE(bench.log->text.starts_with("5 CStartupManager.RemoveItemInfo: Deleted: '"));
-    EXPECT_TRUE(bench.log->text.ends_with(
+    EXPECT_TRUE(fixture.machine.HasValue(HKLM, kRun, u"v"));
+    EXPECT_TRUE(fixture.log->text.starts_with("5 CStartupManager.RemoveItemInfo: Deleted: '"));
+    EXPECT_TRUE(fixture.log->text.ends_with(
         "\n0 CStartupManager.RemoveItemInfo: Cannot delete 'HKEY_LOCAL_MACHINE\\SOFTWARE\\"
         "Microsoft\\Windows\\CurrentVersion\\Run\\v'. Access is denied.\n"))
-        << bench.log->text;
+        << fixture.log->text;
 }
 
 TEST(CStartupManager, LogsAFailureOfTheWholeRemoval) {
-    DetectionBench bench;
-    Startup startup(bench);
-    bench.spy.RunOutOfMemoryAt("RegEnumValueW");
+    DetectionFixture fixture;
+    Startup startup(fixture);
+    fixture.spy.RunOutOfMemoryAt("RegEnumValueW");
     startup.RemoveStartup(u"C:\\bad.exe");
-    EXPECT_TRUE(bench.log->text.starts_with("7 4 CStartupManager.RemoveStartup: "))
-        << bench.log->text;
+    EXPECT_TRUE(fixture.log->text.starts_with("7 4 CStartupManager.RemoveStartup: "))
+        << fixture.log->text;
 }
 
 }  // namespace

@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
+#include "common/DetectionFixture.h"
 #include "detection/CPaDetector.h"
-#include "detection/DetectionBench.h"
 #include "resources/SignatureLists.h"
 
 namespace bkfd {
 namespace {
 
-class Detection : public DetectionBench {
+class Detection : public DetectionFixture {
   public:
     void AddHelperObject(TextView dll, TextView clsid = kFirstClsid) {
         bkfd::AddHelperObject(machine, clsid, u"x", dll);

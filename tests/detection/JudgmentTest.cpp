@@ -4,8 +4,8 @@
 
 #include <optional>
 
+#include "common/DetectionFixture.h"
 #include "detection/CPaDetector.h"
-#include "detection/DetectionBench.h"
 #include "detection/MFileEnum.h"
 
 namespace bkfd {
@@ -29,7 +29,7 @@ Bytes Named(std::size_t size, std::int32_t hash) {
 
 struct Detector : CPaDetector {
     Detector() = default;
-    explicit Detector(const DetectionBench& bench) { Init(bench.log, nullptr); }
+    explicit Detector(const DetectionFixture& fixture) { Init(fixture.log, nullptr); }
 
     /// The judgments that say yes: Good, Suspicious, Parasite, and B with s and p for helper
     /// objects.
@@ -110,44 +110,44 @@ TEST(Judgments, OfEachKindOfFile) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        DetectionBench bench;
-        if (row.content) bench.machine.AddFile(row.path, *row.content);
-        EXPECT_EQ(Detector(bench).Verdict(row.path), row.verdict);
-        EXPECT_EQ(bench.log->text, "");
-        EXPECT_EQ(bench.spy.OpenSearches(), 0);
+        DetectionFixture fixture;
+        if (row.content) fixture.machine.AddFile(row.path, *row.content);
+        EXPECT_EQ(Detector(fixture).Verdict(row.path), row.verdict);
+        EXPECT_EQ(fixture.log->text, "");
+        EXPECT_EQ(fixture.spy.OpenSearches(), 0);
     }
     // The session manager isn't touched.
-    DetectionBench bench;
-    EXPECT_TRUE(Detector(bench).IsGoodRunningModule(u"\\SYSTEMROOT\\System32\\SMSS.EXE"));
-    EXPECT_EQ(bench.Calls("CreateFileW") + bench.Calls("FindFirstFileA"), 0);
+    DetectionFixture fixture;
+    EXPECT_TRUE(Detector(fixture).IsGoodRunningModule(u"\\SYSTEMROOT\\System32\\SMSS.EXE"));
+    EXPECT_EQ(fixture.Calls("CreateFileW") + fixture.Calls("FindFirstFileA"), 0);
 }
 
 TEST(Judgments, HashOnlyBehindAListedSize) {
-    DetectionBench bench;
-    bench.machine.AddFile(u"C:\\good", Anonymous(kGoodSize, kUnlistedHash));
-    bench.machine.AddFile(u"C:\\parasite", Anonymous(kParasiteSize, kUnlistedHash));
-    bench.machine.AddFile(u"C:\\unlisted", Anonymous(kUnlistedSize, kUnlistedHash));
-    Detector detector(bench);
+    DetectionFixture fixture;
+    fixture.machine.AddFile(u"C:\\good", Anonymous(kGoodSize, kUnlistedHash));
+    fixture.machine.AddFile(u"C:\\parasite", Anonymous(kParasiteSize, kUnlistedHash));
+    fixture.machine.AddFile(u"C:\\unlisted", Anonymous(kUnlistedSize, kUnlistedHash));
+    Detector detector(fixture);
     // A good size isn't a parasite's.
     detector.IsParasiteRunningModule(u"C:\\good");
     detector.IsParasiteRunningModule(u"C:\\unlisted");
-    EXPECT_EQ(bench.Calls("CreateFileW"), 0);
+    EXPECT_EQ(fixture.Calls("CreateFileW"), 0);
     detector.IsParasiteRunningModule(u"C:\\parasite");
-    EXPECT_EQ(bench.Calls("CreateFileW"), 1);
+    EXPECT_EQ(fixture.Calls("CreateFileW"), 1);
     // One opening for the version record, and a second one for the hash, once each.
     detector.IsSuspiciousRunningModule(u"C:\\unlisted");
-    EXPECT_EQ(bench.Calls("CreateFileW"), 1 + 1);
+    EXPECT_EQ(fixture.Calls("CreateFileW"), 1 + 1);
     detector.IsSuspiciousRunningModule(u"C:\\good");
     detector.IsSuspiciousRunningModule(u"C:\\good");
-    EXPECT_EQ(bench.Calls("CreateFileW"), 1 + 1 + 2);
+    EXPECT_EQ(fixture.Calls("CreateFileW"), 1 + 1 + 2);
 }
 
 TEST(Judgments, LogAFailureAndSayNo) {
-    DetectionBench bench;
-    bench.machine.AddFile(u"C:\\a\\abc32.exe", Anonymous(kParasiteSize, kParasiteHash));
+    DetectionFixture fixture;
+    fixture.machine.AddFile(u"C:\\a\\abc32.exe", Anonymous(kParasiteSize, kParasiteHash));
     Detector detector;
     // A manager that is given isn't taken, which leaves the detector without one.
-    detector.Init(bench.log, std::make_shared<CFileInfoManager>());
+    detector.Init(fixture.log, std::make_shared<CFileInfoManager>());
     gHashier.reset();
     EXPECT_EQ(detector.Verdict(u"C:\\a\\abc32.exe"), "|");
     std::string expected;
@@ -156,17 +156,17 @@ TEST(Judgments, LogAFailureAndSayNo) {
           "IsParasiteRunningModule", "IsSuspiciousBHO", "IsParasiteBHO"}) {
         expected += "91 0 CPaDetector." + std::string(operation) + ": Object variable not set\n";
     }
-    EXPECT_EQ(bench.log->text, expected);
+    EXPECT_EQ(fixture.log->text, expected);
 }
 
 TEST(GetFileSizeLow, TellsTheSizeOfAFile) {
-    DetectionBench bench;
-    bench.machine.AddFile(u"C:\\a\\one.dll", Bytes(77));
+    DetectionFixture fixture;
+    fixture.machine.AddFile(u"C:\\a\\one.dll", Bytes(77));
     EXPECT_EQ(GetFileSizeLow(u"C:\\a\\one.dll"), 77);
     EXPECT_EQ(GetFileSizeLow(u"C:\\a\\o?e.*"), 77);
     EXPECT_EQ(GetFileSizeLow(u"C:\\a\\two.dll"), 0);
     EXPECT_EQ(GetFileSizeLow(u""), 0);
-    EXPECT_EQ(bench.spy.OpenSearches(), 0);
+    EXPECT_EQ(fixture.spy.OpenSearches(), 0);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include "base/RuntimeError.h"
 #include "base/Utf16Bytes.h"
 #include "common/BrowserKeys.h"
-#include "common/EngineBench.h"
+#include "common/EngineFixture.h"
 #include "services/RegistryAccess.h"
 
 namespace bkfd {
@@ -15,14 +15,14 @@ constexpr char16_t kProgramFolder[] = u"C:\\Program Files\\Brackenfold";
 constexpr char16_t kBackup[] =
     u"C:\\Program Files\\Brackenfold\\Backup\\Backup Nov 16, 2026 09-39-04.reg";
 
-std::string BytesOf(EngineBench& bench, TextView file) {
-    const Bytes content = bench.machine.FileContent(file);
+std::string BytesOf(EngineFixture& fixture, TextView file) {
+    const Bytes content = fixture.machine.FileContent(file);
     return {content.begin(), content.end()};
 }
 
 /// The text of a UTF-16LE file behind its mark, as UTF-8.
-std::string WideTextOf(EngineBench& bench, TextView file) {
-    const Text wide = FromUtf16Bytes(bench.machine.FileContent(file));
+std::string WideTextOf(EngineFixture& fixture, TextView file) {
+    const Text wide = FromUtf16Bytes(fixture.machine.FileContent(file));
     EXPECT_EQ(wide.substr(0, 1), u"\uFEFF");
     return ToUtf8(wide.substr(1));
 }
@@ -72,19 +72,19 @@ void ExpectAllSectionsInOrder(const std::string& text) {
 }
 
 TEST(RegistryBackup, SavesAllPartsInOrderInTheFamilysForm) {
-    EngineBench nt;
+    EngineFixture nt;
     Fill(nt.machine);
-    const std::string registryBefore = nt.machine.DumpRegistry();
+    const std::string registryBefore = DumpRegistry(nt.machine);
     EXPECT_EQ(ToUtf8(WriteRegistryBackup(kProgramFolder)), ToUtf8(kBackup));
     const std::string text = WideTextOf(nt, kBackup);
     EXPECT_TRUE(text.starts_with("Windows Registry Editor Version 5.00\r\n"));
     ExpectAllSectionsInOrder(text);
     EXPECT_NE(text.find("\"n\"=\"v\xC3\xA9\""), std::string::npos);
-    EXPECT_EQ(nt.machine.DumpRegistry(), registryBefore);
+    EXPECT_EQ(DumpRegistry(nt.machine), registryBefore);
 }
 
 TEST(RegistryBackup, WritesTheCodePageOn9x) {
-    EngineBench old(WindowsFamily::Windows9x);
+    EngineFixture old(WindowsFamily::Windows9x);
     old.machine.SetCodePage(1251);
     Fill(old.machine);
     old.machine.SetString(HKCU, u"Software\\Microsoft\\Internet Explorer\\Main", u"Ж",
@@ -98,16 +98,16 @@ TEST(RegistryBackup, WritesTheCodePageOn9x) {
 }
 
 TEST(RegistryBackup, AMachineWithoutTheKeysLeavesTheHeader) {
-    EngineBench nt;
+    EngineFixture nt;
     WriteRegistryBackup(kProgramFolder);
     EXPECT_EQ(WideTextOf(nt, kBackup), "Windows Registry Editor Version 5.00\r\n");
-    EngineBench old(WindowsFamily::Windows9x);
+    EngineFixture old(WindowsFamily::Windows9x);
     WriteRegistryBackup(kProgramFolder);
     EXPECT_EQ(BytesOf(old, kBackup), "REGEDIT4\r\n");
 }
 
 TEST(RegistryBackup, NamesFilesByTheSecondAndReplacesWithinIt) {
-    EngineBench bench;
+    EngineFixture fixture;
     const struct {
         CivilTime now;
         const char* name;
@@ -117,21 +117,21 @@ TEST(RegistryBackup, NamesFilesByTheSecondAndReplacesWithinIt) {
         {{2026, 12, 31, 23, 59, 59, 0}, "Backup Dec 31, 2026 23-59-59.reg"},
     };
     for (const auto& row : rows) {
-        bench.machine.SetNow(ToDate(row.now));
+        fixture.machine.SetNow(ToDate(row.now));
         const std::string file = ToUtf8(WriteRegistryBackup(kProgramFolder));
         EXPECT_EQ(file.substr(file.rfind('\\') + 1), row.name);
     }
-    const std::string files = bench.machine.DumpFiles();
+    const std::string files = DumpFiles(fixture.machine);
     EXPECT_EQ(files.find("Jan 02"), files.rfind("Jan 02"));
 }
 
 TEST(RegistryBackup, AFolderThatCannotBeMadeIsAnErrorAndKeepsWhatStandsThere) {
-    EngineBench bench;
-    bench.machine.AddFile(u"C:\\Program Files\\Brackenfold\\Backup", "mine");
-    const std::string before = bench.machine.Dump();
+    EngineFixture fixture;
+    fixture.machine.AddFile(u"C:\\Program Files\\Brackenfold\\Backup", "mine");
+    const std::string before = Dump(fixture.machine);
     EXPECT_THROW(WriteRegistryBackup(kProgramFolder), RuntimeError);
     EXPECT_THROW(WriteRegistryBackup(u"Q:\\nowhere"), RuntimeError);
-    EXPECT_EQ(bench.machine.Dump(), before);
+    EXPECT_EQ(Dump(fixture.machine), before);
 }
 
 }  // namespace

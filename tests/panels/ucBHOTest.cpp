@@ -4,9 +4,9 @@
 
 #include "PanelHost.h"
 #include "common/BrowserKeys.h"
-#include "common/EngineBench.h"
+#include "common/EngineFixture.h"
 #include "formats/VersionSamples.h"
-#include "ui/Describe.h"
+#include "testing/Describe.h"
 #include "ui/Keys.h"
 
 namespace bkfd {
@@ -18,9 +18,9 @@ Text Clsid(char16_t digit) {
     return Text(u"{") + digit + u"1111111-1111-1111-1111-111111111111}";
 }
 
-class Helpers : public EngineBench {
+class Helpers : public EngineFixture {
   public:
-    using EngineBench::EngineBench;
+    using EngineFixture::EngineFixture;
 
     void Add(char16_t digit, TextView title, TextView library = {}) {
         AddHelperObject(machine, Clsid(digit), title, library);

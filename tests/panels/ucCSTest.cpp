@@ -7,7 +7,7 @@
 #include "PanelHost.h"
 #include "base/RuntimeError.h"
 #include "common/BrowserKeys.h"
-#include "common/EngineBench.h"
+#include "common/EngineFixture.h"
 #include "panels/SettingInfo.h"
 #include "ui/Keys.h"
 
@@ -102,31 +102,31 @@ std::string Shown(int number, const std::string& icon, const std::string& value)
 }
 
 TEST(ucCS, ShowsGenuineSettingsWithoutPrefixesAndHandlers) {
-    EngineBench bench;
+    EngineFixture fixture;
     std::string shown;
     for (const Value& value : kGenuine) {
-        bench.machine.SetString(value.root, value.key, value.name, value.text);
+        fixture.machine.SetString(value.root, value.key, value.name, value.text);
         if (value.number == 10) shown += Shown(8, "OK", "No");
         shown += Shown(value.number, "OK", ToUtf8(value.text));
     }
-    bench.machine.SetString(HKLM, Text(kUrl) + u"DefaultPrefix", u"", u"http://");
+    fixture.machine.SetString(HKLM, Text(kUrl) + u"DefaultPrefix", u"", u"http://");
     for (std::size_t at = 0; at < std::size(kPrefixNames); ++at) {
-        bench.machine.SetString(HKLM, Text(kUrl) + u"Prefixes", kPrefixNames[at],
-                                kGenuinePrefixes[at]);
+        fixture.machine.SetString(HKLM, Text(kUrl) + u"Prefixes", kPrefixNames[at],
+                                  kGenuinePrefixes[at]);
     }
-    Serve(bench.machine, u"Handler\\about", u"%windir%\\system32\\MSHTML.dll", u"{about}");
+    Serve(fixture.machine, u"Handler\\about", u"%windir%\\system32\\MSHTML.dll", u"{about}");
     for (const TextView protocol : kProtocols) {
-        Serve(bench.machine, Text(u"Handler\\").append(protocol),
+        Serve(fixture.machine, Text(u"Handler\\").append(protocol),
               u"C:\\WINDOWS\\System32\\urlmon.dll");
     }
-    Serve(bench.machine, u"Filter\\text/html", u"C:\\WINDOWS\\System32\\urlmon.dll");
+    Serve(fixture.machine, u"Filter\\text/html", u"C:\\WINDOWS\\System32\\urlmon.dll");
     PanelHost<ucCS> host;
-    host.panel.Init(bench.log);
+    host.panel.Init(fixture.log);
     EXPECT_EQ(Rows(host.panel.ListViewObject()),
               shown + Shown(18, "OK", "%windir%\\system32\\MSHTML.dll") +
                   Shown(25, "OK", "C:\\WINDOWS\\System32\\urlmon.dll"));
     EXPECT_EQ(host.panel.ListViewObject().SelectedIndex(), 1u);
-    EXPECT_EQ(bench.log->text, "");
+    EXPECT_EQ(fixture.log->text, "");
 }
 
 void HijackEverySetting(MemoryMachine& machine) {
@@ -158,11 +158,11 @@ TEST(ucCS, ShowsEverySuspectSettingInOrderAndRestoresThem) {
     for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
         const bool isNT = family == WindowsFamily::NT;
         SCOPED_TRACE(isNT ? "NT" : "9x");
-        EngineBench bench(family);
-        HijackEverySetting(bench.machine);
-        InstallGenuineServers(bench.machine);
+        EngineFixture fixture(family);
+        HijackEverySetting(fixture.machine);
+        InstallGenuineServers(fixture.machine);
         PanelHost<ucCS> host;
-        host.panel.Init(bench.log);
+        host.panel.Init(fixture.log);
         std::string shown;
         for (int number = 1; number <= 25; ++number) {
             if (number == 7 && !isNT) continue;  // the libraries
@@ -170,12 +170,12 @@ TEST(ucCS, ShowsEverySuspectSettingInOrderAndRestoresThem) {
             shown += Shown(number, number == 3 ? "IE" : "i", value);
         }
         EXPECT_EQ(Rows(host.panel.ListViewObject()), shown + Shown(26, "i", "!{no server}"));
-        bench.toolkit.Answer({MessageResult::Cancel});
+        fixture.toolkit.Answer({MessageResult::Cancel});
         host.PressKey('R', Shift::Alt);
         EXPECT_EQ(host.panel.ListViewObject().Count(), isNT ? 26u : 25u);
-        bench.toolkit.Answer({MessageResult::Ok, MessageResult::Ok});
+        fixture.toolkit.Answer({MessageResult::Ok, MessageResult::Ok});
         host.PressKey('R', Shift::Alt);
-        EXPECT_EQ(bench.Messages(),
+        EXPECT_EQ(fixture.Messages(),
                   "49 Are you sure you want to restore all configuration settings?\n"
                   "49 Are you sure you want to restore all configuration settings?\n"
                   "64 Configuration settings restored successfully. \n");
@@ -211,9 +211,9 @@ TEST(GetSettingInfo, JudgesTexts) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        EngineBench bench(row.family);
+        EngineFixture fixture(row.family);
         const auto& value = *std::ranges::find(kGenuine, row.number, &Value::number);
-        bench.machine.SetString(value.root, value.key, value.name, row.text);
+        fixture.machine.SetString(value.root, value.key, value.name, row.text);
         EXPECT_EQ(Judged(row.number), row.judged + (" '" + ToUtf8(row.text) + "'"));
     }
 }
@@ -289,24 +289,24 @@ TEST(GetSettingInfo, JudgesEachOtherKindOfSetting) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.label);
-        EngineBench bench(row.family);
-        row.prepare(bench.machine);
+        EngineFixture fixture(row.family);
+        row.prepare(fixture.machine);
         EXPECT_EQ(Judged(row.number), row.judged);
     }
-    EngineBench bench;
+    EngineFixture fixture;
     EXPECT_THROW(Judged(0), RuntimeError);
     EXPECT_THROW(Judged(27), RuntimeError);
 }
 
 TEST(ucCS, AFailingRestoreLeavesALineAndNoSuccess) {
-    EngineBench bench;
+    EngineFixture fixture;
     PanelHost<ucCS> host;
-    host.panel.Init(bench.log);
+    host.panel.Init(fixture.log);
     host.PressKey('R', Shift::Alt);  // the question itself fails
-    EXPECT_EQ(bench.log->text,
+    EXPECT_EQ(fixture.log->text,
               "51 0 ucCS.cmdRestore_Click: Unexpected message box: "
               "Are you sure you want to restore all configuration settings?\n");
-    EXPECT_EQ(bench.toolkit.Messages().size(), 1u);
+    EXPECT_EQ(fixture.toolkit.Messages().size(), 1u);
 }
 
 }  // namespace

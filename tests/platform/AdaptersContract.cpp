@@ -1,9 +1,9 @@
 #include "platform/ScratchImage.h"
-#include "platform/fault/FaultMachine.h"
-#include "platform/memory/MemoryMachine.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/record/RecordingMachine.h"
 #include "platform/witness/WitnessMachine.h"
+#include "testing/FaultMachine.h"
+#include "testing/MemoryMachine.h"
 #include "tests/contract/MachineContract.h"
 
 namespace bkfd::contract {

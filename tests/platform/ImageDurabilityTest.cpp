@@ -8,7 +8,8 @@
 #include "platform/RegistryValues.h"
 #include "platform/RootNames.h"
 #include "platform/ScratchImage.h"
-#include "platform/memory/RegistryTree.h"
+#include "platform/model/RegistryTree.h"
+#include "testing/MachineDump.h"
 
 namespace bkfd {
 namespace {
@@ -74,7 +75,7 @@ std::string State(ImageMachine& machine) {
     auto moved = machine.FileSystem().CreateFileW(u"C:\\c.txt", FileMode::Read);
     Bytes content(20);
     if (moved.IsOk()) content.resize(moved.value->ReadFile(0, content).value);
-    return machine.Dump() + "c.txt: " + std::string(content.begin(), content.end()) +
+    return Dump(machine) + "c.txt: " + std::string(content.begin(), content.end()) +
            "\nboot: " + ToUtf8(FormatDate(machine.System().GetLocalTime())) + " " +
            std::to_string(machine.System().GetTickCount()) + "\n";
 }
@@ -83,7 +84,7 @@ std::string State(ImageMachine& machine) {
 void ExpectCrashSafe(const ScratchImage& image, ImageMachine& machine) {
     const ScratchImage crashed;
     for (const auto& [name, content] : image.Snapshot()) crashed.Write(name, content);
-    EXPECT_EQ(crashed.Load()->Dump(), machine.Dump());
+    EXPECT_EQ(Dump(*crashed.Load()), Dump(machine));
 }
 
 void ExpectNoTemporaryFile(const ScratchImage& image) {
@@ -190,7 +191,7 @@ TEST(ImageDurability, AJournalThatCantBeFoldedKeepsWhatItHas) {
     EXPECT_TRUE(fails(u"fourth"));
     std::filesystem::remove(inTheWay);
     EXPECT_EQ(
-        image.Load()->DumpRegistry(),
+        DumpRegistry(*image.Load()),
         "[HKEY_LOCAL_MACHINE\\Software\\A]\n  first = \"1\"\n  fourth = \"1\"\n"
         "  second = \"1\"\n  third = \"1\"\n  x = \"1\"\n[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\n"
         "[HKEY_LOCAL_MACHINE\\Software\\B]\n  x = \"1\"\n");
@@ -236,9 +237,9 @@ TEST(ImageDurability, AFullDiskLeavesNoPartOfARecordOrFile) {
     kSteps[0](*machine);
     {
         const FullDisk full(image.Read("registry.journal").size() + 20);
-        const std::string before = machine->Dump();
+        const std::string before = Dump(*machine);
         kSteps[2](*machine);
-        EXPECT_EQ(machine->Dump(), before);
+        EXPECT_EQ(Dump(*machine), before);
     }
     {
         const FullDisk full(20);
@@ -256,11 +257,11 @@ TEST(ImageDurability, AMoveThatFailsLeavesNamesAndAttributes) {
     image.Write("drives/c/c.txt:stream", "s");
     const auto machine = image.Load();
     EXPECT_TRUE(machine->FileSystem().SetFileAttributesW(u"C:\\c.txt", 2).IsOk());
-    const std::string before = machine->Dump();
+    const std::string before = Dump(*machine);
     // The host has room for the file's name, but not for that of its stream.
     EXPECT_FALSE(
         machine->FileSystem().MoveFileW(u"C:\\c.txt", Text(u"C:\\") + Text(252, u'n')).IsOk());
-    EXPECT_EQ(machine->Dump(), before);
+    EXPECT_EQ(Dump(*machine), before);
     kSteps[0](*machine);
     ExpectCrashSafe(image, *machine);
 }
@@ -269,10 +270,10 @@ TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {
     ScratchImage image;
     Fill(image);
     auto machine = image.Load();
-    std::vector<std::string> states{machine->DumpRegistry()};
+    std::vector<std::string> states{DumpRegistry(*machine)};
     for (int i = 0; i < 4; ++i) {
         (void)Set(*machine, u"Software\\A", u"x", ToText(i + 10));
-        states.push_back(machine->DumpRegistry());
+        states.push_back(DumpRegistry(*machine));
     }
     const std::string journal = image.Read("registry.journal");
     machine.reset();
@@ -285,7 +286,7 @@ TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {
         const auto lines = static_cast<std::size_t>(std::ranges::count(left, '\n'));
         const auto loaded = cut.Load();
         ASSERT_NE(loaded, nullptr);
-        EXPECT_EQ(loaded->DumpRegistry(), states[lines == 0 ? 0 : lines - 1]);
+        EXPECT_EQ(DumpRegistry(*loaded), states[lines == 0 ? 0 : lines - 1]);
     }
 }
 
@@ -343,7 +344,7 @@ TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
     // Greek isn't in the code page: the file gets the form that can hold it.
     EXPECT_TRUE(Set(*image.Load(), u"Software\\B", u"\u03B1", u"\u03B2"));
     EXPECT_EQ(image.Read("registry/2.reg").substr(0, 2), "\xFF\xFE");
-    EXPECT_THAT(image.Load()->DumpRegistry(), testing::HasSubstr("\u03B1 = \"\u03B2\""));
+    EXPECT_THAT(DumpRegistry(*image.Load()), testing::HasSubstr("\u03B1 = \"\u03B2\""));
 }
 
 TEST(ImageDurability, LaterFilesAndDeletionsDecide) {
@@ -355,12 +356,12 @@ TEST(ImageDurability, LaterFilesAndDeletionsDecide) {
     image.Write("registry/3.reg", "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\K]\n\"c\"=\"3\"\n\"a\"=-\n");
     {
         auto machine = image.Load();
-        EXPECT_EQ(machine->DumpRegistry(), "[HKEY_LOCAL_MACHINE\\K]\n  c = \"3\"\n");
+        EXPECT_EQ(DumpRegistry(*machine), "[HKEY_LOCAL_MACHINE\\K]\n  c = \"3\"\n");
         EXPECT_TRUE(Set(*machine, u"K", u"a", u"4"));
         EXPECT_TRUE(Set(*machine, u"L", u"", u"5"));
         EXPECT_TRUE(machine->RegistryKeys().RegDeleteValueW(HKLM, u"K", u"c").IsOk());
     }
-    EXPECT_EQ(image.Load()->DumpRegistry(),
+    EXPECT_EQ(DumpRegistry(*image.Load()),
               "[HKEY_LOCAL_MACHINE\\K]\n  a = \"4\"\n[HKEY_LOCAL_MACHINE\\L]\n  @ = \"5\"\n");
 }
 
@@ -375,7 +376,7 @@ TEST(ImageDurability, ChangesStandWhereNoDeletionUndoesThem) {
         EXPECT_TRUE(Set(*machine, u"K", u"c", u"3"));
         EXPECT_TRUE(machine->RegistryKeys().RegDeleteKeyW(HKLM, u"Only\\Through\\This").IsOk());
     }
-    EXPECT_EQ(image.Load()->DumpRegistry(),
+    EXPECT_EQ(DumpRegistry(*image.Load()),
               "[HKEY_LOCAL_MACHINE\\K]\n  c = \"3\"\n[HKEY_LOCAL_MACHINE\\K\\Below]\n  b = \"2\"\n"
               "[HKEY_LOCAL_MACHINE\\Only\\Through]\n");
 }

@@ -5,8 +5,9 @@
 #include "platform/ScratchImage.h"
 #include "platform/image/HostFiles.h"
 #include "platform/image/ImageJson.h"
-#include "platform/memory/RegistryTree.h"
+#include "platform/model/RegistryTree.h"
 #include "platform/overlay/OverlayMachine.h"
+#include "testing/MachineDump.h"
 
 namespace bkfd {
 namespace {
@@ -130,7 +131,7 @@ TEST(MachineImage, ReadingChangesNothing) {
     const auto before = image.Snapshot();
     {
         auto machine = image.Load();
-        (void)machine->Dump();
+        (void)Dump(*machine);
         (void)machine->RegistryKeys().RegDeleteValueW(HKLM, u"K", u"none");
         (void)machine->FileSystem().MoveFileW(u"C:\\none", u"C:\\a.txt");
     }
@@ -145,11 +146,11 @@ TEST(MachineImage, AnOverlayLeavesItByteForByte) {
         image.Write(std::string("drives/c/") + name, name);
     const auto before = image.Snapshot();
     auto machine = image.Load();
-    const std::string dump = machine->Dump();
+    const std::string dump = Dump(*machine);
     OverlayMachine overlay(*machine);
     Files& files = overlay.FileSystem();
     Registry& registry = overlay.RegistryKeys();
-    EXPECT_EQ(overlay.Dump(), dump);
+    EXPECT_EQ(Dump(overlay), dump);
     // Refusals are those of the machine below.
     EXPECT_EQ(registry.RegSetValueExW(HKLM, u"Denied\\Sub", u"", {}).code,
               SystemError::AccessDenied);
@@ -160,10 +161,10 @@ TEST(MachineImage, AnOverlayLeavesItByteForByte) {
               0u);
     EXPECT_EQ(registry.RegSetValueExW(HKLM, u"New", u"v", MakeDwordValue(1)).code, 0u);
     EXPECT_EQ(overlay.Session().ExitWindowsEx(3, 0).code, 0u);
-    EXPECT_EQ(overlay.Dump(),
+    EXPECT_EQ(Dump(overlay),
               "[HKEY_LOCAL_MACHINE\\New]\n  v = dword:00000001\n"
               "C:\\b.exe 6\nC:\\renamed\\c.txt 9 attributes 2\n");
-    EXPECT_EQ(machine->Dump(), dump);
+    EXPECT_EQ(Dump(*machine), dump);
     machine.reset();
     EXPECT_EQ(image.Snapshot(), before);
 }
@@ -192,7 +193,7 @@ TEST(MachineImage, LinksAreFollowedInsideAlone) {
     // A link is moved itself, not what it leads to; and dumping ends.
     EXPECT_EQ(machine->FileSystem().MoveFileW(u"C:\\file", u"C:\\moved").code, 0u);
     EXPECT_TRUE(std::filesystem::is_symlink(drive + "moved"));
-    EXPECT_THAT(machine->DumpFiles(), testing::HasSubstr("C:\\self folder\n"));
+    EXPECT_THAT(DumpFiles(*machine), testing::HasSubstr("C:\\self folder\n"));
 }
 
 TEST(MachineImage, NothingIsWrittenThroughALinkThatLeadsOut) {

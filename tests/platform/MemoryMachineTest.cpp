@@ -1,11 +1,12 @@
 #include "platform/RegistryValues.h"
 #include "platform/RootNames.h"
-#include "platform/memory/MemoryMachine.h"
+#include "testing/MemoryMachine.h"
 
 #include <gmock/gmock.h>
 
-#include "platform/fault/FaultMachine.h"
 #include "platform/witness/WitnessMachine.h"
+#include "testing/FaultMachine.h"
+#include "testing/MachineDump.h"
 
 namespace bkfd {
 namespace {
@@ -102,7 +103,7 @@ TEST(MemoryMachine, StreamsGoWithTheirFile) {
     EXPECT_EQ(files.MoveFileW(u"C:\\x\\a.exe:b.dll", u"C:\\x\\c").code, SystemError::InvalidName);
     EXPECT_EQ(files.MoveFileW(u"C:\\x\\a.exe", u"C:\\x\\a:c").code, SystemError::InvalidName);
     EXPECT_EQ(files.MoveFileW(u"C:\\x\\a.exe", u"C:\\c.exe").code, 0u);
-    EXPECT_THAT(machine.DumpFiles(), testing::HasSubstr("C:\\c.exe 1\nC:\\c.exe:b.dll 6\n"));
+    EXPECT_THAT(DumpFiles(machine), testing::HasSubstr("C:\\c.exe 1\nC:\\c.exe:b.dll 6\n"));
     EXPECT_EQ(files.DeleteFileW(u"C:\\c.exe").code, 0u);
     EXPECT_EQ(files.GetFileAttributesW(u"C:\\c.exe:b.dll").code, SystemError::FileNotFound);
 }
@@ -195,7 +196,7 @@ TEST(MemoryMachine, ARestartNeedsThePrivilegeAndDropsWhatIsGone) {
     const auto luid = session.LookupPrivilegeValueA("SeShutdownPrivilege");
     EXPECT_EQ(session.AdjustTokenPrivileges(token.value, luid.value, 2).code, 0u);
     EXPECT_EQ(session.ExitWindowsEx(3, 0).code, 0u);
-    EXPECT_EQ(machine.DumpProcesses(), "process 4 C:\\a.exe\n  c:\\A.EXE\n");
+    EXPECT_EQ(DumpProcesses(machine), "process 4 C:\\a.exe\n  c:\\A.EXE\n");
     EXPECT_EQ(machine.System().GetTickCount(), 0u);
 }
 

@@ -4,9 +4,9 @@
 
 #include <optional>
 
-#include "RemovalBench.h"
 #include "base/RuntimeError.h"
 #include "common/BrowserKeys.h"
+#include "common/RemovalFixture.h"
 #include "resources/StringTable.h"
 
 namespace bkfd {
@@ -50,8 +50,8 @@ std::string Question(int style, int number) {
     return std::to_string(style) + ' ' + ToUtf8(ResourceString(number)) + '\n';
 }
 
-struct Bench : RemovalBench {
-    Bench() { remover.Init(log); }
+struct Fixture : RemovalFixture {
+    Fixture() { remover.Init(log); }
 
     Text Stamp() { return machine.GetString(HKCU, kStampKey, kStampName); }
     void SetStamp(const Text& stamp) { machine.SetString(HKCU, kStampKey, kStampName, stamp); }
@@ -75,15 +75,15 @@ TEST(Check, FindsFilesAndHelperObjectsAndChangesNothing) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        Bench bench;
-        row.prepare(bench.machine);
-        const std::string before = bench.machine.Dump();
-        bench.remover.ParasitesFound = 5;
-        bench.remover.Check();
-        EXPECT_EQ(bench.remover.ParasitesFound, row.found);
-        EXPECT_EQ(bench.machine.Dump(), before);
-        EXPECT_TRUE(bench.log->text.ends_with(row.found ? "5 CPaRemover.Check: True\n"
-                                                        : "5 CPaRemover.Check: False\n"));
+        Fixture fixture;
+        row.prepare(fixture.machine);
+        const std::string before = Dump(fixture.machine);
+        fixture.remover.ParasitesFound = 5;
+        fixture.remover.Check();
+        EXPECT_EQ(fixture.remover.ParasitesFound, row.found);
+        EXPECT_EQ(Dump(fixture.machine), before);
+        EXPECT_TRUE(fixture.log->text.ends_with(row.found ? "5 CPaRemover.Check: True\n"
+                                                          : "5 CPaRemover.Check: False\n"));
     }
 }
 
@@ -117,61 +117,61 @@ const Decision kDecisions[] = {
 TEST(Perform, DecidesByTheTable) {
     for (const Decision& row : kDecisions) {
         SCOPED_TRACE(row.label);
-        Bench bench;
+        Fixture fixture;
         if (row.stampAge) {
-            bench.SetStamp(DateToText(AddSeconds(GetBootTime(), -*row.stampAge)));
+            fixture.SetStamp(DateToText(AddSeconds(GetBootTime(), -*row.stampAge)));
         }
-        for (const MessageResult answer : row.answers) bench.toolkit.Answer({answer});
-        bench.remover.ParasitesFound = row.found ? -1 : 0;
+        for (const MessageResult answer : row.answers) fixture.toolkit.Answer({answer});
+        fixture.remover.ParasitesFound = row.found ? -1 : 0;
 
-        const bool ended = EndsProgram([&] { bench.remover.Perform(); });
+        const bool ended = EndsProgram([&] { fixture.remover.Perform(); });
 
         std::string messages;
         for (const auto& [style, number] : row.messages) messages += Question(style, number);
-        EXPECT_EQ(bench.Messages(), messages);
-        EXPECT_EQ(!bench.Stamp().empty(), row.stampStays);
-        EXPECT_EQ(bench.Logged("CleanUp started"), row.cleansUp);
+        EXPECT_EQ(fixture.Messages(), messages);
+        EXPECT_EQ(!fixture.Stamp().empty(), row.stampStays);
+        EXPECT_EQ(fixture.Logged("CleanUp started"), row.cleansUp);
         EXPECT_EQ(ended, row.restarts);
-        EXPECT_EQ(bench.machine.RestartCount(), row.restarts ? 1 : 0);
+        EXPECT_EQ(fixture.machine.RestartCount(), row.restarts ? 1 : 0);
     }
 }
 
 TEST(Perform, TwoMinutesAreTwoMinutesAtAnyTime) {
     for (std::uint32_t second = 0; second < 200; ++second) {
-        Bench bench;
-        bench.machine.SetNow(AddSeconds(ToDate({2026, 11, 16, 9, 0, 0, 0}), second * 7919));
-        bench.SetStamp(DateToText(AddSeconds(GetBootTime(), -120)));
-        bench.remover.Perform();
-        EXPECT_EQ(bench.Stamp(), u"") << second;
+        Fixture fixture;
+        fixture.machine.SetNow(AddSeconds(ToDate({2026, 11, 16, 9, 0, 0, 0}), second * 7919));
+        fixture.SetStamp(DateToText(AddSeconds(GetBootTime(), -120)));
+        fixture.remover.Perform();
+        EXPECT_EQ(fixture.Stamp(), u"") << second;
     }
 }
 
 TEST(Perform, InvalidStampIsReportedAtEachStartAndStays) {
     for (const char16_t* stamp : {u"*", u"AAAA"}) {
-        Bench bench;
-        bench.SetStamp(stamp);
-        bench.toolkit.Answer({Ok, Ok});
-        bench.remover.Perform();
-        bench.remover.Perform();
-        ASSERT_EQ(bench.toolkit.Messages().size(), 2U);
-        EXPECT_TRUE(ToUtf8(bench.toolkit.Messages()[1].prompt).starts_with(kUnexpected));
-        EXPECT_EQ(bench.toolkit.Messages()[1].style, 48);
-        EXPECT_TRUE(bench.Logged(" 0 CPaRemover.Perform: ")) << bench.log->text;
-        EXPECT_EQ(bench.Stamp(), stamp);
+        Fixture fixture;
+        fixture.SetStamp(stamp);
+        fixture.toolkit.Answer({Ok, Ok});
+        fixture.remover.Perform();
+        fixture.remover.Perform();
+        ASSERT_EQ(fixture.toolkit.Messages().size(), 2U);
+        EXPECT_TRUE(ToUtf8(fixture.toolkit.Messages()[1].prompt).starts_with(kUnexpected));
+        EXPECT_EQ(fixture.toolkit.Messages()[1].style, 48);
+        EXPECT_TRUE(fixture.Logged(" 0 CPaRemover.Perform: ")) << fixture.log->text;
+        EXPECT_EQ(fixture.Stamp(), stamp);
     }
 }
 
 TEST(Perform, RefusedRestartIsShownAndEndsTheProgramToo) {
-    Bench bench;
-    bench.machine.DenyRestart();
-    bench.SetStamp(DateToText(GetBootTime()));
-    bench.toolkit.Answer({Ok, Ok});
-    EXPECT_TRUE(EndsProgram([&] { bench.remover.Perform(); }));
+    Fixture fixture;
+    fixture.machine.DenyRestart();
+    fixture.SetStamp(DateToText(GetBootTime()));
+    fixture.toolkit.Answer({Ok, Ok});
+    EXPECT_TRUE(EndsProgram([&] { fixture.remover.Perform(); }));
     const std::string refusal =
         "A required privilege is not held by the client. Please restart Windows manually.\n";
-    EXPECT_EQ(bench.Messages(), Question(49, 151) + "48 " + refusal);
-    EXPECT_EQ(bench.log->text, "0 CPaRemover.Perform: " + refusal);
-    EXPECT_NE(bench.Stamp(), u"");
+    EXPECT_EQ(fixture.Messages(), Question(49, 151) + "48 " + refusal);
+    EXPECT_EQ(fixture.log->text, "0 CPaRemover.Perform: " + refusal);
+    EXPECT_NE(fixture.Stamp(), u"");
 }
 
 // The order of the steps is what keeps parasites from restoring one another.
@@ -200,69 +200,70 @@ constexpr char kWholeCleanUp[] = R"(5 CPaRemover.CleanUp: CleanUp started
 )";
 
 TEST(CleanUp, RemovesRepairsStampsAndRestarts) {
-    Bench bench;
-    Hijack(bench.machine);
-    bench.toolkit.Answer({Ok});
+    Fixture fixture;
+    Hijack(fixture.machine);
+    fixture.toolkit.Answer({Ok});
     const Text stamp = DateToText(GetBootTime());
-    EXPECT_TRUE(bench.CleanUpEndsProgram());
-    EXPECT_EQ(bench.log->text, kWholeCleanUp);
-    EXPECT_EQ(bench.Messages(), Question(65, 153));
-    EXPECT_EQ(bench.Stamp(), stamp);
-    EXPECT_EQ(bench.machine.RestartCount(), 1);
+    EXPECT_TRUE(fixture.CleanUpEndsProgram());
+    EXPECT_EQ(fixture.log->text, kWholeCleanUp);
+    EXPECT_EQ(fixture.Messages(), Question(65, 153));
+    EXPECT_EQ(fixture.Stamp(), stamp);
+    EXPECT_EQ(fixture.machine.RestartCount(), 1);
     for (const char16_t* parasite : kParasites)
-        EXPECT_FALSE(bench.machine.HasFile(parasite)) << ToUtf8(parasite);
-    EXPECT_TRUE(bench.machine.HasFile(u"C:\\WINDOWS\\explorer.exe"));
-    EXPECT_EQ(bench.machine.DumpProcesses(), "");
-    EXPECT_TRUE(bench.machine.HasValue(HKLM, kRun, u"nonamer"));
-    EXPECT_FALSE(bench.machine.HasValue(HKLM, kRun, u"foreign"));
+        EXPECT_FALSE(fixture.machine.HasFile(parasite)) << ToUtf8(parasite);
+    EXPECT_TRUE(fixture.machine.HasFile(u"C:\\WINDOWS\\explorer.exe"));
+    EXPECT_EQ(DumpProcesses(fixture.machine), "");
+    EXPECT_TRUE(fixture.machine.HasValue(HKLM, kRun, u"nonamer"));
+    EXPECT_FALSE(fixture.machine.HasValue(HKLM, kRun, u"foreign"));
 
     // The next start finds nothing, and a start after the restart forgets the stamp.
-    bench.log->text.clear();
-    bench.remover.Check();
-    EXPECT_TRUE(bench.Logged("CPaRemover.Check: False"));
-    bench.remover.Perform();
-    EXPECT_EQ(bench.Stamp(), u"");
+    fixture.log->text.clear();
+    fixture.remover.Check();
+    EXPECT_TRUE(fixture.Logged("CPaRemover.Check: False"));
+    fixture.remover.Perform();
+    EXPECT_EQ(fixture.Stamp(), u"");
 }
 
 TEST(CleanUp, RepairsAndRestartsNothingWhenCancelled) {
     for (const bool isHijacked : {true, false}) {
         SCOPED_TRACE(isHijacked);
-        Bench bench;
-        if (isHijacked) Hijack(bench.machine);
-        bench.machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
-        bench.toolkit.Answer({Cancel});
-        EXPECT_FALSE(bench.CleanUpEndsProgram());
-        EXPECT_EQ(bench.Messages(), Question(65, 153));
-        EXPECT_EQ(bench.Stamp(), u"");
-        EXPECT_EQ(bench.machine.RestartCount(), 0);
-        EXPECT_EQ(bench.toolkit.CurrentPointer(), Pointer::Default);
-        EXPECT_EQ(bench.machine.GetString(HKCU, kMainKey, u"Start Page"), u"about:blank");
+        Fixture fixture;
+        if (isHijacked) Hijack(fixture.machine);
+        fixture.machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
+        fixture.toolkit.Answer({Cancel});
+        EXPECT_FALSE(fixture.CleanUpEndsProgram());
+        EXPECT_EQ(fixture.Messages(), Question(65, 153));
+        EXPECT_EQ(fixture.Stamp(), u"");
+        EXPECT_EQ(fixture.machine.RestartCount(), 0);
+        EXPECT_EQ(fixture.toolkit.CurrentPointer(), Pointer::Default);
+        EXPECT_EQ(fixture.machine.GetString(HKCU, kMainKey, u"Start Page"), u"about:blank");
     }
 }
 
 TEST(CleanUp, OwnProcessAmongTheVictimsEndsBeforeTheRepair) {
-    Bench bench;
-    Hijack(bench.machine, {u"C:\\WINDOWS\\helper.dll"});
-    bench.toolkit.Answer({Ok});
-    EXPECT_TRUE(bench.CleanUpEndsProgram());
-    ASSERT_EQ(bench.toolkit.Messages().size(), 1U);
-    EXPECT_TRUE(ToUtf8(bench.toolkit.Messages()[0].prompt).starts_with("Operation complete; term"));
-    EXPECT_EQ(bench.machine.DumpProcesses(), "");
-    EXPECT_EQ(bench.machine.GetString(HKCU, kMainKey, u"Start Page"), u"http://hijacked/");
-    EXPECT_EQ(bench.Stamp(), u"");
-    EXPECT_EQ(bench.machine.RestartCount(), 0);
+    Fixture fixture;
+    Hijack(fixture.machine, {u"C:\\WINDOWS\\helper.dll"});
+    fixture.toolkit.Answer({Ok});
+    EXPECT_TRUE(fixture.CleanUpEndsProgram());
+    ASSERT_EQ(fixture.toolkit.Messages().size(), 1U);
+    EXPECT_TRUE(
+        ToUtf8(fixture.toolkit.Messages()[0].prompt).starts_with("Operation complete; term"));
+    EXPECT_EQ(DumpProcesses(fixture.machine), "");
+    EXPECT_EQ(fixture.machine.GetString(HKCU, kMainKey, u"Start Page"), u"http://hijacked/");
+    EXPECT_EQ(fixture.Stamp(), u"");
+    EXPECT_EQ(fixture.machine.RestartCount(), 0);
 }
 
 TEST(CleanUp, RefusedRestartAndRefusedStampAreLogged) {
-    Bench bench;
-    bench.machine.DenyRestart();
-    bench.machine.DenyWrite(HKCU, kStampKey);
-    bench.toolkit.Answer({Ok, Ok});
-    EXPECT_TRUE(bench.CleanUpEndsProgram());
+    Fixture fixture;
+    fixture.machine.DenyRestart();
+    fixture.machine.DenyWrite(HKCU, kStampKey);
+    fixture.toolkit.Answer({Ok, Ok});
+    EXPECT_TRUE(fixture.CleanUpEndsProgram());
     EXPECT_TRUE(
-        bench.Logged("0 CPaRemover.CleanUp: Cannot write the cleanup stamp. Access is denied.\n"
-                     "0 CPaRemover.CleanUp: A required privilege is not held by the client. "
-                     "Please restart Windows manually.\n"));
+        fixture.Logged("0 CPaRemover.CleanUp: Cannot write the cleanup stamp. Access is denied.\n"
+                       "0 CPaRemover.CleanUp: A required privilege is not held by the client. "
+                       "Please restart Windows manually.\n"));
 }
 
 /// Fails at one question.
@@ -275,18 +276,18 @@ class FailingToolkit final : public HeadlessToolkit {
 };
 
 TEST(CleanUp, FailureIsLoggedShownAndEndsNothing) {
-    Bench bench;
+    Fixture fixture;
     FailingToolkit toolkit;
     Toolkit* previous = InstallToolkit(&toolkit);
     toolkit.Answer({Ok});
-    EXPECT_FALSE(bench.CleanUpEndsProgram());
+    EXPECT_FALSE(fixture.CleanUpEndsProgram());
     InstallToolkit(previous);
     ASSERT_EQ(toolkit.Messages().size(), 1U);
     EXPECT_EQ(ToUtf8(toolkit.Messages()[0].prompt), std::string(kUnexpected) + "Out of memory");
     EXPECT_EQ(toolkit.Messages()[0].style, 48);
     EXPECT_EQ(toolkit.CurrentPointer(), Pointer::Default);
-    EXPECT_TRUE(bench.Logged("7 0 CPaRemover.CleanUp: Out of memory\n"));
-    EXPECT_EQ(bench.Stamp(), u"");
+    EXPECT_TRUE(fixture.Logged("7 0 CPaRemover.CleanUp: Out of memory\n"));
+    EXPECT_EQ(fixture.Stamp(), u"");
 }
 
 }  // namespace

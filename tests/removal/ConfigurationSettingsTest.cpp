@@ -3,16 +3,16 @@
 #include <map>
 #include <sstream>
 
-#include "RemovalBench.h"
 #include "common/BrowserKeys.h"
+#include "common/RemovalFixture.h"
 #include "removal/CPaRemover.h"
 
 namespace bkfd {
 namespace {
 
-void Restore(RemovalBench& bench) {
+void Restore(RemovalFixture& fixture) {
     CPaRemover remover;
-    remover.Init(bench.log);
+    remover.Init(fixture.log);
     remover.RestoreConfigurationSettings();
 }
 
@@ -100,16 +100,16 @@ std::string Expected(const Restored& restored) {
 
 TEST(ConfigurationSettings, AreRestoredAndThenStay) {
     for (const Restored& restored : kRestoredSettings) {
-        RemovalBench bench(restored.family);
-        HijackSettings(bench.machine);
-        Restore(bench);
-        EXPECT_EQ(Blocks(bench.machine.DumpRegistry()), Blocks(Expected(restored)));
-        const std::string once = bench.machine.Dump();
-        Restore(bench);
-        EXPECT_EQ(bench.machine.Dump(), once);
+        RemovalFixture fixture(restored.family);
+        HijackSettings(fixture.machine);
+        Restore(fixture);
+        EXPECT_EQ(Blocks(DumpRegistry(fixture.machine)), Blocks(Expected(restored)));
+        const std::string once = Dump(fixture.machine);
+        Restore(fixture);
+        EXPECT_EQ(Dump(fixture.machine), once);
         const std::string line =
             "5 CPaRemover.RestoreConfigurationSettings: Restoring all configuration settings\n";
-        EXPECT_EQ(bench.log->text, line + line);
+        EXPECT_EQ(fixture.log->text, line + line);
     }
 }
 
@@ -121,10 +121,10 @@ TEST(ConfigurationSettings, OneLibraryIsKept) {
                 {u"c:\\x\\wbsys.dll", u"wbsys.dll"},
                 {u"wbsys.dl", u""}};
     for (const auto& row : rows) {
-        RemovalBench bench;
-        bench.machine.SetString(HKLM, kWindowsKey, u"AppInit_DLLs", row.before);
-        Restore(bench);
-        EXPECT_EQ(bench.machine.GetString(HKLM, kWindowsKey, u"AppInit_DLLs"), row.after);
+        RemovalFixture fixture;
+        fixture.machine.SetString(HKLM, kWindowsKey, u"AppInit_DLLs", row.before);
+        Restore(fixture);
+        EXPECT_EQ(fixture.machine.GetString(HKLM, kWindowsKey, u"AppInit_DLLs"), row.after);
     }
 }
 
@@ -146,16 +146,16 @@ TEST(ConfigurationSettings, OnlyForeignProtocolHandlersAreReplaced) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        RemovalBench bench;
+        RemovalFixture fixture;
         const Text key = Text(u"PROTOCOLS\\Handler\\") + row.protocol;
-        bench.machine.SetString(HKCR, key, u"", u"a handler");
+        fixture.machine.SetString(HKCR, key, u"", u"a handler");
         if (row.server != nullptr) {
-            bench.machine.SetString(HKCR, key, u"CLSID", u"{ours}");
-            AddServer(bench.machine, u"{ours}", row.server);
+            fixture.machine.SetString(HKCR, key, u"CLSID", u"{ours}");
+            AddServer(fixture.machine, u"{ours}", row.server);
         }
-        Restore(bench);
-        EXPECT_EQ(ToUtf8(bench.machine.GetString(HKCR, key, u"CLSID")), row.after);
-        EXPECT_EQ(bench.machine.HasValue(HKCR, key, u"CLSID"), row.server != nullptr);
+        Restore(fixture);
+        EXPECT_EQ(ToUtf8(fixture.machine.GetString(HKCR, key, u"CLSID")), row.after);
+        EXPECT_EQ(fixture.machine.HasValue(HKCR, key, u"CLSID"), row.server != nullptr);
     }
 }
 
@@ -187,19 +187,19 @@ TEST(ConfigurationSettings, RefusedKeyIsLoggedAndTheOthersAreRestored) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.logged);
-        RemovalBench bench;
-        HijackSettings(bench.machine);
+        RemovalFixture fixture;
+        HijackSettings(fixture.machine);
         auto expected = Blocks(Expected(kRestoredSettings[0]));
-        const auto before = Blocks(bench.machine.DumpRegistry());
-        bench.machine.DenyWrite(row.root, row.key);
-        Restore(bench);
+        const auto before = Blocks(DumpRegistry(fixture.machine));
+        fixture.machine.DenyWrite(row.root, row.key);
+        Restore(fixture);
         const std::string key =
             "[" + ToUtf8(RegistryAccess::RootName(row.root)) + "\\" + ToUtf8(row.key) + "]";
         expected.erase(key);
         if (before.contains(key)) expected[key] = before.at(key);
-        EXPECT_EQ(Blocks(bench.machine.DumpRegistry()), expected);
-        EXPECT_TRUE(bench.Logged("\n0 CPaRemover.RestoreConfigurationSettings: Cannot "));
-        EXPECT_TRUE(bench.Logged(row.logged)) << bench.log->text;
+        EXPECT_EQ(Blocks(DumpRegistry(fixture.machine)), expected);
+        EXPECT_TRUE(fixture.Logged("\n0 CPaRemover.RestoreConfigurationSettings: Cannot "));
+        EXPECT_TRUE(fixture.Logged(row.logged)) << fixture.log->text;
     }
 }
 

@@ -2,18 +2,18 @@
 
 #include <map>
 
-#include "RemovalBench.h"
 #include "common/BrowserKeys.h"
 #include "common/HostFolder.h"
+#include "common/RemovalFixture.h"
 #include "common/WritePoints.h"
-#include "platform/fault/FaultMachine.h"
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
+#include "processes/CProcessManager.h"
+#include "processes/ParasiteFileName.h"
+#include "processes/RemovedFiles.h"
 #include "removal/CPaRemover.h"
-#include "removal/processes/CProcessManager.h"
-#include "removal/processes/ParasiteFileName.h"
-#include "removal/processes/RemovedFiles.h"
 #include "services/FileUtil.h"
+#include "testing/FaultMachine.h"
 
 namespace bkfd {
 namespace {
@@ -38,7 +38,7 @@ class WillingToolkit final : public HeadlessToolkit {
 };
 
 /// The engine on a machine, with a log of its own.
-class Engine : public EngineBench {
+class Engine : public EngineFixture {
   public:
     explicit Engine(Machine& on) {
         Use(on);

@@ -2,12 +2,12 @@
 
 #include <optional>
 
-#include "RemovalBench.h"
 #include "base/Utf16Bytes.h"
 #include "common/BrowserKeys.h"
+#include "common/RemovalFixture.h"
 #include "removal/FRestoreFiles.h"
 #include "removal/FSafeRemover.h"
-#include "ui/Describe.h"
+#include "testing/Describe.h"
 #include "ui/Keys.h"
 
 namespace bkfd {
@@ -20,9 +20,9 @@ constexpr char kRestart[] =
     "restart Windows.\n";
 constexpr char kQuestion[] = "49 Are you sure you want to disable programs?\n";
 
-class SafeRemover : public RemovalBench {
+class SafeRemover : public RemovalFixture {
   public:
-    explicit SafeRemover(WindowsFamily family = WindowsFamily::NT) : RemovalBench(family) {
+    explicit SafeRemover(WindowsFamily family = WindowsFamily::NT) : RemovalFixture(family) {
         window.Init(log);
         window.Show();
     }
@@ -114,7 +114,7 @@ TEST(FSafeRemover, EndsTheHoldersAndTellsOfARefusedRestart) {
     it.machine.DenyRestart();
     it.Type(u"C:\\a.dll");
     EXPECT_TRUE(it.Press('D', {Ok, Ok, Ok}));
-    EXPECT_EQ(it.machine.DumpProcesses(), "process 12 C:\\other.exe\n");
+    EXPECT_EQ(DumpProcesses(it.machine), "process 12 C:\\other.exe\n");
     const Text error = SysUtil::SystemErrorText(SystemError::PrivilegeNotHeld);
     const std::string refused = ToUtf8(error) + " Please restart Windows manually.\n";
     EXPECT_TRUE(it.Messages().ends_with("48 " + refused)) << it.Messages();
@@ -228,7 +228,7 @@ TEST(FSafeRemover, ClosingDuringTheWorkLosesNothing) {
     EXPECT_FALSE(it.window.Visible());
     EXPECT_TRUE(it.machine.HasFile(u"C:\\parasite_a.dll.parasite"));
     EXPECT_TRUE(it.machine.HasValue(HKCU, kRemovedFiles, u"C:\\a.dll"));
-    EXPECT_EQ(it.machine.DumpProcesses(), "");
+    EXPECT_EQ(DumpProcesses(it.machine), "");
     EXPECT_EQ(it.Messages(), std::string(kQuestion) + kRestart);
 }
 
@@ -297,9 +297,9 @@ TEST(FSafeRemover, ClosingHidesIt) {
         "  button cmdCancel \"&Close\" (cancel)\n");
 }
 
-class Undo : public RemovalBench {
+class Undo : public RemovalFixture {
   public:
-    explicit Undo(WindowsFamily family = WindowsFamily::NT) : RemovalBench(family) {}
+    explicit Undo(WindowsFamily family = WindowsFamily::NT) : RemovalFixture(family) {}
     ~Undo() {
         if (window) window->Unload();
     }

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "platform/memory/MemoryMachine.h"
 #include "services/FileUtil.h"
 #include "services/Logger.h"
+#include "testing/MemoryMachine.h"
 
 namespace bkfd {
 namespace {

@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "common/Errors.h"
-#include "platform/memory/MemoryMachine.h"
+#include "testing/MachineDump.h"
+#include "testing/MemoryMachine.h"
 
 namespace bkfd {
 namespace {
@@ -45,9 +46,9 @@ TEST_F(FileUtilTest, AFailedWriteLeavesTheOldFileAlone) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         row.prepare();
-        const std::string before = machine_.DumpFiles();
+        const std::string before = DumpFiles(machine_);
         EXPECT_EQ(ErrorOf([&] { FileUtil::WriteTextFile(row.path, u"new"); }), 75);
-        EXPECT_EQ(machine_.DumpFiles(), before);
+        EXPECT_EQ(DumpFiles(machine_), before);
         EXPECT_EQ(ToUtf8(FileUtil::ReadTextFile(kFile)), "old");
     }
 }

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "base/Utf16Bytes.h"
-#include "platform/memory/MemoryMachine.h"
+#include "testing/MemoryMachine.h"
 
 namespace bkfd {
 namespace {

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "base/RuntimeError.h"
-#include "platform/memory/MemoryMachine.h"
 #include "services/MAPI.h"
-#include "ui/headless/HeadlessToolkit.h"
+#include "testing/HeadlessToolkit.h"
+#include "testing/MemoryMachine.h"
 
 namespace bkfd {
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "base/RuntimeError.h"
-#include "support/ArchiveBench.h"
+#include "support/ArchiveFixture.h"
 
 namespace bkfd {
 namespace {
@@ -38,49 +38,49 @@ TEST(Archive, OptionsDecideWhatGoesInUnderWhichName) {
         {"volume label", {u"C:\\in\\a.txt"}, {label}, "a.txt\nSYSTEM\n"},
     };
     for (const auto& row : rows) {
-        ArchiveBench bench;
-        bench.machine.AddFile(u"C:\\out\\plain");
-        bench.machine.Facts().volumeLabel = u"SYSTEM";
-        bench.zip.SetBasePath(Text(row.base));
-        for (const auto option : row.options) (bench.zip.*option)(true);
-        bench.Zip(row.specs);
-        EXPECT_EQ(bench.Names(), row.names) << row.label;
-        EXPECT_EQ(bench.machine.DumpFiles().find(".tmp"), std::string::npos) << row.label;
+        ArchiveFixture fixture;
+        fixture.machine.AddFile(u"C:\\out\\plain");
+        fixture.machine.Facts().volumeLabel = u"SYSTEM";
+        fixture.zip.SetBasePath(Text(row.base));
+        for (const auto option : row.options) (fixture.zip.*option)(true);
+        fixture.Zip(row.specs);
+        EXPECT_EQ(fixture.Names(), row.names) << row.label;
+        EXPECT_EQ(DumpFiles(fixture.machine).find(".tmp"), std::string::npos) << row.label;
     }
 }
 
 TEST(Archive, UpdatesFreshensAppendsAndDeletes) {
-    ArchiveBench bench;
-    bench.Zip({u"C:\\in\\a.txt", u"C:\\in\\sub\\b.txt"});
-    bench.machine.AddFile(u"C:\\in\\a.txt", "not newer");
-    bench.zip.SetFreshenFiles(true);  // sets the option of UpdateOnlyIfNewer
-    bench.Zip({u"C:\\in\\a.txt", u"C:\\in\\sub\\b.txt", u"C:\\in\\sub\\deep\\c.txt"});
-    EXPECT_EQ(bench.Names(), "a.txt\nb.txt\nc.txt\n");
-    EXPECT_EQ(bench.Inspect("unzip -p % a.txt"), "alpha\r\nbeta\n");
+    ArchiveFixture fixture;
+    fixture.Zip({u"C:\\in\\a.txt", u"C:\\in\\sub\\b.txt"});
+    fixture.machine.AddFile(u"C:\\in\\a.txt", "not newer");
+    fixture.zip.SetFreshenFiles(true);  // sets the option of UpdateOnlyIfNewer
+    fixture.Zip({u"C:\\in\\a.txt", u"C:\\in\\sub\\b.txt", u"C:\\in\\sub\\deep\\c.txt"});
+    EXPECT_EQ(fixture.Names(), "a.txt\nb.txt\nc.txt\n");
+    EXPECT_EQ(fixture.Inspect("unzip -p % a.txt"), "alpha\r\nbeta\n");
 
-    bench.machine.AdvanceClock(60'000);
-    bench.machine.AddFile(u"C:\\in\\a.txt", "newer");
-    bench.zip.Zip();
-    EXPECT_EQ(bench.Inspect("unzip -p % a.txt"), "newer");
-    EXPECT_EQ(bench.Names(), "a.txt\nb.txt\nc.txt\n");
+    fixture.machine.AdvanceClock(60'000);
+    fixture.machine.AddFile(u"C:\\in\\a.txt", "newer");
+    fixture.zip.Zip();
+    EXPECT_EQ(fixture.Inspect("unzip -p % a.txt"), "newer");
+    EXPECT_EQ(fixture.Names(), "a.txt\nb.txt\nc.txt\n");
 
-    bench.zip.SetUpdateOnlyIfNewer(false);
-    bench.zip.SetAllowAppend(true);
-    bench.Zip({u"C:\\in\\a.txt"});
-    EXPECT_EQ(bench.Names(), "b.txt\nc.txt\na.txt\n");
+    fixture.zip.SetUpdateOnlyIfNewer(false);
+    fixture.zip.SetAllowAppend(true);
+    fixture.Zip({u"C:\\in\\a.txt"});
+    EXPECT_EQ(fixture.Names(), "b.txt\nc.txt\na.txt\n");
 
-    bench.zip.ClearFileSpecs();
-    bench.zip.AddFileSpec(u"B.*");
-    bench.zip.Delete();
-    EXPECT_EQ(bench.Names(), "c.txt\na.txt\n");
+    fixture.zip.ClearFileSpecs();
+    fixture.zip.AddFileSpec(u"B.*");
+    fixture.zip.Delete();
+    EXPECT_EQ(fixture.Names(), "c.txt\na.txt\n");
 }
 
 TEST(Archive, LeavesItselfOut) {
-    ArchiveBench bench;
-    bench.machine.AddFile(u"C:\\out\\b.txt", "two");
-    bench.Zip({u"c:\\OUT\\*"});
-    bench.zip.Zip();
-    EXPECT_EQ(bench.Names(), "b.txt\n");
+    ArchiveFixture fixture;
+    fixture.machine.AddFile(u"C:\\out\\b.txt", "two");
+    fixture.Zip({u"c:\\OUT\\*"});
+    fixture.zip.Zip();
+    EXPECT_EQ(fixture.Names(), "b.txt\n");
 }
 
 TEST(Archive, TakesArchivesOfZip) {
@@ -93,23 +93,23 @@ TEST(Archive, TakesArchivesOfZip) {
     };
     for (const char* making : makings) {
         SCOPED_TRACE(making);
-        ArchiveBench bench;
-        bench.machine.AddFile(u"C:\\out\\a.zip", MadeByZip(making));
-        bench.zip.SetAllowAppend(true);
-        bench.Zip({u"C:\\in\\empty.dat"});
-        EXPECT_EQ(bench.Names(), "a.txt\nb.txt\nc.txt\nempty.dat\n");
+        ArchiveFixture fixture;
+        fixture.machine.AddFile(u"C:\\out\\a.zip", MadeByZip(making));
+        fixture.zip.SetAllowAppend(true);
+        fixture.Zip({u"C:\\in\\empty.dat"});
+        EXPECT_EQ(fixture.Names(), "a.txt\nb.txt\nc.txt\nempty.dat\n");
 
-        bench.machine.AddFile(u"C:\\in\\a.txt", "newer");  // than those that zip packed
-        bench.zip.SetAllowAppend(false);
-        bench.zip.SetFreshenFiles(true);
-        bench.Zip({u"C:\\in\\a.txt"});
-        EXPECT_EQ(bench.Inspect("unzip -p % a.txt"), "newer");
+        fixture.machine.AddFile(u"C:\\in\\a.txt", "newer");  // than those that zip packed
+        fixture.zip.SetAllowAppend(false);
+        fixture.zip.SetFreshenFiles(true);
+        fixture.Zip({u"C:\\in\\a.txt"});
+        EXPECT_EQ(fixture.Inspect("unzip -p % a.txt"), "newer");
 
-        bench.zip.ClearFileSpecs();
-        bench.zip.AddFileSpec(u"b.txt");
-        bench.zip.Delete();
-        EXPECT_EQ(bench.Names(), "a.txt\nc.txt\nempty.dat\n");
-        EXPECT_EQ(bench.Inspect("unzip -P s3cret -p % c.txt"), "c");
+        fixture.zip.ClearFileSpecs();
+        fixture.zip.AddFileSpec(u"b.txt");
+        fixture.zip.Delete();
+        EXPECT_EQ(fixture.Names(), "a.txt\nc.txt\nempty.dat\n");
+        EXPECT_EQ(fixture.Inspect("unzip -P s3cret -p % c.txt"), "c");
     }
 }
 
@@ -126,14 +126,14 @@ TEST(Archive, FailuresLeaveTheOldArchiveAndNothingBeside) {
          [](MemoryMachine& machine) { machine.LockFile(u"C:\\out\\a.zip"); }},
     };
     for (const auto& row : rows) {
-        ArchiveBench bench;
-        bench.Zip({u"C:\\in\\a.txt"});
-        row.spoil(bench.machine);
-        const std::string before = bench.machine.DumpFiles();
-        const Bytes archive = bench.machine.FileContent(u"C:\\out\\a.zip");
-        bench.Zip({u"C:\\in\\a.txt", u"C:\\in\\sub\\b.txt"});
-        EXPECT_EQ(bench.machine.DumpFiles(), before) << row.label;
-        EXPECT_EQ(bench.machine.FileContent(u"C:\\out\\a.zip"), archive) << row.label;
+        ArchiveFixture fixture;
+        fixture.Zip({u"C:\\in\\a.txt"});
+        row.spoil(fixture.machine);
+        const std::string before = DumpFiles(fixture.machine);
+        const Bytes archive = fixture.machine.FileContent(u"C:\\out\\a.zip");
+        fixture.Zip({u"C:\\in\\a.txt", u"C:\\in\\sub\\b.txt"});
+        EXPECT_EQ(DumpFiles(fixture.machine), before) << row.label;
+        EXPECT_EQ(fixture.machine.FileContent(u"C:\\out\\a.zip"), archive) << row.label;
     }
 }
 
@@ -151,20 +151,20 @@ TEST(Archive, AsksForThePasswordOnce) {
                  ToUtf8(Text(254, u'\u0416'))}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        ArchiveBench bench;
-        bench.zip.SetEncrypt(true);
+        ArchiveFixture fixture;
+        fixture.zip.SetEncrypt(true);
         int asked = 0;
-        bench.zip.PasswordRequest = [&](Text& password, bool& cancel) {
+        fixture.zip.PasswordRequest = [&](Text& password, bool& cancel) {
             ++asked;
             password = row.password;
             cancel = row.cancel;
         };
-        bench.Zip({u"C:\\in\\empty.dat", u"C:\\in\\sub\\b.txt", u"C:\\in\\sub\\deep\\c.txt"});
+        fixture.Zip({u"C:\\in\\empty.dat", u"C:\\in\\sub\\b.txt", u"C:\\in\\sub\\deep\\c.txt"});
         EXPECT_EQ(asked, 1);
-        EXPECT_EQ(bench.machine.HasFile(u"C:\\out\\a.zip"), !row.key.empty());
+        EXPECT_EQ(fixture.machine.HasFile(u"C:\\out\\a.zip"), !row.key.empty());
         if (row.key.empty()) continue;
         const auto read = [&](const std::string& name, const std::string& key) {
-            return bench.Inspect(
+            return fixture.Inspect(
                 "python3 -c 'import sys, zipfile; print(zipfile.ZipFile(sys.argv[1])"
                 ".read(sys.argv[2], sys.argv[3].encode()))' % " +
                 name + " " + key);
@@ -173,61 +173,61 @@ TEST(Archive, AsksForThePasswordOnce) {
         EXPECT_EQ(read("empty.dat", row.key), "b''\n");
         EXPECT_TRUE(read("b.txt", row.key + "x").ends_with("FAILED\n"));
         if (row.key != "s3cret") continue;  // of a length that the others know
-        EXPECT_EQ(bench.Names(), "empty.dat\nb.txt\nc.txt\n");
+        EXPECT_EQ(fixture.Names(), "empty.dat\nb.txt\nc.txt\n");
     }
 }
 
 TEST(Archive, ProgressTellsEachFileUnlessQuiet) {
     for (std::int16_t level = 0; level <= 2; ++level) {
-        ArchiveBench bench;
-        bench.zip.SetStoreFolderNames(true);
-        bench.zip.SetMessageLevel(level);
+        ArchiveFixture fixture;
+        fixture.zip.SetStoreFolderNames(true);
+        fixture.zip.SetMessageLevel(level);
         std::string told;
-        bench.zip.Progress = [&](std::int32_t, const Text& message) {
+        fixture.zip.Progress = [&](std::int32_t, const Text& message) {
             told += ToUtf8(message);
             throw RuntimeError(ErrorNumber::Internal);  // stays outside the library
         };
-        bench.Zip({u"C:\\in\\sub\\b.txt"});
+        fixture.Zip({u"C:\\in\\sub\\b.txt"});
         EXPECT_EQ(told, level == 1 ? "" : "  adding: in\\sub\\b.txt\n") << level;
-        EXPECT_EQ(bench.Names(), "in/sub/b.txt\n") << level;
+        EXPECT_EQ(fixture.Names(), "in/sub/b.txt\n") << level;
     }
 }
 
 TEST(Archive, ProgressDropsMessagesOfOddLengths) {
     for (const std::size_t length : {31999U, 32000U}) {  // the line end included
-        ArchiveBench bench;
+        ArchiveFixture fixture;
         // Labels have no limit here, unlike names of files.
         const Text label(length - std::size("  adding: "), u'n');
-        bench.machine.Facts().volumeLabel = label;
-        bench.zip.SetStoreVolumeLabel(true);
+        fixture.machine.Facts().volumeLabel = label;
+        fixture.zip.SetStoreVolumeLabel(true);
         Text told;
-        bench.zip.Progress = [&](std::int32_t, const Text& message) { told += message; };
-        bench.zip.Zip();
+        fixture.zip.Progress = [&](std::int32_t, const Text& message) { told += message; };
+        fixture.zip.Zip();
         EXPECT_EQ(told, length < 32000 ? u"  adding: " + label + u"\n" : Text()) << length;
-        EXPECT_TRUE(bench.machine.HasFile(u"C:\\out\\a.zip")) << length;
+        EXPECT_TRUE(fixture.machine.HasFile(u"C:\\out\\a.zip")) << length;
     }
 }
 
 TEST(Archive, ListsHaveAnEndAndABeginning) {
-    ArchiveBench bench;
-    cZip& zip = bench.zip;
+    ArchiveFixture fixture;
+    cZip& zip = fixture.zip;
     for (int i = 1; i <= 1023; ++i) EXPECT_EQ(zip.AddFileSpec(u"C:\\in\\" + ToText(i)), 0);
     EXPECT_EQ(zip.FileSpec(1), u"C:\\in\\1");
     EXPECT_EQ(zip.FileSpec(1023), u"C:\\in\\1023");
     for (const int outside : {0, -1, 1024}) EXPECT_THROW((void)zip.FileSpec(outside), RuntimeError);
-    bench.machine.AddFile(u"C:\\in\\1023", "the last one");
+    fixture.machine.AddFile(u"C:\\in\\1023", "the last one");
     zip.Zip();
-    EXPECT_EQ(bench.Names(), "1023\n");
+    EXPECT_EQ(fixture.Names(), "1023\n");
     zip.AddFileSpec(u"C:\\in\\a.txt");  // the list's last position is for its end
     EXPECT_THROW(zip.Zip(), RuntimeError);
     EXPECT_THROW(zip.Delete(), RuntimeError);
 
     zip.ClearFileSpecs();
     EXPECT_EQ(zip.FileSpecCount(), 0);
-    EXPECT_TRUE(bench.machine.FileSystem().SetCurrentDirectoryW(u"C:\\in\\sub").IsOk());
+    EXPECT_TRUE(fixture.machine.FileSystem().SetCurrentDirectoryW(u"C:\\in\\sub").IsOk());
     zip.SetBasePath(u"C:\\none");
-    EXPECT_THROW(bench.Zip({u"b.txt"}), RuntimeError) << "b.txt of another folder isn't meant";
-    EXPECT_EQ(bench.Names(), "1023\n");
+    EXPECT_THROW(fixture.Zip({u"b.txt"}), RuntimeError) << "b.txt of another folder isn't meant";
+    EXPECT_EQ(fixture.Names(), "1023\n");
 }
 
 TEST(Archive, ConvertsLineEndsAsAsked) {
@@ -237,10 +237,10 @@ TEST(Archive, ConvertsLineEndsAsAsked) {
     } rows[] = {{&cZip::SetConvertCRLFToLF, "alpha\nbeta\n"},
                 {&cZip::SetConvertLFToCRLF, "alpha\r\nbeta\r\n"}};
     for (const auto& row : rows) {
-        ArchiveBench bench;
-        (bench.zip.*row.set)(true);
-        bench.Zip({u"C:\\in\\a.txt"});
-        EXPECT_EQ(bench.Inspect("unzip -p %"), row.content);
+        ArchiveFixture fixture;
+        (fixture.zip.*row.set)(true);
+        fixture.Zip({u"C:\\in\\a.txt"});
+        EXPECT_EQ(fixture.Inspect("unzip -p %"), row.content);
     }
 }
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "common/EngineBench.h"
+#include "common/EngineFixture.h"
 #include "common/LoopbackServer.h"
 #include "platform/curl/CurlHttp.h"
 #include "support/cl.h"
@@ -12,24 +12,24 @@ namespace {
 class Sender {
   public:
     Sender() {
-        bench.machine.AddFolder(u"C:\\Temp");
-        bench.machine.SetEnvironment(u"TMP", u"C:\\Temp");
-        bench.machine.SetNow(ToDate({2026, 11, 16, 12, 0, 0, 0}));
-        bench.machine.SetHttp([] { return std::move(CurlHttp().CreateXmlHttpRequest().value); });
+        fixture.machine.AddFolder(u"C:\\Temp");
+        fixture.machine.SetEnvironment(u"TMP", u"C:\\Temp");
+        fixture.machine.SetNow(ToDate({2026, 11, 16, 12, 0, 0, 0}));
+        fixture.machine.SetHttp([] { return std::move(CurlHttp().CreateXmlHttpRequest().value); });
         values.Add(u"Log", Text(200'000, u'x'));
     }
     /// The end of the exchange: whether it was accepted, the error's text, how many files stay.
     std::string Send() {
         Text errorText;
         bool success = false;
-        cl().Do1(bench.log, u"BKFD/SupportRequest", values, errorText, success);
-        const std::string dump = bench.machine.DumpFiles();
+        cl().Do1(fixture.log, u"BKFD/SupportRequest", values, errorText, success);
+        const std::string dump = DumpFiles(fixture.machine);
         const bool stays = dump.find(".xml") != std::string::npos;
         EXPECT_EQ(dump.find(".zip") != std::string::npos, stays);
         return (success ? "accepted " : "refused ") + ToUtf8(errorText) + (stays ? " stays" : "");
     }
 
-    EngineBench bench;
+    EngineFixture fixture;
     ValueBag values;
 };
 
@@ -74,9 +74,9 @@ TEST(Exchange, AHangingServerIsGivenUpAfterFiveMinutes) {
         // The clock stands until the server has the request.
         bool hasRequest = false;
         int pumpsAfter = 0;
-        sender.bench.toolkit.onPump = [&] {
+        sender.fixture.toolkit.onPump = [&] {
             if (!hasRequest) hasRequest = server.HasLine();
-            if (hasRequest && ++pumpsAfter > 20) sender.bench.machine.AdvanceClock(10'000);
+            if (hasRequest && ++pumpsAfter > 20) sender.fixture.machine.AdvanceClock(10'000);
         };
         EXPECT_EQ(sender.Send(), "refused Cannot send.  stays") << mode;
         EXPECT_TRUE(hasRequest) << mode;

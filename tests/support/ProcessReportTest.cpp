@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "base/Utf16Bytes.h"
-#include "common/EngineBench.h"
-#include "detection/DetectionBench.h"
+#include "common/DetectionFixture.h"
+#include "common/EngineFixture.h"
 #include "support/MEnumProcesses.h"
 
 namespace bkfd {
@@ -15,8 +15,8 @@ std::string Readable(const Text& document) {
 }
 
 TEST(ProcessReport, NamesOnlyWhatIsUnknown) {
-    EngineBench bench;
-    MemoryMachine& machine = bench.machine;
+    EngineFixture fixture;
+    MemoryMachine& machine = fixture.machine;
     machine.AddFile(u"C:\\it's & co.exe", "abc");
     machine.AddFile(u"C:\\WINDOWS\\evil.dll", "x");
     machine.AddFile(u"C:\\a.exe", FileWithVersion({{u"CompanyName", u"A & Co"}}));
@@ -32,9 +32,9 @@ TEST(ProcessReport, NamesOnlyWhatIsUnknown) {
     machine.AddProcess({24, u"C:\\a.exe", {u"C:\\b.dll", u"C:\\a.exe"}});
 
     int pumps = 0;
-    bench.toolkit.onPump = [&] { ++pumps; };
+    fixture.toolkit.onPump = [&] { ++pumps; };
     Text files;
-    const Text processes = MakeProcessReport(files, bench.log);
+    const Text processes = MakeProcessReport(files, fixture.log);
     EXPECT_EQ(Readable(processes),
               "[FF FE]<Ps><P f='C:\\WINDOWS\\explorer.exe'><M f='C:\\WINDOWS\\evil.dll'/></P>"
               "<P f='C:\\it&apos;s &amp; co.exe'><M f='C:\\WINDOWS\\evil.dll'/></P>"
@@ -50,15 +50,15 @@ TEST(ProcessReport, NamesOnlyWhatIsUnknown) {
 }
 
 TEST(ProcessReport, OfThe9xFamilyJudgesProgramsAsModulesToo) {
-    EngineBench bench(WindowsFamily::Windows9x);
-    bench.machine.AddFile(u"C:\\WINDOWS\\odd.exe", "abc");
+    EngineFixture fixture(WindowsFamily::Windows9x);
+    fixture.machine.AddFile(u"C:\\WINDOWS\\odd.exe", "abc");
     // Named without its folder.
-    bench.machine.AddProcess({8, u"odd.exe", {u"C:\\WINDOWS\\SYSTEM\\KERNEL32.DLL"}});
+    fixture.machine.AddProcess({8, u"odd.exe", {u"C:\\WINDOWS\\SYSTEM\\KERNEL32.DLL"}});
     // Known as a module, and no process of this family is known.
-    bench.machine.AddProcess({12, u"C:\\WINDOWS\\SYSTEM\\MPREXE.EXE", {}});
+    fixture.machine.AddProcess({12, u"C:\\WINDOWS\\SYSTEM\\MPREXE.EXE", {}});
     const std::string declaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
     Text files;
-    EXPECT_EQ(Readable(MakeProcessReport(files, bench.log)),
+    EXPECT_EQ(Readable(MakeProcessReport(files, fixture.log)),
               declaration +
                   "<Ps><P f='odd.exe'><M f='C:\\WINDOWS\\odd.exe'/></P>"
                   "<P f='C:\\WINDOWS\\SYSTEM\\MPREXE.EXE'></P></Ps>");

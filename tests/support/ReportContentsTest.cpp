@@ -3,16 +3,16 @@
 #include <gtest/gtest.h>
 
 #include "cli/decode/ReportDecoder.h"
-#include "common/EngineBench.h"
+#include "common/EngineFixture.h"
 #include "support/cl.h"
 
 namespace bkfd {
 namespace {
 
 /// The gathered report as the support side reads it.
-DecodedReport Gather(EngineBench& bench) {
+DecodedReport Gather(EngineFixture& fixture) {
     ValueBag values;
-    GatherReport({u"Ann", u"ann@example", u"It is back."}, bench.log, values);
+    GatherReport({u"Ann", u"ann@example", u"It is back."}, fixture.log, values);
     const Text envelope = MakeEnvelope(Text(kSupportCategory), u"id", values);
     return std::get<DecodedReport>(DecodeReport(ToBytes(envelope)));
 }
@@ -38,12 +38,13 @@ TEST(ReportContents, TakesTheSiblingsLogFromTheFirstFileThatHasText) {
         {"not installed", u"", "one", "two", "not there"},
     };
     for (const auto& row : rows) {
-        EngineBench bench(WindowsFamily::Windows9x);
-        bench.machine.SetString(RegistryRoot::LocalMachine, u"SOFTWARE\\Tarnwick Labs\\Fernhollow",
-                                u"InstallPath", row.folder);
-        bench.machine.AddFile(u"C:\\F\\FNHW.log", row.first);
-        bench.machine.AddFile(u"C:\\F\\FNW.log", row.second);
-        const DecodedReport report = Gather(bench);
+        EngineFixture fixture(WindowsFamily::Windows9x);
+        fixture.machine.SetString(RegistryRoot::LocalMachine,
+                                  u"SOFTWARE\\Tarnwick Labs\\Fernhollow", u"InstallPath",
+                                  row.folder);
+        fixture.machine.AddFile(u"C:\\F\\FNHW.log", row.first);
+        fixture.machine.AddFile(u"C:\\F\\FNW.log", row.second);
+        const DecodedReport report = Gather(fixture);
         EXPECT_EQ(Content(report, "FNHWLog"), row.content) << row.label;
         EXPECT_EQ(Content(report, "ZoneMap.reg"), "REGEDIT4\r\n") << row.label;
     }

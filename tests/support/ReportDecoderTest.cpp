@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "common/EngineBench.h"
+#include "common/EngineFixture.h"
 #include "services/WideDocument.h"
 #include "support/cl.h"
 
@@ -23,8 +23,8 @@ std::string Listing(const std::variant<DecodedReport, std::string>& decoded) {
 }
 
 TEST(ReportDecoder, ReadsEveryFormOfAReport) {
-    EngineBench bench;
-    bench.machine.AddFolder(u"C:\\Temp");
+    EngineFixture fixture;
+    fixture.machine.AddFolder(u"C:\\Temp");
     ValueBag values;
     values.Add(u"name", u"Ann");
     values.Add(u"SuspiciousFiles",
@@ -35,11 +35,11 @@ TEST(ReportDecoder, ReadsEveryFormOfAReport) {
     values.Add(u"Hosts", SysUtil::EncodeText(u"127.0.0.1 \u00E9"));
     values.Add(u"FNHWLog", u"");
     values.Add(u"answer", u" ");
-    bench.machine.SetEnvironment(u"TMP", u"C:\\Temp");
+    fixture.machine.SetEnvironment(u"TMP", u"C:\\Temp");
     PackedReport packed;
     NameReport(u"A/B", packed);
     PackEnvelope(MakeEnvelope(packed.category, packed.id, values), packed);
-    const Bytes archive = bench.machine.FileContent(packed.archiveFile);
+    const Bytes archive = fixture.machine.FileContent(packed.archiveFile);
     const Text value = Replace(SysUtil::BytesToText(archive), u"+", u"%2B");
 
     const std::string expected =
@@ -53,7 +53,7 @@ TEST(ReportDecoder, ReadsEveryFormOfAReport) {
         const char* label;
         Bytes input;
     } rows[] = {
-        {"envelope", bench.machine.FileContent(packed.envelopeFile)},
+        {"envelope", fixture.machine.FileContent(packed.envelopeFile)},
         {"archive", archive},
         {"posted body", ToBytes(u"subject=x&value=" + value)},
     };

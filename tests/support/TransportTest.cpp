@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "cli/decode/ReportDecoder.h"
-#include "common/EngineBench.h"
-#include "platform/fault/FaultMachine.h"
+#include "common/EngineFixture.h"
 #include "support/cl.h"
+#include "testing/FaultMachine.h"
 
 namespace bkfd {
 namespace {
@@ -48,24 +48,24 @@ class ScriptedRequest final : public HttpRequest {
 class Transport {
   public:
     Transport() {
-        bench.machine.AddFolder(u"C:\\Temp");
-        bench.machine.SetEnvironment(u"TMP", u"C:\\Temp");
-        bench.machine.SetHttp([this] { return std::make_unique<ScriptedRequest>(exchange); });
+        fixture.machine.AddFolder(u"C:\\Temp");
+        fixture.machine.SetEnvironment(u"TMP", u"C:\\Temp");
+        fixture.machine.SetHttp([this] { return std::make_unique<ScriptedRequest>(exchange); });
         values.Add(u"name", u"A <b> & \u043F\u0001\xD800 \xD83D\xDE00");
         values.Add(u"Log", SysUtil::EncodeText(u"line\r\n"));
     }
 
     /// Returns the body that was posted.
     std::string Send(const Text& category = u"BKFD/SupportRequest") {
-        cl().Do1(bench.log, category, values, errorText, success);
+        cl().Do1(fixture.log, category, values, errorText, success);
         return {exchange.body.begin(), exchange.body.end()};
     }
     int FilesLeft() {
-        const std::string dump = bench.machine.DumpFiles();
+        const std::string dump = DumpFiles(fixture.machine);
         return (dump.find(".xml") != dump.npos) + (dump.find(".zip") != dump.npos);
     }
 
-    EngineBench bench;
+    EngineFixture fixture;
     Exchange exchange;
     ValueBag values;
     Text errorText = u"old";
@@ -141,11 +141,11 @@ TEST(Transport, WaitsFiveMinutesButWithoutLimitAcrossMidnight) {
                 {"across midnight, on purpose", {2026, 11, 16, 23, 59, 0, 0}, 60, true}};
     for (const auto& row : rows) {
         Transport transport;
-        transport.bench.machine.SetNow(ToDate(row.start));
+        transport.fixture.machine.SetNow(ToDate(row.start));
         transport.exchange.endState = 1;
         int pumped = 0;
-        transport.bench.toolkit.onPump = [&] {
-            transport.bench.machine.AdvanceClock(1000);
+        transport.fixture.toolkit.onPump = [&] {
+            transport.fixture.machine.AdvanceClock(1000);
             if (++pumped == row.minutesUntilComplete * 60) transport.exchange.endState = 4;
         };
         transport.Send();
@@ -155,7 +155,7 @@ TEST(Transport, WaitsFiveMinutesButWithoutLimitAcrossMidnight) {
 
 TEST(Transport, WithoutHttpNothingIsLeft) {
     Transport transport;
-    transport.bench.machine.SetHttp(nullptr);
+    transport.fixture.machine.SetHttp(nullptr);
     transport.Send();
     EXPECT_FALSE(transport.success);
     EXPECT_NE(transport.errorText, u"");
@@ -166,8 +166,8 @@ TEST(Transport, AnyFailingCallIsToldOrCostsNothing) {
     std::string failed;
     for (std::size_t number = 1;; ++number) {
         Transport transport;
-        FaultMachine fault(transport.bench.machine);
-        transport.bench.Use(fault);
+        FaultMachine fault(transport.fixture.machine);
+        transport.fixture.Use(fault);
         fault.FailCall(number, FaultPlan::Lasting::Once, SystemError::DiskFull);
         const std::string body = transport.Send();
         if (fault.FailedCall().empty()) break;

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "common/MemorySource.h"
-#include "support/ArchiveBench.h"
+#include "support/ArchiveFixture.h"
 #include "support/zip/LineEnds.h"
 
 namespace bkfd {
@@ -47,7 +47,7 @@ TEST(ZipLibrary, IsGivenThePropertiesAsSlots) {
          "Dirs ToCRLF "},
         {"Append", &cZip::AllowAppend, &cZip::SetAllowAppend, "9=1 16=1 17=1 ", "Dirs Append "},
     };
-    EngineBench bench;
+    EngineFixture fixture;
     const auto check = [&](cZip& zip, const char* slots, const std::string& properties) {
         zip.Zip();
         EXPECT_EQ(Slots(), slots) << properties;
@@ -147,25 +147,25 @@ TEST(ZipLibrary, TellsHowARunEnded) {
         {.label = "stopped", .result = ZpResult::Cancelled, .callbacks = stopping},
     };
     for (const LibraryRun& run : runs) {
-        ArchiveBench bench;
-        run.prepare(bench.machine);
-        const std::string before = bench.machine.DumpFiles();
+        ArchiveFixture fixture;
+        run.prepare(fixture.machine);
+        const std::string before = DumpFiles(fixture.machine);
         EXPECT_EQ(RunLibrary(run), run.result) << run.label;
         if (run.result == ZpResult::Ok) continue;
-        EXPECT_EQ(bench.machine.DumpFiles(), before) << run.label;
+        EXPECT_EQ(DumpFiles(fixture.machine), before) << run.label;
     }
 }
 
 TEST(ZipLibrary, FreshensWithoutAdding) {
-    ArchiveBench bench;
-    bench.machine.AddFile(u"C:\\out\\a.zip", MadeByZip("zip -q % a.txt b.txt"));
+    ArchiveFixture fixture;
+    fixture.machine.AddFile(u"C:\\out\\a.zip", MadeByZip("zip -q % a.txt b.txt"));
     EXPECT_EQ(RunLibrary({.label = "",
                           .result = 0,
                           .slot = ZpSlot::Freshen,
                           .names = {"C:\\in\\sub\\b.txt", "C:\\in\\empty.dat"}}),
               ZpResult::Ok);
-    EXPECT_EQ(bench.Names(), "a.txt\nb.txt\n");
-    EXPECT_EQ(bench.Inspect("unzip -p %"), "atwo");
+    EXPECT_EQ(fixture.Names(), "a.txt\nb.txt\n");
+    EXPECT_EQ(fixture.Inspect("unzip -p %"), "atwo");
 }
 
 TEST(ZipLibrary, ConvertsLineEndsOfTextAlone) {

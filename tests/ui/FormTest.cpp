@@ -2,7 +2,7 @@
 
 #include "UiTest.h"
 #include "base/RuntimeError.h"
-#include "ui/Describe.h"
+#include "testing/Describe.h"
 
 namespace bkfd {
 namespace {

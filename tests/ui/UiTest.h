@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "SampleWindow.h"
-#include "ui/headless/HeadlessToolkit.h"
+#include "testing/HeadlessToolkit.h"
 
 namespace bkfd {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/host/HostVolume.h"
-#include "platform/memory/ModelMachine.h"
+#include "platform/model/ModelMachine.h"
 
 namespace bkfd {
 

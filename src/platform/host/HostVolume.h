@@ -3,8 +3,8 @@
 #include <map>
 #include <string>
 
-#include "platform/memory/RegistryTree.h"
-#include "platform/memory/Volume.h"
+#include "platform/model/RegistryTree.h"
+#include "platform/model/Volume.h"
 
 namespace bkfd {
 

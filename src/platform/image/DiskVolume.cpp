@@ -11,7 +11,7 @@
 #include <cstdlib>
 
 #include "platform/image/DiskFile.h"
-#include "platform/memory/WindowsPath.h"
+#include "platform/model/WindowsPath.h"
 
 namespace bkfd {
 namespace {

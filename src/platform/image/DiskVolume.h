@@ -6,7 +6,7 @@
 #include <unordered_set>
 
 #include "platform/image/HostFiles.h"
-#include "platform/memory/Volume.h"
+#include "platform/model/Volume.h"
 
 namespace bkfd {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/image/ImageSettings.h"
-#include "platform/memory/ModelSystem.h"
+#include "platform/model/ModelSystem.h"
 
 namespace bkfd {
 

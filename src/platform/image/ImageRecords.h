@@ -6,9 +6,9 @@
 #include "platform/image/ImageClock.h"
 #include "platform/image/ImageJson.h"
 #include "platform/image/RegistryFiles.h"
-#include "platform/memory/ChangeLog.h"
-#include "platform/memory/FileRules.h"
-#include "platform/memory/ModelProcesses.h"
+#include "platform/model/ChangeLog.h"
+#include "platform/model/FileRules.h"
+#include "platform/model/ModelProcesses.h"
 
 /// The records of an image's journal, and what they do when they are read again. Each record holds
 /// its outcome, not a difference, so that a record that was carried out already does no harm.

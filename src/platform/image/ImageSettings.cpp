@@ -4,7 +4,7 @@
 #include <functional>
 #include <set>
 
-#include "platform/memory/CodePage.h"
+#include "platform/model/CodePage.h"
 
 namespace bkfd {
 namespace {

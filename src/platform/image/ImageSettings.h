@@ -7,9 +7,9 @@
 
 #include "platform/image/ImageError.h"
 #include "platform/image/ImageJson.h"
-#include "platform/memory/FileRules.h"
-#include "platform/memory/MachineFacts.h"
-#include "platform/memory/ModelProcesses.h"
+#include "platform/model/FileRules.h"
+#include "platform/model/MachineFacts.h"
+#include "platform/model/ModelProcesses.h"
 
 namespace bkfd {
 

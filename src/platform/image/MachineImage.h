@@ -5,7 +5,7 @@
 #include <variant>
 
 #include "platform/image/ImageError.h"
-#include "platform/memory/ModelMachine.h"
+#include "platform/model/ModelMachine.h"
 
 namespace bkfd {
 

@@ -6,9 +6,9 @@
 
 #include "formats/RegText.h"
 #include "platform/image/ImageError.h"
-#include "platform/memory/ChangeLog.h"
-#include "platform/memory/CodePage.h"
-#include "platform/memory/RegistryTree.h"
+#include "platform/model/ChangeLog.h"
+#include "platform/model/CodePage.h"
+#include "platform/model/RegistryTree.h"
 
 namespace bkfd {
 

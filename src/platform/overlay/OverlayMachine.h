@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/memory/ModelMachine.h"
+#include "platform/model/ModelMachine.h"
 #include "platform/overlay/OverlayVolume.h"
 
 namespace bkfd {

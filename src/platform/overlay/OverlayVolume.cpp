@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/memory/WindowsPath.h"
+#include "platform/model/WindowsPath.h"
 
 namespace bkfd {
 namespace {

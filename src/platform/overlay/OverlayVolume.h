@@ -2,9 +2,9 @@
 
 #include <map>
 
-#include "platform/memory/MemoryFile.h"
-#include "platform/memory/RegistryTree.h"
-#include "platform/memory/Volume.h"
+#include "platform/model/MemoryFile.h"
+#include "platform/model/RegistryTree.h"
+#include "platform/model/Volume.h"
 
 namespace bkfd {
 

@@ -1,0 +1,38 @@
+#include "identity/CFileInfoManager.h"
+
+#include <utility>
+
+#include "services/SysUtil.h"
+
+namespace bkfd {
+namespace {
+
+struct FileInfo : Object {
+    Text manufacturer;
+    Text description;
+};
+
+Text FieldOrEmpty(const KeyedList& fields, TextView name) {
+    return fields.Exists(name) ? fields.Item(name).AsText() : Text();
+}
+
+}  // namespace
+
+void CFileInfoManager::Init(LoggerRef logger) {
+    logger_ = std::move(logger);
+}
+
+void CFileInfoManager::GetFileInfo(const Text& fileName, Text& manufacturer, Text& description) {
+    if (!cache_.Exists(fileName)) {
+        const KeyedList fields = SysUtil::GetVersionStrings(fileName);
+        auto info = std::make_shared<FileInfo>();
+        info->description = FieldOrEmpty(fields, u"FileDescription");
+        info->manufacturer = FieldOrEmpty(fields, u"CompanyName");
+        cache_.Add(std::move(info), fileName);
+    }
+    const auto& info = static_cast<const FileInfo&>(*cache_.Item(fileName).AsObject());
+    manufacturer = info.manufacturer;
+    description = info.description;
+}
+
+}  // namespace bkfd

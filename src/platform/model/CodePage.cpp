@@ -1,0 +1,144 @@
+#include "platform/model/CodePage.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace bkfd {
+namespace {
+
+constexpr std::size_t kLongestCharacter = 4;
+
+std::string IconvName(std::uint32_t number) {
+    switch (number) {
+        case 65001:
+            return "UTF-8";
+        case 20127:
+            return "ASCII";
+        case 950:
+            return "BIG5";
+        case 1361:
+            return "JOHAB";
+        default:
+            break;
+    }
+    if (number > 28590 && number < 28606) return "ISO-8859-" + std::to_string(number - 28590);
+    return "CP" + std::to_string(number);
+}
+
+bool IsHighSurrogate(char16_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+bool IsLowSurrogate(char16_t unit) {
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+}  // namespace
+
+/// An open iconv conversion.
+class CodePage::Converter {
+  public:
+    Converter(const std::string& to, const std::string& from)
+        : descriptor_(iconv_open(to.c_str(), from.c_str())) {}
+    ~Converter() {
+        if (IsOpen()) iconv_close(descriptor_);
+    }
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+
+    bool IsOpen() const { return descriptor_ != reinterpret_cast<iconv_t>(-1); }
+
+    /// Converts the whole input, or nothing.
+    bool Convert(std::string_view input, std::string& output) {
+        if (!IsOpen()) return false;
+        char room[16];
+        std::string copy(input);
+        char* from = copy.data();
+        char* to = room;
+        std::size_t fromLeft = copy.size();
+        std::size_t toLeft = sizeof room;
+        iconv(descriptor_, nullptr, nullptr, nullptr, nullptr);
+        const std::size_t outcome = iconv(descriptor_, &from, &fromLeft, &to, &toLeft);
+        if (outcome != 0 || fromLeft != 0 || toLeft == sizeof room) return false;
+        output.assign(room, sizeof room - toLeft);
+        return true;
+    }
+
+  private:
+    iconv_t descriptor_;
+};
+
+CodePage::CodePage(std::uint32_t number)
+    : toBytes_(std::make_unique<Converter>(IconvName(number), "UTF-16LE")),
+      toText_(std::make_unique<Converter>("UTF-16LE", IconvName(number))) {}
+
+CodePage::~CodePage() = default;
+CodePage::CodePage(CodePage&&) noexcept = default;
+CodePage& CodePage::operator=(CodePage&&) noexcept = default;
+
+bool CodePage::IsKnown(std::uint32_t number) {
+    return Converter("UTF-16LE", IconvName(number)).IsOpen();
+}
+
+std::string CodePage::Encode(TextView text) {
+    std::string bytes;
+    bytes.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+        if (text[i] < 0x80) {
+            bytes.push_back(static_cast<char>(text[i++]));
+            continue;
+        }
+        const bool isPair =
+            IsHighSurrogate(text[i]) && i + 1 < text.size() && IsLowSurrogate(text[i + 1]);
+        const std::size_t length = isPair ? 2 : 1;
+        bytes += EncodeCharacter(text.substr(i, length));
+        i += length;
+    }
+    return bytes;
+}
+
+Text CodePage::Decode(std::string_view bytes) {
+    Text text;
+    text.reserve(bytes.size());
+    for (std::size_t i = 0; i < bytes.size();) {
+        if (static_cast<unsigned char>(bytes[i]) < 0x80) {
+            text.push_back(static_cast<char16_t>(bytes[i++]));
+            continue;
+        }
+        i += DecodeCharacter(bytes.substr(i), text);
+    }
+    return text;
+}
+
+const std::string& CodePage::EncodeCharacter(TextView character) {
+    const auto [entry, isNew] = encoded_.try_emplace(Text(character));
+    if (!isNew) return entry->second;
+    std::string input;
+    for (const char16_t unit : character) {
+        input.push_back(static_cast<char>(unit & 0xFF));
+        input.push_back(static_cast<char>(unit >> 8));
+    }
+    const bool isControl = character[0] >= 0x80 && character[0] < 0xA0;
+    if (!toBytes_->Convert(input, entry->second))
+        entry->second = isControl ? std::string(1, static_cast<char>(character[0])) : "?";
+    return entry->second;
+}
+
+/// Takes the shortest sequence that is a character; returns how many bytes it took.
+std::size_t CodePage::DecodeCharacter(std::string_view bytes, Text& out) {
+    const std::size_t longest = std::min(bytes.size(), kLongestCharacter);
+    for (std::size_t length = 1; length <= longest; ++length) {
+        std::string units;
+        if (!toText_->Convert(bytes.substr(0, length), units)) continue;
+        for (std::size_t i = 0; i + 1 < units.size(); i += 2)
+            out.push_back(static_cast<char16_t>(static_cast<unsigned char>(units[i]) |
+                                                static_cast<unsigned char>(units[i + 1]) << 8));
+        return length;
+    }
+    out.push_back(static_cast<unsigned char>(bytes[0]));
+    return 1;
+}
+
+}  // namespace bkfd

@@ -1,0 +1,30 @@
+#include "platform/model/ModelMachine.h"
+
+namespace bkfd {
+
+ModelMachine::ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock, ChangeLog* log)
+    : volume_(volume),
+      clock_(clock),
+      facts_(std::move(facts)),
+      codePage_(facts_.codePage),
+      registry_(tree_, facts_.HasUserClasses(), log),
+      processes_(facts_, log),
+      files_({volume, rules_, facts_, codePage_, processes_, log}),
+      system_(facts_, codePage_, clock),
+      session_(facts_, processes_, [this] { return RestartMachine(); }),
+      components_(facts_) {
+    processes_.OnEnded(
+        [this](const ProcessRecord& ended) { ReleaseLocks(ended, processes_, facts_, rules_); });
+}
+
+ModelMachine::ModelMachine(const ModelMachine& from, Volume& volume, ModelClock& clock)
+    : ModelMachine(from.facts_, volume, clock, nullptr) {
+    tree_.CopyFrom(from.tree_);
+    rules_ = from.rules_;
+    registry_.CopyDenials(from.registry_);
+    processes_.Replace(from.processes_.All());
+    components_.CopyClasses(from.components_);
+    http_ = from.http_;
+}
+
+}  // namespace bkfd

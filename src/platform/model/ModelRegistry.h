@@ -1,0 +1,61 @@
+#pragma once
+
+#include <vector>
+
+#include "platform/model/ChangeLog.h"
+#include "platform/model/RegistryTree.h"
+
+namespace bkfd {
+
+/// The registry calls over a `RegistryTree`. HKEY_CLASSES_ROOT is a view of the machine's
+/// Software\Classes, and from Windows 2000 on of the user's, which are asked first.
+class ModelRegistry final : public Registry {
+  public:
+    /// `log` may be null.
+    ModelRegistry(RegistryTree& tree, bool hasUserClasses, ChangeLog* log);
+
+    void SetHasUserClasses(bool hasUserClasses) { hasUserClasses_ = hasUserClasses; }
+
+    /// The key and all below it refuse reading, or writing, from now on.
+    void DenyRead(RegistryRoot root, TextView key) { deniedReads_.push_back(Fold(root, key)); }
+    void DenyWrite(RegistryRoot root, TextView key) { deniedWrites_.push_back(Fold(root, key)); }
+    void CopyDenials(const ModelRegistry& from) {
+        deniedReads_ = from.deniedReads_;
+        deniedWrites_ = from.deniedWrites_;
+    }
+
+    Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
+                                           TextView name) override;
+    Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+                          const RegistryValue& value) override;
+    Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) override;
+    Result<std::vector<Text>> RegEnumKeyExW(RegistryRoot root, TextView subkey) override;
+    Result<std::vector<Text>> RegEnumValueW(RegistryRoot root, TextView subkey) override;
+    Status RegDeleteKeyW(RegistryRoot root, TextView subkey) override;
+
+  private:
+    /// A place where a key that was asked for may stand.
+    struct Place {
+        RegistryRoot root = RegistryRoot::LocalMachine;
+        Text key;
+        RegistryKey* node = nullptr;  // null if there is no such key
+    };
+    using FoldedKey = std::pair<RegistryRoot, Text>;
+
+    static FoldedKey Fold(RegistryRoot root, TextView key);
+    static bool IsWithin(const std::vector<FoldedKey>& denied, RegistryRoot root, TextView key);
+    /// The places behind a key, the preferred one first.
+    Result<std::vector<Place>> PlacesOf(RegistryRoot root, TextView subkey);
+    /// The same for reading: only keys that are there and may be read, at least one.
+    Result<std::vector<Place>> ReadablePlacesOf(RegistryRoot root, TextView subkey);
+    Status Note(MachineChange::Kind kind, const Place& place, TextView name = {},
+                const RegistryValue& value = {});
+
+    RegistryTree& tree_;
+    bool hasUserClasses_;
+    ChangeLog* log_;
+    std::vector<FoldedKey> deniedReads_;
+    std::vector<FoldedKey> deniedWrites_;
+};
+
+}  // namespace bkfd

@@ -1,0 +1,47 @@
+#include "processes/ProcessTree.h"
+
+#include "processes/ProcessWalk.h"
+
+namespace bkfd {
+namespace {
+
+constexpr std::uint32_t kQueryAndRead = 1040;  // PROCESS_QUERY_INFORMATION | PROCESS_VM_READ
+
+void AddModules(ItemNode& node, const ModuleList& modules) {
+    // The first module is the program file, which the node itself names.
+    for (std::size_t i = 1; i < modules.Count(); ++i) {
+        Text name = modules.Name(i);
+        if (!Trim(name).empty()) node.Children().Add().Id = std::move(name);
+    }
+}
+
+}  // namespace
+
+std::shared_ptr<ItemList> GetProcessTreeNT() {
+    auto tree = std::make_shared<ItemList>();
+    for (const std::uint32_t processId : ListProcessIds()) {
+        const ProcessTableHandle process(OpenProcessOrNone(kQueryAndRead, processId));
+        if (!process) continue;
+        ModuleList modules;
+        if (!modules.Read(process.Get())) continue;
+        ItemNode& node = tree->Add();
+        node.Id = modules.Name(0);
+        AddModules(node, modules);
+    }
+    return tree;
+}
+
+std::shared_ptr<ItemList> GetProcessTree9x() {
+    auto tree = std::make_shared<ItemList>();
+    VisitProcesses([&tree](const ProcessEntry& process) {
+        ItemNode& node = tree->Add();
+        node.Id = UpToNul(process.exeFile);
+        VisitModules(process.processId, [&node](const Text& exePath) {
+            node.Children().Add().Id = UpToNul(exePath);
+            return true;
+        });
+    });
+    return tree;
+}
+
+}  // namespace bkfd

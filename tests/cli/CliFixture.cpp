@@ -1,0 +1,53 @@
+#include "cli/CliFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sstream>
+
+#include "cli/CommandLine.h"
+
+namespace bkfd {
+
+namespace fs = std::filesystem;
+
+CliRun RunCli(const Strings& arguments, const std::string& input) {
+    std::istringstream in(input);
+    std::ostringstream out;
+    std::ostringstream err;
+    Console console(in, out, err);
+    const int code = RunCommandLine(arguments, console);
+    return {code, out.str(), err.str()};
+}
+
+MachineCopy::MachineCopy(const std::string& example) {
+    fs::copy(fs::path(BKFD_SOURCE_DIR) / "examples/machines" / example, Path(),
+             fs::copy_options::recursive);
+}
+
+void MachineCopy::Edit(const std::function<void(nlohmann::ordered_json& facts)>& edit) const {
+    auto facts = nlohmann::ordered_json::parse(Read("machine.json"));
+    edit(facts);
+    Write("machine.json", facts.dump(2));
+}
+
+CliRun RunOn(const HostFolder& machine, Strings arguments, const std::string& input) {
+    arguments.insert(arguments.begin(), {"--machine", machine.Path()});
+    return RunCli(arguments, input);
+}
+
+void ExpectGolden(const std::string& name, std::string text, const HostFolder& machine) {
+    for (std::size_t at = 0; (at = text.find(machine.Path(), at)) != std::string::npos;) {
+        text.replace(at, machine.Path().size(), "MACHINE");
+    }
+    const fs::path path = fs::path(BKFD_SOURCE_DIR) / "tests/cli/golden" / name;
+    if (std::getenv("BKFD_UPDATE_GOLDEN") != nullptr) {
+        std::ofstream(path, std::ios::binary) << text;
+        return;
+    }
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_EQ(text, std::string(std::istreambuf_iterator<char>(file), {}))
+        << "differs from " << path;
+}
+
+}  // namespace bkfd
