@@ -19,8 +19,9 @@ constexpr char16_t kInitialize[] = u"FMain.Form_Initialize";
 constexpr char16_t kLoad[] = u"FMain.Form_Load";
 
 Text VersionLine() {
-    return ResourceString(kProgramTitle) + u" ver." + ToText(BuildSettings::VersionMajor) + u"." +
-           ToText(BuildSettings::VersionMinor) + u"." + ToText(BuildSettings::VersionRevision);
+    return ResourceString(StringId::ProgramTitle) + u" ver." + ToText(BuildSettings::VersionMajor) +
+           u"." + ToText(BuildSettings::VersionMinor) + u"." +
+           ToText(BuildSettings::VersionRevision);
 }
 
 ObjectRef CreateCustomObject() {
@@ -63,7 +64,7 @@ void FMain::Form_Initialize() {
     CPaRemover remover;
     step([&] { remover.Init(logger_); });
     step([&] { remover.Check(); });
-    step([&] { SetCaption(ResourceString(kProgramTitle)); });
+    step([&] { SetCaption(ResourceString(StringId::ProgramTitle)); });
     LogPendingError(step);
 
     step([&] { WaitForSplash(splash.get()); });

@@ -18,12 +18,6 @@
 namespace bkfd {
 namespace {
 
-// Numbers of the strings.
-constexpr int kBackedUp = 115;
-constexpr int kExplorerOpens = 116;
-constexpr int kNothingToRestore = 139;
-constexpr int kAskCleanUp = 155;
-
 // Where the panels stand on the tab strip.
 constexpr int kPanelLeft = 285;
 constexpr int kPanelTop = 435;
@@ -170,7 +164,7 @@ Variant FMain::Invoke(TextView name, std::span<Variant> arguments) {
 
 void FMain::AskForCleanUp() {
     const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
-    if (ShowMessage(ResourceString(kAskCleanUp), style) != MessageResult::Ok) return;
+    if (ShowMessage(ResourceString(StringId::AskCleanUp), style) != MessageResult::Ok) return;
     TheToolkit().SetPointer(Pointer::Hourglass);
     CPaRemover remover;
     remover.Init(logger_);
@@ -196,12 +190,12 @@ void FMain::mnuBackup_Click() {
     TheToolkit().SetPointer(Pointer::Hourglass);
     BackupRegistry();
     TheToolkit().SetPointer(Pointer::Default);
-    ShowMessage(ResourceString(kBackedUp), MessageStyle::Information);
+    ShowMessage(ResourceString(StringId::BackupComplete), MessageStyle::Information);
 }
 
 /// The registry editor does it, for the file that the user picks.
 void FMain::mnuRestore_Click() {
-    ShowMessage(ResourceString(kExplorerOpens), MessageStyle::Information);
+    ShowMessage(ResourceString(StringId::ExplorerOpens), MessageStyle::Information);
     Machine& machine = TheMachine();
     const Text folder = BackupFolder(ProgramFolder()) + u"\\";
     (void)machine.ShellCommands().ShellExecuteA("open",
@@ -225,7 +219,7 @@ void FMain::mnuRestoreDisabledFiles_Click() {
         if (hasEntries) {
             window.ShowModal(this);
         } else {
-            ShowMessage(ResourceString(kNothingToRestore), MessageStyle::Information);
+            ShowMessage(ResourceString(StringId::NothingToRestore), MessageStyle::Information);
         }
         ContinueOnError()([&] { window.Unload(); });
     });

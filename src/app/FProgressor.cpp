@@ -14,7 +14,7 @@ constexpr int kWidthBesideText = 1200;
 
 FProgressor::FProgressor() : Form(u"FProgressor") {
     using namespace Metrics;
-    SetCaption(ResourceString(kProgramTitle));
+    SetCaption(ResourceString(StringId::ProgramTitle));
     SetBorder(FormBorder::Fixed);
     SetClientSize(3000, kPictureSize + 2 * kMargin);
     Image1.SetBounds({kMargin, kMargin, kPictureSize, kPictureSize});

@@ -11,14 +11,6 @@
 namespace bkfd {
 namespace {
 
-// Numbers of the strings.
-constexpr int kIntroduction = 131;
-constexpr int kSent = 132;
-constexpr int kCannotSend = 133;
-constexpr int kPlaceholder = 135;
-constexpr int kPleaseWait = 158;
-constexpr int kCannotContact = 906;
-
 constexpr auto kRequestFailed = static_cast<std::int32_t>(0x8004038A);
 
 constexpr int kIntroductionHeight = 1050;
@@ -35,8 +27,8 @@ ucSupport::ucSupport(Container& parent, Text name) : TabPanel(parent, std::move(
 
 void ucSupport::Init(LoggerRef logger) {
     logger_ = std::move(logger);
-    lblFirst.SetCaption(ResourceString(kIntroduction));
-    txtAnswers.SetText(ResourceString(kPlaceholder));
+    lblFirst.SetCaption(ResourceString(StringId::SupportIntroduction));
+    txtAnswers.SetText(ResourceString(StringId::YourDescriptionHere));
     txtAnswers.Select(0, txtAnswers.GetText().size());
 }
 
@@ -47,8 +39,8 @@ SupportRequest ucSupport::Request() const {
 void ucSupport::cmdRequestSupport_Click() {
     if (IsWorking()) return;  // the user closed the progress window, and the work goes on
     try {
-        if (const int missing = WhatIsMissing(Request())) {
-            ShowMessage(ResourceString(missing), MessageStyle::Exclamation);
+        if (const auto missing = WhatIsMissing(Request())) {
+            ShowMessage(ResourceString(*missing), MessageStyle::Exclamation);
             return;
         }
         TheToolkit().SetPointer(Pointer::Hourglass);
@@ -68,19 +60,23 @@ void ucSupport::RunRequest() {
         moProgressor = std::make_unique<FProgressor>();
         moProgressor->Started = [this] { moProgressor_Started(); };
     });
-    step([this] { moProgressor->ShowProgress(ResourceString(kPleaseWait), HostForm(), true); });
+    step([this] {
+        moProgressor->ShowProgress(ResourceString(StringId::PleaseWait), HostForm(), true);
+    });
     step([this] { moProgressor.reset(); });
     const Text source = u"ucSupport.cmdRequestSupport_Click";
     if (requestSucceeded_) {
         step([&] { logger_->Trace(u"Requesting support", source); });
-        step([] { ShowMessage(ResourceString(kSent), MessageStyle::Information); });
+        step([] { ShowMessage(ResourceString(StringId::RequestSent), MessageStyle::Information); });
     } else {
         step([&] {
-            logger_->Write(kRequestFailed, ResourceString(kCannotContact) + errorText_,
+            logger_->Write(kRequestFailed, ResourceString(StringId::CannotContact) + errorText_,
                            LogLevel::WindowFailure, source);
         });
         step([] { TheToolkit().SetPointer(Pointer::Default); });
-        step([] { ShowMessage(ResourceString(kCannotSend), MessageStyle::Exclamation); });
+        step([] {
+            ShowMessage(ResourceString(StringId::CannotSendRequest), MessageStyle::Exclamation);
+        });
     }
     step([] { TheToolkit().SetPointer(Pointer::Default); });
 }

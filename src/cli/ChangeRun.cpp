@@ -29,7 +29,8 @@ SessionUse ChangeRun::Use(const CommandContext& context) const {
     return use;
 }
 
-int ChangeRun::Run(CommandContext& context, MachineSession& session, int question, const char* done,
+int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId question,
+                   const char* done,
                    const std::function<bool(std::vector<FailedChange>&)>& work) const {
     const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
     bool isWanted = isDryRun_ || ShowMessage(ResourceString(question), style) == MessageResult::Ok;

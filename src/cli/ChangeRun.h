@@ -4,6 +4,7 @@
 
 #include "cli/CleanResult.h"
 #include "cli/MachineSession.h"
+#include "resources/StringTable.h"
 
 namespace bkfd {
 
@@ -15,11 +16,10 @@ class ChangeRun {
     bool IsDryRun() const { return isDryRun_; }
     SessionUse Use(const CommandContext& context) const;
 
-    /// Asks string number `question`, unless it is a dry run, then does the work. The work returns
-    /// false if the user gave up, and may end the program. `done` names it in what is printed, and
-    /// `failed` is filled by the work with what left no trace in the machine. Returns the exit
-    /// code.
-    int Run(CommandContext& context, MachineSession& session, int question, const char* done,
+    /// Asks `question`, unless it is a dry run, then does the work. The work returns false if the
+    /// user gave up, and may end the program. `done` names it in what is printed, and `failed` is
+    /// filled by the work with what left no trace in the machine. Returns the exit code.
+    int Run(CommandContext& context, MachineSession& session, StringId question, const char* done,
             const std::function<bool(std::vector<FailedChange>& failed)>& work) const;
 
   private:

@@ -7,8 +7,6 @@
 namespace bkfd {
 namespace {
 
-constexpr int kReallyCleanUp = 155;
-
 class CleanCommand final : public Command {
   public:
     const char* Name() const override { return "clean"; }
@@ -29,7 +27,7 @@ class CleanCommand final : public Command {
 
     int Run(CommandContext& context) override {
         MachineSession session(context, run_.Use(context));
-        const int code = run_.Run(context, session, kReallyCleanUp, "Cleaned up", [&](auto&) {
+        const int code = run_.Run(context, session, StringId::AskCleanUp, "Cleaned up", [&](auto&) {
             CPaRemover remover;
             remover.Init(session.Log());
             remover.CleanUp();

@@ -11,8 +11,6 @@
 namespace bkfd {
 namespace {
 
-constexpr int kReallyDisable = 140;
-
 std::string NothingThere(const std::vector<Text>& files) {
     std::string message = "nothing was changed, since there is no file";
     const char* separator = " ";
@@ -47,7 +45,7 @@ class DisableCommand final : public Command {
 
     int Run(CommandContext& context) override {
         MachineSession session(context, run_.Use(context));
-        return run_.Run(context, session, kReallyDisable, "Disabled",
+        return run_.Run(context, session, StringId::AskDisablePrograms, "Disabled",
                         [&](auto& failed) { return Disable(session, failed); });
     }
 

@@ -18,11 +18,6 @@
 namespace bkfd {
 namespace {
 
-// Numbers of the strings.
-constexpr int kSent = 132;
-constexpr int kCannotSend = 133;
-constexpr int kCannotContact = 906;
-
 constexpr auto kRequestFailed = static_cast<std::int32_t>(0x8004038A);
 const Text kSource = u"ReportCommand.Run";
 
@@ -164,13 +159,15 @@ class ReportCommand final : public Command {
             cl().Do1(session.Log(), Text(kSupportCategory), report, errorText, success);
         }
         if (!success) {
-            session.Log()->Write(kRequestFailed, ResourceString(kCannotContact) + errorText,
+            session.Log()->Write(kRequestFailed,
+                                 ResourceString(StringId::CannotContact) + errorText,
                                  LogLevel::WindowFailure, kSource);
-            throw CommandError(ToUtf8(ResourceString(kCannotSend)) + "(" +
+            throw CommandError(ToUtf8(ResourceString(StringId::CannotSendRequest)) + "(" +
                                PrintableText(errorText) + ")");
         }
         session.Log()->Trace(u"Requesting support", kSource);
-        if (!context.asJson) context.console.out << ToUtf8(ResourceString(kSent)) << '\n';
+        if (!context.asJson)
+            context.console.out << ToUtf8(ResourceString(StringId::RequestSent)) << '\n';
         return {{"sent", ToUtf8(BuildSettings::SupportEndpoint)}};
     }
 

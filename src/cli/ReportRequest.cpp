@@ -48,8 +48,8 @@ void AskForMissing(SupportRequest& request, Console& console) {
 }
 
 void CheckComplete(const SupportRequest& request) {
-    if (const int missing = WhatIsMissing(request)) {
-        throw CommandError(ToUtf8(ResourceString(missing)) + "(--text FILE, --name, --email)");
+    if (const auto missing = WhatIsMissing(request)) {
+        throw CommandError(ToUtf8(ResourceString(*missing)) + "(--text FILE, --name, --email)");
     }
 }
 

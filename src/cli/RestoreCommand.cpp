@@ -17,11 +17,6 @@
 namespace bkfd {
 namespace {
 
-constexpr int kReallyRestore = 126;
-constexpr int kRestored = 127;
-constexpr int kCannotRestore = 128;
-constexpr int kNothingToRestore = 139;
-
 /// Former names of the disabled files that are still there under their disabled names.
 std::vector<Text> RestorableFiles() {
     std::vector<Text> files;
@@ -34,7 +29,7 @@ std::vector<Text> RestorableFiles() {
     return files;
 }
 
-Text Filled(int string, const Text& file) {
+Text Filled(StringId string, const Text& file) {
     return SysUtil::FormatTemplate(ResourceString(string), {file});
 }
 
@@ -82,13 +77,13 @@ class RestoreCommand final : public Command {
 
   private:
     static int Restore(CommandContext& context, MachineSession& session, const Text& file) {
-        if (ShowMessage(Filled(kReallyRestore, file),
+        if (ShowMessage(Filled(StringId::AskRestoreProgram, file),
                         MessageStyle::Exclamation | MessageStyle::OkCancel) != MessageResult::Ok) {
             context.console.err << "brackenfold: nothing was changed" << std::endl;
             return ExitCode::Failed;
         }
         GiveNameBack(session, file);
-        ShowMessage(Filled(kRestored, file), MessageStyle::Information);
+        ShowMessage(Filled(StringId::ProgramRestored, file), MessageStyle::Information);
         return ExitCode::Done;
     }
 
@@ -97,7 +92,7 @@ class RestoreCommand final : public Command {
         processes.Init(session.Log());
         bool ok = false;
         processes.SafeRenameFile(GetParasiteFileName(file), file, ok);
-        if (!ok) throw CommandError(ToUtf8(Filled(kCannotRestore, file)));
+        if (!ok) throw CommandError(ToUtf8(Filled(StringId::CannotRestoreProgram, file)));
         RegistryAccess registry;
         const Status deleted = registry.DeleteValue(kRemovedFilesRoot, kRemovedFilesKey, file);
         if (!deleted.IsOk()) {
@@ -114,7 +109,7 @@ class RestoreCommand final : public Command {
             return;
         }
         if (files.empty())
-            ShowMessage(ResourceString(kNothingToRestore), MessageStyle::Information);
+            ShowMessage(ResourceString(StringId::NothingToRestore), MessageStyle::Information);
         for (const Text& file : files) context.console.out << PrintableText(file) << '\n';
     }
 

@@ -13,9 +13,6 @@
 namespace bkfd {
 namespace {
 
-constexpr int kReallyRestore = 101;
-constexpr int kRestored = 102;
-
 struct NumberedSetting {
     int number;
     SettingInfo info;
@@ -91,7 +88,7 @@ class SettingsCommand final : public Command {
 
   private:
     static int Restore(CommandContext& context, MachineSession& session) {
-        if (ShowMessage(ResourceString(kReallyRestore),
+        if (ShowMessage(ResourceString(StringId::AskRestoreSettings),
                         MessageStyle::Exclamation | MessageStyle::OkCancel) != MessageResult::Ok) {
             context.console.err << "brackenfold: nothing was changed" << std::endl;
             return ExitCode::Failed;
@@ -104,7 +101,7 @@ class SettingsCommand final : public Command {
             context.console.err << "brackenfold: " << failure << '\n';
         }
         if (!failures.empty()) return ExitCode::Failed;
-        ShowMessage(ResourceString(kRestored), MessageStyle::Information);
+        ShowMessage(ResourceString(StringId::SettingsRestored), MessageStyle::Information);
         return ExitCode::Done;
     }
 

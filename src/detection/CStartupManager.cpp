@@ -36,8 +36,6 @@ constexpr StartupPlace kPlaces[] = {
 constexpr const char16_t* kPolicyKey =
     u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\policies\\Explorer\\Run";
 
-constexpr int kYourDescriptionHere = 135;
-
 enum class Family { Any, NT, Windows95 };
 enum class Folder { System, Windows, Programs };
 
@@ -198,7 +196,7 @@ void CStartupManager::FillPolicyInfo(RegistryAccess& registry, ItemList& items, 
         const Text data = ValueData(registry, root, kPolicyKey, valueName);
         Text file;
         Text manufacturer;
-        Text name = ResourceString(kYourDescriptionHere);
+        Text name = ResourceString(StringId::YourDescriptionHere);
         if (!data.empty()) {
             file = ResolvedFile(*fileChecker_, data);
             const KeyedList fields = SysUtil::GetVersionStrings(file);

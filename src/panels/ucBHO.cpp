@@ -21,14 +21,6 @@ constexpr TextView kHelperObjectsKey =
     u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects";
 constexpr std::size_t kClassIdLength = 38;
 
-// Numbers of the strings.
-constexpr int kNoName = 110;
-constexpr int kAskDelete = 111;
-constexpr int kDeleted = 112;
-constexpr int kAccessDenied = 113;
-constexpr int kFileNotFound = 122;
-constexpr int kNoFile = 130;
-
 constexpr int kDeleteWidth = 2700;
 constexpr int kFilenameLabelWidth = 1050;
 
@@ -119,7 +111,7 @@ void ucBHO::FillBHOInfo(const KeyedList& keyNames, ItemList& items, RegistryRoot
                 fileChecker_->GetFileNameFromCommandLine(ServerOf(registry, clsid)));
             const KeyedList fields = SysUtil::GetVersionStrings(file);
             const Text name = FirstNonEmpty(
-                {title, FieldOf(fields, u"ProductName"), file, ResourceString(kNoName)});
+                {title, FieldOf(fields, u"ProductName"), file, ResourceString(StringId::NoName)});
             ItemNode& item = items.Add();
             item.Id = clsid;
             item.params().Add(u"Name", Replace(name, u"&", u""));
@@ -148,7 +140,8 @@ void ucBHO::lv_ItemClick() {
         const ListItemRef row = lv.SelectedItem();
         if (row == nullptr) return txtFilename.SetText({});
         const Text file = FileOf(*row);
-        txtFilename.SetText(file.empty() ? ResourceString(kNoFile) : file);
+        txtFilename.SetText(file.empty() ? ResourceString(StringId::HelperObjectWithoutFile)
+                                         : file);
     });
 }
 
@@ -187,7 +180,7 @@ void ucBHO::mnuProperties_Click() {
             ShowFileProperties(file);
             return;
         }
-        ShowMessage(SysUtil::FormatTemplate(ResourceString(kFileNotFound), {file}),
+        ShowMessage(SysUtil::FormatTemplate(ResourceString(StringId::FileNotFound), {file}),
                     MessageStyle::Exclamation);
     });
 }
@@ -198,7 +191,8 @@ void ucBHO::cmdDelete_Click() {
     Guarded(u"cmdDelete_Click", [&] {
         const ListItemRef row = lv.SelectedItem();
         if (row == nullptr) return;
-        const Text question = SysUtil::FormatTemplate(ResourceString(kAskDelete), {row->GetText()});
+        const Text question = SysUtil::FormatTemplate(
+            ResourceString(StringId::AskDeleteHelperObject), {row->GetText()});
         const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
         if (ShowMessage(question, style) != MessageResult::Ok) return;
         DeleteHelperObject(*row);
@@ -222,10 +216,10 @@ void ucBHO::DeleteHelperObject(const ListItem& row) {
     }
     RegistryAccess registry;
     if (registry.DeleteKey(RegistryRoot::LocalMachine, HelperObjectKey(clsid))) {
-        ShowMessage(SysUtil::FormatTemplate(ResourceString(kDeleted), {name}),
+        ShowMessage(SysUtil::FormatTemplate(ResourceString(StringId::HelperObjectDeleted), {name}),
                     MessageStyle::Information);
     } else {
-        ShowMessage(ResourceString(kAccessDenied), MessageStyle::Exclamation);
+        ShowMessage(ResourceString(StringId::HelperObjectNotDeleted), MessageStyle::Exclamation);
     }
 }
 

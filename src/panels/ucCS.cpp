@@ -12,9 +12,6 @@
 namespace bkfd {
 namespace {
 
-constexpr int kAskRestore = 101;
-constexpr int kRestored = 102;
-
 constexpr int kRed = 255;
 constexpr int kNameWidth = 5100;
 constexpr int kRestoreWidth = 3300;
@@ -53,11 +50,12 @@ void ucCS::AddSetting(const Text& description, const Text& status, const Text& v
 void ucCS::cmdRestore_Click() {
     LogErrors(*logger_, LogLevel::SystemFailure, u"ucCS.cmdRestore_Click", [&] {
         const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
-        if (ShowMessage(ResourceString(kAskRestore), style) != MessageResult::Ok) return;
+        if (ShowMessage(ResourceString(StringId::AskRestoreSettings), style) != MessageResult::Ok)
+            return;
         CPaRemover remover;
         remover.Init(logger_);
         remover.RestoreConfigurationSettings();
-        ShowMessage(ResourceString(kRestored), MessageStyle::Information);
+        ShowMessage(ResourceString(StringId::SettingsRestored), MessageStyle::Information);
         RefreshList();
     });
 }

@@ -4,11 +4,7 @@
 #include "ui/Metrics.h"
 
 namespace bkfd {
-namespace {
-
-constexpr int kDescription = 117;
-
-}  // namespace
+namespace {}  // namespace
 
 ucHelp::ucHelp(Container& parent, Text name) : TabPanel(parent, std::move(name)) {
     lblDescr.SetLeft(Metrics::kGap);
@@ -21,7 +17,7 @@ ucHelp::ucHelp(Container& parent, Text name) : TabPanel(parent, std::move(name))
 
 void ucHelp::Init(LoggerRef logger) {
     logger_ = std::move(logger);
-    lblDescr.SetCaption(ResourceString(kDescription));
+    lblDescr.SetCaption(ResourceString(StringId::HelpDescription));
 }
 
 }  // namespace bkfd

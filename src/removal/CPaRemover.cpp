@@ -31,13 +31,7 @@ constexpr Date kLastBitsOfADate = 1e-9;
 constexpr std::int16_t kTrue = -1;
 constexpr std::int16_t kFalse = 0;
 
-// Numbers of the questions.
-constexpr int kParasitesStillFound = 149;
-constexpr int kParasitesFound = 150;
-constexpr int kRestartStillNeeded = 151;
-constexpr int kCleanUpComplete = 153;
-
-bool Ask(int question, int icon) {
+bool Ask(StringId question, int icon) {
     return ShowMessage(ResourceString(question), icon | MessageStyle::OkCancel) ==
            MessageResult::Ok;
 }
@@ -97,7 +91,7 @@ void CPaRemover::Decide() {
         isStamped && std::abs(boot - stampedBoot) < kSameBoot - kLastBitsOfADate;
 
     if (!isStamped) {
-        if (ParasitesFound && Ask(kParasitesFound, MessageStyle::Exclamation)) CleanUp();
+        if (ParasitesFound && Ask(StringId::ParasitesFound, MessageStyle::Exclamation)) CleanUp();
         return;
     }
     if (!isSameBoot) {
@@ -105,7 +99,7 @@ void CPaRemover::Decide() {
         if (!ParasitesFound) DeleteStamp();
         return;
     }
-    if (!Ask(ParasitesFound ? kParasitesStillFound : kRestartStillNeeded,
+    if (!Ask(ParasitesFound ? StringId::ParasitesStillFound : StringId::RestartStillNeeded,
              MessageStyle::Exclamation)) {
         DeleteStamp();
         return;
@@ -124,7 +118,7 @@ void CPaRemover::CleanUp() {
         logger_->Trace(u"CleanUp started", source);
         RemoveParasites();
         RestoreConfigurationSettings();
-        if (Ask(kCleanUpComplete, MessageStyle::Information)) StampAndRestart();
+        if (Ask(StringId::CleanUpComplete, MessageStyle::Information)) StampAndRestart();
     });
     TheToolkit().SetPointer(Pointer::Default);
 }

@@ -14,10 +14,6 @@
 namespace bkfd {
 namespace {
 
-// Numbers of the strings.
-constexpr int kFileNotFound = 142;
-constexpr int kDisabled = 143;
-
 bool Confirms(const Text& question, int icon) {
     return ShowMessage(question, icon | MessageStyle::OkCancel) == MessageResult::Ok;
 }
@@ -42,7 +38,8 @@ bool CollectFilesToDisable(const std::vector<Text>& names, const LoggerRef& logg
         const Text file = checker.GetFullFileNameFromShortFilename(Trim(name));
         if (!FileUtil::FileExists(file)) {
             // The message says that it is unloaded from memory; it isn't, on purpose.
-            const Text question = SysUtil::FormatTemplate(ResourceString(kFileNotFound), {file});
+            const Text question =
+                SysUtil::FormatTemplate(ResourceString(StringId::FileToDisableNotFound), {file});
             if (!Confirms(question, MessageStyle::Exclamation)) return false;
             named.missing.push_back(file);
         } else if (!named.files.Exists(file)) {
@@ -61,7 +58,7 @@ void DisableFiles(const KeyedList& files, const LoggerRef& logger, const Text& s
     CPaRemover remover;
     remover.Init(logger);
     remover.RestoreConfigurationSettings();
-    if (Confirms(ResourceString(kDisabled), MessageStyle::Information)) {
+    if (Confirms(ResourceString(StringId::ProgramsDisabled), MessageStyle::Information)) {
         RestartWindowsAndEnd(*logger, source);
     }
 }

@@ -14,16 +14,10 @@
 namespace bkfd {
 namespace {
 
-// Numbers of the strings.
-constexpr int kAskRestore = 126;
-constexpr int kRestored = 127;
-constexpr int kCannotRestore = 128;
-constexpr int kNoMoreFiles = 138;
-
 constexpr int kRestoreWidth = 2400;
 constexpr int kCloseWidth = 1200;
 
-Text Named(int message, const Text& file) {
+Text Named(StringId message, const Text& file) {
     return SysUtil::FormatTemplate(ResourceString(message), {file});
 }
 
@@ -69,13 +63,14 @@ void FRestoreFiles::cmdRestoreFile_Click() {
     } catch (...) {
         const RuntimeError error = CurrentError();
         logger_->Failure(error, LogLevel::SystemFailure, u"FRestoreFiles.cmdRestoreFile_Click");
-        ShowMessage(Named(kCannotRestore, file) + error.Description(), MessageStyle::Information);
+        ShowMessage(Named(StringId::CannotRestoreProgram, file) + error.Description(),
+                    MessageStyle::Information);
     }
 }
 
 void FRestoreFiles::Restore(const Text& file) {
     const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
-    if (ShowMessage(Named(kAskRestore, file), style) != MessageResult::Ok) return;
+    if (ShowMessage(Named(StringId::AskRestoreProgram, file), style) != MessageResult::Ok) return;
     bool isRenamed = false;
     processManager_.SafeRenameFile(GetParasiteFileName(file), file, isRenamed);
     if (isRenamed) {
@@ -83,10 +78,10 @@ void FRestoreFiles::Restore(const Text& file) {
         (void)registry.DeleteValue(kRemovedFilesRoot, kRemovedFilesKey, file);
     }
     // Shown after a failed rename too, on purpose; the log tells of it and the row stays.
-    ShowMessage(Named(kRestored, file), MessageStyle::Information);
+    ShowMessage(Named(StringId::ProgramRestored, file), MessageStyle::Information);
     RefreshList();
     if (lstFiles.Count() > 0) return;
-    ShowMessage(ResourceString(kNoMoreFiles), MessageStyle::Information);
+    ShowMessage(ResourceString(StringId::NoMoreToRestore), MessageStyle::Information);
     Hide();
 }
 

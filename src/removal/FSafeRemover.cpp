@@ -14,16 +14,6 @@
 namespace bkfd {
 namespace {
 
-// Numbers of the strings.
-constexpr int kClipboardIsEmpty = 129;
-constexpr int kAskDisable = 140;
-constexpr int kTypeFilenames = 141;
-constexpr int kExplanation = 144;
-constexpr int kPrompt = 145;
-constexpr int kCannotDisable = 146;
-constexpr int kSearchComplete = 156;
-constexpr int kNothingSuspicious = 157;
-
 constexpr int kExplanationHeight = 630;
 
 bool IsBlank(const Text& text) {
@@ -64,8 +54,8 @@ FSafeRemover::FSafeRemover() : HidingForm(u"FSafeRemover") {
 }
 
 void FSafeRemover::Form_Load() {
-    lbl1.SetCaption(ResourceString(kExplanation));
-    lbl2.SetCaption(ResourceString(kPrompt));
+    lbl1.SetCaption(ResourceString(StringId::SafeRemoverExplanation));
+    lbl2.SetCaption(ResourceString(StringId::SafeRemoverPrompt));
 }
 
 // ---------------------------------------------------------------- disabling
@@ -74,11 +64,12 @@ void FSafeRemover::cmdDisableParasites_Click() {
     const Text source = u"FSafeRemover.cmdDisableParasites_Click";
     try {
         if (IsBlank(txtFiles.GetText())) {
-            ShowMessage(ResourceString(kTypeFilenames), MessageStyle::Exclamation);
+            ShowMessage(ResourceString(StringId::TypeFilenames), MessageStyle::Exclamation);
             return;
         }
         const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
-        if (ShowMessage(ResourceString(kAskDisable), style) != MessageResult::Ok) return;
+        if (ShowMessage(ResourceString(StringId::AskDisablePrograms), style) != MessageResult::Ok)
+            return;
         NamedFiles named;
         if (CollectFilesToDisable(LinesOf(txtFiles.GetText()), logger_, named)) {
             DisableFiles(named.files, logger_, source);
@@ -86,7 +77,7 @@ void FSafeRemover::cmdDisableParasites_Click() {
     } catch (...) {
         const RuntimeError error = CurrentError();
         logger_->Failure(error, LogLevel::SystemFailure, source);
-        ShowMessage(ResourceString(kCannotDisable) + error.Description(),
+        ShowMessage(ResourceString(StringId::CannotDisablePrograms) + error.Description(),
                     MessageStyle::Exclamation);
     }
 }
@@ -111,8 +102,9 @@ void FSafeRemover::FindSuspiciousFiles() {
     for (const Variant& file : files) lines += file.AsText() + u"\r\n";
     txtFiles.SetText(lines);
     TheToolkit().SetPointer(Pointer::Default);
-    ShowMessage(ResourceString(files.Count() == 0 ? kNothingSuspicious : kSearchComplete),
-                MessageStyle::Information);
+    ShowMessage(
+        ResourceString(files.Count() == 0 ? StringId::NothingSuspicious : StringId::SearchComplete),
+        MessageStyle::Information);
 }
 
 void FSafeRemover::ToggleSearchButton(const Text& source) {
@@ -147,7 +139,7 @@ void FSafeRemover::cmdPaste_Click() {
 
 void FSafeRemover::Paste(Text clipboard) {
     if (clipboard.empty()) {
-        ShowMessage(ResourceString(kClipboardIsEmpty), MessageStyle::Information);
+        ShowMessage(ResourceString(StringId::ClipboardIsEmpty), MessageStyle::Information);
         return;
     }
     Text text = Trim(Replace(txtFiles.GetText(), clipboard, u""));

@@ -13,7 +13,6 @@ constexpr std::uint32_t kAdjustPrivilegesAndQuery = 40;
 constexpr std::uint32_t kPrivilegeEnabled = 2;
 constexpr std::uint32_t kShutdownAndReboot = 3;
 constexpr std::uint32_t kAnyReason = 0xFFFFFFFF;
-constexpr int kPleaseRestartManually = 152;
 
 /// Nothing is tested here: whether the right was obtained shows when it is used. The token stays
 /// open on purpose; the program ends soon.
@@ -39,7 +38,7 @@ void RestartWindowsAndEnd(Logger& logger, const Text& source) {
     Text errorText;
     if (!RestartWindows(errorText)) {
         const Text message =
-            SysUtil::FormatTemplate(ResourceString(kPleaseRestartManually), {errorText});
+            SysUtil::FormatTemplate(ResourceString(StringId::RestartManually), {errorText});
         logger.Write(0, message, LogLevel::SystemFailure, source);
         ShowMessage(message, MessageStyle::Exclamation);
     }

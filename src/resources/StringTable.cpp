@@ -2,21 +2,15 @@
 
 #include <map>
 
-#include "base/RuntimeError.h"
-
 namespace bkfd {
 
-const Text& ResourceString(int number) {
-    static const std::map<int, Text> table = {
-#define BKFD_STRING(id, text) {id, u"" text},
+const Text& ResourceString(StringId id) {
+    static const std::map<StringId, Text> table = {
+#define BKFD_STRING(number, name, text) {StringId::name, u"" text},
 #include "resources/strings.inc"
 #undef BKFD_STRING
     };
-    const auto entry = table.find(number);
-    if (entry == table.end()) {
-        throw RuntimeError(ErrorNumber::Internal, u"No string number " + ToText(number));
-    }
-    return entry->second;
+    return table.at(id);
 }
 
 }  // namespace bkfd

@@ -4,10 +4,13 @@
 
 namespace bkfd {
 
-/// The number of the program's name, which message boxes and the main window have as their title.
-inline constexpr int kProgramTitle = 100;
+/// The program's strings. The numbers are those of the Windows program's string table.
+enum class StringId {
+#define BKFD_STRING(number, name, text) name = number,
+#include "resources/strings.inc"
+#undef BKFD_STRING
+};
 
-/// The text of a numbered string. A number that isn't in the table is a RuntimeError.
-const Text& ResourceString(int number);
+const Text& ResourceString(StringId id);
 
 }  // namespace bkfd

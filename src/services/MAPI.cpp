@@ -51,7 +51,7 @@ Date GetBootTime() {
 MessageResult ShowMessage(const Text& prompt, int style, const Text& title) {
     const PointerKeeper keeper;
     TheToolkit().SetPointer(Pointer::Default);
-    const Text& shownTitle = title.empty() ? ResourceString(kProgramTitle) : title;
+    const Text& shownTitle = title.empty() ? ResourceString(StringId::ProgramTitle) : title;
     return TheToolkit().ShowMessageBox(prompt, style, shownTitle);
 }
 

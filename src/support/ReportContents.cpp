@@ -14,12 +14,6 @@
 namespace bkfd {
 namespace {
 
-// Numbers of the strings.
-constexpr int kDescribeProblem = 134;
-constexpr int kPlaceholder = 135;
-constexpr int kTypeName = 136;
-constexpr int kTypeEmail = 137;
-
 constexpr TextView kBrowserKey = u"SOFTWARE\\Microsoft\\Internet Explorer";
 constexpr TextView kZoneMapKey =
     u"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\ZoneMap";
@@ -60,13 +54,13 @@ Text SiblingLog(RegistryAccess& registry) {
 
 }  // namespace
 
-int WhatIsMissing(const SupportRequest& request) {
-    if (request.answer.empty() || request.answer == ResourceString(kPlaceholder)) {
-        return kDescribeProblem;
+std::optional<StringId> WhatIsMissing(const SupportRequest& request) {
+    if (request.answer.empty() || request.answer == ResourceString(StringId::YourDescriptionHere)) {
+        return StringId::DescribeProblem;
     }
-    if (request.name.empty()) return kTypeName;
-    if (request.email.empty()) return kTypeEmail;
-    return 0;
+    if (request.name.empty()) return StringId::TypeName;
+    if (request.email.empty()) return StringId::TypeEmail;
+    return std::nullopt;
 }
 
 void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& report) {

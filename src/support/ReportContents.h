@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+
+#include "resources/StringTable.h"
 #include "services/ItemList.h"
 #include "services/Logger.h"
 
@@ -12,10 +15,9 @@ struct SupportRequest {
     Text answer;  // the description of the problem
 };
 
-/// The number of the string that asks for what is missing of a request, or 0: the description,
-/// which the panel's placeholder isn't, the name, the address, in this order. Blanks are taken as
-/// they are.
-int WhatIsMissing(const SupportRequest& request);
+/// The string that asks for what is missing of a request: the description, which the panel's
+/// placeholder isn't, the name, the address, in this order. Blanks are taken as they are.
+std::optional<StringId> WhatIsMissing(const SupportRequest& request);
 
 /// The kind of report that the support panel sends.
 inline constexpr TextView kSupportCategory = u"BKFD\\SupportRequest";

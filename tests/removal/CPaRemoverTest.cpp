@@ -46,8 +46,8 @@ void Hijack(MemoryMachine& machine, std::vector<Text> ownModules = {}) {
 }
 
 /// "style number" of a string of the table as a message.
-std::string Question(int style, int number) {
-    return std::to_string(style) + ' ' + ToUtf8(ResourceString(number)) + '\n';
+std::string Question(int style, StringId string) {
+    return std::to_string(style) + ' ' + ToUtf8(ResourceString(string)) + '\n';
 }
 
 struct Fixture : RemovalFixture {
@@ -92,26 +92,50 @@ struct Decision {
     bool found;
     std::optional<int> stampAge;  // seconds from the stamped boot to this one; none: no stamp
     std::vector<MessageResult> answers;
-    std::vector<std::pair<int, int>> messages;  // style and number
+    std::vector<std::pair<int, StringId>> messages;  // with their styles
     bool stampStays;
     bool cleansUp = false;
     bool restarts = false;
 };
 
 const Decision kDecisions[] = {
-    {"found, no stamp, OK", true, {}, {Ok, Cancel}, {{49, 150}, {65, 153}}, false, true},
-    {"found, no stamp, Cancel", true, {}, {Cancel}, {{49, 150}}, false},
-    {"found, same boot, OK", true, 0, {Ok, Cancel}, {{49, 149}, {65, 153}}, true, true},
-    {"found, same boot, Cancel", true, 0, {Cancel}, {{49, 149}}, false},
+    {"found, no stamp, OK",
+     true,
+     {},
+     {Ok, Cancel},
+     {{49, StringId::ParasitesFound}, {65, StringId::CleanUpComplete}},
+     false,
+     true},
+    {"found, no stamp, Cancel", true, {}, {Cancel}, {{49, StringId::ParasitesFound}}, false},
+    {"found, same boot, OK",
+     true,
+     0,
+     {Ok, Cancel},
+     {{49, StringId::ParasitesStillFound}, {65, StringId::CleanUpComplete}},
+     true,
+     true},
+    {"found, same boot, Cancel", true, 0, {Cancel}, {{49, StringId::ParasitesStillFound}}, false},
     {"found, other boot: no second offer", true, 3600, {}, {}, true},
     {"nothing, no stamp", false, {}, {}, {}, false},
-    {"nothing, same boot, OK", false, 0, {Ok}, {{49, 151}}, true, false, true},
-    {"nothing, same boot, Cancel", false, 0, {Cancel}, {{49, 151}}, false},
+    {"nothing, same boot, OK",
+     false,
+     0,
+     {Ok},
+     {{49, StringId::RestartStillNeeded}},
+     true,
+     false,
+     true},
+    {"nothing, same boot, Cancel", false, 0, {Cancel}, {{49, StringId::RestartStillNeeded}}, false},
     {"nothing, other boot", false, 3600, {}, {}, false},
-    {"just under 2 minutes", false, 119, {Cancel}, {{49, 151}}, false},
+    {"just under 2 minutes", false, 119, {Cancel}, {{49, StringId::RestartStillNeeded}}, false},
     {"2 minutes", true, 120, {}, {}, true},
     {"2 minutes the other way", true, -120, {}, {}, true},
-    {"just under 2 minutes the other way", false, -119, {Cancel}, {{49, 151}}, false},
+    {"just under 2 minutes the other way",
+     false,
+     -119,
+     {Cancel},
+     {{49, StringId::RestartStillNeeded}},
+     false},
 };
 
 TEST(Perform, DecidesByTheTable) {
@@ -127,7 +151,7 @@ TEST(Perform, DecidesByTheTable) {
         const bool ended = EndsProgram([&] { fixture.remover.Perform(); });
 
         std::string messages;
-        for (const auto& [style, number] : row.messages) messages += Question(style, number);
+        for (const auto& [style, string] : row.messages) messages += Question(style, string);
         EXPECT_EQ(fixture.Messages(), messages);
         EXPECT_EQ(!fixture.Stamp().empty(), row.stampStays);
         EXPECT_EQ(fixture.Logged("CleanUp started"), row.cleansUp);
@@ -169,7 +193,7 @@ TEST(Perform, RefusedRestartIsShownAndEndsTheProgramToo) {
     EXPECT_TRUE(EndsProgram([&] { fixture.remover.Perform(); }));
     const std::string refusal =
         "A required privilege is not held by the client. Please restart Windows manually.\n";
-    EXPECT_EQ(fixture.Messages(), Question(49, 151) + "48 " + refusal);
+    EXPECT_EQ(fixture.Messages(), Question(49, StringId::RestartStillNeeded) + "48 " + refusal);
     EXPECT_EQ(fixture.log->text, "0 CPaRemover.Perform: " + refusal);
     EXPECT_NE(fixture.Stamp(), u"");
 }
@@ -206,7 +230,7 @@ TEST(CleanUp, RemovesRepairsStampsAndRestarts) {
     const Text stamp = DateToText(GetBootTime());
     EXPECT_TRUE(fixture.CleanUpEndsProgram());
     EXPECT_EQ(fixture.log->text, kWholeCleanUp);
-    EXPECT_EQ(fixture.Messages(), Question(65, 153));
+    EXPECT_EQ(fixture.Messages(), Question(65, StringId::CleanUpComplete));
     EXPECT_EQ(fixture.Stamp(), stamp);
     EXPECT_EQ(fixture.machine.RestartCount(), 1);
     for (const char16_t* parasite : kParasites)
@@ -232,7 +256,7 @@ TEST(CleanUp, RepairsAndRestartsNothingWhenCancelled) {
         fixture.machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
         fixture.toolkit.Answer({Cancel});
         EXPECT_FALSE(fixture.CleanUpEndsProgram());
-        EXPECT_EQ(fixture.Messages(), Question(65, 153));
+        EXPECT_EQ(fixture.Messages(), Question(65, StringId::CleanUpComplete));
         EXPECT_EQ(fixture.Stamp(), u"");
         EXPECT_EQ(fixture.machine.RestartCount(), 0);
         EXPECT_EQ(fixture.toolkit.CurrentPointer(), Pointer::Default);
@@ -270,7 +294,8 @@ TEST(CleanUp, RefusedRestartAndRefusedStampAreLogged) {
 class FailingToolkit final : public HeadlessToolkit {
   public:
     MessageResult ShowMessageBox(const Text& prompt, int style, const Text& title) override {
-        if (prompt == ResourceString(153)) throw RuntimeError(7, u"Out of memory");
+        if (prompt == ResourceString(StringId::CleanUpComplete))
+            throw RuntimeError(7, u"Out of memory");
         return HeadlessToolkit::ShowMessageBox(prompt, style, title);
     }
 };

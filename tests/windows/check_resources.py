@@ -11,7 +11,7 @@ SOURCES = pathlib.Path(__file__).parents[2] / "src"
 FOLDERS = "app", "panels", "removal"
 NAMES = re.compile(r'Picture \w+\{\*this, u"\w+", u"(\w+)"|SetIconName\(u"(\w+)"\)'
                    r'|\{u"\w+", u"([A-Z]+)"\}')
-STRING = re.compile(r'^BKFD_STRING\((\d+), "(.*)"\)$', re.M)
+STRING = re.compile(r'^BKFD_STRING\((\d+), \w+, "(.*)"\)$', re.M)
 BITMAP, STRING_BLOCK, GROUP_ICON = 2, 6, 14
 PNG = b"\x89PNG"
 
