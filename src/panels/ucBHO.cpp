@@ -133,6 +133,7 @@ void ucBHO::RefreshList() {
         lv.SetSelectedIndex(1);
         lv_ItemClick();
     });
+    cmdDelete.SetEnabled(lv.Count() > 0);
 }
 
 void ucBHO::lv_ItemClick() {

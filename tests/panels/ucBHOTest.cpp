@@ -90,8 +90,14 @@ TEST(ucBHO, AnEmptyListOffersNothing) {
               "    label Label4 \"Detected Browser Helper Objects:\"\n"
               "    list lv \"Name\" (focus)\n    label lblFilename \"Related File:\"\n"
               "    text txtFilename \"\" (read-only)\n"
-              "    button cmdDelete \"&Delete Browser Helper Object\"\n");
+              "    button cmdDelete \"&Delete Browser Helper Object\" (disabled)\n");
     EXPECT_EQ(it.log->text, "");
+    it.Add(u'1', u"Late");
+    it.host->panel.RefreshList();
+    const auto& button = *it.host->FindControl(u"cmdDelete");
+    EXPECT_TRUE(button.Enabled());
+    it.Delete({MessageResult::Ok, MessageResult::Ok});
+    EXPECT_FALSE(button.Enabled());
 }
 
 TEST(ucBHO, TheContextMenuFollowsTheSelection) {
