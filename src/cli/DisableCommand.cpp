@@ -52,9 +52,9 @@ class DisableCommand final : public Command {
   private:
     bool Disable(MachineSession& session, std::vector<FailedChange>& failed) const {
         std::vector<Text> names;
-        std::ranges::transform(files_, std::back_inserter(names), [](const std::string& file) {
-            return DecodedFileName(FromUtf8(file));
-        });
+        for (const std::string& file : files_) {
+            std::ranges::move(DecodedFileNames(FromUtf8(file)), std::back_inserter(names));
+        }
         NamedFiles named;
         if (!CollectFilesToDisable(names, session.Log(), named)) return false;
         if (named.files.Count() == 0) throw CommandError(NothingThere(named.missing));

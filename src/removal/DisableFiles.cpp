@@ -1,5 +1,7 @@
 #include "removal/DisableFiles.h"
 
+#include <algorithm>
+
 #include "base/RuntimeError.h"
 #include "base/Utf16Bytes.h"
 #include "identity/CFileChecker.h"
@@ -18,16 +20,46 @@ bool Confirms(const Text& question, int icon) {
     return ShowMessage(question, icon | MessageStyle::OkCancel) == MessageResult::Ok;
 }
 
+constexpr TextView kBlanks = u" \t\r\n\u00A0";
+
+/// The name that one encoded text stands for, or nothing.
+Text Decoded(TextView encoded) {
+    try {
+        const Text name = FromUtf16Bytes(SysUtil::TextToBytes(encoded));
+        return Find(name, u"\\") != 0 ? name : Text();
+    } catch (const RuntimeError&) {
+        return {};  // not an encoded text at all
+    }
+}
+
+std::vector<TextView> Words(TextView text) {
+    std::vector<TextView> words;
+    for (std::size_t at = 0; (at = text.find_first_not_of(kBlanks, at)) != TextView::npos;) {
+        const std::size_t end = std::min(text.find_first_of(kBlanks, at), text.size());
+        words.push_back(text.substr(at, end - at));
+        at = end;
+    }
+    return words;
+}
+
+/// Whether a name begins here, and no rest of one: neither a colon nor two backslashes are inside.
+bool IsWholePath(const Text& name) {
+    return name.find(u":\\") == 1 || name.starts_with(u"\\\\");
+}
+
 }  // namespace
 
-Text DecodedFileName(const Text& text) {
-    if (Find(text, u"\\") != 0) return text;
-    try {
-        const Text name = FromUtf16Bytes(SysUtil::TextToBytes(text));
-        return Find(name, u"\\") != 0 ? name : text;
-    } catch (const RuntimeError&) {
-        return text;  // not an encoded text at all
+std::vector<Text> DecodedFileNames(const Text& text) {
+    if (Find(text, u"\\") != 0) return {text};
+    Text joined;
+    std::vector<Text> names;
+    for (const TextView word : Words(text)) {
+        joined += word;
+        names.push_back(Decoded(word));
     }
+    if (!names.empty() && std::ranges::all_of(names, IsWholePath)) return names;
+    const Text name = Decoded(joined);
+    return {name.empty() ? text : name};
 }
 
 bool CollectFilesToDisable(const std::vector<Text>& names, const LoggerRef& logger,

@@ -7,9 +7,9 @@
 
 namespace bkfd {
 
-/// The file name that an encoded text of the log stands for; any other text is what it is. What has
-/// a backslash is a name already.
-Text DecodedFileName(const Text& text);
+/// The file names that the encoded names of a log stand for, however a mail has wrapped them. Any
+/// other text is what it is; what has a backslash is a name already.
+std::vector<Text> DecodedFileNames(const Text& text);
 
 /// The files that a list of names stands for.
 struct NamedFiles {

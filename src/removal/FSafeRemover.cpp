@@ -71,9 +71,8 @@ void FSafeRemover::cmdDisableParasites_Click() {
         if (ShowMessage(ResourceString(StringId::AskDisablePrograms), style) != MessageResult::Ok)
             return;
         NamedFiles named;
-        if (CollectFilesToDisable(LinesOf(txtFiles.GetText()), logger_, named)) {
-            DisableFiles(named.files, logger_, source);
-        }
+        if (!CollectFilesToDisable(LinesOf(txtFiles.GetText()), logger_, named)) return;
+        DisableFiles(named.files, logger_, source);
     } catch (...) {
         const RuntimeError error = CurrentError();
         logger_->Failure(error, LogLevel::SystemFailure, source);
@@ -144,7 +143,12 @@ void FSafeRemover::Paste(Text clipboard) {
     }
     Text text = Trim(Replace(txtFiles.GetText(), clipboard, u""));
     if (!text.empty() && !text.ends_with(u"\r\n")) text += u"\r\n";
-    txtFiles.SetText(text + DecodedFileName(clipboard));
+    const char16_t* lineEnd = u"";
+    for (const Text& file : DecodedFileNames(clipboard)) {
+        text += lineEnd + file;
+        lineEnd = u"\r\n";
+    }
+    txtFiles.SetText(std::move(text));
 }
 
 // ---------------------------------------------------------------- layout

@@ -134,6 +134,7 @@ TEST(FSafeRemover, AFailureIsLoggedAndShown) {
 
 TEST(FSafeRemover, Pastes) {
     const Text units = FromBytes(ToUtf16Bytes(u"C:\\\u0416.exe"));
+    const Text encoded = SysUtil::EncodeText(units);
     const struct {
         const char* label;
         Text box;
@@ -144,9 +145,14 @@ TEST(FSafeRemover, Pastes) {
         {"behind a line", u"C:\\b", u"C:\\a", u"C:\\b\r\nC:\\a"},
         {"behind a line end", u"C:\\b\r\n", u"C:\\a", u"C:\\b\r\nC:\\a"},
         {"what is there moves to the end", u"C:\\a\r\nC:\\b", u"C:\\a", u"\r\nC:\\b\r\nC:\\a"},
-        {"an encoded name", u"", SysUtil::EncodeText(units), u"C:\\\u0416.exe"},
+        {"an encoded name", u"", encoded, u"C:\\\u0416.exe"},
         {"a plain word", u"x", u"notes.exe", u"x\r\nnotes.exe"},
         {"a word that decodes to no path", u"", u"abcd", u"abcd"},
+        {"wrapped by a mail", u"",
+         u" " + encoded.substr(0, 8) + u"\r\n\t" + encoded.substr(8) + u"\r\n", u"C:\\\u0416.exe"},
+        {"two encoded names", u"", encoded + u"\r\n" + encoded,
+         u"C:\\\u0416.exe\r\nC:\\\u0416.exe"},
+        {"words that decode to no path", u"", u"abcd abcd", u"abcd abcd"},
         {"an odd number of bytes", u"", SysUtil::EncodeText(units + u"x"), u"C:\\\u0416.exe"},
         {"a lone surrogate", u"", Text(u"\\") + char16_t{0xDC00}, Text(u"\\") + char16_t{0xDC00}},
         {"embedded NULs", u"", Text(u"\\a\0b", 4), Text(u"\\a\0b", 4)},
