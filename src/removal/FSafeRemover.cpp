@@ -99,7 +99,7 @@ void FSafeRemover::FindSuspiciousFiles() {
     SortKeyedList(files);
     Text lines;
     for (const Variant& file : files) lines += file.AsText() + u"\r\n";
-    txtFiles.SetText(lines);
+    SetFiles(lines);
     TheToolkit().SetPointer(Pointer::Default);
     ShowMessage(
         ResourceString(files.Count() == 0 ? StringId::NothingSuspicious : StringId::SearchComplete),
@@ -148,7 +148,14 @@ void FSafeRemover::Paste(Text clipboard) {
         text += lineEnd + file;
         lineEnd = u"\r\n";
     }
+    SetFiles(std::move(text));
+}
+
+/// The user goes on typing behind it.
+void FSafeRemover::SetFiles(Text text) {
     txtFiles.SetText(std::move(text));
+    txtFiles.Select(txtFiles.GetText().size(), 0);
+    txtFiles.SetFocus();
 }
 
 // ---------------------------------------------------------------- layout

@@ -30,6 +30,7 @@ class FSafeRemover : public HidingForm {
 
     void FindSuspiciousFiles();
     void Paste(Text clipboard);
+    void SetFiles(Text text);
     void ToggleSearchButton(const Text& source);
 
     LoggerRef logger_;

@@ -172,6 +172,8 @@ TEST(FSafeRemover, Pastes) {
                 EXPECT_EQ(key, 0) << "the box would paste too";
             }
             EXPECT_EQ(ToWtf8(it.Typed()), ToWtf8(row.result)) << way;
+            it.window.PressKey(Key::Enter);
+            EXPECT_EQ(ToWtf8(it.Typed()), ToWtf8(row.result) + "\r\n") << "the caret is behind it";
             EXPECT_EQ(it.log->text, "");
         }
     }
@@ -208,6 +210,8 @@ TEST(FSafeRemover, F6AndThePictureShowTheSearch) {
     it.machine.AddProcess({8, u"C:\\b.exe", {u"C:\\A.dll"}});
     it.Press('F', {Ok});
     EXPECT_EQ(ToUtf8(it.Typed()), "C:\\A.dll\r\nC:\\b.exe\r\n");
+    EXPECT_EQ(it.Box().SelectionStart(), it.Typed().size());
+    EXPECT_TRUE(it.Box().HasFocus());
     EXPECT_EQ(it.Messages(),
               "64 Search complete successfully. No suspicious files found.\n"
               "64 Search complete successfully.\n");
