@@ -169,6 +169,7 @@ void FMain::AskForCleanUp() {
     CPaRemover remover;
     remover.Init(logger_);
     remover.CleanUp();
+    mnuRefresh_Click();
 }
 
 // ---------------------------------------------------------------- menus
@@ -206,6 +207,7 @@ void FMain::mnuSafeRemover_Click() {
     LogErrors(*logger_, LogLevel::SystemFailure, u"FMain.mnuSafeRemover_Click", [this] {
         FSafeRemover window;
         window.Init(logger_);
+        window.Disabled = [this] { mnuRefresh_Click(); };
         window.ShowModal(this);
         ContinueOnError()([&] { window.Unload(); });
     });

@@ -79,6 +79,7 @@ void FSafeRemover::cmdDisableParasites_Click() {
         ShowMessage(ResourceString(StringId::CannotDisablePrograms) + error.Description(),
                     MessageStyle::Exclamation);
     }
+    Disabled();  // part of it, when it failed
 }
 
 // ---------------------------------------------------------------- the search

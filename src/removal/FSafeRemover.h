@@ -18,6 +18,9 @@ class FSafeRemover : public HidingForm {
     /// Called once, before the window is shown.
     void Init(LoggerRef logger) { logger_ = std::move(logger); }
 
+    /// Raised when files were disabled and the settings repaired, and Windows isn't restarted.
+    Event<> Disabled;
+
   private:
     void Form_Load();
     void Form_KeyUp(int keyCode, int shift);

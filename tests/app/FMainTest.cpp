@@ -131,6 +131,39 @@ TEST(FMain, F12AndTheSupportPictureAskForTheCleanUp) {
     EXPECT_EQ(it.toolkit.CurrentPointer(), Pointer::Default);
 }
 
+/// What step 2 says of the start page, behind its description.
+std::string StartPageRow(StartedProgram& it) {
+    const std::string shown = Describe(*it.main);
+    const std::string mark = "Start page for the user who is currently logged on\" | ";
+    const std::size_t at = shown.find(mark) + mark.size();
+    return shown.substr(at, shown.find('\n', at) - at);
+}
+
+TEST(FMain, TheListsShowWhatACleanUpOrTheSafeRemoverChanged) {
+    for (const bool bySafeRemover : {false, true}) {
+        StartedProgram it;
+        it.machine.AddFile(u"C:\\x.exe", "bytes");
+        it.machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
+        FMain& main = it.Start();
+        EXPECT_EQ(StartPageRow(it), "\"http://hijacked/\" (icon IE)");
+        if (bySafeRemover) {
+            it.toolkit.Then([&] {
+                Form* window = it.Window(u"FSafeRemover");
+                dynamic_cast<TextBox&>(*window->FindControl(u"txtFiles")).UserEdit(u"C:\\x.exe");
+                it.toolkit.Answer({Ok, Cancel});
+                window->PressKey('D', Shift::Alt);
+                EXPECT_EQ(StartPageRow(it), "\"about:blank\" (icon OK)") << "behind the window";
+                window->UserClose();
+            });
+            it.Choose(u"mnuSafeRemover");
+        } else {
+            it.toolkit.Answer({Ok, Cancel});
+            main.PressKey(Key::F12);
+        }
+        EXPECT_EQ(StartPageRow(it), "\"about:blank\" (icon OK)");
+    }
+}
+
 TEST(FMain, ClosingItDuringACleanUpLosesNothing) {
     StartedProgram it;
     FMain& main = it.Start();
