@@ -39,10 +39,7 @@ SupportRequest ucSupport::Request() const {
 void ucSupport::cmdRequestSupport_Click() {
     if (IsWorking()) return;  // the user closed the progress window, and the work goes on
     try {
-        if (const auto missing = WhatIsMissing(Request())) {
-            ShowMessage(ResourceString(*missing), MessageStyle::Exclamation);
-            return;
-        }
+        if (const auto missing = WhatIsMissing(Request())) return AskFor(*missing);
         TheToolkit().SetPointer(Pointer::Hourglass);
         RunRequest();
     } catch (...) {
@@ -51,6 +48,16 @@ void ucSupport::cmdRequestSupport_Click() {
         ShowMessage(error.Description(), MessageStyle::Information);
         TheToolkit().SetPointer(Pointer::Default);
     }
+}
+
+/// The field that is asked for gets the focus, with its placeholder ready to be typed over.
+void ucSupport::AskFor(StringId missing) {
+    ShowMessage(ResourceString(missing), MessageStyle::Exclamation);
+    TextBox& field = missing == StringId::TypeName    ? txtName
+                     : missing == StringId::TypeEmail ? txtEmail
+                                                      : txtAnswers;
+    if (&field == &txtAnswers) field.Select(0, field.GetText().size());
+    field.SetFocus();
 }
 
 /// A failure of one step is passed over: the user always hears how it ended.

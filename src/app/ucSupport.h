@@ -31,6 +31,7 @@ class ucSupport : public TabPanel {
     void UserControl_Resize();
 
     SupportRequest Request() const;
+    void AskFor(StringId missing);
     void RunRequest();
     void SendReport();
 

@@ -65,7 +65,7 @@ void FSafeRemover::cmdDisableParasites_Click() {
     try {
         if (IsBlank(txtFiles.GetText())) {
             ShowMessage(ResourceString(StringId::TypeFilenames), MessageStyle::Exclamation);
-            return;
+            return txtFiles.SetFocus();
         }
         const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
         if (ShowMessage(ResourceString(StringId::AskDisablePrograms), style) != MessageResult::Ok)

@@ -71,12 +71,15 @@ TEST(ucSupport, AsksForWhatIsMissingInOrder) {
     const struct {
         Text description, name, email;
         const char* message;
+        TextView field;  // where the user types on
     } rows[] = {
-        {u"", u"", u"", "48 Please describe the problem. \n"},
-        {u"Your description here...", u"n", u"e", "48 Please describe the problem. \n"},
-        {u"Your description here... it hurts", u"", u"e", "48 Please type your name. \n"},
-        {u"x", u"", u"", "48 Please type your name. \n"},
-        {u"x", u" ", u"", "48 Please type your e-mail. \n"},
+        {u"", u"", u"", "48 Please describe the problem. \n", u"txtAnswers"},
+        {u"Your description here...", u"n", u"e", "48 Please describe the problem. \n",
+         u"txtAnswers"},
+        {u"Your description here... it hurts", u"", u"e", "48 Please type your name. \n",
+         u"txtName"},
+        {u"x", u"", u"", "48 Please type your name. \n", u"txtName"},
+        {u"x", u" ", u"", "48 Please type your e-mail. \n", u"txtEmail"},
     };
     std::string messages;
     for (const auto& row : rows) {
@@ -84,6 +87,11 @@ TEST(ucSupport, AsksForWhatIsMissingInOrder) {
         it.Request({Ok});
         EXPECT_EQ(it.Messages(), messages + row.message);
         messages = it.Messages();
+        auto& field = it.Find<TextBox>(row.field);
+        EXPECT_TRUE(field.HasFocus()) << row.message;
+        if (row.field == u"txtAnswers") field.UserType(u"typed");
+        EXPECT_EQ(it.Find<TextBox>(u"txtAnswers").GetText(),
+                  row.field == u"txtAnswers" ? u"typed" : row.description);
     }
     EXPECT_EQ(it.sent, 0);
     EXPECT_EQ(it.log->text, "");

@@ -88,7 +88,9 @@ TEST(FSafeRemover, DisablesWhatIsNamed) {
             it.machine.AddFile(u"C:\\b.dll", "bytes");
             it.machine.SetString(HKCU, kMainKey, u"Start Page", u"http://hijacked/");
             it.Type(row.typed);
+            it.window.FindControl(u"cmdCancel")->SetFocus();
             EXPECT_EQ(it.Press('D', row.answers), row.ends);
+            EXPECT_EQ(it.Box().HasFocus(), row.messages == none) << "asked for";
             EXPECT_EQ(it.Messages(), row.messages);
             std::string disabled;
             const std::string mark = "5 FSafeRemover.cmdDisableParasites_Click: Disabling ";
