@@ -20,6 +20,7 @@ constexpr int kRequestWidth = 1800;
 }  // namespace
 
 ucSupport::ucSupport(Container& parent, Text name) : TabPanel(parent, std::move(name)) {
+    lblStatus.SetVisible(false);
     cmdRequestSupport.onClick = [this] { cmdRequestSupport_Click(); };
     Image1.onDoubleClick = [this] { Image1_DblClick(); };
     onResize = [this] { UserControl_Resize(); };
@@ -37,7 +38,6 @@ SupportRequest ucSupport::Request() const {
 }
 
 void ucSupport::cmdRequestSupport_Click() {
-    if (IsWorking()) return;  // the user closed the progress window, and the work goes on
     try {
         if (const auto missing = WhatIsMissing(Request())) return AskFor(*missing);
         TheToolkit().SetPointer(Pointer::Hourglass);
@@ -60,9 +60,18 @@ void ucSupport::AskFor(StringId missing) {
     field.SetFocus();
 }
 
+/// The user may close the progress window and use the others while the request goes on.
+void ucSupport::ShowRunning(bool isRunning) {
+    lblStatus.SetVisible(isRunning);
+    cmdRequestSupport.SetEnabled(!isRunning);
+}
+
 /// A failure of one step is passed over: the user always hears how it ended.
 void ucSupport::RunRequest() {
     ContinueOnError step;
+    const bool hadFocus = cmdRequestSupport.HasFocus();
+    step([this] { ShowRunning(true); });
+    const Control* const focus = HostForm()->Focused();
     step([this] {
         moProgressor = std::make_unique<FProgressor>();
         moProgressor->Started = [this] { moProgressor_Started(); };
@@ -71,6 +80,10 @@ void ucSupport::RunRequest() {
         moProgressor->ShowProgress(ResourceString(StringId::PleaseWait), HostForm(), true);
     });
     step([this] { moProgressor.reset(); });
+    step([this] { ShowRunning(false); });
+    step([&] {
+        if (hadFocus && HostForm()->Focused() == focus) cmdRequestSupport.SetFocus();
+    });
     const Text source = u"ucSupport.cmdRequestSupport_Click";
     if (requestSucceeded_) {
         step([&] { logger_->Trace(u"Requesting support", source); });
@@ -138,6 +151,8 @@ void ucSupport::UserControl_Resize() {
     txtName.SetBounds({kFieldLabelWidth, nameTop, fieldWidth, kTextBoxHeight});
     lblEmail.SetBounds({0, emailTop + labelShift, kFieldLabelWidth, kLabelHeight});
     txtEmail.SetBounds({kFieldLabelWidth, emailTop, fieldWidth, kTextBoxHeight});
+    lblStatus.SetBounds(
+        {Width() - kRequestWidth, nameTop + labelShift, kRequestWidth, kLabelHeight});
     cmdRequestSupport.SetBounds(
         {Width() - kRequestWidth, Height() - kButtonHeight, kRequestWidth, kButtonHeight});
 }

@@ -32,6 +32,7 @@ class ucSupport : public TabPanel {
 
     SupportRequest Request() const;
     void AskFor(StringId missing);
+    void ShowRunning(bool isRunning);
     void RunRequest();
     void SendReport();
 
@@ -48,6 +49,7 @@ class ucSupport : public TabPanel {
     TextBox txtName{*this, u"txtName"};
     Label lblEmail{*this, u"lblEmail", u"Your &E-mail:"};
     TextBox txtEmail{*this, u"txtEmail"};
+    Label lblStatus{*this, u"lblStatus", u"Sending your request..."};
     Button cmdRequestSupport{*this, u"cmdRequestSupport", u"&Request Support"};
 };
 

@@ -175,12 +175,17 @@ TEST(ucSupport, TheWindowMayBeClosedOrActivatedAgainDuringTheWork) {
     Support it;
     int pumps = 0;
     int clicks = 0;
+    auto& button = it.Find<Button>(u"cmdRequestSupport");
+    const auto& status = it.Find<Label>(u"lblStatus");
+    button.SetFocus();
     it.toolkit.onPump = [&] {
         Form* progressor = it.Window(u"FProgressor");
         if (progressor == nullptr) {
             if (pumps < 4) return;
             ++clicks;
-            it.Find<Button>(u"cmdRequestSupport").Click();
+            EXPECT_FALSE(button.Enabled());
+            EXPECT_TRUE(status.Visible());
+            button.Click();
             return;
         }
         ++pumps;
@@ -193,6 +198,8 @@ TEST(ucSupport, TheWindowMayBeClosedOrActivatedAgainDuringTheWork) {
     EXPECT_EQ(it.sent, 1) << "no second request during the first";
     EXPECT_EQ(it.toolkit.Messages().size(), 1u);
     EXPECT_TRUE(it.main->IsLoaded());
+    EXPECT_TRUE(button.Enabled() && button.HasFocus());
+    EXPECT_FALSE(status.Visible());
 }
 
 TEST(ucSupport, ClosingTheMainWindowDuringTheWorkEndsTheProgram) {
