@@ -49,7 +49,7 @@ class ucSupport : public TabPanel {
     TextBox txtName{*this, u"txtName"};
     Label lblEmail{*this, u"lblEmail", u"Your &E-mail:"};
     TextBox txtEmail{*this, u"txtEmail"};
-    Label lblStatus{*this, u"lblStatus", u"Sending your request..."};
+    Label lblStatus{*this, u"lblStatus", u"Sending request..."};
     Button cmdRequestSupport{*this, u"cmdRequestSupport", u"&Request Support"};
 };
 

@@ -118,13 +118,15 @@ lay_out_support() {
 
 start_support() { lay_out_support "$1" && open_support_tab; }
 
-# asks_for: what is missing, in the order description, name, address; nothing is sent.
+# asks_for: what is missing, in the order description, name, address; each field then has the focus,
+# and the placeholder is typed over. Nothing is sent.
 asks_for() {
-    tells "Please describe the problem. " || return 1
-    press alt+n shift+Tab && type_text x || return 1
-    tells "Please type your name. " || return 1
-    press alt+n && type_text n || return 1
-    tells "Please type your e-mail. " || return 1
+    tells "Please describe the problem. " && type_text x || return 1
+    drive 10 'shows edit x' || return 1
+    tells "Please type your name. " && type_text n || return 1
+    tells "Please type your e-mail. " && type_text e || return 1
+    drive 10 'shows edit n' 'shows edit e' || return 1
+    press ctrl+a BackSpace
     press alt+n ctrl+a BackSpace shift+Tab ctrl+a BackSpace
     ! grep -q POST "$work/server"
 }
@@ -208,6 +210,17 @@ hangs() {
     gives_up
 }
 
+# closed_meanwhile: while the server is silent the user closes the progress window. The button stays
+# grey until it is over.
+closed_meanwhile() {
+    serve tests/common/odd_server.py hang || return 1
+    press alt+r
+    wait_until 30 grep -q '^POST ' "$work/server" || { echo "nothing was posted"; return 1; }
+    drive 20 'window Brackenfold' close 'window Brackenfold' \
+        'shows button Request Support (grey)' 'shows label Sending request...' || return 1
+    gives_up && drive 20 'shows button Request Support'
+}
+
 # close_support: ends the stand-in too, which the program's next start would find.
 close_support() {
     stop_serving
@@ -253,6 +266,7 @@ answers_are_judged() {
         step "no server" no_server
         step "no answer for five minutes" hangs hang
         step "no end of the answer for five minutes" hangs hang-body
+        step "the progress window closed during the request" closed_meanwhile
     else
         problem=1
     fi

@@ -223,11 +223,11 @@ window Safe Remover
 clipboard
 keys ctrl+v
 ok Cannot paste. Clipboard is empty. 
-clipboard QwA6AFwAeAAuAGQAbABsAA==
+clipboard  QwA6AFwAeAAu¶ AGQAbABsAA==¶
 keys ctrl+v
 shows edit C:\\x.dll
-clipboard $windows_folder\\y z.exe
-keys shift+Insert
+clipboard $windows_folder\\y z.ex
+keys shift+Insert e
 shows edit C:\\x.dll¶$windows_folder\\y z.exe
 clipboard C:\\x.dll
 keys ctrl+v
@@ -280,6 +280,7 @@ two.dll'
 # While the question is up, no key and no closing reaches the window behind it.
 asks_for_cleanup() {
     local question="Are you sure you want to start automatic parasite cleanup?"
+    local row='Start page for the user who is currently logged on'
     steps <<END || return 1
 keys shift+F12 F12
 box $question
@@ -289,10 +290,16 @@ cancel $question
 shows tab 3
 END
     count_of 0 grep 'CleanUp started' "$install/BKFD.log" || return 1
+    set_values <<END || return 1
+$start_page|http://again.example/
+END
     steps <<END && logged 'CPaRemover.CleanUp: CleanUp started'
+keys F5
+shows row $row | http://again.example/
 keys F12
 ok $question
 cancel $complete_box
+shows row $row | about:blank
 ready
 END
 }

@@ -16,9 +16,10 @@
 //                      that end of it; prints the text if none is named
 //   ok [TEXT]          the same, then presses the button and waits until the box has gone
 //   cancel [TEXT]      the same with the other button
-//   shows LINE         waits until the window shows it: "tab N", "label TEXT", "button TEXT",
-//                      "edit TEXT", "row CELL | CELL" of a list view and "line TEXT" of a list box,
-//                      with a ">" behind "row" or "line" of the selected one
+//   shows LINE         waits until the window shows it: "tab N", "label TEXT", "button TEXT" with
+//                      " (grey)" behind one that can't be pressed, "edit TEXT", "row CELL | CELL"
+//                      of a list view and "line TEXT" of a list box, with a ">" behind "row" or
+//                      "line" of the selected one
 //   rows N             waits until it shows that many rows
 //   press CAPTION      presses a button
 //   row N              goes to a row of the list by keys
@@ -229,7 +230,9 @@ void AddLines(HWND list, Lines& lines) {
 
 void AddText(const wchar_t* kind, HWND child, Lines& lines) {
     std::wstring text = Without(TextOf(child), L'\r');
-    if (kind == std::wstring(L"button")) text = Without(text, L'&');
+    if (kind == std::wstring(L"button")) {
+        text = Without(text, L'&') + (::IsWindowEnabled(child) != 0 ? L"" : L" (grey)");
+    }
     std::replace(text.begin(), text.end(), L'\n', kLineEnd);
     lines.push_back(std::wstring(kind) + L" " + text);
 }
@@ -398,12 +401,17 @@ bool ChooseTab(Argument number) {
     return true;
 }
 
+std::wstring WithLineEnds(Argument text) {
+    std::wstring lines;
+    for (const wchar_t unit : text) lines += unit == kLineEnd ? L"\r\n" : std::wstring(1, unit);
+    return lines;
+}
+
 bool TypeText(Argument text) {
     const HWND box = FindChild(
         [](HWND child) { return ClassOf(child) == L"Edit" && !HasStyle(child, ES_READONLY); });
     if (box == nullptr) return false;
-    std::wstring typed;
-    for (const wchar_t unit : text) typed += unit == kLineEnd ? L"\r\n" : std::wstring(1, unit);
+    const std::wstring typed = WithLineEnds(text);
     ::SendMessageW(box, EM_SETSEL, 0, -1);
     ::SendMessageW(box, EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(typed.c_str()));
     return true;
@@ -431,7 +439,8 @@ bool CloseFolder(Argument name) {
            Await([&] { return ::IsWindow(folder) == 0; });
 }
 
-bool FillClipboard(Argument text) {
+bool FillClipboard(Argument line) {
+    const std::wstring text = WithLineEnds(line);
     if (!Await([] { return ::OpenClipboard(nullptr) != 0; })) return false;
     ::EmptyClipboard();
     const std::size_t size = (text.size() + 1) * sizeof(wchar_t);
