@@ -5,8 +5,8 @@
 namespace bkfd {
 namespace {
 
-// SEE_MASK_INVOKEIDLIST, SEE_MASK_NOCLOSEPROCESS and SEE_MASK_FLAG_NO_UI.
-constexpr std::uint32_t kMask = 1100;
+constexpr std::uint32_t kMask =
+    ExecuteMask::InvokeIdList | ExecuteMask::NoCloseProcess | ExecuteMask::NoUserInterface;
 
 }  // namespace
 

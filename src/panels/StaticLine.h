@@ -12,8 +12,11 @@ class StaticLine : public Panel {
     }
 
   private:
-    // WS_CHILD, WS_VISIBLE and SS_ETCHEDHORZ; WS_EX_STATICEDGE and WS_EX_NOPARENTNOTIFY.
-    NativeChild line{*this, u"line", {u"Static", u"StaticLine", 0x50000010, 0x20004}};
+    NativeChild line{*this,
+                     u"line",
+                     {u"Static", u"StaticLine",
+                      WindowStyle::Child | WindowStyle::Visible | WindowStyle::EtchedHorizontal,
+                      ExtendedStyle::StaticEdge | ExtendedStyle::NoParentNotify}};
 };
 
 }  // namespace bkfd

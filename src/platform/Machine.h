@@ -12,6 +12,7 @@
 #include "base/Text.h"
 #include "base/Variant.h"
 #include "platform/Result.h"
+#include "platform/WindowsConstants.h"
 
 /// The seam: all that the engine asks of a Windows machine. Each method has the name and the
 /// meaning of the platform call that it stands for, with C++ types for its arguments, and there are
@@ -28,7 +29,7 @@ struct WindowsVersion {
     std::int32_t major = 0;
     std::int32_t minor = 0;
     std::int32_t build = 0;       // the whole build field; on 9x its upper half repeats the version
-    std::int32_t platformId = 0;  // 1 on the Windows 95 family, 2 on the NT family
+    std::int32_t platformId = 0;  // see `WindowsPlatform`
     Text servicePack;             // "Service Pack 2", or empty
 };
 
@@ -40,8 +41,7 @@ class SystemFacts {
   public:
     virtual ~SystemFacts() = default;
 
-    /// Low byte major version, next byte minor version; the top bit is set on the Windows 95
-    /// family.
+    /// Low byte major version, next byte minor version; `IsVersionOfNT` tells the family.
     virtual std::uint32_t GetVersion() = 0;
     virtual Result<WindowsVersion> GetVersionExW() = 0;
     /// Milliseconds since Windows started, modulo 2^32.
@@ -115,15 +115,6 @@ class Registry {
 };
 
 // ---------------------------------------------------------------- files
-
-namespace FileAttribute {
-inline constexpr std::uint32_t ReadOnly = 1;
-inline constexpr std::uint32_t Hidden = 2;
-inline constexpr std::uint32_t System = 4;
-inline constexpr std::uint32_t Directory = 16;
-inline constexpr std::uint32_t Archive = 32;
-inline constexpr std::uint32_t Normal = 128;
-}  // namespace FileAttribute
 
 /// What a directory search tells of a file; the name is its last component as the disk spells it.
 struct FindData {
@@ -212,12 +203,12 @@ using ModuleHandle = std::uint32_t;
 struct ProcessEntry {
     std::uint32_t size = 0;  // set by the caller; too small a record is `BadLength`
     std::uint32_t processId = 0;
-    Text exeFile;  // a field of 260 characters, filled with NULs
+    Text exeFile;  // a field of `kMaxPath` characters, filled with NULs
 };
 
 struct ModuleEntry {
     std::uint32_t size = 0;  // set by the caller; too small a record is `BadLength`
-    Text exePath;            // a field of 260 characters, filled with NULs
+    Text exePath;            // a field of `kMaxPath` characters, filled with NULs
 };
 
 /// Sizes in bytes count 4 a process identifier and 4 a module, whatever the architecture.
@@ -298,7 +289,7 @@ class Shell {
     /// Opens a file or folder with a verb, in a normal window.
     virtual Status ShellExecuteA(std::string_view verb, std::string_view file) = 0;
     /// The verb on the file's item, such as "properties", without messages of the system's own.
-    /// `mask` is a sum of the platform's flags.
+    /// `mask` is a sum of `ExecuteMask`.
     virtual Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask) = 0;
     /// Starts a command line in a normal window.
     virtual Status WinExec(TextView commandLine) = 0;
@@ -316,8 +307,8 @@ class HttpRequest {
     virtual Status setRequestHeader(TextView name, TextView value) = 0;
     /// The body holds one byte a character.
     virtual Status send(TextView body) = 0;
-    /// 0 not opened, 1 opened, sent or not, 2 answered, 3 receiving the body, 4 complete, also
-    /// after a failure of the network. Asking lets the exchange go on where nothing else drives it.
+    /// A `ReadyState`: opened, whether sent or not, and complete also after a failure of the
+    /// network. Asking lets the exchange go on where nothing else drives it.
     virtual std::int32_t readyState() = 0;
     /// The answer's status; a failure when there is no answer.
     virtual Result<std::int32_t> status() = 0;

@@ -27,15 +27,20 @@ inline constexpr std::uint32_t InvalidName = 123;
 inline constexpr std::uint32_t BadPathname = 161;
 inline constexpr std::uint32_t AlreadyExists = 183;
 inline constexpr std::uint32_t EnvironmentVariableNotFound = 203;
+inline constexpr std::uint32_t FilenameTooLong = 206;
 inline constexpr std::uint32_t MoreData = 234;
 inline constexpr std::uint32_t PartialCopy = 299;
-inline constexpr std::uint32_t PrivilegeNotHeld = 1314;
-inline constexpr std::uint32_t IoDevice = 1117;
 inline constexpr std::uint32_t KeyDeleted = 1018;
+inline constexpr std::uint32_t IoDevice = 1117;
+inline constexpr std::uint32_t NoSuchPrivilege = 1313;
+inline constexpr std::uint32_t PrivilegeNotHeld = 1314;
 inline constexpr std::uint32_t UnsupportedType = 1630;
-/// No connection, or no such host (URL monikers).
-inline constexpr std::uint32_t ResourceNotFound = 0x800C0005;
+inline constexpr std::uint32_t Unspecified = 0x80004005;  // E_FAIL
 inline constexpr std::uint32_t ClassNotRegistered = 0x80040154;
+// Of URL monikers: no connection, no such host, an interruption.
+inline constexpr std::uint32_t CannotConnect = 0x800C0004;
+inline constexpr std::uint32_t ResourceNotFound = 0x800C0005;
+inline constexpr std::uint32_t DownloadFailure = 0x800C0008;
 }  // namespace SystemError
 
 /// The outcome of a call without a result: the native error code, 0 for success.

@@ -8,8 +8,7 @@
 namespace bkfd {
 namespace {
 
-constexpr std::uint32_t kAllAccess = 0x1F0FFF;
-constexpr std::int32_t kCannotTerminate = static_cast<std::int32_t>(0x80004005);
+constexpr std::int32_t kCannotTerminate = static_cast<std::int32_t>(SystemError::Unspecified);
 
 constexpr char16_t kTerminatingSelf[] =
     u"Operation complete; terminating. Please reboot Windows and restart Brackenfold to see "
@@ -80,7 +79,7 @@ void CProcessManager::TerminateProcessesByModules(const KeyedList& modules, bool
 void CProcessManager::TerminateByModulesNT(const KeyedList& modules, bool terminateSelf) {
     Victims victims;
     for (const std::uint32_t processId : ListProcessIds()) {
-        const ProcessTableHandle process(OpenProcessOrNone(kAllAccess, processId));
+        const ProcessTableHandle process(OpenProcessOrNone(ProcessAccess::All, processId));
         if (!process) continue;
         ModuleList loaded;
         if (loaded.Read(process.Get()) && HoldsAny(loaded, modules)) victims.AddHolder(processId);
@@ -107,11 +106,11 @@ void CProcessManager::TerminateList(const KeyedList& victims) {
     for (const Variant& victim : victims) {
         const auto processId = static_cast<std::uint32_t>(victim.AsInteger());
         if (processId == ownId) continue;
-        const ProcessTableHandle process(OpenProcessOrNone(kAllAccess, processId));
+        const ProcessTableHandle process(OpenProcessOrNone(ProcessAccess::All, processId));
         if (process) MyTerminateProcess(process.Get(), Victims::Label(processId));
     }
     if (!victims.Exists(Victims::Key(ownId))) return;
-    const ProcessTableHandle self(OpenProcessOrNone(kAllAccess, ownId));
+    const ProcessTableHandle self(OpenProcessOrNone(ProcessAccess::All, ownId));
     if (!self) return;
     ShowMessage(kTerminatingSelf, MessageStyle::Information);
     // On a live Windows the call doesn't come back; on a machine in files this program goes on

@@ -5,8 +5,6 @@
 namespace bkfd {
 namespace {
 
-constexpr std::uint32_t kQueryAndRead = 1040;  // PROCESS_QUERY_INFORMATION | PROCESS_VM_READ
-
 void AddModules(ItemNode& node, const ModuleList& modules) {
     // The first module is the program file, which the node itself names.
     for (std::size_t i = 1; i < modules.Count(); ++i) {
@@ -20,7 +18,7 @@ void AddModules(ItemNode& node, const ModuleList& modules) {
 std::shared_ptr<ItemList> GetProcessTreeNT() {
     auto tree = std::make_shared<ItemList>();
     for (const std::uint32_t processId : ListProcessIds()) {
-        const ProcessTableHandle process(OpenProcessOrNone(kQueryAndRead, processId));
+        const ProcessTableHandle process(OpenProcessOrNone(ProcessAccess::QueryAndRead, processId));
         if (!process) continue;
         ModuleList modules;
         if (!modules.Read(process.Get())) continue;

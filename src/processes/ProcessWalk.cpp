@@ -9,13 +9,9 @@ constexpr std::uint32_t kBytesPerItem = 4;
 constexpr std::uint32_t kFirstModuleBytes = 1024;
 constexpr std::uint32_t kMaximumProcessBytes = 1U << 24;  // far more processes than Windows can run
 
-constexpr std::size_t kNameSize = 500;        // what the system is told
-constexpr std::size_t kNameCharacters = 260;  // what is kept of it
+constexpr std::size_t kNameSize = 500;  // what the system is told; `kMaxPath` of it are kept
 
-constexpr std::uint32_t kSnapshotProcesses = 2;
-constexpr std::uint32_t kSnapshotModules = 8;
-constexpr std::uint32_t kProcessRecordSize = 296;
-constexpr std::uint32_t kModuleRecordSize = 1063;  // on purpose not the size of the structure
+constexpr std::uint32_t kStatedModuleSize = 1063;  // on purpose not the size of the record
 
 }  // namespace
 
@@ -60,12 +56,13 @@ Text ModuleList::Name(std::size_t index) const {
     buffer.fill(u' ');
     const std::size_t length =
         TheMachine().ProcessTable().GetModuleFileNameExW(process_, modules_[index], buffer);
-    return Text(buffer.data(), std::min(length, kNameCharacters));
+    return Text(buffer.data(), std::min(length, kMaxPath));
 }
 
 void VisitProcesses(const std::function<void(const ProcessEntry&)>& visit) {
     Processes& processes = TheMachine().ProcessTable();
-    const ProcessTableHandle snapshot(processes.CreateToolhelp32Snapshot(kSnapshotProcesses, 0));
+    const ProcessTableHandle snapshot(
+        processes.CreateToolhelp32Snapshot(SnapshotHolds::Processes, 0));
     if (!snapshot) return;
     ProcessEntry entry;
     entry.size = kProcessRecordSize;
@@ -79,10 +76,10 @@ void VisitProcesses(const std::function<void(const ProcessEntry&)>& visit) {
 void VisitModules(std::uint32_t processId, const std::function<bool(const Text& exePath)>& visit) {
     Processes& processes = TheMachine().ProcessTable();
     const ProcessTableHandle snapshot(
-        processes.CreateToolhelp32Snapshot(kSnapshotModules, processId));
+        processes.CreateToolhelp32Snapshot(SnapshotHolds::Modules, processId));
     if (!snapshot) return;
     ModuleEntry entry;
-    entry.size = kModuleRecordSize;
+    entry.size = kStatedModuleSize;
     Status status = processes.Module32First(snapshot.Get(), entry);
     while (status.IsOk() && visit(entry.exePath)) {
         status = processes.Module32Next(snapshot.Get(), entry);

@@ -40,7 +40,7 @@ class ModuleList {
     bool Read(Handle process);
     std::size_t Count() const { return count_; }
     /// The path of a module, counted from 0, in the form and case that the system reports; at most
-    /// 260 characters, empty when the system gives none.
+    /// `kMaxPath` characters, empty when the system gives none.
     Text Name(std::size_t index) const;
 
   private:

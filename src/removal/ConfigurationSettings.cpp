@@ -34,7 +34,7 @@ using namespace SettingPlaces;
 
 // The browser stores a stylesheet's path in a buffer of this size; an empty buffer is no
 // stylesheet.
-constexpr char16_t kNoStylesheet[260] = {};
+constexpr char16_t kNoStylesheet[kMaxPath] = {};
 
 /// A row for the class that serves a protocol.
 constexpr Setting Protocol(SettingPlace place, TextView module, TextView clsid) {

@@ -9,9 +9,9 @@
 namespace bkfd {
 namespace {
 
-constexpr std::uint32_t kAdjustPrivilegesAndQuery = 40;
-constexpr std::uint32_t kPrivilegeEnabled = 2;
-constexpr std::uint32_t kShutdownAndReboot = 3;
+constexpr std::uint32_t kAdjustPrivilegesAndQuery =
+    TokenAccess::AdjustPrivileges | TokenAccess::Query;
+constexpr std::uint32_t kShutdownAndReboot = ExitFlag::Shutdown | ExitFlag::Reboot;
 constexpr std::uint32_t kAnyReason = 0xFFFFFFFF;
 
 /// Nothing is tested here: whether the right was obtained shows when it is used. The token stays

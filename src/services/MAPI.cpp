@@ -11,8 +11,6 @@
 namespace bkfd {
 namespace {
 
-constexpr std::uint32_t kWindows95Family = 0x80000000;
-
 /// Puts the pointer's shape back, however the message ends.
 class PointerKeeper {
   public:
@@ -35,8 +33,8 @@ Text GetHostsFilePath() {
     Text servicePack;
     SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack);
     const Text folder = WithBackslash(SysUtil::ExpandEnvironment(u"%windir%"));
-    if (platformId == 1) return folder + u"hosts";
-    if (platformId == 2) return folder + u"system32\\drivers\\etc\\hosts";
+    if (platformId == WindowsPlatform::Windows9x) return folder + u"hosts";
+    if (platformId == WindowsPlatform::NT) return folder + u"system32\\drivers\\etc\\hosts";
     return folder;
 }
 
@@ -56,7 +54,7 @@ MessageResult ShowMessage(const Text& prompt, int style, const Text& title) {
 }
 
 bool IsWindowsNT() {
-    return (TheMachine().System().GetVersion() & kWindows95Family) == 0;
+    return IsVersionOfNT(TheMachine().System().GetVersion());
 }
 
 bool IsWindowsNT4() {

@@ -26,7 +26,7 @@ void PumpMessages();
 /// Replaces each `%name%` with the variable's value; text without such a name stays as it is.
 Text ExpandEnvironment(const Text& text);
 /// The version facts and a readable text of them, "Windows XP 5.1.2600 Service Pack 2".
-/// `platformId` is 1 on the Windows 95 family and 2 on the NT family. If the system doesn't tell,
+/// `platformId` is one of `WindowsPlatform`. If the system doesn't tell,
 /// all are 0 and empty.
 Text GetWindowsVersion(std::int32_t& major, std::int32_t& minor, std::int32_t& build,
                        std::int32_t& platformId, Text& servicePack);

@@ -25,9 +25,9 @@ constexpr KnownWindows kKnownWindows[] = {
 };
 
 TextView WindowsName(const WindowsVersion& version, std::int32_t build) {
-    TextView name = version.platformId == 2   ? u"Windows NT"
-                    : version.platformId == 1 ? u"Windows 9x"
-                                              : u"Windows";
+    TextView name = version.platformId == WindowsPlatform::NT          ? u"Windows NT"
+                    : version.platformId == WindowsPlatform::Windows9x ? u"Windows 9x"
+                                                                       : u"Windows";
     for (const KnownWindows& known : kKnownWindows) {
         if (known.platformId == version.platformId && known.major == version.major &&
             known.minor == version.minor && known.firstBuild <= build) {
@@ -50,7 +50,8 @@ Text GetWindowsVersion(std::int32_t& major, std::int32_t& minor, std::int32_t& b
     servicePack = Trim(version.servicePack);  // 9x has letters with blanks around them
     if (!answer.IsOk()) return {};
 
-    const std::int32_t shownBuild = platformId == 1 ? build & 0xFFFF : build;
+    const std::int32_t shownBuild =
+        platformId == WindowsPlatform::Windows9x ? build & 0xFFFF : build;
     Text text(WindowsName(version, shownBuild));
     text.append(u" ").append(ToText(major)).append(u".").append(ToText(minor));
     text.append(u".").append(ToText(shownBuild));

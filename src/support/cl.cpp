@@ -17,7 +17,6 @@ constexpr double kLongestExchange = 300;  // seconds
 constexpr std::uint32_t kPollPause = 5;   // milliseconds
 
 /// States of a request that the end of the wait tells apart.
-enum ReadyState { Opened = 1, Receiving = 3, Complete = 4 };
 
 constexpr std::int32_t kAcceptedStatuses[] = {200, 206, 302, 304};
 
@@ -36,7 +35,8 @@ void Check(Status status) {
 /// purpose.
 void WaitForEnd(HttpRequest& request) {
     const double start = std::round(SecondsSinceMidnight());
-    while (request.readyState() != Complete && SecondsSinceMidnight() <= start + kLongestExchange) {
+    while (request.readyState() != ReadyState::Complete &&
+           SecondsSinceMidnight() <= start + kLongestExchange) {
         SysUtil::PumpMessages();
         TheMachine().System().Sleep(kPollPause);
     }
@@ -44,7 +44,7 @@ void WaitForEnd(HttpRequest& request) {
 
 bool JudgeEnd(HttpRequest& request, Text& errorText) {
     const std::int32_t state = request.readyState();
-    if (state == Opened || state == Receiving) {
+    if (state == ReadyState::Opened || state == ReadyState::Receiving) {
         request.abort();
         errorText = u"Cannot send. ";
         return false;

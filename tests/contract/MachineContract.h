@@ -42,7 +42,7 @@ class MachineContract : public testing::TestWithParam<Adapter> {
   protected:
     MachineContract() : under_(GetParam().make()), machine_(under_->Get()) {}
 
-    bool IsNT() { return (system_.GetVersion() & 0x8000'0000) == 0; }
+    bool IsNT() { return IsVersionOfNT(system_.GetVersion()); }
     std::string Ansi(TextView text) { return system_.WideCharToMultiByte(text); }
     Text In(TextView name) { return under_->ScratchFolder() + u"\\" + Text(name); }
     Text Key(TextView below) { return under_->ScratchKey() + u"\\" + Text(below); }

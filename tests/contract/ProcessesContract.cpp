@@ -5,11 +5,7 @@
 namespace bkfd::contract {
 namespace {
 
-constexpr std::uint32_t kQueryAndRead = 1040;
-constexpr std::uint32_t kProcessEntrySize = 296;
-constexpr std::uint32_t kModuleEntrySize = 1063;  // more than the record is fine
-constexpr std::uint32_t kSnapProcesses = 2;
-constexpr std::uint32_t kSnapModules = 8;
+constexpr std::uint32_t kStatedModuleSize = 1063;  // more than the record is fine
 
 Text UpToNul(const Text& field) {
     return field.substr(0, field.find(u'\0'));
@@ -30,7 +26,8 @@ TEST_P(MachineContract, TheOwnProcessIsListed) {
 
 TEST_P(MachineContract, ModulesBeginWithTheProgramFile) {
     if (!IsNT()) return;
-    const auto process = processes_.OpenProcess(kQueryAndRead, processes_.GetCurrentProcessId());
+    const auto process =
+        processes_.OpenProcess(ProcessAccess::QueryAndRead, processes_.GetCurrentProcessId());
     ASSERT_EQ(process.code, 0u);
     std::vector<ModuleHandle> modules(1024);
     std::uint32_t needed = 0;
@@ -52,12 +49,12 @@ TEST_P(MachineContract, ModulesBeginWithTheProgramFile) {
 }
 
 TEST_P(MachineContract, ToolhelpListsTheOwnProcessAndItsProgramFile) {
-    const Handle list = processes_.CreateToolhelp32Snapshot(kSnapProcesses, 0);
+    const Handle list = processes_.CreateToolhelp32Snapshot(SnapshotHolds::Processes, 0);
     ASSERT_NE(list, kInvalidHandle);
     ProcessEntry entry;
-    entry.size = kProcessEntrySize - 1;
+    entry.size = kProcessRecordSize - 1;
     EXPECT_EQ(processes_.Process32First(list, entry).code, SystemError::BadLength);
-    entry.size = kProcessEntrySize;
+    entry.size = kProcessRecordSize;
     int own = 0;
     Status status = processes_.Process32First(list, entry);
     for (; status.IsOk(); status = processes_.Process32Next(list, entry)) {
@@ -68,13 +65,13 @@ TEST_P(MachineContract, ToolhelpListsTheOwnProcessAndItsProgramFile) {
     EXPECT_EQ(own, 1);
     EXPECT_EQ(processes_.CloseHandle(list).code, 0u);
 
-    const Handle modules =
-        processes_.CreateToolhelp32Snapshot(kSnapModules, processes_.GetCurrentProcessId());
+    const Handle modules = processes_.CreateToolhelp32Snapshot(SnapshotHolds::Modules,
+                                                               processes_.GetCurrentProcessId());
     ASSERT_NE(modules, kInvalidHandle);
     ModuleEntry module;
     module.size = 500;
     EXPECT_EQ(processes_.Module32First(modules, module).code, SystemError::BadLength);
-    module.size = kModuleEntrySize;
+    module.size = kStatedModuleSize;
     int programFiles = 0;
     for (status = processes_.Module32First(modules, module); status.IsOk();
          status = processes_.Module32Next(modules, module)) {
@@ -87,9 +84,10 @@ TEST_P(MachineContract, ToolhelpListsTheOwnProcessAndItsProgramFile) {
 }
 
 TEST_P(MachineContract, HandlesThatAreNoneAreRefused) {
-    EXPECT_EQ(processes_.OpenProcess(kQueryAndRead, 0xFFFF'FFF2).code,
+    EXPECT_EQ(processes_.OpenProcess(ProcessAccess::QueryAndRead, 0xFFFF'FFF2).code,
               SystemError::InvalidParameter);
-    const auto process = processes_.OpenProcess(kQueryAndRead, processes_.GetCurrentProcessId());
+    const auto process =
+        processes_.OpenProcess(ProcessAccess::QueryAndRead, processes_.GetCurrentProcessId());
     ASSERT_EQ(process.code, 0u);
     // The right to end it wasn't asked for. The Windows 95 family has no such rights.
     if (IsNT()) {
@@ -97,7 +95,8 @@ TEST_P(MachineContract, HandlesThatAreNoneAreRefused) {
     }
     EXPECT_EQ(processes_.CloseHandle(process.value).code, 0u);
     EXPECT_EQ(processes_.CloseHandle(process.value).code, SystemError::InvalidHandle);
-    EXPECT_EQ(processes_.CreateToolhelp32Snapshot(kSnapModules, 0xFFFF'FFF2), kInvalidHandle);
+    EXPECT_EQ(processes_.CreateToolhelp32Snapshot(SnapshotHolds::Modules, 0xFFFF'FFF2),
+              kInvalidHandle);
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ TEST_P(MachineContract, VersionFactsAgree) {
     ASSERT_EQ(facts.code, 0u);
     EXPECT_EQ(facts.value.major, static_cast<std::int32_t>(version & 0xFF));
     EXPECT_EQ(facts.value.minor, static_cast<std::int32_t>(version >> 8 & 0xFF));
-    EXPECT_EQ(facts.value.platformId, IsNT() ? 2 : 1);
+    EXPECT_EQ(facts.value.platformId, IsNT() ? WindowsPlatform::NT : WindowsPlatform::Windows9x);
     EXPECT_GT(facts.value.build, 0);
 }
 

@@ -53,7 +53,7 @@ constexpr Step kSteps[] = {
     [](Machine& m) { (void)m.FileSystem().MoveFileW(u"C:\\a.exe", u"C:\\t.exe"); },
     [](Machine& m) { (void)Set(m, u"Software\\New\\Deep", u"", u"7"); },
     [](Machine& m) {
-        const auto process = m.ProcessTable().OpenProcess(0x1F0FFF, 4);
+        const auto process = m.ProcessTable().OpenProcess(ProcessAccess::All, 4);
         (void)m.ProcessTable().TerminateProcess(process.value, 0);
     },
     [](Machine& m) { (void)m.FileSystem().SetFileAttributesW(u"C:\\b.dll", 2); },
@@ -64,10 +64,11 @@ constexpr Step kSteps[] = {
     [](Machine& m) { (void)m.FileSystem().MoveFileExW(u"C:\\new.txt", u"C:\\c.txt"); },
     [](Machine& m) { (void)m.FileSystem().DeleteFileW(u"C:\\t.exe"); },
     [](Machine& m) {
-        const auto token = m.Session().OpenProcessToken(40);
+        const auto token = m.Session().OpenProcessToken(TokenAccess::AdjustPrivileges);
         (void)m.Session().AdjustTokenPrivileges(
-            token.value, m.Session().LookupPrivilegeValueA("SeShutdownPrivilege").value, 2);
-        (void)m.Session().ExitWindowsEx(3, 0);
+            token.value, m.Session().LookupPrivilegeValueA("SeShutdownPrivilege").value,
+            kPrivilegeEnabled);
+        (void)m.Session().ExitWindowsEx(ExitFlag::Reboot, 0);
     },
 };
 

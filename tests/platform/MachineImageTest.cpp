@@ -160,7 +160,7 @@ TEST(MachineImage, AnOverlayLeavesItByteForByte) {
     EXPECT_EQ(files.CreateFileW(u"C:\\b.exe", FileMode::Append).value->WriteFile(Bytes{'!'}).code,
               0u);
     EXPECT_EQ(registry.RegSetValueExW(HKLM, u"New", u"v", MakeDwordValue(1)).code, 0u);
-    EXPECT_EQ(overlay.Session().ExitWindowsEx(3, 0).code, 0u);
+    EXPECT_EQ(overlay.Session().ExitWindowsEx(ExitFlag::Reboot, 0).code, 0u);
     EXPECT_EQ(Dump(overlay),
               "[HKEY_LOCAL_MACHINE\\New]\n  v = dword:00000001\n"
               "C:\\b.exe 6\nC:\\renamed\\c.txt 9 attributes 2\n");
@@ -332,10 +332,10 @@ TEST(MachineImage, TheClockOfTheHostGivesOneBootTimeUntilARestart) {
     image.Write("machine.json", R"({"family": "9x"})");
     const double first = boot(*image.Load());
     EXPECT_NEAR(boot(*image.Load()), first, kTwoMinutes / 4);
-    EXPECT_EQ(image.Load()->Session().ExitWindowsEx(3, 0).code, 0u);
+    EXPECT_EQ(image.Load()->Session().ExitWindowsEx(ExitFlag::Reboot, 0).code, 0u);
     const double second = boot(*image.Load());
     EXPECT_GE(std::abs(second - first), kTwoMinutes);
-    EXPECT_EQ(image.Load()->Session().ExitWindowsEx(3, 0).code, 0u);
+    EXPECT_EQ(image.Load()->Session().ExitWindowsEx(ExitFlag::Reboot, 0).code, 0u);
     EXPECT_GE(std::abs(boot(*image.Load()) - second), kTwoMinutes);
 }
 

@@ -45,7 +45,7 @@ TEST(MemoryMachine, HeldAndLockedFilesResistMovesUntilTheirHoldersEnd) {
         if (row.isLocked) machine.LockFile(kFile);
         EXPECT_EQ(machine.FileSystem().MoveFileW(kFile, kMoved).code, row.before);
         if (row.before == 0) continue;
-        const auto process = machine.ProcessTable().OpenProcess(0x1F0FFF, 8);
+        const auto process = machine.ProcessTable().OpenProcess(ProcessAccess::All, 8);
         EXPECT_EQ(machine.ProcessTable().TerminateProcess(process.value, 0).code, 0u);
         EXPECT_EQ(machine.FileSystem().MoveFileW(kFile, kMoved).code, row.after);
     }
@@ -138,8 +138,12 @@ TEST(MemoryMachine, ToolhelpFieldsAreCutTo259) {
     machine.AddProcess({4, Text(u"C:\\") + Text(400, u'x'), {}});
     Processes& processes = machine.ProcessTable();
     ProcessEntry entry;
-    entry.size = 296;
-    EXPECT_EQ(processes.Process32First(processes.CreateToolhelp32Snapshot(2, 0), entry).code, 0u);
+    entry.size = kProcessRecordSize;
+    EXPECT_EQ(
+        processes
+            .Process32First(processes.CreateToolhelp32Snapshot(SnapshotHolds::Processes, 0), entry)
+            .code,
+        0u);
     EXPECT_EQ(entry.exeFile, Text(u"C:\\") + Text(256, u'x') + Text(1, u'\0'));
 }
 
@@ -148,12 +152,14 @@ TEST(MemoryMachine, AHandleOutlivesItsProcess) {
     machine.AddProcess({8, u"C:\\a.exe", {}});
     machine.AddProcess({12, u"C:\\b.exe", {}, true, false});
     Processes& processes = machine.ProcessTable();
-    EXPECT_EQ(processes.OpenProcess(1040, 12).code, SystemError::AccessDenied);
-    const auto first = processes.OpenProcess(0x1F0FFF, 8);
-    const auto second = processes.OpenProcess(0x1F0FFF, 8);
+    EXPECT_EQ(processes.OpenProcess(ProcessAccess::QueryAndRead, 12).code,
+              SystemError::AccessDenied);
+    const auto first = processes.OpenProcess(ProcessAccess::All, 8);
+    const auto second = processes.OpenProcess(ProcessAccess::All, 8);
     EXPECT_EQ(processes.TerminateProcess(first.value, 0).code, 0u);
     EXPECT_EQ(processes.TerminateProcess(second.value, 0).code, SystemError::AccessDenied);
-    EXPECT_EQ(processes.OpenProcess(1, 8).code, SystemError::InvalidParameter);
+    EXPECT_EQ(processes.OpenProcess(ProcessAccess::Terminate, 8).code,
+              SystemError::InvalidParameter);
     std::vector<ModuleHandle> modules(4);
     std::uint32_t needed = 0;
     EXPECT_NE(processes.EnumProcessModules(first.value, modules, 16, needed).code, 0u);
@@ -191,11 +197,11 @@ TEST(MemoryMachine, ARestartNeedsThePrivilegeAndDropsWhatIsGone) {
     machine.AddProcess({4, u"C:\\a.exe", {u"C:\\gone.dll", u"c:\\A.EXE"}});
     machine.AddProcess({8, u"C:\\gone.exe", {}});
     Restart& session = machine.Session();
-    EXPECT_EQ(session.ExitWindowsEx(3, 0).code, SystemError::PrivilegeNotHeld);
-    const auto token = session.OpenProcessToken(40);
+    EXPECT_EQ(session.ExitWindowsEx(ExitFlag::Reboot, 0).code, SystemError::PrivilegeNotHeld);
+    const auto token = session.OpenProcessToken(TokenAccess::AdjustPrivileges);
     const auto luid = session.LookupPrivilegeValueA("SeShutdownPrivilege");
-    EXPECT_EQ(session.AdjustTokenPrivileges(token.value, luid.value, 2).code, 0u);
-    EXPECT_EQ(session.ExitWindowsEx(3, 0).code, 0u);
+    EXPECT_EQ(session.AdjustTokenPrivileges(token.value, luid.value, kPrivilegeEnabled).code, 0u);
+    EXPECT_EQ(session.ExitWindowsEx(ExitFlag::Reboot, 0).code, 0u);
     EXPECT_EQ(DumpProcesses(machine), "process 4 C:\\a.exe\n  c:\\A.EXE\n");
     EXPECT_EQ(machine.System().GetTickCount(), 0u);
 }
@@ -238,8 +244,8 @@ TEST(WitnessMachine, NotesOnceWhatIsThereAndCantBeRead) {
         (void)machine.FileSystem().CreateFileW(u"C:\\none\\a.exe", FileMode::Read);
         (void)machine.FileSystem().CreateFileW(u"C:\\WINDOWS", FileMode::Read);
         (void)machine.FileSystem().CreateFileW(u"C:\\closed.exe", FileMode::CreateNew);
-        (void)machine.ProcessTable().OpenProcess(1040, 12);
-        (void)machine.ProcessTable().OpenProcess(1040, 99);
+        (void)machine.ProcessTable().OpenProcess(ProcessAccess::QueryAndRead, 12);
+        (void)machine.ProcessTable().OpenProcess(ProcessAccess::QueryAndRead, 99);
     }
     EXPECT_EQ(machine.Unreadable(),
               (std::vector<UnreadableItem>{

@@ -96,7 +96,7 @@ TEST(SysUtil, WindowsVersionAndHostsFile) {
         Text servicePack;
         EXPECT_EQ(ToUtf8(SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack)),
                   row.text);
-        EXPECT_EQ(platformId, row.isNT ? 2 : 1);
+        EXPECT_EQ(platformId, row.isNT ? WindowsPlatform::NT : WindowsPlatform::Windows9x);
         for (const TextView windir : {u"D:\\WINnt", u"D:\\WINnt\\"}) {
             machine.SetEnvironment(u"windir", windir);
             EXPECT_EQ(GetHostsFilePath(),

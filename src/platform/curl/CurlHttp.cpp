@@ -7,8 +7,6 @@
 namespace bkfd {
 namespace {
 
-enum ReadyState { NotOpened, Opened, Answered, Receiving, Complete };
-
 // A question for the state waits this long for news of the network, so that a machine whose clock
 // stands for another time doesn't count its seconds faster than they pass.
 constexpr int kLongestPause = 5;  // milliseconds
@@ -22,13 +20,12 @@ struct NetworkError {
 constexpr NetworkError kNetworkErrors[] = {
     {CURLE_COULDNT_RESOLVE_HOST, SystemError::ResourceNotFound},
     {CURLE_COULDNT_RESOLVE_PROXY, SystemError::ResourceNotFound},
-    {CURLE_COULDNT_CONNECT, 0x800C0004},  // INET_E_CANNOT_CONNECT
+    {CURLE_COULDNT_CONNECT, SystemError::CannotConnect},
 };
-constexpr std::uint32_t kInterrupted = 0x800C0008;  // INET_E_DOWNLOAD_FAILURE
 
 std::uint32_t SystemCode(CURLcode result) {
     const auto* known = std::ranges::find(kNetworkErrors, result, &NetworkError::ours);
-    return known == std::end(kNetworkErrors) ? kInterrupted : known->system;
+    return known == std::end(kNetworkErrors) ? SystemError::DownloadFailure : known->system;
 }
 
 struct EasyCloser {
@@ -58,7 +55,7 @@ class CurlRequest final : public HttpRequest {
         curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &CurlRequest::OnHeader);
         curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
         curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CurlRequest::OnBody);
-        state_ = Opened;
+        state_ = ReadyState::Opened;
         return {};
     }
 
@@ -72,7 +69,7 @@ class CurlRequest final : public HttpRequest {
     }
 
     Status send(TextView body) override {
-        if (state_ != Opened || isAttached_) return {SystemError::InvalidFunction};
+        if (state_ != ReadyState::Opened || isAttached_) return {SystemError::InvalidFunction};
         body_ = ToBytes(body);
         (void)setRequestHeader(u"Expect", u"");  // large posts don't wait for a permission
         curl_easy_setopt(easy_.get(), CURLOPT_HTTPHEADER, headers_.get());
@@ -102,7 +99,7 @@ class CurlRequest final : public HttpRequest {
 
     void abort() override {
         Detach();
-        state_ = NotOpened;
+        state_ = ReadyState::NotOpened;
     }
 
   private:
@@ -115,9 +112,9 @@ class CurlRequest final : public HttpRequest {
             if (message->msg != CURLMSG_DONE) continue;
             // An answer whose body was cut off has its status all the same.
             if (message->data.result != CURLE_OK) error_ = SystemCode(message->data.result);
-            state_ = Complete;
+            state_ = ReadyState::Complete;
         }
-        if (state_ == Complete) Detach();
+        if (state_ == ReadyState::Complete) Detach();
     }
 
     void Detach() {
@@ -143,7 +140,7 @@ class CurlRequest final : public HttpRequest {
         long code = 0;
         curl_easy_getinfo(request.easy_.get(), CURLINFO_RESPONSE_CODE, &code);
         if (line.find_first_not_of("\r\n") == std::string_view::npos && code >= 200) {
-            request.state_ = Answered;
+            request.state_ = ReadyState::Answered;
             request.isAnswered_ = true;
         }
         return size;
@@ -152,7 +149,7 @@ class CurlRequest final : public HttpRequest {
     static Bytes ToBytesOf(std::string_view text) { return {text.begin(), text.end()}; }
 
     static std::size_t OnBody(char*, std::size_t, std::size_t size, void* self) {
-        static_cast<CurlRequest*>(self)->state_ = Receiving;
+        static_cast<CurlRequest*>(self)->state_ = ReadyState::Receiving;
         return size;
     }
 
@@ -161,7 +158,7 @@ class CurlRequest final : public HttpRequest {
     std::unique_ptr<curl_slist, ListCloser> headers_;
     Bytes body_;
     Text statusText_;
-    ReadyState state_ = NotOpened;
+    std::int32_t state_ = ReadyState::NotOpened;
     bool isAttached_ = false;
     bool isAnswered_ = false;                              // else `error_` says why not
     std::uint32_t error_ = SystemError::ResourceNotFound;  // also for as long as nothing came

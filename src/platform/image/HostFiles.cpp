@@ -23,16 +23,21 @@ struct ErrnoRow {
     std::uint32_t code;
 };
 
-constexpr std::uint32_t kNameTooLong = 206;
-
 constexpr ErrnoRow kErrnoRows[] = {
-    {ENOENT, SystemError::FileNotFound},  {ENOTDIR, SystemError::PathNotFound},
-    {ELOOP, SystemError::FileNotFound},   {EACCES, SystemError::AccessDenied},
-    {EPERM, SystemError::AccessDenied},   {EISDIR, SystemError::AccessDenied},
-    {EROFS, SystemError::WriteProtect},   {ENOSPC, SystemError::DiskFull},
-    {EDQUOT, SystemError::DiskFull},      {EFBIG, SystemError::DiskFull},
-    {EEXIST, SystemError::AlreadyExists}, {ENOTEMPTY, SystemError::AccessDenied},
-    {ENAMETOOLONG, kNameTooLong},         {EINVAL, SystemError::InvalidParameter},
+    {ENOENT, SystemError::FileNotFound},
+    {ENOTDIR, SystemError::PathNotFound},
+    {ELOOP, SystemError::FileNotFound},
+    {EACCES, SystemError::AccessDenied},
+    {EPERM, SystemError::AccessDenied},
+    {EISDIR, SystemError::AccessDenied},
+    {EROFS, SystemError::WriteProtect},
+    {ENOSPC, SystemError::DiskFull},
+    {EDQUOT, SystemError::DiskFull},
+    {EFBIG, SystemError::DiskFull},
+    {EEXIST, SystemError::AlreadyExists},
+    {ENOTEMPTY, SystemError::AccessDenied},
+    {ENAMETOOLONG, SystemError::FilenameTooLong},
+    {EINVAL, SystemError::InvalidParameter},
 };
 
 constexpr char16_t kByteBase = 0xDC00;

@@ -7,15 +7,7 @@
 namespace bkfd {
 namespace {
 
-constexpr std::uint32_t kTerminate = 0x0001;
-constexpr std::uint32_t kReadMemory = 0x0010;
-constexpr std::uint32_t kQueryInformation = 0x0400;
-constexpr std::uint32_t kSnapProcesses = 2;
-constexpr std::uint32_t kSnapModules = 8;
 constexpr std::uint32_t kBytesAnEntry = 4;
-constexpr std::uint32_t kProcessEntrySize = 296;
-constexpr std::uint32_t kModuleEntrySize = 548;
-constexpr std::size_t kPathField = 260;
 /// Where programs and libraries are commonly loaded; the handle of a module is its address.
 constexpr ModuleHandle kProgramBase = 0x0040'0000;
 constexpr ModuleHandle kFirstModuleBase = 0x1000'0000;
@@ -29,8 +21,8 @@ ModuleHandle ModuleAt(std::size_t index) {
 }
 
 Text PathField(TextView path) {
-    Text field(path.substr(0, kPathField - 1));
-    field.resize(kPathField, u'\0');
+    Text field(path.substr(0, kMaxPath - 1));
+    field.resize(kMaxPath, u'\0');
     return field;
 }
 
@@ -163,7 +155,7 @@ Status ModelProcesses::EnumProcessModules(Handle process, std::span<ModuleHandle
     needed = 0;
     if (!facts_.IsNT()) return {SystemError::CallNotImplemented};
     Status status;
-    const Running* running = Use(process, kQueryInformation | kReadMemory, status);
+    const Running* running = Use(process, ProcessAccess::QueryAndRead, status);
     if (running == nullptr) return status;
     const std::size_t all = running->record.modules.size() + 1;
     const std::size_t fitting = std::min({all, modules.size(), std::size_t{bytes / kBytesAnEntry}});
@@ -175,7 +167,7 @@ Status ModelProcesses::EnumProcessModules(Handle process, std::span<ModuleHandle
 std::uint32_t ModelProcesses::GetModuleFileNameExW(Handle process, ModuleHandle module,
                                                    std::span<char16_t> buffer) {
     Status status;
-    const Running* running = Use(process, kQueryInformation | kReadMemory, status);
+    const Running* running = Use(process, ProcessAccess::QueryAndRead, status);
     if (running == nullptr || !facts_.IsNT() || buffer.empty()) return 0;
     const Text* path = nullptr;
     if (module == 0 || module == kProgramBase) path = &running->record.path;
@@ -199,7 +191,7 @@ Result<Handle> ModelProcesses::OpenProcess(std::uint32_t access, std::uint32_t p
 
 Status ModelProcesses::TerminateProcess(Handle process, std::uint32_t /*exitCode*/) {
     Status status;
-    const Running* running = Use(process, kTerminate, status);
+    const Running* running = Use(process, ProcessAccess::Terminate, status);
     if (running == nullptr) return status;
     MachineChange change;
     change.kind = MachineChange::Kind::EndProcess;
@@ -224,8 +216,9 @@ bool ModelProcesses::TakeModules(std::uint32_t processId, Snapshot& snapshot) {
 
 Handle ModelProcesses::CreateToolhelp32Snapshot(std::uint32_t flags, std::uint32_t processId) {
     Snapshot snapshot;
-    if ((flags & kSnapModules) != 0 && !TakeModules(processId, snapshot)) return kInvalidHandle;
-    if ((flags & kSnapProcesses) != 0)
+    if ((flags & SnapshotHolds::Modules) != 0 && !TakeModules(processId, snapshot))
+        return kInvalidHandle;
+    if ((flags & SnapshotHolds::Processes) != 0)
         for (const RunningRef& running : running_)
             snapshot.processes.emplace_back(running->record.id, running->record.path);
     return Keep(std::move(snapshot));
@@ -244,7 +237,7 @@ Status ModelProcesses::Process32First(Handle snapshot, ProcessEntry& entry) {
 Status ModelProcesses::Process32Next(Handle snapshot, ProcessEntry& entry) {
     Snapshot* opened = UseSnapshot(snapshot);
     if (opened == nullptr) return {SystemError::InvalidHandle};
-    if (entry.size < kProcessEntrySize) return {SystemError::BadLength};
+    if (entry.size < kProcessRecordSize) return {SystemError::BadLength};
     if (opened->nextProcess >= opened->processes.size()) return {SystemError::NoMoreFiles};
     const auto& [id, path] = opened->processes[opened->nextProcess++];
     entry.processId = id;
@@ -261,7 +254,7 @@ Status ModelProcesses::Module32First(Handle snapshot, ModuleEntry& entry) {
 Status ModelProcesses::Module32Next(Handle snapshot, ModuleEntry& entry) {
     Snapshot* opened = UseSnapshot(snapshot);
     if (opened == nullptr) return {SystemError::InvalidHandle};
-    if (entry.size < kModuleEntrySize) return {SystemError::BadLength};
+    if (entry.size < kModuleRecordSize) return {SystemError::BadLength};
     if (opened->nextModule >= opened->modules.size()) return {SystemError::NoMoreFiles};
     entry.exePath = PathField(opened->modules[opened->nextModule++]);
     return {};

@@ -3,10 +3,7 @@
 namespace bkfd {
 namespace {
 
-constexpr std::uint32_t kNoSuchPrivilege = 1313;
-constexpr std::uint32_t kAdjustPrivileges = 0x20;
-constexpr std::uint32_t kPrivilegeEnabled = 2;
-constexpr std::uint32_t kShutdownOrReboot = 3;
+constexpr std::uint32_t kShutdownOrReboot = ExitFlag::Shutdown | ExitFlag::Reboot;
 constexpr std::uint64_t kShutdownPrivilege = 19;  // its identifier on every NT system
 constexpr TextView kShutdownName = u"SeShutdownPrivilege";
 
@@ -14,13 +11,14 @@ constexpr TextView kShutdownName = u"SeShutdownPrivilege";
 
 Result<Handle> ModelSession::OpenProcessToken(std::uint32_t access) {
     if (!facts_.IsNT()) return Status{SystemError::CallNotImplemented};
-    if ((access & kAdjustPrivileges) == 0) return Status{SystemError::AccessDenied};
+    if ((access & TokenAccess::AdjustPrivileges) == 0) return Status{SystemError::AccessDenied};
     return processes_.OpenToken();
 }
 
 Result<std::uint64_t> ModelSession::LookupPrivilegeValueA(std::string_view name) {
     if (!facts_.IsNT()) return Status{SystemError::CallNotImplemented};
-    if (!EqualsIgnoreCase(FromUtf8(name), kShutdownName)) return Status{kNoSuchPrivilege};
+    if (!EqualsIgnoreCase(FromUtf8(name), kShutdownName))
+        return Status{SystemError::NoSuchPrivilege};
     return kShutdownPrivilege;
 }
 
@@ -28,7 +26,7 @@ Status ModelSession::AdjustTokenPrivileges(Handle token, std::uint64_t luid,
                                            std::uint32_t attributes) {
     if (!facts_.IsNT()) return {SystemError::CallNotImplemented};
     if (!processes_.IsToken(token)) return {SystemError::InvalidHandle};
-    if (luid != kShutdownPrivilege) return {kNoSuchPrivilege};
+    if (luid != kShutdownPrivilege) return {SystemError::NoSuchPrivilege};
     hasPrivilege_ = attributes == kPrivilegeEnabled && !facts_.isRestartDenied;
     return {};
 }

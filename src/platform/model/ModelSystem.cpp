@@ -5,8 +5,6 @@
 namespace bkfd {
 namespace {
 
-constexpr std::uint32_t kWindows9xBit = 0x8000'0000;
-
 struct ErrorText {
     std::uint32_t code;
     TextView text;
@@ -96,7 +94,7 @@ Result<WindowsVersion> ModelSystem::GetVersionExW() {
     version.minor = facts_.minor;
     const std::int32_t repeated = facts_.IsNT() ? 0 : facts_.major << 24 | facts_.minor << 16;
     version.build = facts_.build | repeated;
-    version.platformId = facts_.IsNT() ? 2 : 1;
+    version.platformId = facts_.IsNT() ? WindowsPlatform::NT : WindowsPlatform::Windows9x;
     version.servicePack = facts_.servicePack;
     return version;
 }

@@ -3,15 +3,6 @@
 #include <array>
 
 namespace bkfd {
-namespace {
-
-constexpr std::uint32_t kTopBit = 0x80000000;  // of the version: set on the Windows 95 family
-constexpr std::uint32_t kSnapProcesses = 2;
-constexpr std::uint32_t kQueryAndRead = 1040;
-constexpr std::uint32_t kProcessRecordSize = 296;
-
-}  // namespace
-
 RecordingMachine::RecordingMachine(Machine& target)
     : ForwardMachine(target, OpenGate()),
       registry_(target.RegistryKeys(), changes_),
@@ -111,15 +102,15 @@ Status RecordingMachine::RecordingProcesses::TerminateProcess(Handle process,
 }
 
 Text RecordingMachine::RecordingProcesses::ProgramOf(std::uint32_t processId) {
-    return (system_.GetVersion() & kTopBit) == 0 ? ProgramOfNT(processId) : ProgramOf9x(processId);
+    return IsVersionOfNT(system_.GetVersion()) ? ProgramOfNT(processId) : ProgramOf9x(processId);
 }
 
 Text RecordingMachine::RecordingProcesses::ProgramOfNT(std::uint32_t processId) {
-    const auto process = target_.OpenProcess(kQueryAndRead, processId);
+    const auto process = target_.OpenProcess(ProcessAccess::QueryAndRead, processId);
     if (!process.IsOk()) return {};
     std::array<ModuleHandle, 1> program{};
     std::uint32_t needed = 0;
-    Text path(260, u' ');
+    Text path(kMaxPath, u' ');
     std::uint32_t length = 0;
     if (target_.EnumProcessModules(process.value, program, sizeof(ModuleHandle), needed).IsOk()) {
         length = target_.GetModuleFileNameExW(process.value, program[0], path);
@@ -129,7 +120,7 @@ Text RecordingMachine::RecordingProcesses::ProgramOfNT(std::uint32_t processId) 
 }
 
 Text RecordingMachine::RecordingProcesses::ProgramOf9x(std::uint32_t processId) {
-    const Handle snapshot = target_.CreateToolhelp32Snapshot(kSnapProcesses, 0);
+    const Handle snapshot = target_.CreateToolhelp32Snapshot(SnapshotHolds::Processes, 0);
     if (snapshot == kInvalidHandle) return {};
     ProcessEntry entry;
     entry.size = kProcessRecordSize;

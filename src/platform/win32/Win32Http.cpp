@@ -15,8 +15,6 @@ namespace {
 
 constexpr std::int32_t kAsynchronous = 1;
 // States of a request.
-constexpr std::int32_t kNotOpened = 0;
-constexpr std::int32_t kComplete = 4;
 
 Result<Variant> Invoke(Object& object, TextView name, std::vector<Variant> arguments) {
     try {
@@ -28,12 +26,13 @@ Result<Variant> Invoke(Object& object, TextView name, std::vector<Variant> argum
 
 std::int32_t StateOf(Object& object) {
     const Result<Variant> state = Invoke(object, u"readyState", {});
-    return state.IsOk() && state.value.IsInteger() ? state.value.AsInteger() : kNotOpened;
+    return state.IsOk() && state.value.IsInteger() ? state.value.AsInteger()
+                                                   : ReadyState::NotOpened;
 }
 
 bool IsUnderWay(Object& object) {
     const std::int32_t state = StateOf(object);
-    return state != kNotOpened && state != kComplete;
+    return state != ReadyState::NotOpened && state != ReadyState::Complete;
 }
 
 class XmlHttpRequest final : public HttpRequest {

@@ -16,10 +16,6 @@ namespace bkfd {
 namespace {
 
 constexpr std::uint32_t kModuleBytes = 4;  // what the seam counts for a module
-constexpr std::size_t kFieldLength = 260;  // of a name in a toolhelp record
-// The records as the 32-bit calls know them, whose sizes the callers state.
-constexpr std::uint32_t kProcessEntrySize = 296;
-constexpr std::uint32_t kModuleEntrySize = 548;
 
 /// Not every psapi.dll has the call that lists the modules of 32-bit processes for a 64-bit caller.
 using EnumModulesEx = BOOL(WINAPI*)(HANDLE, HMODULE*, DWORD, LPDWORD, DWORD);
@@ -66,15 +62,15 @@ BOOL EnumNativeModules(HANDLE process, HMODULE* modules, DWORD bytes, DWORD* nee
 
 /// The name as a field of a record, filled with NULs.
 Text ToField(const char* name) {
-    Text text = FromAnsi({name, strnlen(name, kFieldLength)});
-    text.resize(kFieldLength, u'\0');
+    Text text = FromAnsi({name, strnlen(name, kMaxPath)});
+    text.resize(kMaxPath, u'\0');
     return text;
 }
 
 template <class Call>
 Status WalkProcesses(const Call& call, Handle snapshot, ProcessEntry& entry) {
     if (!call.IsThere()) return NoSuchCall();
-    if (entry.size < kProcessEntrySize) return {SystemError::BadLength};
+    if (entry.size < kProcessRecordSize) return {SystemError::BadLength};
     PROCESSENTRY32 native = {};
     native.dwSize = sizeof(native);
     if (call(Native(snapshot), &native) == 0) return LastFailure();
@@ -86,7 +82,7 @@ Status WalkProcesses(const Call& call, Handle snapshot, ProcessEntry& entry) {
 template <class Call>
 Status WalkModules(const Call& call, Handle snapshot, ModuleEntry& entry) {
     if (!call.IsThere()) return NoSuchCall();
-    if (entry.size < kModuleEntrySize) return {SystemError::BadLength};
+    if (entry.size < kModuleRecordSize) return {SystemError::BadLength};
     MODULEENTRY32 native = {};
     native.dwSize = sizeof(native);
     if (call(Native(snapshot), &native) == 0) return LastFailure();

@@ -122,9 +122,8 @@ Status WitnessMachine::WitnessProcesses::EnumProcessModules(Handle process,
 
 Handle WitnessMachine::WitnessProcesses::CreateToolhelp32Snapshot(std::uint32_t flags,
                                                                   std::uint32_t processId) {
-    constexpr std::uint32_t kSnapModules = 8;
     const Handle snapshot = target_.CreateToolhelp32Snapshot(flags, processId);
-    if (snapshot == kInvalidHandle && (flags & kSnapModules) != 0)
+    if (snapshot == kInvalidHandle && (flags & SnapshotHolds::Modules) != 0)
         witness_.Note(u"process", ToText(processId), {SystemError::AccessDenied});
     return snapshot;
 }

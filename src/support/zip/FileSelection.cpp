@@ -7,7 +7,6 @@ namespace bkfd {
 namespace {
 
 constexpr int kDeepestFolder = 256;
-constexpr std::uint32_t kReparsePoint = 0x400;
 
 /// The entries of a folder that match a pattern of the system's own kind.
 std::vector<FindData> List(Files& files, const Text& pattern) {
@@ -70,7 +69,7 @@ class Selection {
 
     bool IsWanted(const FindData& data) const {
         constexpr std::uint32_t kUnwanted = FileAttribute::Hidden | FileAttribute::System;
-        if ((data.attributes & kReparsePoint) != 0) return false;
+        if ((data.attributes & FileAttribute::ReparsePoint) != 0) return false;
         return rules_.withSystemAndHidden || (data.attributes & kUnwanted) == 0;
     }
 
