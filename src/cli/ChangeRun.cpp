@@ -4,9 +4,13 @@
 #include <ostream>
 
 #include "base/ProgramEnd.h"
+#include "base/RuntimeError.h"
 #include "cli/CleanText.h"
+#include "panels/RegistryBackup.h"
 #include "resources/StringTable.h"
+#include "services/ApplicationState.h"
 #include "services/MAPI.h"
+#include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
 
@@ -16,6 +20,15 @@ const char kChangeDocumentHelp[] =
     "[{\"id\", \"path\"}], \"changedSettings\": [{\"key\",\n\"valueName\", \"before\", "
     "\"after\"}], \"failed\": [{\"kind\", \"name\", \"error\"}]}. Without --yes\nit "
     "changes nothing, since nobody is asked.";
+
+void BackUpBeforeChange() {
+    try {
+        WriteRegistryBackup(ProgramFolder());
+    } catch (const RuntimeError& error) {
+        throw CommandError("nothing was changed, since no backup could be written: " +
+                           PrintableText(error.Description()));
+    }
+}
 
 void ChangeRun::Declare(CommandOptions& options) {
     options.AddFlag("--yes", yes_, "Answer OK to the questions, also to the restart");

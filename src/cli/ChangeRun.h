@@ -8,6 +8,10 @@
 
 namespace bkfd {
 
+/// Saves the registry as the command `backup` does, for whoever is about to change it. A
+/// CommandError if it can't be saved.
+void BackUpBeforeChange();
+
 /// What the commands that take programs out of action have in common: `--yes` and `--dry-run`, the
 /// question before the work, the restart at its end, and the account of what was done.
 class ChangeRun {
@@ -21,6 +25,11 @@ class ChangeRun {
     /// filled by the work with what left no trace in the machine. Returns the exit code.
     int Run(CommandContext& context, MachineSession& session, StringId question, const char* done,
             const std::function<bool(std::vector<FailedChange>& failed)>& work) const;
+
+    /// Called by the work before its first change.
+    void BackUp() const {
+        if (!isDryRun_) BackUpBeforeChange();
+    }
 
   private:
     bool yes_ = false;

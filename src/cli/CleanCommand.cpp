@@ -28,6 +28,7 @@ class CleanCommand final : public Command {
     int Run(CommandContext& context) override {
         MachineSession session(context, run_.Use(context));
         const int code = run_.Run(context, session, StringId::AskCleanUp, "Cleaned up", [&](auto&) {
+            run_.BackUp();
             CPaRemover remover;
             remover.Init(session.Log());
             remover.CleanUp();

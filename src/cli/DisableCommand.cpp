@@ -61,6 +61,7 @@ class DisableCommand final : public Command {
         for (const Text& file : named.missing) {
             failed.push_back({"file", file, SysUtil::SystemErrorText(SystemError::FileNotFound)});
         }
+        run_.BackUp();
         DisableFiles(named.files, session.Log(), u"DisableCommand.Disable");
         return true;
     }

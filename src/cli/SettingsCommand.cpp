@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "cli/ChangeRun.h"
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
 #include "cli/TextTable.h"
@@ -93,6 +94,7 @@ class SettingsCommand final : public Command {
             context.console.err << "brackenfold: nothing was changed" << std::endl;
             return ExitCode::Failed;
         }
+        BackUpBeforeChange();
         CPaRemover remover;
         remover.Init(session.Log());
         remover.RestoreConfigurationSettings();

@@ -104,6 +104,28 @@ TEST(Consent, NothingChangesWithoutIt) {
     EXPECT_NE(machine.Read("registry/30-browser.reg"), before.at("registry/30-browser.reg"));
 }
 
+/// What the backups hold.
+Strings Backups(const MachineCopy& machine) {
+    Strings backups;
+    for (const auto& [name, content] : machine.Snapshot()) {
+        if (name.find("/Backup/") != std::string::npos) backups.push_back(content);
+    }
+    return backups;
+}
+
+TEST(Backup, ComesBeforeEveryChange) {
+    for (const Strings& command : {Strings{"clean", "--yes"},
+                                   {"settings", "--restore", "--yes"},
+                                   {"disable", "C:\\WINDOWS\\system32\\hpjk.dll", "--yes"}}) {
+        SCOPED_TRACE(command[0]);
+        const MachineCopy asBefore("hijacked-xp");
+        const MachineCopy machine("hijacked-xp");
+        EXPECT_EQ(RunOn(asBefore, {"backup"}).code, 0);
+        EXPECT_EQ(RunOn(machine, command).code, 0);
+        EXPECT_EQ(Backups(machine), Backups(asBefore));
+    }
+}
+
 TEST(Backup, WritesAFileThatHoldsTheSettings) {
     const MachineCopy machine("hijacked-xp");
     const CliRun run = RunOn(machine, {"--json", "backup"});
