@@ -4,10 +4,11 @@ namespace bkfd {
 
 CommandList MakeCommands() {
     CommandList commands;
-    for (const auto make : {MakeScanCommand, MakeCleanCommand, MakeBhosCommand, MakeStartupCommand,
-                            MakeProcessesCommand, MakeSettingsCommand, MakeBackupCommand,
-                            MakeDisableCommand, MakeRestoreCommand, MakeIdentifyCommand,
-                            MakeReportCommand, MakeDecodeCommand, MakeStartCommand}) {
+    for (const auto make :
+         {MakeScanCommand, MakeCleanCommand, MakeBhosCommand, MakeStartupCommand,
+          MakeProcessesCommand, MakeSettingsCommand, MakeBackupCommand, MakeDisableCommand,
+          MakeRestoreCommand, MakeIdentifyCommand, MakeRegistryCommand, MakeReportCommand,
+          MakeDecodeCommand, MakeStartCommand}) {
         commands.push_back(make());
     }
     return commands;
