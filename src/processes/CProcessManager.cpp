@@ -1,9 +1,22 @@
 #include "processes/CProcessManager.h"
 
-#include "processes/ProcessTree.h"
+#include "processes/RunningProgram.h"
 #include "services/MAPI.h"
 
 namespace bkfd {
+namespace {
+
+std::shared_ptr<ItemList> TreeOf(std::vector<RunningProgram> programs) {
+    auto tree = std::make_shared<ItemList>();
+    for (RunningProgram& program : programs) {
+        ItemNode& node = tree->Add();
+        node.Id = std::move(program.path);
+        for (Text& module : program.modules) node.Children().Add().Id = std::move(module);
+    }
+    return tree;
+}
+
+}  // namespace
 
 void CProcessManager::Init(LoggerRef logger) {
     logger_ = std::move(logger);
@@ -14,7 +27,7 @@ void CProcessManager::EnumProcs(std::shared_ptr<ItemList>& tree) {
 }
 
 std::shared_ptr<ItemList> CProcessManager::EnumProcsNT() {
-    return GetProcessTreeNT();
+    return TreeOf(ListRunningProgramsNT());
 }
 
 void CProcessManager::TrimAtNull(const Text& text, Text& result) {
@@ -22,7 +35,7 @@ void CProcessManager::TrimAtNull(const Text& text, Text& result) {
 }
 
 std::shared_ptr<ItemList> CProcessManager::EnumProcs9x() {
-    return GetProcessTree9x();
+    return TreeOf(ListRunningPrograms9x());
 }
 
 }  // namespace bkfd

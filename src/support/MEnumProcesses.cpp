@@ -1,15 +1,15 @@
 #include "support/MEnumProcesses.h"
 
 #include <unordered_map>
+#include <utility>
 
 #include "detection/CPaDetector.h"
 #include "identity/CFileChecker.h"
 #include "identity/CFileInfoManager.h"
 #include "identity/CHashier.h"
 #include "processes/KnownSystemFiles.h"
-#include "processes/ProcessTree.h"
+#include "processes/RunningProgram.h"
 #include "services/ApplicationState.h"
-#include "services/ItemList.h"
 #include "services/SysUtil.h"
 #include "services/WideDocument.h"
 
@@ -31,7 +31,7 @@ Text Finished(Text document) {
     return gIsNT ? WideDocument(document) : Text(kDeclaration) + document;
 }
 
-/// Walks the tree and writes the document of processes; keeps each file that it names.
+/// Writes the document of processes, one at a time; keeps each file that it names.
 class ProcessReport {
   public:
     explicit ProcessReport(const LoggerRef& logger) {
@@ -39,13 +39,13 @@ class ProcessReport {
         detector_.Init(logger, nullptr);
     }
 
-    void Add(const ItemNode& process) {
-        const Text path = checker_.GetFullFileNameFromShortFilename(process.Id);
+    void Add(const RunningProgram& process) {
+        const Text path = checker_.GetFullFileNameFromShortFilename(process.path);
         bool isReported = !IsSystemProcess(path) && !detector_.IsGoodRunningModule(path);
         if (isReported) Open(process, path);
-        for (const auto& child : process.Children()) {
+        for (const Text& loaded : process.modules) {
             SysUtil::PumpMessages();
-            const Module& module = Judge(child->Id);
+            const Module& module = Judge(loaded);
             if (module.element.empty()) continue;
             if (!isReported) Open(process, path);
             isReported = true;
@@ -65,11 +65,11 @@ class ProcessReport {
     };
 
     /// Most modules are loaded in many processes; each is judged once.
-    const Module& Judge(const Text& id) {
-        const auto [place, isNew] = modules_.try_emplace(id);
+    const Module& Judge(const Text& loaded) {
+        const auto [place, isNew] = modules_.try_emplace(loaded);
         Module& module = place->second;
         if (isNew) {
-            module.path = checker_.GetFullFileNameFromShortFilename(id);
+            module.path = checker_.GetFullFileNameFromShortFilename(loaded);
             if (!IsSystemModule(module.path) && !detector_.IsGoodRunningModule(module.path)) {
                 module.element = u"<M f='" + SysUtil::XmlEscape(module.path) + u"'/>";
             }
@@ -77,9 +77,9 @@ class ProcessReport {
         return module;
     }
 
-    void Open(const ItemNode& process, const Text& path) {
+    void Open(const RunningProgram& process, const Text& path) {
         Note(path);
-        document_ += u"<P f='" + SysUtil::XmlEscape(process.Id) + u"'>";
+        document_ += u"<P f='" + SysUtil::XmlEscape(process.path) + u"'>";
     }
 
     void Note(const Text& path) {
@@ -112,14 +112,11 @@ Text DescribeFile(CFileInfoManager& info, const Text& path) {
 }
 
 /// The document of processes, and the files that it names. What it took is gone on return, and a
-/// process's modules before: a machine with many modules has a large tree.
+/// process's modules before: a machine with many modules has a large list.
 Text DescribeProcesses(const LoggerRef& logger, KeyedList& seenFiles) {
-    const auto tree = gIsNT ? GetProcessTreeNT() : GetProcessTree9x();
+    auto programs = gIsNT ? ListRunningProgramsNT() : ListRunningPrograms9x();
     ProcessReport report(logger);
-    for (const auto& process : Walk(tree)) {
-        report.Add(*process);
-        process->Children() = ItemList();
-    }
+    for (RunningProgram& program : programs) report.Add(std::exchange(program, {}));
     seenFiles = report.TakeSeenFiles();
     return report.TakeDocument();
 }
