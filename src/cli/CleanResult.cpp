@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "detection/HelperObjects.h"
+#include "detection/StartupItems.h"
 #include "platform/RegistryValues.h"
 #include "processes/ParasiteFileName.h"
 #include "services/RegistryAccess.h"
@@ -11,12 +13,6 @@
 namespace bkfd {
 namespace {
 
-constexpr TextView kHelperKey =
-    u"software\\microsoft\\windows\\currentversion\\explorer\\browser helper objects\\";
-constexpr TextView kStartupKeys[] = {
-    u"software\\microsoft\\windows\\currentversion\\run",
-    u"software\\microsoft\\windows\\currentversion\\policies\\explorer\\run",
-};
 constexpr TextView kOwnKey = u"software\\tarnwick labs\\";
 
 /// Sorts the changes into the result, one at a time and in order.
@@ -88,28 +84,24 @@ class Summary {
 
     void AddKey(const RecordedChange& change) {
         if (change.outcome.IsNotThere()) return;
-        const Text key = ToLower(change.name);
         if (!change.outcome.IsOk()) return Fail("registry", FullKey(change), change.outcome);
-        if (!key.starts_with(kHelperKey)) {
+        const std::size_t classAt = kHelperObjectsKey.size() + 1;
+        if (!EqualsIgnoreCase(change.name.substr(0, classAt), Text(kHelperObjectsKey) + u'\\')) {
             result_.changedSettings.push_back({FullKey(change), {}, {}, {}, true});
-        } else if (key.find(u'\\', kHelperKey.size()) == Text::npos) {
-            result_.deletedBhos.push_back(change.name.substr(kHelperKey.size()));
+        } else if (change.name.find(u'\\', classAt) == Text::npos) {
+            result_.deletedBhos.push_back(change.name.substr(classAt));
         }
     }
 
     void AddValue(const RecordedChange& change) {
-        const Text key = ToLower(change.name);
         if (change.outcome.IsNotThere()) return;
         const Text place = FullKey(change) + u"\\" + change.valueName;
         // What was refused at first may have succeeded since.
         std::erase_if(result_.failed,
                       [&](const FailedChange& failed) { return failed.name == place; });
         if (!change.outcome.IsOk()) return Fail("registry", place, change.outcome);
-        if (key.starts_with(kOwnKey) || change.before == change.after) return;
-        const bool isStartup =
-            std::any_of(std::begin(kStartupKeys), std::end(kStartupKeys),
-                        [&](TextView prefix) { return key.starts_with(prefix); });
-        if (isStartup) {
+        if (ToLower(change.name).starts_with(kOwnKey) || change.before == change.after) return;
+        if (IsStartupPlace(change.root, change.name)) {
             const Json data = RegistryValueToJson(change.before);
             result_.deletedStartup.push_back(
                 {FullKey(change), change.valueName,

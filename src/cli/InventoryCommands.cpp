@@ -1,4 +1,5 @@
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <ostream>
 
 #include "cli/Commands.h"
@@ -7,41 +8,16 @@
 #include "cli/TextTable.h"
 #include "detection/CBHOManager.h"
 #include "detection/CStartupManager.h"
-#include "processes/CProcessManager.h"
+#include "processes/RunningProgram.h"
+#include "services/RegistryAccess.h"
 #include "ui/terminal/PrintableText.h"
 
 // The commands that list what the engine's inventories hold.
 namespace bkfd {
 namespace {
 
-/// The parameter as text; empty for one that is missing.
-std::string Cell(ItemNode& item, TextView name) {
-    if (!item.params().Exists(name)) return {};
-    return PrintableText(item.params(name).Values(1).AsText());
-}
-
-/// A list of the engine, whose failure is already in its log.
-const ItemList& Listed(const std::shared_ptr<ItemList>& list, const char* what) {
-    if (list == nullptr) throw CommandError(std::string("the list of ") + what + " failed");
-    return *list;
-}
-
-/// The identifier, and each parameter under its name.
-Json ItemToJson(ItemNode& item) {
-    Json object = {{"id", TextToJson(item.Id)}};
-    for (const auto& parameter : item.params()) {
-        object[MemberName(parameter->Name())] = VariantToJson(parameter->Values(1));
-    }
-    return object;
-}
-
-Json ItemsToJson(const ItemList& items) {
-    Json list = Json::array();
-    for (const auto& item : items) list.push_back(ItemToJson(*item));
-    return list;
-}
-
 /// A command that lists one inventory.
+template <class Item>
 class InventoryCommand : public Command {
   public:
     InventoryCommand(const char* name, const char* summary, const char* footer)
@@ -53,23 +29,25 @@ class InventoryCommand : public Command {
 
     int Run(CommandContext& context) override {
         MachineSession session(context);
-        const std::shared_ptr<ItemList> list = List(session.Log());
+        const auto items = List(session.Log());
         const std::vector<Unreadable> unreadable = session.CollectUnreadable();
         PrintUnreadable(context.console, unreadable);
-        const ItemList& items = Listed(list, name_);
+        if (!items) throw CommandError("the list of " + std::string(name_) + " failed");
         if (context.asJson) {
-            PrintJson(context.console.out, ToDocument(items));
+            Json list = Json::array();
+            for (const Item& item : *items) list.push_back(ToJson(item));
+            PrintJson(context.console.out, list);
         } else {
-            Print(context.console, items);
+            Print(context.console, *items);
         }
         return ExitCodeOf(unreadable);
     }
 
   protected:
-    /// Null for an inventory that failed.
-    virtual std::shared_ptr<ItemList> List(const LoggerRef& logger) = 0;
-    virtual Json ToDocument(const ItemList& items) { return ItemsToJson(items); }
-    virtual void Print(const Console& console, const ItemList& items) = 0;
+    /// Nothing for an inventory that failed, which is already in the engine's log.
+    virtual std::optional<std::vector<Item>> List(const LoggerRef& logger) = 0;
+    virtual Json ToJson(const Item& item) = 0;
+    virtual void Print(const Console& console, const std::vector<Item>& items) = 0;
 
   private:
     const char* name_;
@@ -77,29 +55,36 @@ class InventoryCommand : public Command {
     const char* footer_;
 };
 
-class BhosCommand final : public InventoryCommand {
+class BhosCommand final : public InventoryCommand<HelperObject> {
   public:
     BhosCommand()
         : InventoryCommand("bhos", "List the browser helper objects",
                            "With --json: a list of {\"id\": class, \"name\", \"dll\"}.") {}
 
   private:
-    std::shared_ptr<ItemList> List(const LoggerRef& logger) override {
+    std::optional<std::vector<HelperObject>> List(const LoggerRef& logger) override {
         CBHOManager manager;
         manager.Init(logger);
-        return manager.EnumBHOs();
+        return manager.ListHelperObjects();
     }
 
-    void Print(const Console& console, const ItemList& items) override {
+    Json ToJson(const HelperObject& object) override {
+        return {{"id", TextToJson(object.clsid)},
+                {"name", TextToJson(object.name)},
+                {"dll", TextToJson(object.file)}};
+    }
+
+    void Print(const Console& console, const std::vector<HelperObject>& objects) override {
         TextTable table({"Class", "Name", "File"});
-        for (const auto& item : items) {
-            table.AddRow({PrintableText(item->Id), Cell(*item, u"Name"), Cell(*item, u"DLL")});
+        for (const HelperObject& object : objects) {
+            table.AddRow({PrintableText(object.clsid), PrintableText(object.name),
+                          PrintableText(object.file)});
         }
         table.Print(console);
     }
 };
 
-class StartupCommand final : public InventoryCommand {
+class StartupCommand final : public InventoryCommand<StartupItem> {
   public:
     StartupCommand()
         : InventoryCommand("startup", "List the programs that Windows starts at logon",
@@ -109,32 +94,36 @@ class StartupCommand final : public InventoryCommand {
                            "identifiers are new in each run.") {}
 
   private:
-    std::shared_ptr<ItemList> List(const LoggerRef& logger) override {
+    std::optional<std::vector<StartupItem>> List(const LoggerRef& logger) override {
         CStartupManager manager;
         manager.Init(logger);
-        return manager.EnumItems();
+        return manager.ListItems();
     }
 
-    Json ToDocument(const ItemList& items) override {
-        Json list = ItemsToJson(items);
-        // A root is an unsigned number; the inventory holds it in 32 bits with a sign.
-        for (Json& item : list) item["key"] = RootNumber(item["key"].get<std::int32_t>());
-        return list;
+    Json ToJson(const StartupItem& item) override {
+        return {{"id", TextToJson(item.id)},
+                {"name", TextToJson(item.name)},
+                {"dll", TextToJson(item.file)},
+                {"manufacturer", TextToJson(item.manufacturer)},
+                {"key", static_cast<std::uint32_t>(item.root)},
+                {"hive", TextToJson(item.key)},
+                {"valueName", TextToJson(item.valueName)},
+                {"icon", item.isKnown ? "OK" : "IE"}};
     }
 
-    void Print(const Console& console, const ItemList& items) override {
+    void Print(const Console& console, const std::vector<StartupItem>& items) override {
         TextTable table({"Name", "Company", "File", "Started by"});
-        for (const auto& item : items) {
-            table.AddRow({Cell(*item, u"Name"), Cell(*item, u"Manufacturer"), Cell(*item, u"DLL"),
-                          StartedBy(*item)});
+        for (const StartupItem& item : items) {
+            table.AddRow({PrintableText(item.name), PrintableText(item.manufacturer),
+                          PrintableText(item.file),
+                          StartedBy(RegistryAccess::RootName(item.root) + u'\\' + item.key,
+                                    item.valueName)});
         }
         table.Print(console);
     }
-
-    static std::uint32_t RootNumber(std::int32_t key) { return static_cast<std::uint32_t>(key); }
 };
 
-class ProcessesCommand final : public InventoryCommand {
+class ProcessesCommand final : public InventoryCommand<RunningProgram> {
   public:
     ProcessesCommand()
         : InventoryCommand("processes", "List the running processes with their modules",
@@ -142,32 +131,21 @@ class ProcessesCommand final : public InventoryCommand {
                            "that can't be\nopened is left out, with a message.") {}
 
   private:
-    std::shared_ptr<ItemList> List(const LoggerRef& logger) override {
-        CProcessManager manager;
-        manager.Init(logger);
-        std::shared_ptr<ItemList> tree;
-        manager.EnumProcs(tree);
-        return tree;
+    std::optional<std::vector<RunningProgram>> List(const LoggerRef&) override {
+        return ListRunningPrograms();
     }
 
-    Json ToDocument(const ItemList& items) override {
-        Json list = Json::array();
-        for (const auto& process : items) {
-            Json modules = Json::array();
-            for (const auto& module : process->Children())
-                modules.push_back(TextToJson(module->Id));
-            Json object = ItemToJson(*process);
-            object["modules"] = std::move(modules);
-            list.push_back(std::move(object));
-        }
-        return list;
+    Json ToJson(const RunningProgram& program) override {
+        Json modules = Json::array();
+        for (const Text& module : program.modules) modules.push_back(TextToJson(module));
+        return {{"id", TextToJson(program.path)}, {"modules", std::move(modules)}};
     }
 
-    void Print(const Console& console, const ItemList& items) override {
-        for (const auto& process : items) {
-            console.out << console.Bold(PrintableText(process->Id)) << '\n';
-            for (const auto& module : process->Children()) {
-                console.out << "    " << PrintableText(module->Id) << '\n';
+    void Print(const Console& console, const std::vector<RunningProgram>& programs) override {
+        for (const RunningProgram& program : programs) {
+            console.out << console.Bold(PrintableText(program.path)) << '\n';
+            for (const Text& module : program.modules) {
+                console.out << "    " << PrintableText(module) << '\n';
             }
         }
     }

@@ -3,7 +3,7 @@
 #include <iosfwd>
 #include <nlohmann/json_fwd.hpp>
 
-#include "base/Variant.h"
+#include "base/Text.h"
 
 namespace bkfd {
 
@@ -12,10 +12,6 @@ using Json = nlohmann::ordered_json;
 
 /// A lone surrogate becomes U+FFFD: JSON is UTF-8.
 Json TextToJson(TextView text);
-/// Empty is null; an object is a RuntimeError.
-Json VariantToJson(const Variant& value);
-/// A parameter's name as a member's name: "ValueName" is valueName, "DLL" is dll.
-std::string MemberName(TextView name);
 /// Writes a document, indented, with a line end.
 void PrintJson(std::ostream& out, const Json& document);
 

@@ -30,7 +30,8 @@ class ScanCommand final : public Command {
         MachineSession session(context);
         const ScanResult result = [&] {
             const ProgressLine progress(context.console, "Looking for parasites");
-            return Scan(session, wantsSuspicious_);
+            return Scan(session.Log(), wantsSuspicious_,
+                        [&] { return session.CollectUnreadable(); });
         }();
         if (context.asJson) {
             PrintJson(context.console.out, ScanToJson(result));

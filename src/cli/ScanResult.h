@@ -1,45 +1,40 @@
 #pragma once
 
-#include <string>
+#include <functional>
 #include <vector>
 
 #include "cli/MachineSession.h"
+#include "detection/Finding.h"
 
 namespace bkfd {
 
 enum class Verdict { Clean, Parasites, Incomplete };
 
-/// A file that has to go, and what is known of it.
+/// A file that was found, and what is known of it.
 struct FoundFile {
-    Text path;
-    std::string why;                  // the engine's reason
-    std::vector<std::string> places;  // where it shows itself: "module of explorer.exe"
-    std::int32_t size = 0;            // 0 for a file that isn't there
+    Finding finding;
+    bool exists = false;
+    std::int32_t size = 0;  // 0 for a file that isn't there or can't be read
     std::int32_t hash = 0;
-    Text manufacturer;
-};
-
-/// A helper object whose registration has to go.
-struct FoundHelper {
-    Text clsid;
-    Text name;
-    Text file;  // empty for a registration without a file
+    Text company;
+    Text description;
 };
 
 struct ScanResult {
     Verdict verdict = Verdict::Clean;
-    std::vector<FoundFile> files;
-    std::vector<FoundHelper> helpers;
-    std::vector<Text> suspicious;
+    std::vector<FoundFile> files;       // to disable
+    std::vector<HelperObject> bhos;     // to delete
+    std::vector<FoundFile> suspicious;  // those that aren't among the files to disable
     std::vector<Unreadable> unreadable;
-    std::size_t helpersSeen = 0;
+    std::size_t helperObjectsSeen = 0;
     std::size_t startupItemsSeen = 0;
-    std::size_t processesSeen = 0;
+    std::size_t programsSeen = 0;
 };
 
 /// Runs the detection of parasites on the installed machine and, if wanted, the search for
-/// suspicious files, which lists the parasites' files too.
-ScanResult Scan(MachineSession& session, bool wantsSuspicious);
+/// suspicious files. `unreadable` tells what could not be read when both are done.
+ScanResult Scan(const LoggerRef& logger, bool wantsSuspicious,
+                const std::function<std::vector<Unreadable>()>& unreadable);
 int ExitCodeOf(Verdict verdict);
 Json ScanToJson(const ScanResult& result);
 /// The result for people.

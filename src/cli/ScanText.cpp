@@ -1,7 +1,7 @@
-#include <algorithm>
 #include <ostream>
 
 #include "cli/ScanResult.h"
+#include "cli/StartedBy.h"
 #include "cli/TextTable.h"
 #include "ui/terminal/PrintableText.h"
 
@@ -13,11 +13,51 @@ std::string Counted(std::size_t count, const std::string& one, const std::string
     return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
+const char* TextOf(Reason reason) {
+    switch (reason) {
+        case Reason::HelperObject:
+            return "is a helper object that names no company";
+        case Reason::StartupNonamer:
+            return "starts with Windows, runs, and names no company";
+        case Reason::Process:
+            return "runs, and is known or looks like a parasite";
+        case Reason::Module:
+            break;
+    }
+    return "is loaded, and is known or looks like a parasite";
+}
+
+std::string LastComponent(const Text& path) {
+    return PrintableText(path.substr(FindLast(path, u"\\")));
+}
+
+std::string TextOf(const Place& place) {
+    switch (place.kind) {
+        case Place::Kind::HelperObject:
+            return "helper object " + PrintableText(place.name);
+        case Place::Kind::Startup:
+            return "started by " + StartedBy(place.key, place.name);
+        case Place::Kind::Process:
+            return "running program";
+        case Place::Kind::Module:
+            break;
+    }
+    return "module of " + LastComponent(place.name);
+}
+
 std::string IdentityText(const FoundFile& file) {
-    if (file.size == 0) return "can't be read, or isn't there";
-    const std::string company =
-        file.manufacturer.empty() ? "no company" : PrintableText(file.manufacturer);
+    if (!file.exists) return "isn't there";
+    if (file.size == 0) return "is empty, or can't be read";
+    const std::string company = file.company.empty() ? "no company" : PrintableText(file.company);
     return std::to_string(file.size) + " bytes, hash " + std::to_string(file.hash) + ", " + company;
+}
+
+template <class List, class ToLine>
+void PrintLines(const Console& console, const char* label, const List& list, ToLine toLine) {
+    for (const auto& entry : list) {
+        console.out << "      " << label << toLine(entry) << '\n';
+        label = "       ";
+    }
 }
 
 void PrintFiles(const Console& console, const std::vector<FoundFile>& files) {
@@ -25,24 +65,21 @@ void PrintFiles(const Console& console, const std::vector<FoundFile>& files) {
     console.out << '\n'
                 << console.Bold("Files to disable (" + std::to_string(files.size()) + ")") << '\n';
     for (const FoundFile& file : files) {
-        console.out << "  " << PrintableText(file.path) << '\n'
-                    << "      why    " << file.why << '\n';
-        const char* label = "      where  ";
-        for (const std::string& place : file.places) {
-            console.out << label << place << '\n';
-            label = "             ";
-        }
+        console.out << "  " << PrintableText(file.finding.path) << '\n';
+        PrintLines(console, "why    ", file.finding.reasons, [](Reason it) { return TextOf(it); });
+        PrintLines(console, "where  ", file.finding.places,
+                   [](const Place& it) { return TextOf(it); });
         console.out << "      file   " << IdentityText(file) << '\n';
     }
 }
 
-void PrintHelpers(const Console& console, const std::vector<FoundHelper>& helpers) {
+void PrintHelpers(const Console& console, const std::vector<HelperObject>& helpers) {
     if (helpers.empty()) return;
     console.out << '\n'
                 << console.Bold("Helper objects to delete (" + std::to_string(helpers.size()) + ")")
                 << '\n';
     TextTable table({"Class", "Name", "File"});
-    for (const FoundHelper& helper : helpers) {
+    for (const HelperObject& helper : helpers) {
         table.AddRow(
             {PrintableText(helper.clsid), PrintableText(helper.name),
              helper.file.empty() ? "(none: a dead registration)" : PrintableText(helper.file)});
@@ -50,21 +87,15 @@ void PrintHelpers(const Console& console, const std::vector<FoundHelper>& helper
     table.Print(console, "  ");
 }
 
-/// Those that aren't among the parasites, which are listed already.
-void PrintSuspicious(const Console& console, const ScanResult& result) {
-    std::vector<std::string> lines;
-    for (const Text& file : result.suspicious) {
-        const bool isParasite =
-            std::any_of(result.files.begin(), result.files.end(),
-                        [&](const FoundFile& found) { return EqualsIgnoreCase(found.path, file); });
-        if (!isParasite) lines.push_back(PrintableText(file));
-    }
-    if (lines.empty()) return;
+void PrintSuspicious(const Console& console, const std::vector<FoundFile>& files) {
+    if (files.empty()) return;
     console.out << '\n'
                 << console.Bold("Suspicious, no parasites as far as is known (" +
-                                std::to_string(lines.size()) + ")")
+                                std::to_string(files.size()) + ")")
                 << '\n';
-    for (const std::string& line : lines) console.out << "  " << line << '\n';
+    for (const FoundFile& file : files) {
+        console.out << "  " << PrintableText(file.finding.path) << '\n';
+    }
 }
 
 void PrintUnreadableTable(const Console& console, const std::vector<Unreadable>& unreadable) {
@@ -87,7 +118,7 @@ std::string VerdictText(const ScanResult& result) {
         case Verdict::Parasites:
             return "Parasites found: " +
                    Counted(result.files.size(), "file to disable, ", "files to disable, ") +
-                   Counted(result.helpers.size(), "helper object to delete.",
+                   Counted(result.bhos.size(), "helper object to delete.",
                            "helper objects to delete.");
         case Verdict::Incomplete:
             break;
@@ -100,12 +131,12 @@ std::string VerdictText(const ScanResult& result) {
 void PrintScan(const Console& console, const std::string& windowsText, const ScanResult& result) {
     console.out << windowsText << '\n'
                 << "Looked at "
-                << Counted(result.helpersSeen, "helper object, ", "helper objects, ")
+                << Counted(result.helperObjectsSeen, "helper object, ", "helper objects, ")
                 << Counted(result.startupItemsSeen, "startup entry and ", "startup entries and ")
-                << Counted(result.processesSeen, "process.", "processes.") << '\n';
+                << Counted(result.programsSeen, "process.", "processes.") << '\n';
     PrintFiles(console, result.files);
-    PrintHelpers(console, result.helpers);
-    PrintSuspicious(console, result);
+    PrintHelpers(console, result.bhos);
+    PrintSuspicious(console, result.suspicious);
     PrintUnreadableTable(console, result.unreadable);
     console.out << '\n' << console.Bold(VerdictText(result)) << '\n';
 }

@@ -1,17 +1,24 @@
 #include "cli/StartedBy.h"
 
-#include "platform/Machine.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
 
-std::string StartedBy(const ItemNode& item) {
+std::string StartedBy(const Text& key, const Text& valueName) {
+    constexpr struct {
+        TextView root;
+        const char* shown;
+    } kRoots[] = {{u"HKEY_LOCAL_MACHINE\\", "HKLM "}, {u"HKEY_CURRENT_USER\\", "HKCU "}};
     constexpr TextView kCommon = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\";
-    const auto root = static_cast<RegistryRoot>(item.params(u"Key").Values(1).AsInteger());
-    Text path = item.params(u"Hive").Values(1).AsText();
-    if (path.starts_with(kCommon)) path = path.substr(kCommon.size());
-    return std::string(root == RegistryRoot::LocalMachine ? "HKLM " : "HKCU ") +
-           PrintableText(path) + ": " + PrintableText(item.params(u"ValueName").Values(1).AsText());
+    std::string shown;
+    TextView path = key;
+    for (const auto& [root, name] : kRoots) {
+        if (!path.starts_with(root)) continue;
+        shown = name;
+        path.remove_prefix(root.size());
+    }
+    if (path.starts_with(kCommon)) path.remove_prefix(kCommon.size());
+    return shown + PrintableText(path) + ": " + PrintableText(valueName);
 }
 
 }  // namespace bkfd

@@ -2,12 +2,12 @@
 
 #include <string>
 
-#include "services/ItemList.h"
+#include "base/Text.h"
 
 namespace bkfd {
 
-/// The registry value that starts an item of the startup inventory: "HKLM Run: name", without the
-/// part of the key that all places have in common.
-std::string StartedBy(const ItemNode& item);
+/// A registry value that starts a program, for people: "HKLM Run: name" for a key with its root,
+/// without the part of the key that nearly all places have in common.
+std::string StartedBy(const Text& key, const Text& valueName);
 
 }  // namespace bkfd

@@ -9,32 +9,21 @@
 namespace bkfd {
 namespace {
 
-constexpr TextView kHelperObjectsKey =
-    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects";
-constexpr std::size_t kClassIdLength = 38;
-
-Text RegistrationKey(const Text& clsid) {
-    return Text(kHelperObjectsKey) + u"\\" + clsid;
-}
-
-/// A key's default value; empty when it can't be read, whatever the reason.
-Text DefaultValue(RegistryAccess& registry, RegistryRoot root, const Text& key) {
-    Text value;
-    static_cast<void>(registry.ReadString(root, key, u"", value));
-    return value;
-}
-
-/// The server of a class, a file or a command line.
-Text ServerCommandLine(RegistryAccess& registry, const Text& clsid) {
-    const Text key = u"CLSID\\" + clsid;
-    Text server = DefaultValue(registry, RegistryRoot::ClassesRoot, key + u"\\InProcServer32");
-    if (!server.empty()) return server;
-    return DefaultValue(registry, RegistryRoot::ClassesRoot, key + u"\\LocalServer32");
-}
-
 Text NameOfFile(const Text& file) {
     const KeyedList fields = SysUtil::GetVersionStrings(file);
     return fields.Exists(u"ProductName") ? fields.Item(u"ProductName").AsText() : Text();
+}
+
+std::shared_ptr<ItemList> ToItemList(const std::vector<HelperObject>& objects) {
+    auto items = std::make_shared<ItemList>();
+    for (const HelperObject& object : objects) {
+        ItemNode& item = items->Add();
+        item.Id = object.clsid;
+        if (!object.isRead) continue;
+        item.params().Add(u"Name", object.name);
+        item.params().Add(u"DLL", object.file);
+    }
+    return items;
 }
 
 }  // namespace
@@ -44,21 +33,26 @@ void CBHOManager::Init(LoggerRef logger) {
     registry_.emplace();
 }
 
-std::shared_ptr<ItemList> CBHOManager::EnumBHOs() {
-    std::shared_ptr<ItemList> result;
+std::optional<std::vector<HelperObject>> CBHOManager::ListHelperObjects() {
+    std::optional<std::vector<HelperObject>> result;
     LogErrors(*logger_, LogLevel::WindowFailure, u"CBHOManager.EnumBHOs", [&] {
         fileChecker_.emplace();  // its Init isn't called, on purpose: short names stay short
-        auto items = std::make_shared<ItemList>();
+        std::vector<HelperObject> objects;
         const KeyedList subkeys =
             registry_->EnumSubkeys(RegistryRoot::LocalMachine, kHelperObjectsKey);
-        FillBHOInfo(subkeys, *items, RegistryRoot::LocalMachine);
-        result = std::move(items);
+        FillBHOInfo(subkeys, objects, RegistryRoot::LocalMachine);
+        result = std::move(objects);
     });
     return result;
 }
 
+std::shared_ptr<ItemList> CBHOManager::EnumBHOs() {
+    const auto objects = ListHelperObjects();
+    return objects ? ToItemList(*objects) : nullptr;
+}
+
 void CBHOManager::DeleteBHO(const Text& clsid) {
-    const Text key = RegistrationKey(clsid);
+    const Text key = HelperObjectKey(clsid);
     const bool isDeleted = registry_->DeleteKey(RegistryRoot::LocalMachine, key);
     // Written whether or not anything was deleted, and without a source, on purpose.
     logger_->Trace(SysUtil::FormatTemplate(u"Deleting BHO(%1)", {clsid}), u"");
@@ -66,21 +60,18 @@ void CBHOManager::DeleteBHO(const Text& clsid) {
     LogKeyThatStays(*logger_, RegistryRoot::LocalMachine, key, u"CBHOManager.DeleteBHO");
 }
 
-void CBHOManager::FillBHOInfo(const KeyedList& subkeys, ItemList& items, RegistryRoot) {
+void CBHOManager::FillBHOInfo(const KeyedList& subkeys, std::vector<HelperObject>& objects,
+                              RegistryRoot) {
     LogErrors(*logger_, LogLevel::WindowFailure, u"CBHOManager.FillBHOInfo", [&] {
         for (const Variant& subkey : subkeys) {
             const Text clsid = subkey.AsText();
-            if (clsid.size() != kClassIdLength) continue;
-            Text name =
-                DefaultValue(*registry_, RegistryRoot::LocalMachine, RegistrationKey(clsid));
-            const Text dll = fileChecker_->GetFullFileNameFromShortFilename(
-                fileChecker_->GetFileNameFromCommandLine(ServerCommandLine(*registry_, clsid)));
-            ItemNode& item = items.Add();
-            item.Id = clsid;
-            if (name.empty()) name = NameOfFile(dll);
-            if (name.empty()) name = dll;
-            item.params().Add(u"Name", Replace(name, u"&", u""));
-            item.params().Add(u"DLL", dll);
+            if (!IsHelperObjectName(clsid)) continue;
+            HelperObject object = ReadHelperObject(*registry_, *fileChecker_, clsid);
+            // What fails from here on leaves an object of which only the identifier is known.
+            objects.push_back({clsid, {}, {}, false});
+            if (object.name.empty()) object.name = NameOfFile(object.file);
+            object.name = DisplayName({object.name, object.file});
+            objects.back() = std::move(object);
         }
     });
 }

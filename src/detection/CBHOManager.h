@@ -2,11 +2,11 @@
 
 #include <memory>
 #include <optional>
+#include <vector>
 
-#include "identity/CFileChecker.h"
+#include "detection/HelperObjects.h"
 #include "services/ItemList.h"
 #include "services/Logger.h"
-#include "services/RegistryAccess.h"
 
 namespace bkfd {
 
@@ -14,14 +14,17 @@ namespace bkfd {
 class CBHOManager {
   public:
     void Init(LoggerRef logger);
-    /// One item an object: `Id` its class identifier, params "Name" and "DLL". Null when the
-    /// enumeration itself fails, which is logged.
+    /// In the registry's order. Nothing when the enumeration itself fails, which is logged.
+    std::optional<std::vector<HelperObject>> ListHelperObjects();
+    /// The same as a list for late binding: `Id` the class identifier, params "Name" and "DLL".
+    /// Null when the enumeration fails.
     std::shared_ptr<ItemList> EnumBHOs();
     /// Deletes the registration of one object; its class and its file stay.
     void DeleteBHO(const Text& clsid);
 
   private:
-    void FillBHOInfo(const KeyedList& subkeys, ItemList& items, RegistryRoot root);
+    void FillBHOInfo(const KeyedList& subkeys, std::vector<HelperObject>& objects,
+                     RegistryRoot root);
 
     LoggerRef logger_;
     std::optional<RegistryAccess> registry_;

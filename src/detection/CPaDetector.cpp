@@ -1,18 +1,15 @@
 #include "detection/CPaDetector.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <limits>
-#include <unordered_set>
 #include <utility>
 
 #include "base/RuntimeError.h"
 #include "detection/CBHOManager.h"
-#include "detection/CStartupManager.h"
+#include "detection/DetectionPass.h"
 #include "detection/MFileEnum.h"
 #include "identity/CHashier.h"
-#include "processes/CProcessManager.h"
 #include "resources/SignatureLists.h"
 #include "services/ErrorMode.h"
 #include "services/SysUtil.h"
@@ -28,12 +25,9 @@ constexpr TextView kSparedHelperObjects[] = {u"\\acroiehelper.ocx", u"\\pcshared
 /// Spared by the cleanup, yet suspicious, on purpose.
 constexpr TextView kSparedByCleanup = u"\\acroiefavclient.dll";
 
-/// How the NT family reports the programs that the kernel starts.
-constexpr TextView kNativePrefix = u"\\??\\";
-
 constexpr TextView kFileElement = u"<f i='%1'><c s='%2' h='%3'/><d i='%4'/><m i='%5'/></f>";
 
-const Text kDetectParasites = u"CPaDetector.DetectParasites";
+const Text kDetectSuspiciousFiles = u"CPaDetector.DetectSuspiciousFiles";
 
 /// What a signature set knows a number by.
 Text SignatureKey(std::int32_t number) {
@@ -69,27 +63,6 @@ Text HashKey(const Text& file) {
 bool HasParasiteName(const Text& file) {
     const Text name = ToLower(TextView(file).substr(FindLast(file, u"\\")));
     return Find(name, u".tmp") != 0 || FindLast(file, u":") > FindLast(file, u"\\");
-}
-
-/// Adds a path or an identifier under itself; false when it is there already.
-bool AddOnce(KeyedList& list, const Text& entry) {
-    if (list.Exists(entry)) return false;
-    list.Add(entry, entry);
-    return true;
-}
-
-Text FirstValue(const ItemNode& item, TextView param) {
-    return item.params(param).Values(1).AsText();
-}
-
-/// The file of a helper object, empty where it has none.
-Text FileOf(ItemNode& helperObject) {
-    return helperObject.params().Exists(u"DLL") ? FirstValue(helperObject, u"DLL") : Text();
-}
-
-bool IsProgramOf(const ItemList& processes, TextView path) {
-    return std::ranges::any_of(
-        processes, [&](const auto& process) { return EqualsIgnoreCase(process->Id, path); });
 }
 
 }  // namespace
@@ -192,120 +165,61 @@ bool CPaDetector::HasParasiteContent(const Text& file) {
 
 // ---------------------------------------------------------------- detection
 
+Detection CPaDetector::Detect() {
+    return Detect(true);
+}
+
+Detection CPaDetector::Detect(bool keepsPlaces) {
+    DetectionPass pass(*this, logger_, keepsPlaces);
+    LogErrors(*logger_, LogLevel::SystemFailure, u"CPaDetector.DetectParasites",
+              [&] { pass.Run(); });
+    return pass.Take();
+}
+
 void CPaDetector::DetectParasites(KeyedList& files, KeyedList& bhos) {
-    LogErrors(*logger_, LogLevel::SystemFailure, kDetectParasites, [&] {
-        files = KeyedList();
-        bhos = KeyedList();
-        CProcessManager processManager;
-        processManager.Init(logger_);
-        CBHOManager bhoManager;
-        bhoManager.Init(logger_);
-        CStartupManager startupManager;
-        startupManager.Init(logger_);
-
-        const auto helperObjects = bhoManager.EnumBHOs();
-        AddHelperObjects(Walk(helperObjects), files, bhos);
-        const auto startupItems = startupManager.EnumItems();
-        std::shared_ptr<ItemList> processes;
-        processManager.EnumProcs(processes);
-        AddRunningNonamers(Walk(startupItems), processes, files);
-        AddRunningModules(Walk(processes), files);
-        RemoveGoodFiles(files);
-    });
-}
-
-void CPaDetector::AddHelperObjects(const ItemList& helperObjects, KeyedList& files,
-                                   KeyedList& bhos) {
-    for (const auto& helperObject : helperObjects) {
-        const Text dll = FileOf(*helperObject);
-        if (!dll.empty()) {
-            if (!IsParasiteBHO(dll)) continue;
-            AddOnce(files, dll);
-        }
-        AddOnce(bhos, helperObject->Id);  // one without a file is a dead registration
-    }
-}
-
-void CPaDetector::AddRunningNonamers(const ItemList& startupItems,
-                                     const std::shared_ptr<ItemList>& processes, KeyedList& files) {
-    for (const auto& item : startupItems) {
-        if (!FirstValue(*item, u"Manufacturer").empty()) continue;
-        const Text dll = ToLower(FirstValue(*item, u"DLL"));
-        // Programs only: a startup item that is merely loaded as a module isn't running.
-        if (!IsProgramOf(Walk(processes), dll) || !AddOnce(files, dll)) continue;
-        logger_->Trace(u"RunningStartupNonamer found: " + dll, kDetectParasites);
-    }
-}
-
-void CPaDetector::AddRunningModules(const ItemList& processes, KeyedList& files) {
-    // Most modules are loaded in many processes. A judgment that failed is tried, and logged, anew.
-    std::unordered_set<Text> judged;
-    const auto addIfParasite = [&](const Text& path, const Text& report) {
-        if (judged.contains(path)) return;
-        const auto parasite = JudgeRunningModule(path);
-        if (parasite) judged.insert(path);
-        if (!parasite.value_or(false) || !AddOnce(files, path)) return;
-        logger_->Trace(report + path, kDetectParasites);
-    };
-    for (const auto& process : processes) {
-        addIfParasite(ToLower(process->Id), u"Running parasite process: ");
-        for (const auto& module : process->Children()) {
-            addIfParasite(ToLower(module->Id), u"Running parasite module: ");
-        }
-    }
-}
-
-/// Good outranks every rule that put a file on the list. Helper objects stay on theirs.
-void CPaDetector::RemoveGoodFiles(KeyedList& files) {
-    KeyedList exceptions;
-    for (const Variant& file : files) {
-        if (IsGoodRunningModule(file.AsText())) exceptions.Add(file, file.AsText());
-    }
-    for (const Variant& file : exceptions) files.Remove(file.AsText());
+    files = KeyedList();
+    bhos = KeyedList();
+    const Detection detection = Detect(false);
+    for (const Finding& file : detection.files) files.Add(file.path, file.path);
+    for (const HelperObject& object : detection.bhos) bhos.Add(object.clsid, object.clsid);
 }
 
 // ---------------------------------------------------------------- suspicious files
 
-void CPaDetector::DetectSuspiciousFiles(KeyedList& files) {
-    LogErrors(*logger_, LogLevel::SystemFailure, u"CPaDetector.DetectSuspiciousFiles", [&] {
-        files = KeyedList();
-        CProcessManager processManager;
-        processManager.Init(logger_);
-        std::shared_ptr<ItemList> processes;
-        processManager.EnumProcs(processes);
-        AddSuspiciousModules(Walk(processes), files);
-        processes.reset();  // a large tree, and the next one follows
+std::vector<Finding> CPaDetector::FindSuspicious(const Detection& detection) {
+    SuspiciousSearch search(*this, true);
+    LogErrors(*logger_, LogLevel::SystemFailure, kDetectSuspiciousFiles, [&] {
+        search.AddPrograms(detection.programs);
+        search.AddHelperObjects(detection.helperObjects);
+    });
+    KeyedList parasites;
+    for (const Finding& file : detection.files) parasites.Add(file.path, file.path);
+    std::vector<bool> isParasite;
+    for (const Finding& file : search.Found().All()) {
+        isParasite.push_back(parasites.Exists(file.path));
+    }
+    search.Found().Remove(isParasite);
+    search.Found().AddRegistryPlaces(detection.helperObjects, detection.startupItems);
+    return search.Found().Take();
+}
 
+void CPaDetector::DetectSuspiciousFiles(KeyedList& files) {
+    files = KeyedList();
+    SuspiciousSearch search(*this, false);
+    KeyedList parasites;
+    LogErrors(*logger_, LogLevel::SystemFailure, kDetectSuspiciousFiles, [&] {
+        search.AddPrograms(ListRunningPrograms());
         CBHOManager bhoManager;
         bhoManager.Init(logger_);
-        const auto helperObjects = bhoManager.EnumBHOs();
-        AddSuspiciousHelperObjects(Walk(helperObjects), files);
-
-        KeyedList parasites;
+        const auto helperObjects = bhoManager.ListHelperObjects();
+        if (!helperObjects) throw RuntimeError(ErrorNumber::ObjectNotSet);
+        search.AddHelperObjects(*helperObjects);
         KeyedList bhos;
         DetectParasites(parasites, bhos);
-        for (const Variant& parasite : parasites) AddOnce(files, parasite.AsText());
     });
-}
-
-void CPaDetector::AddSuspiciousModules(const ItemList& processes, KeyedList& files) {
-    std::unordered_set<Text> judged;  // most modules are loaded in many processes
-    const auto addIfSuspicious = [&](const Text& file) {
-        if (!judged.insert(file).second) return;
-        if (IsSuspiciousRunningModule(file)) AddOnce(files, file);
-    };
-    for (const auto& process : processes) {
-        // Modules keep the prefix, on purpose.
-        const bool isNative = process->Id.starts_with(kNativePrefix);
-        addIfSuspicious(isNative ? process->Id.substr(kNativePrefix.size()) : process->Id);
-        for (const auto& module : process->Children()) addIfSuspicious(module->Id);
-    }
-}
-
-void CPaDetector::AddSuspiciousHelperObjects(const ItemList& helperObjects, KeyedList& files) {
-    for (const auto& helperObject : helperObjects) {
-        const Text dll = FileOf(*helperObject);
-        if (!dll.empty() && IsSuspiciousBHO(dll)) AddOnce(files, dll);
+    for (const Finding& file : search.Found().All()) files.Add(file.path, file.path);
+    for (const Variant& parasite : parasites) {
+        if (!files.Exists(parasite.AsText())) files.Add(parasite, parasite.AsText());
     }
 }
 

@@ -3,8 +3,8 @@
 #include <memory>
 #include <optional>
 
+#include "detection/Finding.h"
 #include "identity/CFileInfoManager.h"
-#include "services/ItemList.h"
 #include "services/Logger.h"
 
 namespace bkfd {
@@ -25,10 +25,16 @@ class CPaDetector {
     bool IsSuspiciousBHO(const Text& file);
     bool IsParasiteBHO(const Text& file);
     bool IsParasiteRunningModule(const Text& file);
-    /// Makes both lists anew: full paths of the files to disable, and class identifiers of the
-    /// helper objects to delete, each as item and key. A failure is logged and leaves the lists as
-    /// far as they got.
+    /// The same; nothing when the judgment fails, which is logged.
+    std::optional<bool> JudgeRunningModule(const Text& file);
+    /// What on this machine has to go, why, and where it shows itself. A failure is logged and
+    /// leaves the results as far as they got.
+    Detection Detect();
+    /// The same as two lists, made anew: full paths of the files to disable, and class identifiers
+    /// of the helper objects to delete, each as item and key.
     void DetectParasites(KeyedList& files, KeyedList& bhos);
+    /// Of what a detection saw, the files that look wrong and aren't among its findings.
+    std::vector<Finding> FindSuspicious(const Detection& detection);
     /// Makes the list anew: full paths, each as item and key, of running files and of helper
     /// objects that look wrong, then of all that `DetectParasites` finds. A failure is logged and
     /// leaves the list as far as it got.
@@ -49,15 +55,7 @@ class CPaDetector {
     bool IsUnknownHelperObject(const Text& file);
     /// By listed size and hash, or by the end of its name while it names no company.
     bool HasParasiteContent(const Text& file);
-    void AddHelperObjects(const ItemList& helperObjects, KeyedList& files, KeyedList& bhos);
-    void AddRunningNonamers(const ItemList& startupItems,
-                            const std::shared_ptr<ItemList>& processes, KeyedList& files);
-    void AddRunningModules(const ItemList& processes, KeyedList& files);
-    /// Nothing, with a line in the log, when the judgment fails.
-    std::optional<bool> JudgeRunningModule(const Text& file);
-    void RemoveGoodFiles(KeyedList& files);
-    void AddSuspiciousModules(const ItemList& processes, KeyedList& files);
-    void AddSuspiciousHelperObjects(const ItemList& helperObjects, KeyedList& files);
+    Detection Detect(bool keepsPlaces);
     /// The element of one file.
     Text DescribeFile(const Text& file);
 

@@ -1,7 +1,6 @@
 #include "detection/CStartupManager.h"
 
 #include <algorithm>
-#include <initializer_list>
 #include <utility>
 
 #include "platform/RootNames.h"
@@ -14,27 +13,6 @@
 
 namespace bkfd {
 namespace {
-
-struct StartupPlace {
-    RegistryRoot root;
-    const char16_t* key;
-};
-
-/// The places but for the policies', in the order of visits. "RunOnce\Setup" exists for the machine
-/// alone.
-constexpr StartupPlace kPlaces[] = {
-    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run"},
-    {HKCU, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run"},
-    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServices"},
-    {HKCU, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServices"},
-    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce"},
-    {HKCU, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce"},
-    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce\\Setup"},
-    {HKLM, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServicesOnce"},
-    {HKCU, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServicesOnce"},
-};
-constexpr const char16_t* kPolicyKey =
-    u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\policies\\Explorer\\Run";
 
 enum class Family { Any, NT, Windows95 };
 enum class Folder { System, Windows, Programs };
@@ -92,21 +70,33 @@ Text PolicyItemName(const KeyedList& fields, const Text& data) {
     return data;
 }
 
-using Params = std::initializer_list<std::pair<const char16_t*, Variant>>;
-
-void AddParams(ItemNode& item, const Params& params) {
-    for (const auto& [name, value] : params) item.params().Add(name, value);
-}
-
-ItemNode& AddItem(ItemList& items) {
-    ItemNode& item = items.Add();
-    item.Id = SysUtil::NewUniqueId();
-    return item;
-}
-
 /// The root as the number that the system knows it by.
 std::int32_t RootNumber(RegistryRoot root) {
     return static_cast<std::int32_t>(root);
+}
+
+/// In this order, but that the policies' items name their maker behind the place.
+void AddParams(ItemNode& node, const StartupItem& item) {
+    ValueBag& params = node.params();
+    params.Add(u"Name", item.name);
+    params.Add(u"DLL", item.file);
+    if (!item.isPolicy) params.Add(u"Manufacturer", item.manufacturer);
+    // "Key" holds the root and "Hive" the key's path, on purpose.
+    params.Add(u"Key", RootNumber(item.root));
+    params.Add(u"Hive", item.key);
+    params.Add(u"ValueName", item.valueName);
+    if (item.isPolicy) params.Add(u"Manufacturer", item.manufacturer);
+    params.Add(u"Icon", item.isKnown ? u"OK" : u"IE");
+}
+
+std::shared_ptr<ItemList> ToItemList(const std::vector<StartupItem>& items) {
+    auto list = std::make_shared<ItemList>();
+    for (const StartupItem& item : items) {
+        ItemNode& node = list->Add();
+        node.Id = item.id;
+        if (item.isRead) AddParams(node, item);
+    }
+    return list;
 }
 
 struct StartupValue {
@@ -138,28 +128,38 @@ void CStartupManager::RemoveStartup(const Text& file) {
     LogErrors(*logger_, LogLevel::WindowFailure, u"CStartupManager.RemoveStartup", [&] {
         fileChecker_.emplace();  // its Init isn't called, on purpose: short names stay short
         RegistryAccess registry;
-        for (const StartupPlace& place : kPlaces) {
-            RemoveItemInfo(registry.EnumValues(place.root, place.key), place.root, place.key, file);
+        for (const StartupPlace& place : StartupPlaces()) {
+            if (place.isPolicy) {
+                RemovePolicyInfo(registry, place, file);
+            } else {
+                RemoveItemInfo(registry.EnumValues(place.root, place.key), place.root,
+                               Text(place.key), file);
+            }
         }
-        RemovePolicyInfo(registry, HKLM, file);
-        RemovePolicyInfo(registry, HKCU, file);
     });
 }
 
-std::shared_ptr<ItemList> CStartupManager::EnumItems() {
-    std::shared_ptr<ItemList> result;
+std::optional<std::vector<StartupItem>> CStartupManager::ListItems() {
+    std::optional<std::vector<StartupItem>> result;
     LogErrors(*logger_, LogLevel::WindowFailure, u"CStartupManager.EnumItems", [&] {
         fileChecker_.emplace();  // as above
-        auto items = std::make_shared<ItemList>();
+        std::vector<StartupItem> items;
         RegistryAccess registry;
-        for (const StartupPlace& place : kPlaces) {
-            FillItemInfo(registry.EnumValues(place.root, place.key), *items, place.root, place.key);
+        for (const StartupPlace& place : StartupPlaces()) {
+            if (place.isPolicy) {
+                FillPolicyInfo(registry, items, place);
+            } else {
+                FillItemInfo(registry.EnumValues(place.root, place.key), items, place);
+            }
         }
-        FillPolicyInfo(registry, *items, HKLM);
-        FillPolicyInfo(registry, *items, HKCU);
         result = std::move(items);
     });
     return result;
+}
+
+std::shared_ptr<ItemList> CStartupManager::EnumItems() {
+    const auto items = ListItems();
+    return items ? ToItemList(*items) : nullptr;
 }
 
 void CStartupManager::RemoveItemInfo(const KeyedList& names, RegistryRoot root, const Text& key,
@@ -176,66 +176,67 @@ void CStartupManager::RemoveItemInfo(const KeyedList& names, RegistryRoot root, 
     });
 }
 
-void CStartupManager::RemovePolicyInfo(RegistryAccess& registry, RegistryRoot root,
+void CStartupManager::RemovePolicyInfo(RegistryAccess& registry, const StartupPlace& place,
                                        const Text& file) {
     const Text source = u"CStartupManager.RemovePolicyInfo";
     LogErrors(*logger_, LogLevel::WindowFailure, source, [&] {
-        for (const Variant& entry : registry.EnumValues(root, kPolicyKey)) {
+        const Text key(place.key);
+        for (const Variant& entry : registry.EnumValues(place.root, key)) {
             const Text name = entry.AsText();
-            const Text data = ValueData(registry, root, kPolicyKey, name);
+            const Text data = ValueData(registry, place.root, key, name);
             if (data.empty()) continue;
             if (!EqualsIgnoreCase(file, ResolvedFile(*fileChecker_, data))) continue;
-            DeleteStartupValue(*logger_, registry, {root, kPolicyKey, name, data}, source);
+            DeleteStartupValue(*logger_, registry, {place.root, key, name, data}, source);
         }
     });
 }
 
-void CStartupManager::FillPolicyInfo(RegistryAccess& registry, ItemList& items, RegistryRoot root) {
-    for (const Variant& entry : registry.EnumValues(root, kPolicyKey)) {
-        const Text valueName = entry.AsText();
-        const Text data = ValueData(registry, root, kPolicyKey, valueName);
-        Text file;
-        Text manufacturer;
-        Text name = ResourceString(StringId::YourDescriptionHere);
+void CStartupManager::FillPolicyInfo(RegistryAccess& registry, std::vector<StartupItem>& items,
+                                     const StartupPlace& place) {
+    const Text key(place.key);
+    for (const Variant& entry : registry.EnumValues(place.root, key)) {
+        StartupItem item;
+        item.root = place.root;
+        item.key = key;
+        item.valueName = entry.AsText();
+        item.isPolicy = true;
+        item.name = ResourceString(StringId::YourDescriptionHere);
+        const Text data = ValueData(registry, place.root, key, item.valueName);
         if (!data.empty()) {
-            file = ResolvedFile(*fileChecker_, data);
-            const KeyedList fields = SysUtil::GetVersionStrings(file);
-            name = PolicyItemName(fields, data);
-            manufacturer = FieldOr(fields, u"CompanyName", {});
+            item.file = ResolvedFile(*fileChecker_, data);
+            const KeyedList fields = SysUtil::GetVersionStrings(item.file);
+            item.name = PolicyItemName(fields, data);
+            item.manufacturer = FieldOr(fields, u"CompanyName", {});
         }
-        const bool known = IsKnownStartupItem(file, manufacturer);
-        // "Key" holds the root and "Hive" the key's path, on purpose.
-        AddParams(AddItem(items), {{u"Name", name},
-                                   {u"DLL", file},
-                                   {u"Key", RootNumber(root)},
-                                   {u"Hive", kPolicyKey},
-                                   {u"ValueName", valueName},
-                                   {u"Manufacturer", manufacturer},
-                                   {u"Icon", known ? u"OK" : u"IE"}});
+        item.isKnown = IsKnownStartupItem(item.file, item.manufacturer);
+        item.id = SysUtil::NewUniqueId();
+        items.push_back(std::move(item));
     }
 }
 
-void CStartupManager::FillItemInfo(const KeyedList& names, ItemList& items, RegistryRoot root,
-                                   const Text& key) {
+void CStartupManager::FillItemInfo(const KeyedList& names, std::vector<StartupItem>& items,
+                                   const StartupPlace& place) {
     LogErrors(*logger_, LogLevel::WindowFailure, u"CStartupManager.FillItemInfo", [&] {
         RegistryAccess registry;
+        const Text key(place.key);
         for (const Variant& entry : names) {
             const Text valueName = entry.AsText();
             const Text file =
-                ResolvedFile(*fileChecker_, ValueData(registry, root, key, valueName));
+                ResolvedFile(*fileChecker_, ValueData(registry, place.root, key, valueName));
             if (file.empty()) continue;
-            ItemNode& item = AddItem(items);
+            // What fails from here on leaves an item of which only the identifier is known.
+            StartupItem& item = items.emplace_back();
+            item.isRead = false;
+            item.id = SysUtil::NewUniqueId();
             const KeyedList fields = SysUtil::GetVersionStrings(file);
-            const Text manufacturer = FieldOr(fields, u"CompanyName", {});
-            const bool known = IsKnownStartupItem(file, manufacturer);
-            // "Key" holds the root and "Hive" the key's path, on purpose.
-            AddParams(item, {{u"Name", FieldOr(fields, u"FileDescription", valueName)},
-                             {u"DLL", file},
-                             {u"Manufacturer", manufacturer},
-                             {u"Key", RootNumber(root)},
-                             {u"Hive", key},
-                             {u"ValueName", valueName},
-                             {u"Icon", known ? u"OK" : u"IE"}});
+            item.name = FieldOr(fields, u"FileDescription", valueName);
+            item.file = file;
+            item.manufacturer = FieldOr(fields, u"CompanyName", {});
+            item.root = place.root;
+            item.key = key;
+            item.valueName = valueName;
+            item.isKnown = IsKnownStartupItem(file, item.manufacturer);
+            item.isRead = true;
         }
     });
 }

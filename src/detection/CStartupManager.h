@@ -2,7 +2,9 @@
 
 #include <memory>
 #include <optional>
+#include <vector>
 
+#include "detection/StartupItems.h"
 #include "identity/CFileChecker.h"
 #include "services/ItemList.h"
 #include "services/Logger.h"
@@ -16,16 +18,21 @@ class CStartupManager {
     void Init(LoggerRef logger);
     /// Deletes every value in those places that starts `file`, compared as whole resolved paths.
     void RemoveStartup(const Text& file);
-    /// One item a value, params "Name", "DLL", "Manufacturer", "Key" (the root), "Hive" (the key
-    /// path), "ValueName" and "Icon". Null when the enumeration itself fails, which is logged.
+    /// One item a value, in the order of the places. Nothing when the enumeration itself fails,
+    /// which is logged.
+    std::optional<std::vector<StartupItem>> ListItems();
+    /// The same as a list for late binding, params "Name", "DLL", "Manufacturer", "Key" (the root),
+    /// "Hive" (the key path), "ValueName" and "Icon". Null when the enumeration fails.
     std::shared_ptr<ItemList> EnumItems();
 
   private:
     void RemoveItemInfo(const KeyedList& names, RegistryRoot root, const Text& key,
                         const Text& file);
-    void RemovePolicyInfo(RegistryAccess& registry, RegistryRoot root, const Text& file);
-    void FillPolicyInfo(RegistryAccess& registry, ItemList& items, RegistryRoot root);
-    void FillItemInfo(const KeyedList& names, ItemList& items, RegistryRoot root, const Text& key);
+    void RemovePolicyInfo(RegistryAccess& registry, const StartupPlace& place, const Text& file);
+    void FillPolicyInfo(RegistryAccess& registry, std::vector<StartupItem>& items,
+                        const StartupPlace& place);
+    void FillItemInfo(const KeyedList& names, std::vector<StartupItem>& items,
+                      const StartupPlace& place);
     bool IsKnownStartupItem(const Text& file, const Text& manufacturer);
 
     LoggerRef logger_;

@@ -5,17 +5,20 @@
 
 namespace bkfd {
 
+Text ServerOfClass(RegistryAccess& registry, const Text& clsid) {
+    Text server;
+    for (const TextView kind : {u"\\InProcServer32", u"\\LocalServer32"}) {
+        static_cast<void>(registry.ReadString(
+            RegistryRoot::ClassesRoot, Text(u"CLSID\\").append(clsid).append(kind), u"", server));
+        if (!server.empty()) break;
+    }
+    return server;
+}
+
 bool IsSystemClsidServer(RegistryAccess& registry, const Text& clsid, const Text& moduleName,
                          Text& serverPath) {
     const Text expected = ToLower(gSystemPath + moduleName);
-    const Text key = u"CLSID\\" + clsid;
-    serverPath.clear();
-    static_cast<void>(
-        registry.ReadString(RegistryRoot::ClassesRoot, key + u"\\InProcServer32", u"", serverPath));
-    if (serverPath.empty()) {
-        static_cast<void>(registry.ReadString(RegistryRoot::ClassesRoot, key + u"\\LocalServer32",
-                                              u"", serverPath));
-    }
+    serverPath = ServerOfClass(registry, clsid);
     return ToLower(SysUtil::ExpandEnvironment(serverPath)) == expected;
 }
 

@@ -1,5 +1,6 @@
 #include "panels/RegistryBackup.h"
 
+#include "detection/HelperObjects.h"
 #include "platform/RootNames.h"
 #include "services/FileUtil.h"
 #include "services/MAPI.h"
@@ -17,7 +18,7 @@ struct BackedUpKey {
 
 /// In the order in which they stand in the file, each with all below it.
 constexpr BackedUpKey kKeys[] = {
-    {HKLM, u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects"},
+    {HKLM, kHelperObjectsKey},
     {HKCU, u"Software\\Policies\\Microsoft\\Internet Explorer\\Control Panel"},
     {HKCU, u"Software\\Microsoft\\Internet Explorer\\Main"},
     {HKLM, u"Software\\Microsoft\\Internet Explorer\\Main"},

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "detection/CPaDetector.h"
+#include "detection/HelperObjects.h"
 #include "panels/MFileProps.h"
 #include "processes/CProcessManager.h"
 #include "resources/StringTable.h"
@@ -17,42 +18,11 @@
 namespace bkfd {
 namespace {
 
-constexpr TextView kHelperObjectsKey =
-    u"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Browser Helper Objects";
-constexpr std::size_t kClassIdLength = 38;
-
 constexpr int kDeleteWidth = 2700;
 constexpr int kFilenameLabelWidth = 1050;
 
-Text HelperObjectKey(const Text& clsid) {
-    return Text(kHelperObjectsKey).append(u"\\").append(clsid);
-}
-
-/// A key's default value; empty when it can't be read, whatever the reason.
-Text DefaultValue(RegistryAccess& registry, RegistryRoot root, const Text& key) {
-    Text value;
-    (void)registry.ReadString(root, key, u"", value);
-    return value;
-}
-
-/// The server of a class, a file or a command line.
-Text ServerOf(RegistryAccess& registry, const Text& clsid) {
-    const Text key = u"CLSID\\" + clsid;
-    const Text server =
-        DefaultValue(registry, RegistryRoot::ClassesRoot, key + u"\\InProcServer32");
-    if (!server.empty()) return server;
-    return DefaultValue(registry, RegistryRoot::ClassesRoot, key + u"\\LocalServer32");
-}
-
 Text FieldOf(const KeyedList& fields, TextView name) {
     return fields.Exists(name) ? fields.Item(name).AsText() : Text();
-}
-
-Text FirstNonEmpty(std::initializer_list<Text> candidates) {
-    for (const Text& candidate : candidates) {
-        if (!candidate.empty()) return candidate;
-    }
-    return {};
 }
 
 const ItemNode& NodeOf(const ListItem& row) {
@@ -100,22 +70,20 @@ std::shared_ptr<ItemList> ucBHO::EnumBHOs() {
     return items;
 }
 
-void ucBHO::FillBHOInfo(const KeyedList& keyNames, ItemList& items, RegistryRoot hive) {
+void ucBHO::FillBHOInfo(const KeyedList& keyNames, ItemList& items, RegistryRoot) {
     Guarded(u"FillBHOInfo", [&] {
         RegistryAccess registry;
         for (const Variant& keyName : keyNames) {
             const Text clsid = keyName.AsText();
-            if (clsid.size() != kClassIdLength) continue;
-            const Text title = DefaultValue(registry, hive, HelperObjectKey(clsid));
-            const Text file = fileChecker_->GetFullFileNameFromShortFilename(
-                fileChecker_->GetFileNameFromCommandLine(ServerOf(registry, clsid)));
-            const KeyedList fields = SysUtil::GetVersionStrings(file);
-            const Text name = FirstNonEmpty(
-                {title, FieldOf(fields, u"ProductName"), file, ResourceString(StringId::NoName)});
+            if (!IsHelperObjectName(clsid)) continue;
+            const HelperObject object = ReadHelperObject(registry, *fileChecker_, clsid);
+            const KeyedList fields = SysUtil::GetVersionStrings(object.file);
             ItemNode& item = items.Add();
             item.Id = clsid;
-            item.params().Add(u"Name", Replace(name, u"&", u""));
-            item.params().Add(u"DLL", file);
+            item.params().Add(
+                u"Name", DisplayName({object.name, FieldOf(fields, u"ProductName"), object.file,
+                                      ResourceString(StringId::NoName)}));
+            item.params().Add(u"DLL", object.file);
             item.params().Add(u"Manufacturer", FieldOf(fields, u"CompanyName"));
         }
     });

@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 
 #include "cli/CliFixture.h"
+#include "cli/ScanResult.h"
+#include "common/DetectionFixture.h"
+#include "detection/CPaDetector.h"
 
 namespace bkfd {
 namespace {
@@ -38,6 +41,36 @@ TEST(Scan, FindsWhatIsPlantedAndNothingElse) {
         EXPECT_NE(at, std::string::npos) << "the document has what the text has, in its order";
         EXPECT_EQ(machine.Snapshot(), before) << "a scan changes nothing";
     }
+}
+
+TEST(Scan, TakesEachInventoryOnce) {
+    const auto calls = [](void (*work)(DetectionFixture&)) {
+        DetectionFixture fixture;
+        fixture.machine.AddFile(u"C:\\bad32.exe", "plain");
+        fixture.machine.AddProcess({8, u"C:\\bad32.exe", {u"C:\\a.tmp"}});
+        fixture.machine.SetString(HKLM, kRun, u"v", u"C:\\bad32.exe");
+        AddHelperObject(fixture.machine, kFirstClsid, u"x", u"C:\\bad32.exe");
+        work(fixture);
+        std::map<std::string, int> counts;
+        for (const char* call : {"EnumProcesses", "OpenProcess", "EnumProcessModules",
+                                 "GetModuleFileNameExW", "RegEnumKeyExW", "RegEnumValueW"}) {
+            counts[call] = fixture.Calls(call);
+        }
+        return counts;
+    };
+    const auto once = calls([](DetectionFixture& fixture) {
+        CPaDetector detector;
+        detector.Init(fixture.log, nullptr);
+        EXPECT_EQ(detector.Detect().files.size(), 2U);
+    });
+    EXPECT_EQ(calls([](DetectionFixture& fixture) {
+                  const ScanResult result =
+                      Scan(fixture.log, true, [] { return std::vector<Unreadable>(); });
+                  EXPECT_EQ(result.files.size(), 2U);
+                  EXPECT_EQ(result.programsSeen, 1U);
+              }),
+              once);
+    EXPECT_GT(once.at("EnumProcesses"), 0);
 }
 
 TEST(Scan, AHelperObjectWithoutAFileIsEnough) {

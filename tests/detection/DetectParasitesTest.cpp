@@ -7,7 +7,7 @@
 namespace bkfd {
 namespace {
 
-class Detection : public DetectionFixture {
+class DetectionCase : public DetectionFixture {
   public:
     void AddHelperObject(TextView dll, TextView clsid = kFirstClsid) {
         bkfd::AddHelperObject(machine, clsid, u"x", dll);
@@ -43,11 +43,11 @@ class Detection : public DetectionFixture {
 TEST(DetectParasites, AnswersForEachPlace) {
     const struct {
         const char* label;
-        void (*prepare)(Detection&);
+        void (*prepare)(DetectionCase&);
         const char* answer;
     } rows[] = {
         {"a clean machine",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddMakersFile(u"C:\\m.dll");
              it.AddPlainFile(u"C:\\plain.exe");
              it.AddHelperObject(u"C:\\m.dll");
@@ -56,10 +56,10 @@ TEST(DetectParasites, AnswersForEachPlace) {
              it.AddProcess(u"C:\\m.dll", {u"C:\\other.dll"});
          },
          "--\n--\n"},
-        {"a dead registration", [](Detection& it) { it.AddHelperObject(u""); },
+        {"a dead registration", [](DetectionCase& it) { it.AddHelperObject(u""); },
          "--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
         {"two registrations of a file, in the registry's spelling",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddPlainFile(u"C:\\Bad.dll");
              it.AddHelperObject(u"C:\\Bad.dll");
              it.AddHelperObject(u"C:\\Bad.dll", kSecondClsid);
@@ -67,16 +67,16 @@ TEST(DetectParasites, AnswersForEachPlace) {
          "C:\\Bad.dll\n--\n{11111111-1111-1111-1111-111111111111}\n"
          "{22222222-2222-2222-2222-222222222222}\n--\n"},
         {"a helper object whose file is gone",
-         [](Detection& it) { it.AddHelperObject(u"C:\\gone.dll"); },
+         [](DetectionCase& it) { it.AddHelperObject(u"C:\\gone.dll"); },
          "C:\\gone.dll\n--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
         {"a helper object with a good file",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddGoodFile(u"C:\\good.dll");
              it.AddHelperObject(u"C:\\good.dll");
          },
          "--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
         {"a startup item that runs",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddPlainFile(u"C:\\Bad.exe");
              it.AddStartup(u"v", u"C:\\Bad.exe -x");
              it.AddStartup(u"w", u"C:\\BAD.EXE");
@@ -85,21 +85,21 @@ TEST(DetectParasites, AnswersForEachPlace) {
          "c:\\bad.exe\n--\n--\n"
          "5 CPaDetector.DetectParasites: RunningStartupNonamer found: c:\\bad.exe\n"},
         {"a startup item that is only loaded",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddPlainFile(u"C:\\bad.dll");
              it.AddStartup(u"v", u"rundll32 C:\\bad.dll,x");
              it.AddProcess(u"C:\\plain.exe", {u"C:\\bad.dll"});
          },
          "--\n--\n"},
         {"a running startup item that is good",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddGoodFile(u"C:\\good.exe");
              it.AddStartup(u"v", u"C:\\good.exe");
              it.AddProcess(u"C:\\good.exe");
          },
          "--\n--\n5 CPaDetector.DetectParasites: RunningStartupNonamer found: c:\\good.exe\n"},
         {"processes and modules, each named once",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddPlainFile(u"C:\\BAD32.exe");
              it.AddPlainFile(u"C:\\x\\se.dll");
              it.AddStartup(u"v", u"C:\\bad32.exe");
@@ -111,25 +111,25 @@ TEST(DetectParasites, AnswersForEachPlace) {
          "5 CPaDetector.DetectParasites: Running parasite module: c:\\x\\se.dll\n"
          "5 CPaDetector.DetectParasites: Running parasite module: c:\\a.tmp\n"
          "5 CPaDetector.DetectParasites: Running parasite module: c:\\calc.exe:s.dll\n"},
-        {"a parasite's process", [](Detection& it) { it.AddProcess(u"C:\\Temp\\A.TMP"); },
+        {"a parasite's process", [](DetectionCase& it) { it.AddProcess(u"C:\\Temp\\A.TMP"); },
          "c:\\temp\\a.tmp\n--\n--\n"
          "5 CPaDetector.DetectParasites: Running parasite process: c:\\temp\\a.tmp\n"},
         {"a file of a helper object that also runs, in two spellings",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddPlainFile(u"C:\\X\\se.dll");
              it.AddHelperObject(u"C:\\X\\se.dll");
              it.AddProcess(u"C:\\plain.exe", {u"c:\\x\\SE.DLL"});
          },
          "C:\\X\\se.dll\n--\n{11111111-1111-1111-1111-111111111111}\n--\n"},
         {"the session manager, started as a nonamer",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddStartup(u"v", u"\\SystemRoot\\System32\\smss.exe");
              it.AddProcess(u"\\SystemRoot\\System32\\smss.exe");
          },
          "--\n--\n5 CPaDetector.DetectParasites: RunningStartupNonamer found: "
          "\\systemroot\\system32\\smss.exe\n"},
         {"a prefix of the system stays",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.AddPlainFile(u"C:\\bad.exe");
              it.AddStartup(u"v", u"C:\\bad.exe");
              it.AddProcess(u"\\??\\C:\\bad.exe");
@@ -138,7 +138,7 @@ TEST(DetectParasites, AnswersForEachPlace) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        Detection detection;
+        DetectionCase detection;
         detection.Init();
         row.prepare(detection);
         EXPECT_EQ(detection.Run(), row.answer);
@@ -152,13 +152,13 @@ TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {
         "C:\\good.dll\n--\n{11111111-1111-1111-1111-111111111111}\n--\n";
     const struct {
         const char* label;
-        void (*prepare)(Detection&);
+        void (*prepare)(DetectionCase&);
         std::string answer;
     } rows[] = {
-        {"the helper objects", [](Detection& it) { it.spy.RunOutOfMemoryAt("RegEnumKeyExW"); },
+        {"the helper objects", [](DetectionCase& it) { it.spy.RunOutOfMemoryAt("RegEnumKeyExW"); },
          "--\n--\n" + std::string("7 4 CBHOManager.EnumBHOs: Out of memory\n") + noList},
         {"the startup items",
-         [](Detection& it) {
+         [](DetectionCase& it) {
              it.machine.AddFile(u"C:\\s.exe", FileWithVersion({{u"ProductName", u"Suite"}}));
              it.machine.SetString(HKLM,
                                   u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\policies\\"
@@ -167,12 +167,12 @@ TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {
          },
          helperObject + "5 4 CStartupManager.EnumItems: Invalid procedure call or argument\n" +
              noList},
-        {"the processes", [](Detection& it) { it.spy.RunOutOfMemoryAt("EnumProcesses"); },
+        {"the processes", [](DetectionCase& it) { it.spy.RunOutOfMemoryAt("EnumProcesses"); },
          helperObject + "7 0 CPaDetector.DetectParasites: Out of memory\n"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
-        Detection detection;
+        DetectionCase detection;
         detection.Init();
         detection.AddGoodFile(u"C:\\good.dll");
         detection.AddHelperObject(u"C:\\good.dll");
@@ -183,7 +183,7 @@ TEST(DetectParasites, KeepsWhatItHasWhenAWalkFails) {
 }
 
 TEST(DetectParasites, JudgesAModuleOfManyProcessesOnceUnlessThatFails) {
-    Detection detection;
+    DetectionCase detection;
     detection.Init();
     const auto listed = static_cast<std::size_t>(kParasiteSizes[0]);
     detection.machine.AddFile(u"C:\\listed.dll", Bytes(listed));
@@ -197,7 +197,7 @@ TEST(DetectParasites, JudgesAModuleOfManyProcessesOnceUnlessThatFails) {
 }
 
 TEST(DetectParasites, RemembersOnlyWhatFilesHold) {
-    Detection detection;
+    DetectionCase detection;
     detection.Init();
     detection.AddGoodFile(u"C:\\x32.exe");
     detection.AddProcess(u"C:\\x32.exe");
