@@ -29,8 +29,8 @@ std::string DumpValue(const RegistryValue& value) {
 }
 
 void DumpKey(const RegistryKey& key, const std::string& path, std::string& out) {
-    if (!key.values.empty() || key.subkeys.empty()) out += '[' + path + "]\n";
-    std::vector<std::pair<Text, const RegistryKey::NamedValue*>> sorted;
+    if (!key.values.IsEmpty() || key.subkeys.empty()) out += '[' + path + "]\n";
+    std::vector<std::pair<Text, const RegistryValues::NamedValue*>> sorted;
     for (const auto& named : key.values) sorted.emplace_back(ToLower(named.name), &named);
     std::sort(sorted.begin(), sorted.end());
     for (const auto& [folded, named] : sorted)
@@ -46,7 +46,7 @@ std::string DumpRegistry(const ModelMachine& machine) {
     std::string out;
     for (const RegistryRoot root : RegistryTree::kRoots) {
         const RegistryKey& key = machine.Tree().Root(root);
-        if (!key.subkeys.empty() || !key.values.empty()) DumpKey(key, ToUtf8(key.name), out);
+        if (!key.subkeys.empty() || !key.values.IsEmpty()) DumpKey(key, ToUtf8(key.name), out);
     }
     return out;
 }

@@ -36,7 +36,7 @@ RegistryKey& MemoryMachine::RealKey(RegistryRoot root, TextView key) {
 }
 
 void MemoryMachine::SetValue(RegistryRoot root, TextView key, TextView name, RegistryValue value) {
-    RealKey(root, key).SetValue(name, std::move(value));
+    RealKey(root, key).values.Set(name, std::move(value));
 }
 
 void MemoryMachine::SetString(RegistryRoot root, TextView key, TextView name, TextView text) {

@@ -14,6 +14,7 @@ inline constexpr std::uint32_t PathNotFound = 3;
 inline constexpr std::uint32_t AccessDenied = 5;
 inline constexpr std::uint32_t InvalidHandle = 6;
 inline constexpr std::uint32_t NotEnoughMemory = 8;
+inline constexpr std::uint32_t InvalidData = 13;
 inline constexpr std::uint32_t NoMoreFiles = 18;
 inline constexpr std::uint32_t WriteProtect = 19;
 inline constexpr std::uint32_t BadLength = 24;

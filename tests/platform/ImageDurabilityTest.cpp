@@ -348,6 +348,36 @@ TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
     EXPECT_THAT(DumpRegistry(*image.Load()), testing::HasSubstr("\u03B1 = \"\u03B2\""));
 }
 
+TEST(ImageDurability, WhatIsntChangedInTheSettingsKeepsItsForm) {
+    struct Row {
+        const char* label;
+        const char* before;
+        const char* after;
+    };
+    const Row rows[] = {
+        {"replaced where it stands",
+         "{ \"files\" : {\"C:\\\\A.exe\": {\"attributes\": 1}},\n\t\"family\" : \"nt\",\"build\":  "
+         "2600 }\n",
+         "{ \"files\":{\"c:\\\\a.exe\":{\"attributes\":2}},\n\t\"family\" : \"nt\",\"build\":  "
+         "2600 }\n"},
+        {"added behind the others, indented as they are",
+         "{\n    \"family\": \"nt\",\n    \"environment\": {\"x\": \"}, \\\"\"}\n}\n",
+         "{\n    \"family\": \"nt\",\n    \"environment\": {\"x\": \"}, \\\"\"},\n    \"files\": "
+         "{\n"
+         "      \"c:\\\\a.exe\": {\n        \"attributes\": 2\n      }\n    }\n}\n"},
+        {"a name with an escape", "{\"famil\\u0079\": \"nt\", \"fi\\u006ces\": {}}",
+         "{\"famil\\u0079\": \"nt\", \"files\":{\"c:\\\\a.exe\":{\"attributes\":2}}}"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.label);
+        ScratchImage image;
+        image.Write("machine.json", row.before);
+        image.Write("drives/c/a.exe", "a");
+        EXPECT_TRUE(image.Load()->FileSystem().SetFileAttributesW(u"C:\\a.exe", 2).IsOk());
+        EXPECT_EQ(image.Read("machine.json"), row.after);
+    }
+}
+
 TEST(ImageDurability, LaterFilesAndDeletionsDecide) {
     ScratchImage image;
     image.Write("registry/1.reg",

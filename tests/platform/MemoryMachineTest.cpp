@@ -168,6 +168,25 @@ TEST(MemoryMachine, AHandleOutlivesItsProcess) {
     EXPECT_EQ(machine.OpenHandleCount(), 0u);
 }
 
+TEST(MemoryMachine, ManyValuesKeepTheirOrderAndIgnoreCase) {
+    MemoryMachine machine(WindowsFamily::NT);
+    Registry& registry = machine.RegistryKeys();
+    std::vector<Text> expected;
+    for (std::int64_t i = 40; i > 0; --i) {
+        const Text name = u"Value" + ToText(i);
+        machine.SetString(HKLM, u"K", name, u"old");
+        if (i % 3 != 0) expected.push_back(name);
+    }
+    for (std::int64_t i = 3; i <= 40; i += 3)
+        EXPECT_TRUE(registry.RegDeleteValueW(HKLM, u"K", u"VALUE" + ToText(i)).IsOk());
+    machine.SetString(HKLM, u"K", u"vALUE40", u"new");
+    machine.SetString(HKLM, u"K", u"Value3", u"again");
+    expected.push_back(u"Value3");
+    EXPECT_EQ(registry.RegEnumValueW(HKLM, u"K").value, expected);
+    EXPECT_EQ(TextOfValue(registry.RegQueryValueExW(HKLM, u"K", u"value40").value), u"new");
+    EXPECT_TRUE(registry.RegQueryValueExW(HKLM, u"K", u"Value6").IsNotThere());
+}
+
 TEST(MemoryMachine, CodePagesConvertCharacterByCharacter) {
     const struct {
         std::uint32_t page;

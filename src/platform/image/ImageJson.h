@@ -7,8 +7,8 @@
 
 namespace bkfd {
 
-/// Keeps the order of the keys, so that a file that is written again stays recognisable.
-using ImageJson = nlohmann::ordered_json;
+/// Finds the names of an object in a tree: an image's objects may have any number of them.
+using ImageJson = nlohmann::json;
 
 /// Text in the JSON of an image. JSON can't carry a lone surrogate: it stands as the character
 /// U+10F800 + (surrogate - U+D800) of a private area, whose own characters stand as two of those.

@@ -19,10 +19,6 @@ constexpr KindName kKindNames[] = {
     {MachineChange::Kind::SetAttributes, "set attributes"},
 };
 
-bool IsDefault(const FileRule& rule) {
-    return rule == FileRule();
-}
-
 std::string HexOf(const Bytes& bytes) {
     constexpr char kDigits[] = "0123456789abcdef";
     std::string hex;
@@ -63,11 +59,11 @@ void ReplayChange(const MachineChange& change, ReplayTargets& targets) {
             targets.rules.At(change.key).attributes = change.number;
             return;
         case MachineChange::Kind::SetValue:
-            targets.tree.Root(change.root).Make(change.key).SetValue(change.name, change.value);
+            targets.tree.Root(change.root).Make(change.key).values.Set(change.name, change.value);
             break;
         case MachineChange::Kind::DeleteValue:
             if (RegistryKey* key = targets.tree.Root(change.root).Find(change.key))
-                key->RemoveValue(change.name);
+                key->values.Remove(change.name);
             break;
         case MachineChange::Kind::DeleteKey:
             targets.tree.Root(change.root).Remove(change.key);
@@ -141,16 +137,22 @@ ImageJson ChangeRecord(const MachineChange& change) {
 }
 
 ImageJson RestartRecord(const ImageTime& time, const std::vector<ProcessRecord>& processes) {
-    ImageJson record = {{"change", "restart"}};
-    PutTime(record, time);
+    ImageJson record = TimeToJson(time);
+    record["change"] = "restart";
     record["processes"] = ProcessesToJson(processes);
     return record;
 }
 
-ImageJson MoveRecord(const VolumeMoves& moves, const FileRules& before, const FileRules& after) {
+ImageJson MoveRecord(const VolumeMoves& moves, const FileRules& rules) {
     ImageJson record = {{"change", "move"}};
-    for (const auto& [source, target] : moves)
+    FileRules before;
+    for (const auto& [source, target] : moves) {
         record["moves"].push_back({ToImageJson(source), ToImageJson(target)});
+        before.CopyWithin(rules, source);
+        before.CopyWithin(rules, target);
+    }
+    FileRules after = before;
+    for (const auto& [source, target] : moves) after.Move(source, target);
     record["rules"] = ImageJson::object();
     for (const auto& [path, rule] : before.All())
         if (after.Get(path) != rule) record["rules"][ToImageJson(path)] = RuleToJson(FileRule());
@@ -193,13 +195,6 @@ bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets) 
     } catch (const std::out_of_range&) {  // no such root, or too deep a key
         return false;
     }
-}
-
-void PutRules(ImageJson& document, const FileRules& rules) {
-    ImageJson files = ImageJson::object();
-    for (const auto& [path, rule] : rules.All())
-        if (!IsDefault(rule)) files[ToImageJson(path)] = RuleToJson(rule);
-    if (!files.empty() || document.contains("files")) document["files"] = std::move(files);
 }
 
 }  // namespace bkfd

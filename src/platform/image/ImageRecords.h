@@ -16,8 +16,8 @@ namespace bkfd {
 
 ImageJson ChangeRecord(const MachineChange& change);
 ImageJson RestartRecord(const ImageTime& time, const std::vector<ProcessRecord>& processes);
-/// `before` and `after` are the rules on both sides of the moves.
-ImageJson MoveRecord(const VolumeMoves& moves, const FileRules& before, const FileRules& after);
+/// `rules` are those before the moves.
+ImageJson MoveRecord(const VolumeMoves& moves, const FileRules& rules);
 ImageJson RemovalRecord(const Text& path);
 /// What became of the change of names that was noted last.
 ImageJson OutcomeRecord(bool isDone);
@@ -39,8 +39,5 @@ struct ReplayTargets {
 /// were done, or had failed, before the next record was written. False if the record isn't
 /// understood.
 bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets);
-
-/// Sets the key "files".
-void PutRules(ImageJson& document, const FileRules& rules);
 
 }  // namespace bkfd

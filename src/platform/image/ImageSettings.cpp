@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <functional>
-#include <set>
+#include <unordered_set>
+#include <utility>
 
 #include "platform/model/CodePage.h"
 
@@ -32,6 +33,10 @@ bool BoolFromJson(const ImageJson& value, bool& flag) {
     if (!value.is_boolean()) return false;
     flag = value;
     return true;
+}
+
+bool DateFromJson(const ImageJson& json, Date& date) {
+    return json.is_string() && ParseDate(FromUtf8(json.get_ref<const std::string&>()), date);
 }
 
 bool IsDrivePath(const Text& path) {
@@ -197,7 +202,7 @@ class RepeatedNames {
     }
 
   private:
-    std::vector<std::set<std::string>> open_;  // names of the objects around the place
+    std::vector<std::unordered_set<std::string>> open_;  // names of the objects around the place
     std::string first_;
 };
 
@@ -214,10 +219,26 @@ ImageError KeyError(const std::string& file, const std::string& content, const s
     return {file, line, key, std::move(message)};
 }
 
-bool CanStandBeside(const ProcessRecord& record, const std::vector<ProcessRecord>& processes) {
-    return std::ranges::none_of(processes, [&](const ProcessRecord& other) {
-        return other.id == record.id || (other.self && record.self);
-    });
+/// Reads one entry of the list of processes.
+bool ProcessFromJson(const ImageJson& entry, ProcessRecord& record) {
+    if (!entry.is_object() || !entry.contains("id") || !entry.contains("path")) return false;
+    for (const auto& [name, value] : entry.items()) {
+        bool isGood = false;
+        if (name == "id" && IsUint32(value)) {
+            record.id = value;
+            isGood = true;
+        } else if (name == "path") {
+            isGood = TextFromJson(value, record.path);
+        } else if (name == "modules" && value.is_array()) {
+            isGood = std::all_of(value.begin(), value.end(), [&](const ImageJson& module) {
+                return TextFromJson(module, record.modules.emplace_back());
+            });
+        } else if (name == "denied" || name == "self") {
+            isGood = BoolFromJson(value, name == "self" ? record.self : record.denied);
+        }
+        if (!isGood) return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -231,41 +252,15 @@ std::string ImageError::Describe() const {
 
 bool ProcessesFromJson(const ImageJson& json, std::vector<ProcessRecord>& processes) {
     if (!json.is_array()) return false;
+    std::unordered_set<std::uint32_t> ids;
+    bool hasSelf = false;
     for (const ImageJson& entry : json) {
-        if (!entry.is_object() || !entry.contains("id") || !entry.contains("path")) return false;
         ProcessRecord record;
-        for (const auto& [name, value] : entry.items()) {
-            bool isGood = false;
-            if (name == "id" && IsUint32(value)) {
-                record.id = value;
-                isGood = true;
-            } else if (name == "path") {
-                isGood = TextFromJson(value, record.path);
-            } else if (name == "modules" && value.is_array()) {
-                isGood = std::all_of(value.begin(), value.end(), [&](const ImageJson& module) {
-                    return TextFromJson(module, record.modules.emplace_back());
-                });
-            } else if (name == "denied" || name == "self") {
-                isGood = BoolFromJson(value, name == "self" ? record.self : record.denied);
-            }
-            if (!isGood) return false;
-        }
-        if (!CanStandBeside(record, processes)) return false;
+        if (!ProcessFromJson(entry, record) || !ids.insert(record.id).second) return false;
+        if (record.self && std::exchange(hasSelf, true)) return false;
         processes.push_back(std::move(record));
     }
     return true;
-}
-
-ImageJson ProcessesToJson(const std::vector<ProcessRecord>& processes) {
-    ImageJson list = ImageJson::array();
-    for (const ProcessRecord& record : processes) {
-        ImageJson entry = {{"id", record.id}, {"path", ToImageJson(record.path)}};
-        for (const Text& module : record.modules) entry["modules"].push_back(ToImageJson(module));
-        if (record.denied) entry["denied"] = true;
-        if (record.self) entry["self"] = true;
-        list.push_back(std::move(entry));
-    }
-    return list;
 }
 
 bool RuleFromJson(const ImageJson& json, FileRule& rule) {
@@ -283,37 +278,6 @@ bool RuleFromJson(const ImageJson& json, FileRule& rule) {
     return true;
 }
 
-ImageJson RuleToJson(const FileRule& rule) {
-    ImageJson json = ImageJson::object();
-    if (rule.attributes) json["attributes"] = *rule.attributes;
-    if (rule.isLocked) json["locked"] = true;
-    if (rule.isUnreadable) json["unreadable"] = true;
-    return json;
-}
-
-bool DateFromJson(const ImageJson& json, Date& date) {
-    return json.is_string() && ParseDate(FromUtf8(json.get_ref<const std::string&>()), date);
-}
-
-ImageJson DateToJson(Date date) {
-    Text text = FormatDate(date);
-    std::replace(text.begin(), text.end(), u' ', u'T');
-    return ToUtf8(text);
-}
-
-void PutTime(ImageJson& document, const ImageTime& time) {
-    const auto put = [&](const char* key, bool isGiven, const ImageJson& value) {
-        if (!isGiven) {
-            document.erase(key);
-        } else {
-            document[key] = value;  // where it stood, if it was there
-        }
-    };
-    put("now", time.now.has_value(), DateToJson(time.now.value_or(0)));
-    put("uptimeMs", time.uptimeMs.has_value(), time.uptimeMs.value_or(0));
-    put("bootTime", time.bootTime.has_value(), DateToJson(time.bootTime.value_or(0)));
-}
-
 bool TimeFromJson(const ImageJson& json, ImageTime& time) {
     ImageSettings read(WindowsFamily::NT);
     if (json.contains("now") && !ReadNow(json["now"], read).empty()) return false;
@@ -324,9 +288,9 @@ bool TimeFromJson(const ImageJson& json, ImageTime& time) {
 }
 
 std::variant<ImageSettings, ImageError> ParseImageSettings(const std::string& file,
-                                                           const std::string& content,
-                                                           ImageJson& document) {
+                                                           const std::string& content) {
     RepeatedNames repeated;
+    ImageJson document;
     try {
         document = ImageJson::parse(content, std::ref(repeated));
     } catch (const ImageJson::parse_error& error) {

@@ -36,15 +36,13 @@ class LoadedImage final : private ImageParts,
                           private DiskJournal,
                           public ImageMachine {
   public:
-    LoadedImage(const std::string& path, HostFile lock, ImageSettings settings, ImageJson document)
+    LoadedImage(const std::string& path, HostFile lock, ImageSettings settings)
         : ImageParts(path, settings.time, *this),
           ImageMachine(settings.facts, volume, clock, static_cast<ChangeLog*>(this)),
           path_(path),
           lock_(std::move(lock)),
-          document_(std::move(document)),
-          savedRules_(settings.rules.All()),
           registryFiles_(path + kRegistryFolder, codePage_) {
-        rules_ = settings.rules;
+        rules_ = std::move(settings.rules);
         for (ProcessRecord& record : settings.processes) processes_.Add(std::move(record));
         for (const auto& [root, key] : settings.deniedReads) registry_.DenyRead(root, key);
         for (const auto& [root, key] : settings.deniedWrites) registry_.DenyWrite(root, key);
@@ -109,9 +107,7 @@ class LoadedImage final : private ImageParts,
     }
 
     Status NoteMoves(const VolumeMoves& moves) override {
-        FileRules moved = rules_;
-        for (const auto& [source, target] : moves) moved.Move(source, target);
-        return Append(MoveRecord(moves, rules_, moved));
+        return Append(MoveRecord(moves, rules_));
     }
 
     Status NoteRemoval(const Text& file) override { return Append(RemovalRecord(file)); }
@@ -129,33 +125,21 @@ class LoadedImage final : private ImageParts,
         return ReplayRecord(record, isLast, targets);
     }
 
-    /// The processes of the settings file in the form in which they would be written.
-    ImageJson SavedProcesses() const {
-        std::vector<ProcessRecord> saved;
-        const auto written = document_.find("processes");
-        if (written != document_.end()) (void)ProcessesFromJson(*written, saved);
-        return ProcessesToJson(saved);
-    }
-
-    /// What hasn't changed keeps the form that somebody gave it.
+    /// The file is read anew, since it may be large and is changed once at most.
     Status SaveSettings() {
-        ImageJson changed = document_;
-        PutTime(changed, clock.Time());
-        const ImageJson processes = ProcessesToJson(processes_.All());
-        if (processes != SavedProcesses()) changed["processes"] = processes;
-        if (rules_.All() != savedRules_) PutRules(changed, rules_);
-        if (changed == document_) return {};
-        const Status saved = ReplaceHostFile(path_ + kSettingsFile, changed.dump(2) + '\n');
-        if (!saved.IsOk()) return saved;
-        document_ = std::move(changed);
-        savedRules_ = rules_.All();
-        return saved;
+        const std::string file = path_ + kSettingsFile;
+        const auto content = ReadHostFile(file);
+        if (!content) return StatusOfErrno(errno);
+        const auto parsed = ParseImageSettings(file, *content);
+        const auto* saved = std::get_if<ImageSettings>(&parsed);
+        if (saved == nullptr) return {SystemError::InvalidData};
+        const std::string changed =
+            UpdateImageSettings(*content, *saved, {clock.Time(), processes_.All(), rules_});
+        return changed == *content ? Status{} : ReplaceHostFile(file, changed);
     }
 
     std::string path_;
     HostFile lock_;
-    ImageJson document_;
-    FileRules::Map savedRules_;
     RegistryFiles registryFiles_;
     PendingNames pending_;
     bool isChanged_ = false;
@@ -178,11 +162,10 @@ std::variant<std::unique_ptr<ImageMachine>, ImageError> LoadMachineImage(
     const std::string file = path + kSettingsFile;
     const auto content = ReadHostFile(file);
     if (!content) return ImageError{file, 0, "", errno == ENOENT ? "is missing" : "can't be read"};
-    ImageJson document;
-    auto parsed = ParseImageSettings(file, *content, document);
+    auto parsed = ParseImageSettings(file, *content);
     if (auto* error = std::get_if<ImageError>(&parsed)) return *error;
-    auto image = std::make_unique<LoadedImage>(
-        path, std::move(lock), std::move(std::get<ImageSettings>(parsed)), std::move(document));
+    auto image = std::make_unique<LoadedImage>(path, std::move(lock),
+                                               std::move(std::get<ImageSettings>(parsed)));
     if (auto error = image->Load()) return *error;
     return std::unique_ptr<ImageMachine>(std::move(image));
 }

@@ -93,9 +93,9 @@ void LoadSection(const RegSection& section, RegistryTree& tree) {
     RegistryKey& key = tree.Root(root).Make(below);
     for (const RegEntry& entry : section.entries) {
         if (entry.isDeletion) {
-            key.RemoveValue(entry.name);
+            key.values.Remove(entry.name);
         } else {
-            key.SetValue(entry.name, {RegistryType{entry.type}, entry.data});
+            key.values.Set(entry.name, {RegistryType{entry.type}, entry.data});
         }
     }
 }

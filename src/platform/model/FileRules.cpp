@@ -2,16 +2,23 @@
 
 namespace bkfd {
 
+template <class Rules, class Visit>
+void FileRules::VisitWithin(Rules& rules, const Text& folded, Visit visit) {
+    if (const auto own = rules.find(folded); own != rules.end()) visit(own);
+    const Text below = WithBackslash(folded);
+    auto rule = rules.upper_bound(below);
+    while (rule != rules.end() && rule->first.starts_with(below)) visit(rule++);
+}
+
 FileRules::Map FileRules::Take(const Text& folded) {
     Map taken;
-    for (auto rule = rules_.lower_bound(folded); rule != rules_.end();) {
-        if (!rule->first.starts_with(folded)) break;
-        const bool isIt =
-            rule->first.size() == folded.size() || rule->first[folded.size()] == u'\\';
-        const auto current = rule++;
-        if (isIt) taken.insert(rules_.extract(current));
-    }
+    VisitWithin(rules_, folded, [&](Map::iterator rule) { taken.insert(rules_.extract(rule)); });
     return taken;
+}
+
+void FileRules::CopyWithin(const FileRules& from, TextView path) {
+    VisitWithin(from.rules_, ToLower(path),
+                [this](Map::const_iterator rule) { rules_.insert(*rule); });
 }
 
 void FileRules::Move(TextView source, TextView target) {

@@ -30,9 +30,14 @@ class FileRules {
     void Erase(TextView path) { Take(ToLower(path)); }
     /// The file, and all below it, goes by another name now.
     void Move(TextView source, TextView target);
+    /// Takes over what `from` says about the file and all below it.
+    void CopyWithin(const FileRules& from, TextView path);
     const Map& All() const { return rules_; }
 
   private:
+    /// Calls `visit` with the rule of the path and of each below it; the iterator may be extracted.
+    template <class Rules, class Visit>
+    static void VisitWithin(Rules& rules, const Text& folded, Visit visit);
     Map Take(const Text& folded);
 
     Map rules_;

@@ -71,7 +71,7 @@ Result<RegistryValue> ModelRegistry::RegQueryValueExW(RegistryRoot root, TextVie
     const auto places = ReadablePlacesOf(root, subkey);
     if (!places.IsOk()) return Status(places);
     for (const Place& place : places.value)
-        if (const RegistryValue* value = place.node->FindValue(UpToNul(name))) return *value;
+        if (const RegistryValue* value = place.node->values.Find(UpToNul(name))) return *value;
     return Status{SystemError::FileNotFound};
 }
 
@@ -91,7 +91,7 @@ Status ModelRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextVie
         return {SystemError::AccessDenied};
     const Status noted = Note(MachineChange::Kind::SetValue, *target, name, value);
     if (!noted.IsOk()) return noted;
-    tree_.Root(target->root).Make(target->key).SetValue(name, value);
+    tree_.Root(target->root).Make(target->key).values.Set(name, value);
     return {};
 }
 
@@ -102,9 +102,9 @@ Status ModelRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextVi
     if (IsWithin(deniedWrites_, root, UpToNul(subkey))) return {SystemError::AccessDenied};
     for (const Place& place : places.value) {
         if (IsWithin(deniedWrites_, place.root, place.key)) return {SystemError::AccessDenied};
-        if (place.node == nullptr || place.node->FindValue(name) == nullptr) continue;
+        if (place.node == nullptr || place.node->values.Find(name) == nullptr) continue;
         const Status noted = Note(MachineChange::Kind::DeleteValue, place, name);
-        if (noted.IsOk()) place.node->RemoveValue(name);
+        if (noted.IsOk()) place.node->values.Remove(name);
         return noted;
     }
     return {SystemError::FileNotFound};
@@ -128,7 +128,7 @@ Result<std::vector<Text>> ModelRegistry::RegEnumValueW(RegistryRoot root, TextVi
     for (const Place& place : places.value) {
         const bool isFirst = &place == &places.value.front();
         for (const auto& named : place.node->values)
-            if (isFirst || places.value.front().node->FindValue(named.name) == nullptr)
+            if (isFirst || places.value.front().node->values.Find(named.name) == nullptr)
                 names.push_back(named.name);
     }
     return names;

@@ -20,6 +20,7 @@ constexpr ErrorText kErrorTexts[] = {
     {5, u"Access is denied."},
     {6, u"The handle is invalid."},
     {8, u"Not enough storage is available to process this command."},
+    {13, u"The data is invalid."},
     {14, u"Not enough storage is available to complete this operation."},
     {15, u"The system cannot find the drive specified."},
     {17, u"The system cannot move the file to a different disk drive."},

@@ -20,7 +20,54 @@ constexpr ShortName kShortNames[] = {
     {RegistryRoot::Users, u"HKU"},
 };
 
+/// Up to here a walk over the values is as quick as an index.
+constexpr std::size_t kMostWithoutIndex = 16;
+
 }  // namespace
+
+void RegistryValues::CopyFrom(const RegistryValues& from) {
+    index_.reset();
+    list_ = from.list_;
+}
+
+RegistryValues::List::iterator RegistryValues::Locate(TextView name) {
+    if (list_.size() <= kMostWithoutIndex) {
+        index_.reset();
+        return std::ranges::find_if(
+            list_, [&](const NamedValue& one) { return EqualsIgnoreCase(one.name, name); });
+    }
+    if (!index_) {
+        index_ = std::make_unique<Index>();
+        for (auto one = list_.begin(); one != list_.end(); ++one)
+            index_->emplace(ToLower(one->name), one);
+    }
+    const auto found = index_->find(ToLower(name));
+    return found == index_->end() ? list_.end() : found->second;
+}
+
+const RegistryValue* RegistryValues::Find(TextView name) const {
+    auto& self = const_cast<RegistryValues&>(*this);
+    const auto found = self.Locate(name);
+    return found == self.list_.end() ? nullptr : &found->value;
+}
+
+void RegistryValues::Set(TextView name, RegistryValue value) {
+    const auto found = Locate(name);
+    if (found != list_.end()) {
+        found->value = std::move(value);
+        return;
+    }
+    list_.push_back({Text(name), std::move(value)});
+    if (index_) index_->emplace(ToLower(name), std::prev(list_.end()));
+}
+
+bool RegistryValues::Remove(TextView name) {
+    const auto found = Locate(name);
+    if (found == list_.end()) return false;
+    if (index_) index_->erase(ToLower(name));
+    list_.erase(found);
+    return true;
+}
 
 TextView NextKeyComponent(TextView& rest) {
     while (!rest.empty() && rest.front() == u'\\') rest.remove_prefix(1);
@@ -77,34 +124,13 @@ bool RegistryKey::Remove(TextView path) {
 
 void RegistryKey::CopyFrom(const RegistryKey& from) {
     name = from.name;
-    values = from.values;
+    values.CopyFrom(from.values);
     subkeys.clear();
     for (const auto& [folded, key] : from.subkeys) {
         auto& copy = subkeys[folded];
         copy = std::make_unique<RegistryKey>(key->name);
         copy->CopyFrom(*key);
     }
-}
-
-const RegistryValue* RegistryKey::FindValue(TextView valueName) const {
-    for (const NamedValue& named : values)
-        if (EqualsIgnoreCase(named.name, valueName)) return &named.value;
-    return nullptr;
-}
-
-void RegistryKey::SetValue(TextView valueName, RegistryValue value) {
-    for (NamedValue& named : values) {
-        if (!EqualsIgnoreCase(named.name, valueName)) continue;
-        named.value = std::move(value);
-        return;
-    }
-    values.push_back({Text(valueName), std::move(value)});
-}
-
-bool RegistryKey::RemoveValue(TextView valueName) {
-    return std::erase_if(values, [&](const NamedValue& named) {
-               return EqualsIgnoreCase(named.name, valueName);
-           }) > 0;
 }
 
 RegistryTree::RegistryTree()

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <array>
-#include <functional>
+#include <list>
 #include <map>
 #include <memory>
-#include <vector>
+#include <unordered_map>
 
 #include "platform/Machine.h"
 
@@ -15,13 +15,39 @@ struct TextLess {
     bool operator()(TextView a, TextView b) const { return a < b; }
 };
 
-/// One key with its values and subkeys. Names ignore case and keep the case that they came with.
-class RegistryKey {
+/// The values of a key in the order in which they were made. Names ignore case.
+class RegistryValues {
   public:
     struct NamedValue {
         Text name;
         RegistryValue value;
     };
+    using List = std::list<NamedValue>;
+
+    void CopyFrom(const RegistryValues& from);
+
+    bool IsEmpty() const { return list_.empty(); }
+    List::const_iterator begin() const { return list_.begin(); }
+    List::const_iterator end() const { return list_.end(); }
+
+    /// Null if there is no value of the name.
+    const RegistryValue* Find(TextView name) const;
+    /// A new value comes behind the others, an old one keeps its place and its name's case.
+    void Set(TextView name, RegistryValue value);
+    bool Remove(TextView name);
+
+  private:
+    using Index = std::unordered_map<Text, List::iterator>;  // by lower-cased name
+
+    List::iterator Locate(TextView name);
+
+    List list_;
+    std::unique_ptr<Index> index_;  // only of many values: most keys have a few
+};
+
+/// One key with its values and subkeys. Names ignore case and keep the case that they came with.
+class RegistryKey {
+  public:
     using Subkeys = std::map<Text, std::unique_ptr<RegistryKey>, TextLess>;
 
     explicit RegistryKey(Text keyName) : name(std::move(keyName)) {}
@@ -38,12 +64,8 @@ class RegistryKey {
     /// Becomes a copy, with all below it.
     void CopyFrom(const RegistryKey& from);
 
-    const RegistryValue* FindValue(TextView valueName) const;
-    void SetValue(TextView valueName, RegistryValue value);
-    bool RemoveValue(TextView valueName);
-
     Text name;
-    std::vector<NamedValue> values;
+    RegistryValues values;
     Subkeys subkeys;  // under their lower-cased names
 };
 
