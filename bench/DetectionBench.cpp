@@ -2,6 +2,7 @@
 
 #include "NoLog.h"
 #include "detection/CPaDetector.h"
+#include "identity/ApplicationStart.h"
 #include "identity/CHashier.h"
 #include "resources/SignatureLists.h"
 #include "services/ApplicationState.h"
@@ -46,10 +47,9 @@ void Detect(benchmark::State& state, std::size_t processes, std::size_t files) {
     MemoryMachine machine(WindowsFamily::NT);
     Populate(machine, processes, 150, files);
     const InstalledMachine installed(machine);
-    gIsNT = true;
     const auto log = std::make_shared<NoLog>();
     for (auto _ : state) {
-        gHashier = std::make_unique<CHashier>();
+        SetApplicationState();
         CPaDetector detector;
         detector.Init(log, nullptr);
         KeyedList parasites;

@@ -9,6 +9,7 @@
 
 #include "ChildProcess.h"
 #include "NoLog.h"
+#include "identity/ApplicationStart.h"
 #include "identity/CHashier.h"
 #include "services/ApplicationState.h"
 #include "support/ReportContents.h"
@@ -67,10 +68,9 @@ void MakeReport(benchmark::State& state, std::size_t processes) {
     const InstalledMachine installed(machine);
     HeadlessToolkit toolkit;
     Toolkit* const previous = InstallToolkit(&toolkit);
-    gIsNT = true;
     const auto log = std::make_shared<NoLog>();
     for (auto _ : state) {
-        gHashier = std::make_unique<CHashier>();
+        SetApplicationState();
         ValueBag report;
         GatherReport({u"name", u"email", u"answer"}, log, report);
         PackedReport packed;

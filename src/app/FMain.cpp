@@ -2,7 +2,7 @@
 
 #include "app/FSplash.h"
 #include "app/MMain.h"
-#include "identity/CHashier.h"
+#include "identity/ApplicationStart.h"
 #include "platform/Machine.h"
 #include "removal/CPaRemover.h"
 #include "resources/BuildSettings.h"
@@ -105,14 +105,6 @@ void FMain::RequireComponents(ContinueOnError& step) {
     step([&] { ShowMessage(message, MessageStyle::Critical); });
     step([&] { logger_->Write(0, message, LogLevel::WindowFailure, kInitialize); });
     TheToolkit().EndProgram();
-}
-
-void FMain::SetApplicationState(ContinueOnError& step) {
-    step([] { gHashier = std::make_unique<CHashier>(); });
-    step([] { gIsNT = IsWindowsNT(); });
-    step([] { gIsNT4 = IsWindowsNT4(); });
-    step([] { gWindowsPath = WithBackslash(ToLower(SysUtil::ExpandEnvironment(u"%windir%"))); });
-    step([] { gSystemPath = ToLower(gWindowsPath + (gIsNT ? u"system32\\" : u"system\\")); });
 }
 
 void FMain::LogPendingError(ContinueOnError& step) {

@@ -37,7 +37,6 @@ class FMain : public Form, public Object {
     void OpenLogs(ContinueOnError& step);
     void RunCustomObject(ContinueOnError& step);
     void RequireComponents(ContinueOnError& step);
-    void SetApplicationState(ContinueOnError& step);
     void LogPendingError(ContinueOnError& step);
     /// A TypeMismatch for what is no logger.
     static LoggerRef CastToLogger(const Variant& variable);

@@ -11,8 +11,6 @@
 namespace bkfd {
 namespace {
 
-constexpr auto kRequestFailed = static_cast<std::int32_t>(0x8004038A);
-
 constexpr int kIntroductionHeight = 1050;
 constexpr int kFieldLabelWidth = 1050;
 constexpr int kRequestWidth = 1800;

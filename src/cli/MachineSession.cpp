@@ -4,31 +4,17 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "identity/ApplicationStart.h"
 #include "identity/CHashier.h"
 #include "platform/curl/CurlHttp.h"
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/witness/WitnessMachine.h"
 #include "services/ApplicationState.h"
-#include "services/MAPI.h"
 #include "services/SysUtil.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
-namespace {
-
-/// What the start-up sequence sets before anything else is done.
-void SetApplicationState() {
-    gHashier = std::make_unique<CHashier>();
-    gIsNT = IsWindowsNT();
-    gIsNT4 = IsWindowsNT4();
-    gWindowsPath = ToLower(SysUtil::ExpandEnvironment(u"%windir%"));
-    if (!gWindowsPath.ends_with(u'\\')) gWindowsPath += u'\\';
-    gSystemPath = gWindowsPath + (gIsNT ? u"system32\\" : u"system\\");
-}
-
-}  // namespace
-
 InstalledEngine::InstalledEngine(Machine& machine, Toolkit& toolkit)
     : machineBefore_(InstallMachine(&machine)), toolkitBefore_(InstallToolkit(&toolkit)) {
     SetApplicationState();

@@ -18,7 +18,6 @@
 namespace bkfd {
 namespace {
 
-constexpr auto kRequestFailed = static_cast<std::int32_t>(0x8004038A);
 const Text kSource = u"ReportCommand.Run";
 
 /// The report as the support side will read it.

@@ -9,11 +9,6 @@
 namespace bkfd {
 namespace {
 
-Text NameOfFile(const Text& file) {
-    const KeyedList fields = SysUtil::GetVersionStrings(file);
-    return fields.Exists(u"ProductName") ? fields.Item(u"ProductName").AsText() : Text();
-}
-
 std::shared_ptr<ItemList> ToItemList(const std::vector<HelperObject>& objects) {
     auto items = std::make_shared<ItemList>();
     for (const HelperObject& object : objects) {
@@ -69,7 +64,10 @@ void CBHOManager::FillBHOInfo(const KeyedList& subkeys, std::vector<HelperObject
             HelperObject object = ReadHelperObject(*registry_, *fileChecker_, clsid);
             // What fails from here on leaves an object of which only the identifier is known.
             objects.push_back({clsid, {}, {}, false});
-            if (object.name.empty()) object.name = NameOfFile(object.file);
+            if (object.name.empty()) {
+                object.name =
+                    SysUtil::VersionString(SysUtil::GetVersionStrings(object.file), u"ProductName");
+            }
             object.name = DisplayName({object.name, object.file});
             objects.back() = std::move(object);
         }

@@ -7,14 +7,12 @@
 #include "resources/StringTable.h"
 #include "services/ApplicationState.h"
 #include "services/ErrorMode.h"
-#include "services/MAPI.h"
 #include "services/RefusedChange.h"
 #include "services/SysUtil.h"
 
 namespace bkfd {
 namespace {
 
-enum class Family { Any, NT, Windows95 };
 enum class Folder { System, Windows, Programs };
 
 /// The startup programs of Windows itself.
@@ -27,11 +25,11 @@ constexpr KnownItem kKnownItems[] = {
     {Family::Any, Folder::System, u"ctfmon.exe"},
     {Family::Any, Folder::Programs, u"messenger\\msmsgs.exe"},
     {Family::NT, Folder::System, u"internat.exe"},
-    {Family::Windows95, Folder::System, u"powrprof.dll"},
-    {Family::Windows95, Folder::Windows, u"scanregw.exe"},
-    {Family::Windows95, Folder::System, u"systray.exe"},
-    {Family::Windows95, Folder::Windows, u"taskmon.exe"},
-    {Family::Windows95, Folder::System, u"mstask.exe"},
+    {Family::Windows9x, Folder::System, u"powrprof.dll"},
+    {Family::Windows9x, Folder::Windows, u"scanregw.exe"},
+    {Family::Windows9x, Folder::System, u"systray.exe"},
+    {Family::Windows9x, Folder::Windows, u"taskmon.exe"},
+    {Family::Windows9x, Folder::System, u"mstask.exe"},
 };
 constexpr TextView kKnownManufacturer = u"Microsoft Corporation";  // case counts
 
@@ -56,10 +54,6 @@ Text ValueData(RegistryAccess& registry, RegistryRoot root, const Text& key, con
 Text ResolvedFile(CFileChecker& checker, const Text& commandLine) {
     return checker.GetFullFileNameFromShortFilename(
         checker.GetFileNameFromCommandLine(commandLine));
-}
-
-Text FieldOr(const KeyedList& fields, TextView name, const Text& otherwise) {
-    return fields.Exists(name) ? fields.Item(name).AsText() : otherwise;
 }
 
 /// Asks for one field and reads another, on purpose: a record with a product name but no
@@ -206,7 +200,7 @@ void CStartupManager::FillPolicyInfo(RegistryAccess& registry, std::vector<Start
             item.file = ResolvedFile(*fileChecker_, data);
             const KeyedList fields = SysUtil::GetVersionStrings(item.file);
             item.name = PolicyItemName(fields, data);
-            item.manufacturer = FieldOr(fields, u"CompanyName", {});
+            item.manufacturer = SysUtil::VersionString(fields, u"CompanyName");
         }
         item.isKnown = IsKnownStartupItem(item.file, item.manufacturer);
         item.id = SysUtil::NewUniqueId();
@@ -229,9 +223,9 @@ void CStartupManager::FillItemInfo(const KeyedList& names, std::vector<StartupIt
             item.isRead = false;
             item.id = SysUtil::NewUniqueId();
             const KeyedList fields = SysUtil::GetVersionStrings(file);
-            item.name = FieldOr(fields, u"FileDescription", valueName);
+            item.name = SysUtil::VersionString(fields, u"FileDescription", valueName);
             item.file = file;
-            item.manufacturer = FieldOr(fields, u"CompanyName", {});
+            item.manufacturer = SysUtil::VersionString(fields, u"CompanyName");
             item.root = place.root;
             item.key = key;
             item.valueName = valueName;
@@ -243,10 +237,9 @@ void CStartupManager::FillItemInfo(const KeyedList& names, std::vector<StartupIt
 
 bool CStartupManager::IsKnownStartupItem(const Text& file, const Text& manufacturer) {
     if (manufacturer != kKnownManufacturer) return false;
-    const Family family = IsWindowsNT() ? Family::NT : Family::Windows95;
     return std::ranges::any_of(kKnownItems, [&](const KnownItem& known) {
-        if (known.family != Family::Any && known.family != family) return false;
-        return EqualsIgnoreCase(FolderPath(known.folder) + known.file, file);
+        return IsForThisMachine(known.family) &&
+               EqualsIgnoreCase(FolderPath(known.folder) + known.file, file);
     });
 }
 

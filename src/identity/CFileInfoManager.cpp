@@ -12,10 +12,6 @@ struct FileInfo : Object {
     Text description;
 };
 
-Text FieldOrEmpty(const KeyedList& fields, TextView name) {
-    return fields.Exists(name) ? fields.Item(name).AsText() : Text();
-}
-
 }  // namespace
 
 void CFileInfoManager::Init(LoggerRef logger) {
@@ -26,8 +22,8 @@ void CFileInfoManager::GetFileInfo(const Text& fileName, Text& manufacturer, Tex
     if (!cache_.Exists(fileName)) {
         const KeyedList fields = SysUtil::GetVersionStrings(fileName);
         auto info = std::make_shared<FileInfo>();
-        info->description = FieldOrEmpty(fields, u"FileDescription");
-        info->manufacturer = FieldOrEmpty(fields, u"CompanyName");
+        info->description = SysUtil::VersionString(fields, u"FileDescription");
+        info->manufacturer = SysUtil::VersionString(fields, u"CompanyName");
         cache_.Add(std::move(info), fileName);
     }
     const auto& info = static_cast<const FileInfo&>(*cache_.Item(fileName).AsObject());

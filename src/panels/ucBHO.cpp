@@ -21,10 +21,6 @@ namespace {
 constexpr int kDeleteWidth = 2700;
 constexpr int kFilenameLabelWidth = 1050;
 
-Text FieldOf(const KeyedList& fields, TextView name) {
-    return fields.Exists(name) ? fields.Item(name).AsText() : Text();
-}
-
 const ItemNode& NodeOf(const ListItem& row) {
     return dynamic_cast<const ItemNode&>(*row.Tag());
 }
@@ -81,10 +77,10 @@ void ucBHO::FillBHOInfo(const KeyedList& keyNames, ItemList& items, RegistryRoot
             ItemNode& item = items.Add();
             item.Id = clsid;
             item.params().Add(
-                u"Name", DisplayName({object.name, FieldOf(fields, u"ProductName"), object.file,
-                                      ResourceString(StringId::NoName)}));
+                u"Name", DisplayName({object.name, SysUtil::VersionString(fields, u"ProductName"),
+                                      object.file, ResourceString(StringId::NoName)}));
             item.params().Add(u"DLL", object.file);
-            item.params().Add(u"Manufacturer", FieldOf(fields, u"CompanyName"));
+            item.params().Add(u"Manufacturer", SysUtil::VersionString(fields, u"CompanyName"));
         }
     });
 }

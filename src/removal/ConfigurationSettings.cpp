@@ -9,8 +9,6 @@
 namespace bkfd {
 namespace {
 
-enum class Family { Any, NT, Windows9x };
-
 enum class Action {
     DeleteValue,
     DeleteKey,
@@ -162,16 +160,12 @@ class Restorer {
     const Text& source_;
 };
 
-bool IsForThisFamily(const Setting& setting) {
-    return setting.family == Family::Any || (setting.family == Family::NT) == gIsNT;
-}
-
 }  // namespace
 
 void RestoreSettings(RegistryAccess& registry, Logger& logger, const Text& source) {
     Restorer restorer(registry, logger, source);
     for (const Setting& setting : kSettings) {
-        if (IsForThisFamily(setting)) restorer.Restore(setting);
+        if (IsForThisMachine(setting.family)) restorer.Restore(setting);
     }
 }
 

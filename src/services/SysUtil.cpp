@@ -161,4 +161,8 @@ KeyedList GetVersionStrings(const Text& path) {
     return strings;
 }
 
+Text VersionString(const KeyedList& strings, TextView name, const Text& otherwise) {
+    return strings.Exists(name) ? strings.Item(name).AsText() : otherwise;
+}
+
 }  // namespace bkfd::SysUtil

@@ -26,8 +26,7 @@ void PumpMessages();
 /// Replaces each `%name%` with the variable's value; text without such a name stays as it is.
 Text ExpandEnvironment(const Text& text);
 /// The version facts and a readable text of them, "Windows XP 5.1.2600 Service Pack 2".
-/// `platformId` is one of `WindowsPlatform`. If the system doesn't tell,
-/// all are 0 and empty.
+/// `platformId` is one of `WindowsPlatform`. If the system doesn't tell, all are 0 and empty.
 Text GetWindowsVersion(std::int32_t& major, std::int32_t& minor, std::int32_t& build,
                        std::int32_t& platformId, Text& servicePack);
 /// Base64 of one byte a character; `TextToBytes` is the inverse. A text with a character above 255
@@ -51,6 +50,8 @@ Text SystemErrorText(std::uint32_t code);
 /// The string fields of the file's version record under their field names ("FileDescription",
 /// "CompanyName", ...); an empty list for a file that has none or doesn't exist.
 KeyedList GetVersionStrings(const Text& path);
+/// One field of such a list, or `otherwise` where there is none of that name.
+Text VersionString(const KeyedList& strings, TextView name, const Text& otherwise = {});
 
 }  // namespace SysUtil
 }  // namespace bkfd

@@ -5,6 +5,9 @@
 
 namespace bkfd {
 
+/// The number in the log of a request that failed.
+inline constexpr auto kRequestFailed = static_cast<std::int32_t>(0x8004038A);
+
 /// A report on its way: what it is called and where its two files lie. Names are empty until they
 /// are known.
 struct PackedReport {

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "common/LogText.h"
+#include "identity/ApplicationStart.h"
 #include "identity/CHashier.h"
 #include "services/ApplicationState.h"
 #include "services/MAPI.h"
@@ -30,13 +31,7 @@ class EngineFixture {
     EngineFixture& operator=(const EngineFixture&) = delete;
 
     /// Reads the facts of the machine in use and drops what is remembered of its files.
-    static void Start() {
-        gHashier = std::make_unique<CHashier>();
-        gIsNT = IsWindowsNT();
-        gIsNT4 = IsWindowsNT4();
-        gWindowsPath = WithBackslash(ToLower(SysUtil::ExpandEnvironment(u"%windir%")));
-        gSystemPath = gWindowsPath + (gIsNT ? u"system32\\" : u"system\\");
-    }
+    static void Start() { SetApplicationState(); }
 
     /// Starts anew on a machine that wraps this one's.
     void Use(Machine& wrapper) {
