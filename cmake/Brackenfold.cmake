@@ -17,11 +17,15 @@ if(WIN32)
   target_compile_definitions(bkfd_options INTERFACE WINVER=0x0400 _WIN32_WINNT=0x0500 _WIN32_IE=0x0500)
 endif()
 
-# bkfd_library(NAME SOURCES ... DEPENDS ...): the library of one folder. DEPENDS names the folders
-# below it; tools/check_layers.py checks the includes against the same order.
+# bkfd_library(NAME [OBJECT] SOURCES ... DEPENDS ...): the library of one folder. DEPENDS names the
+# libraries that it rests on; tools/check_layers.py holds its includes against that.
 function(bkfd_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
-  add_library(${name} STATIC ${ARG_SOURCES})
+  cmake_parse_arguments(ARG "OBJECT" "" "SOURCES;DEPENDS" ${ARGN})
+  set(kind STATIC)
+  if(ARG_OBJECT)
+    set(kind OBJECT)
+  endif()
+  add_library(${name} ${kind} ${ARG_SOURCES})
   target_link_libraries(${name} PUBLIC bkfd_options ${ARG_DEPENDS})
   bkfd_precompile(${name} bkfd_headers)
 endfunction()
