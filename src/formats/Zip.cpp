@@ -72,6 +72,10 @@ bool ReadText(ByteSource& source, std::uint64_t offset, std::size_t length, std:
     return true;
 }
 
+bool Holds(ByteSource& archive, std::uint64_t offset, std::uint64_t length) {
+    return offset <= archive.Size() && length <= archive.Size() - offset;
+}
+
 /// The end record stands in the last 64 KiB, behind everything but its comment.
 std::optional<std::uint64_t> FindEndRecord(ByteSource& archive) {
     const std::uint64_t size = archive.Size();
@@ -88,8 +92,9 @@ std::optional<std::uint64_t> FindEndRecord(ByteSource& archive) {
     return std::nullopt;
 }
 
-/// Reads one central record at `offset` and moves behind it.
-bool ReadCentralRecord(ByteSource& archive, std::uint64_t& offset, ZipEntry& entry) {
+/// Reads one central record at `offset` and moves behind it, which must not be behind `limit`.
+bool ReadCentralRecord(ByteSource& archive, std::uint64_t& offset, std::uint64_t limit,
+                       ZipEntry& entry) {
     std::array<std::uint8_t, kCentralSize> header{};
     if (!archive.Read(offset, header)) return false;
     Fields fields(header);
@@ -111,8 +116,9 @@ bool ReadCentralRecord(ByteSource& archive, std::uint64_t& offset, ZipEntry& ent
     entry.externalAttributes = fields.U32();
     entry.localHeader = fields.U32();
     if (std::max({entry.compressedSize, entry.size, entry.localHeader}) == kMost) return false;
-    entry.extra.resize(extraLength);
     offset += kCentralSize;
+    if (offset + nameLength + extraLength + commentLength > limit) return false;
+    entry.extra.resize(extraLength);
     const bool read =
         ReadText(archive, offset, nameLength, entry.name) &&
         archive.Read(offset + nameLength, entry.extra) &&
@@ -169,23 +175,103 @@ class Deflater {
     z_stream stream_{};
 };
 
-bool Inflate(Bytes& compressed, Bytes& out) {
-    z_stream stream{};
-    if (inflateInit2(&stream, -MAX_WBITS) != Z_OK) return false;
-    stream.next_in = compressed.data();
-    stream.avail_in = static_cast<uInt>(compressed.size());
-    std::uint8_t none = 0;  // zlib wants an address even for an empty result
-    stream.next_out = out.empty() ? &none : out.data();
-    stream.avail_out = static_cast<uInt>(out.size());
-    const int result = inflate(&stream, Z_FINISH);
-    const bool complete = result == Z_STREAM_END && stream.total_out == out.size();
-    inflateEnd(&stream);
-    return complete;
-}
-
 std::uint32_t Crc(std::span<const std::uint8_t> bytes, std::uint32_t crc = 0) {
     return static_cast<std::uint32_t>(
         crc32_z(crc, bytes.empty() ? Z_NULL : bytes.data(), bytes.size()));
+}
+
+/// The stored bytes of an entry, piece by piece, decrypted.
+class EntryData {
+  public:
+    EntryData(ByteSource& archive, std::uint64_t offset, std::uint32_t size)
+        : archive_(archive), offset_(offset), left_(size) {}
+
+    /// False for an entry that is too short to be encrypted.
+    bool Decrypt(const std::string& password) {
+        cipher_.emplace(password);
+        Bytes header;
+        return left_ >= ZipCipher::kHeaderSize && Next(header, ZipCipher::kHeaderSize);
+    }
+    bool IsAtEnd() const { return left_ == 0; }
+    /// The next bytes, at most `most` of them; false if they can't be read.
+    bool Next(Bytes& piece, std::size_t most = kPiece) {
+        piece.resize(std::min<std::size_t>(left_, most));
+        if (!archive_.Read(offset_, piece)) return false;
+        offset_ += piece.size();
+        left_ -= static_cast<std::uint32_t>(piece.size());
+        if (cipher_) cipher_->Decrypt(piece);
+        return true;
+    }
+
+  private:
+    ByteSource& archive_;
+    std::uint64_t offset_;
+    std::uint32_t left_;
+    std::optional<ZipCipher> cipher_;
+};
+
+/// Hands an entry's content on as far as its directory says that it goes, and checks it against
+/// that.
+class ContentSink {
+  public:
+    ContentSink(const ZipEntry& entry, const ByteSink& sink) : entry_(entry), sink_(sink) {}
+
+    /// False for more than the entry has.
+    bool Take(std::span<const std::uint8_t> bytes) {
+        if (bytes.size() > entry_.size - size_) return false;
+        size_ += static_cast<std::uint32_t>(bytes.size());
+        crc_ = Crc(bytes, crc_);
+        if (!bytes.empty()) sink_(bytes);
+        return true;
+    }
+    bool IsWhole() const { return size_ == entry_.size && crc_ == entry_.crc; }
+
+  private:
+    const ZipEntry& entry_;
+    const ByteSink& sink_;
+    std::uint32_t size_ = 0;
+    std::uint32_t crc_ = 0;
+};
+
+/// A zlib stream for reading that is ended with the object.
+class Inflater {
+  public:
+    Inflater() { isReady_ = inflateInit2(&stream_, -MAX_WBITS) == Z_OK; }
+    ~Inflater() { inflateEnd(&stream_); }
+    Inflater(const Inflater&) = delete;
+    Inflater& operator=(const Inflater&) = delete;
+
+    bool Unpack(EntryData& data, ContentSink& content) {
+        Bytes input;
+        Bytes output(kPiece);
+        int result = isReady_ ? Z_OK : Z_MEM_ERROR;
+        while (result == Z_OK) {
+            if (stream_.avail_in == 0 && !data.IsAtEnd()) {
+                if (!data.Next(input)) return false;
+                stream_.next_in = input.data();
+                stream_.avail_in = static_cast<uInt>(input.size());
+            }
+            stream_.next_out = output.data();
+            stream_.avail_out = static_cast<uInt>(output.size());
+            // Without anything left to read or to write it ends with Z_BUF_ERROR.
+            result = inflate(&stream_, Z_NO_FLUSH);
+            const std::size_t count = output.size() - stream_.avail_out;
+            if (!content.Take(std::span(output).first(count))) return false;
+        }
+        return result == Z_STREAM_END;
+    }
+
+  private:
+    z_stream stream_{};
+    bool isReady_ = false;
+};
+
+bool Unstore(EntryData& data, ContentSink& content) {
+    Bytes piece;
+    while (!data.IsAtEnd()) {
+        if (!data.Next(piece) || !content.Take(piece)) return false;
+    }
+    return true;
 }
 
 /// DOS time and date: two-second steps, years 1980 to 2107.
@@ -272,33 +358,34 @@ std::optional<ZipDirectory> ReadZipDirectory(ByteSource& archive) {
     const std::uint64_t limit = offset + size;
     for (std::size_t i = 0; i < count; ++i) {
         ZipEntry& entry = directory.entries.emplace_back();
-        if (!ReadCentralRecord(archive, offset, entry) || offset > limit) return std::nullopt;
+        if (!ReadCentralRecord(archive, offset, limit, entry)) return std::nullopt;
     }
     return directory;
 }
 
+bool ReadZipEntry(ByteSource& archive, const ZipEntry& entry, const std::string& password,
+                  const ByteSink& sink) {
+    const auto offset = DataOffset(archive, entry);
+    if (!offset || !Holds(archive, *offset, entry.compressedSize)) return false;
+    if (entry.IsEncrypted() == password.empty()) return false;
+
+    EntryData data(archive, *offset, entry.compressedSize);
+    if (entry.IsEncrypted() && !data.Decrypt(password)) return false;
+    ContentSink content(entry, sink);
+    const bool isUnpacked = entry.method == kStored     ? Unstore(data, content)
+                            : entry.method == kDeflated ? Inflater().Unpack(data, content)
+                                                        : false;
+    return isUnpacked && content.IsWhole();
+}
+
 std::optional<Bytes> ReadZipEntry(ByteSource& archive, const ZipEntry& entry,
                                   const std::string& password, std::size_t limit) {
-    const auto offset = DataOffset(archive, entry);
-    const bool known = entry.method == kStored || entry.method == kDeflated;
-    if (!offset || !known || entry.size > limit) return std::nullopt;
-    if (*offset + entry.compressedSize > archive.Size()) return std::nullopt;
-    if (entry.IsEncrypted() == password.empty()) return std::nullopt;
-
-    Bytes data(entry.compressedSize);
-    if (!archive.Read(*offset, data)) return std::nullopt;
-    if (entry.IsEncrypted()) {
-        if (data.size() < ZipCipher::kHeaderSize) return std::nullopt;
-        ZipCipher(password).Decrypt(data);
-        data.erase(data.begin(), data.begin() + ZipCipher::kHeaderSize);
-    }
-    Bytes content(entry.size);
-    if (entry.method == kStored) {
-        content = std::move(data);
-    } else if (!Inflate(data, content)) {
-        return std::nullopt;
-    }
-    if (content.size() != entry.size || Crc(content) != entry.crc) return std::nullopt;
+    if (entry.size > limit) return std::nullopt;
+    Bytes content;
+    const bool isRead = ReadZipEntry(archive, entry, password, [&](auto bytes) {
+        content.insert(content.end(), bytes.begin(), bytes.end());
+    });
+    if (!isRead) return std::nullopt;
     return content;
 }
 
@@ -333,7 +420,7 @@ void ZipWriter::Add(const NewZipEntry& source, const ContentReader& content) {
 
 bool ZipWriter::Copy(ByteSource& archive, const ZipEntry& source) {
     const auto offset = DataOffset(archive, source);
-    if (!offset || *offset + source.compressedSize > archive.Size()) return false;
+    if (!offset || !Holds(archive, *offset, source.compressedSize)) return false;
     Bytes data(source.compressedSize);
     if (!archive.Read(*offset, data)) return false;
     ZipEntry entry = source;

@@ -53,8 +53,13 @@ struct ZipDirectory {
 /// disks or needs zip64.
 std::optional<ZipDirectory> ReadZipDirectory(ByteSource& archive);
 
-/// Unpacks a stored or deflated entry. Nothing when its data is malformed, its size or CRC differs,
-/// it needs a password (`password` empty or wrong), or it is larger than `limit` bytes.
+/// Unpacks a stored or deflated entry piece by piece into `sink`, never more than the entry's size.
+/// False when its data is malformed, its size or CRC differs, or it needs a password (`password`
+/// empty or wrong); what went into the sink is worth nothing then.
+bool ReadZipEntry(ByteSource& archive, const ZipEntry& entry, const std::string& password,
+                  const ByteSink& sink);
+/// The same as a whole. Nothing also for an entry of more than `limit` bytes. What the archive says
+/// of sizes takes no memory before the bytes are there.
 std::optional<Bytes> ReadZipEntry(ByteSource& archive, const ZipEntry& entry,
                                   const std::string& password = {}, std::size_t limit = 1U << 30);
 
