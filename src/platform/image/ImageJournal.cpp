@@ -31,33 +31,44 @@ bool ParseRecord(std::string_view line, ImageJson& record) {
 
 }  // namespace
 
-std::variant<std::vector<ImageJson>, ImageError> ImageJournal::Read() {
-    std::vector<ImageJson> records;
-    size_ = 0;
-    const auto content = ReadHostFile(path_);
-    if (!content) {
-        if (errno == ENOENT) return records;
-        return ImageError{path_, 0, "", "can't be read"};
+std::string JournalLine(const ImageJson& record) {
+    const std::string json = record.dump();
+    return Checksum(json) + ' ' + json + '\n';
+}
+
+std::variant<JournalContent, ImageError> ParseJournal(const std::string& path,
+                                                      std::string_view content) {
+    JournalContent journal;
+    if (!content.starts_with(kHeader)) {
+        if (kHeader.starts_with(content)) return journal;
+        return ImageError{path, 1, "", "is no journal, or one of a newer form"};
     }
-    std::string_view rest = *content;
-    if (!rest.starts_with(kHeader)) {
-        if (kHeader.starts_with(rest)) return records;
-        return ImageError{path_, 1, "", "is no journal, or one of a newer form"};
-    }
-    rest.remove_prefix(kHeader.size());
-    size_ = static_cast<std::int64_t>(kHeader.size());
-    for (std::size_t line = 2; !rest.empty(); ++line) {
+    std::string_view rest = content.substr(kHeader.size());
+    for (std::size_t line = 2;; ++line) {
+        journal.size = content.size() - rest.size();
         const std::size_t end = rest.find('\n');
-        if (end == std::string_view::npos) return records;
+        if (end == std::string_view::npos) return journal;
         ImageJson record;
         const bool isGood = ParseRecord(rest.substr(0, end), record);
         rest.remove_prefix(end + 1);
-        if (isGood) size_ += static_cast<std::int64_t>(end + 1);
-        if (!isGood && rest.empty()) return records;
-        if (!isGood) return ImageError{path_, line, "", "the record is damaged"};
-        records.push_back(std::move(record));
+        if (!isGood && rest.empty()) return journal;
+        if (!isGood) return ImageError{path, line, "", "the record is damaged"};
+        journal.records.push_back(std::move(record));
     }
-    return records;
+}
+
+std::variant<std::vector<ImageJson>, ImageError> ImageJournal::Read() {
+    size_ = 0;
+    const auto content = ReadHostFile(path_);
+    if (!content) {
+        if (errno == ENOENT) return std::vector<ImageJson>{};
+        return ImageError{path_, 0, "", "can't be read"};
+    }
+    auto parsed = ParseJournal(path_, *content);
+    if (auto* error = std::get_if<ImageError>(&parsed)) return std::move(*error);
+    auto& journal = std::get<JournalContent>(parsed);
+    size_ = static_cast<std::int64_t>(journal.size);
+    return std::move(journal.records);
 }
 
 bool ImageJournal::IsThere() const {
@@ -84,8 +95,7 @@ Status ImageJournal::Open() {
 Status ImageJournal::Append(const ImageJson& record) {
     const Status opened = Open();
     if (!opened.IsOk()) return opened;
-    const std::string json = record.dump();
-    const std::string line = Checksum(json) + ' ' + json + '\n';
+    const std::string line = JournalLine(record);
     ReachWritePoint("append");
     // In two parts, so that a test can end the process between them.
     const std::string_view view = line;
