@@ -12,6 +12,12 @@ if(BKFD_SANITIZE)
     $<IF:$<BOOL:$<TARGET_PROPERTY:BKFD_IS_OPTIMISED>>,-O2,-O0>)
   target_link_options(bkfd_options INTERFACE -fsanitize=address,undefined)
 endif()
+if(BKFD_FUZZ)
+  # Signed overflow and the like end a run too, and libFuzzer sees each edge that an input takes.
+  target_compile_options(bkfd_options INTERFACE
+    -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -g1 -O2)
+  target_link_options(bkfd_options INTERFACE -fsanitize=address,undefined)
+endif()
 if(WIN32)
   # Old systems are wanted: the API level is Windows 95's; later calls are looked up at run time.
   target_compile_definitions(bkfd_options INTERFACE WINVER=0x0400 _WIN32_WINNT=0x0500 _WIN32_IE=0x0500)

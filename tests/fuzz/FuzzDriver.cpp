@@ -1,9 +1,12 @@
 // Runs a fuzz target over every cut of its corpus and a bounded number of mutants of it, the same
-// ones each time: FuzzDriver [rounds].
+// ones each time: FuzzDriver ROUNDS [FOLDER]. The folder's files belong to the corpus.
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <random>
 
 #include "fuzz/Fuzzer.h"
@@ -68,6 +71,19 @@ class Mutator {
     std::mt19937_64 random_{20261116};
 };
 
+/// What earlier runs found, in an order that no file system decides.
+std::vector<Bytes> FilesIn(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> paths;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) paths.push_back(entry);
+    std::ranges::sort(paths);
+    std::vector<Bytes> files;
+    for (const auto& path : paths) {
+        std::ifstream file(path, std::ios::binary);
+        files.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    return files;
+}
+
 /// A copy of exactly that length, so that a sanitizer sees a read behind its end.
 void Run(Bytes input) {
     input.shrink_to_fit();
@@ -78,11 +94,12 @@ void Run(Bytes input) {
 
 int main(int argumentCount, char** arguments) {
     const long rounds = argumentCount > 1 ? std::strtol(arguments[1], nullptr, 10) : 0;
-    const std::vector<Bytes> corpus = FuzzCorpus();
+    std::vector<Bytes> corpus = FuzzCorpus();
     if (rounds <= 0 || corpus.empty()) {
-        std::fprintf(stderr, "usage: %s ROUNDS\n", arguments[0]);
+        std::fprintf(stderr, "usage: %s ROUNDS [FOLDER]\n", arguments[0]);
         return 2;
     }
+    if (argumentCount > 2) std::ranges::move(FilesIn(arguments[2]), std::back_inserter(corpus));
     for (const Bytes& input : corpus) {
         for (std::size_t length = 0; length <= input.size(); ++length) {
             Run(Bytes(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(length)));
