@@ -11,6 +11,7 @@ Port 0, the default, takes a free one. The modes:
   hang-body     answers 200 and half of the body, then nothing more
   half          answers 200 and half of the body, then closes
   half-head     closes in the middle of the status line
+  cut-head      closes in the middle of the headers behind it
   close         closes without having read the request
 
 Prints "listening on HOST:PORT" when it is ready, then a line for each request.
@@ -44,6 +45,8 @@ class Handler(socketserver.StreamRequestHandler):
             self.say("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n" + 50 * "x")
         elif mode == "half-head":
             self.say("HTTP/1.1 20")
+        elif mode == "cut-head":
+            self.say("HTTP/1.1 200 OK\r\nContent-Le")
         if mode.startswith("hang"):
             threading.Event().wait()
 

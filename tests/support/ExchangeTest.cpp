@@ -34,6 +34,8 @@ class Sender {
 };
 
 TEST(Exchange, EndsAsTheServerEndsIt) {
+    constexpr char kNoAnswer[] =
+        "refused The server returned an invalid or unrecognized response. stays";
     const struct {
         std::vector<std::string> mode;
         const char* end;
@@ -47,8 +49,11 @@ TEST(Exchange, EndsAsTheServerEndsIt) {
         {{"status", "201"}, "refused Status 201 stays"},
         {{"status", "404"}, "refused Status 404 stays"},
         {{"status", "500"}, "refused Status 500 stays"},
+        {{"status", "99"}, kNoAnswer},
+        {{"status", "1000"}, kNoAnswer},
         {{"half"}, "accepted  stays"},  // the answer's body isn't looked at
         {{"half-head"}, "refused The connection was interrupted."},
+        {{"cut-head"}, "refused The connection was interrupted."},
         {{"close"}, "refused The connection was interrupted.", false},
     };
     for (const auto& row : rows) {

@@ -110,11 +110,24 @@ class CurlRequest final : public HttpRequest {
         int left = 0;
         while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
             if (message->msg != CURLMSG_DONE) continue;
-            // An answer whose body was cut off has its status all the same.
-            if (message->data.result != CURLE_OK) error_ = SystemCode(message->data.result);
-            state_ = ReadyState::Complete;
+            End(message->data.result);
         }
         if (state_ == ReadyState::Complete) Detach();
+    }
+
+    /// An answer whose body was cut off has its status all the same, one whose headers were has
+    /// none.
+    void End(CURLcode result) {
+        curl_off_t sent = 0;
+        curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+        state_ = ReadyState::Complete;
+        if (result == CURLE_UNSUPPORTED_PROTOCOL && sent > 0) {
+            // No HTTP, or a status that is none: it is an answer, and no yes.
+            isAnswered_ = true;
+            statusText_ = u"The server returned an invalid or unrecognized response.";
+        } else if (!isAnswered_) {
+            error_ = SystemCode(result);
+        }
     }
 
     void Detach() {
