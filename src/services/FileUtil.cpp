@@ -116,7 +116,9 @@ void WriteTextFile(const Text& path, TextView text) {
 
 Text ReadTextFile(const Text& path) {
     const auto bytes = ReadWhole(path);
-    if (bytes.IsNotThere()) return {};
+    // A link that leads nowhere has nothing to read either; whoever watches the machine tells of
+    // it.
+    if (bytes.IsNotThere() || bytes.code == SystemError::CantResolveFilename) return {};
     Check(path, bytes);
     return FromBytes(bytes.value);
 }

@@ -73,13 +73,15 @@ Status DiskVolume::Missing(const std::string& hostFolder) const {
 
 Status DiskVolume::Describe(Place& place) const {
     constexpr Status kNothing{SystemError::FileNotFound};
+    constexpr Status kOutside{SystemError::CantResolveFilename};
     struct stat facts {};
     if (lstat(place.host.c_str(), &facts) != 0) return StatusOfErrno(errno);
     place.resolved = place.host;
     if (S_ISLNK(facts.st_mode)) {
         place.resolved = RealPath(place.host);
+        if (place.resolved.empty()) return kNothing;
         if (place.resolved != drives_ && !place.resolved.starts_with(drives_ + '/'))
-            return kNothing;
+            return kOutside;
         if (stat(place.resolved.c_str(), &facts) != 0) return StatusOfErrno(errno);
     }
     if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return kNothing;

@@ -24,7 +24,8 @@ class DiskJournal {
 };
 
 /// The drives of an image: "drives/c/..." holds the files of C:, with names matched without regard
-/// to case. Symbolic links are followed while they stay among the drives; others count as missing.
+/// to case. Symbolic links are followed while they stay among the drives; others
+/// lead nowhere, which is another answer than "not there".
 class DiskVolume final : public Volume {
   public:
     /// `journal` must outlive the volume.

@@ -70,6 +70,7 @@ constexpr ErrorText kErrorTexts[] = {
     {1313, u"A specified privilege does not exist."},
     {1314, u"A required privilege is not held by the client."},
     {1392, u"The file or directory is corrupted and unreadable."},
+    {1921, u"The name of the file cannot be resolved by the system."},
     {0x80004005, u"Unspecified error"},
     {0x80040154, u"Class not registered"},
     {0x800401F3, u"Invalid class string"},
