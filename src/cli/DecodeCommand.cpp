@@ -1,4 +1,6 @@
+#include <charconv>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <ostream>
 
 #include "cli/Commands.h"
@@ -10,8 +12,22 @@
 namespace bkfd {
 namespace {
 
-DecodedReport Decode(const std::string& path, Console& console) {
-    auto decoded = DecodeReport(ReadHostFile(path, console.in));
+/// Bytes of "--limit MIB"; the usual limit if it isn't given.
+std::size_t LimitOf(const std::string& mebibytes) {
+    constexpr std::size_t kMost = 1U << 20;
+    if (mebibytes.empty()) return kUsualReportLimit;
+    std::size_t number = 0;
+    const char* const end = mebibytes.data() + mebibytes.size();
+    const auto parsed = std::from_chars(mebibytes.data(), end, number);
+    if (parsed.ec != std::errc() || parsed.ptr != end || number == 0 || number > kMost) {
+        throw CommandError("--limit takes a number of MiB, 1 or more: " + mebibytes);
+    }
+    return number << 20;
+}
+
+DecodedReport Decode(const std::string& path, Console& console, std::size_t limit,
+                     const DecodedFileSink& sink) {
+    auto decoded = DecodeReport(ReadHostFile(path, console.in), limit, sink);
     if (const auto* error = std::get_if<std::string>(&decoded)) {
         throw CommandError(PrintableText(FromUtf8(path)) + ": " + PrintableText(FromUtf8(*error)));
     }
@@ -38,15 +54,25 @@ struct WrittenFile {
     std::size_t size;
 };
 
-std::vector<WrittenFile> WriteFiles(const DecodedReport& report, const std::string& folder) {
-    NewHostFiles output(folder);
-    std::vector<WrittenFile> written;
-    for (const DecodedFile& file : report.files) {
-        written.push_back({output.Write(file.name, file.content), file.content.size()});
+/// The files of a report in their folder, which is made for the first one. All or none stay.
+class WrittenReport {
+  public:
+    explicit WrittenReport(std::string folder) : folder_(std::move(folder)) {}
+
+    void Write(const DecodedFile& file) {
+        if (!output_) output_.emplace(folder_);
+        files_.push_back({output_->Write(file.name, file.content), file.content.size()});
     }
-    output.Keep();
-    return written;
-}
+    const std::vector<WrittenFile>& Keep() {
+        if (output_) output_->Keep();
+        return files_;
+    }
+
+  private:
+    std::string folder_;
+    std::optional<NewHostFiles> output_;
+    std::vector<WrittenFile> files_;
+};
 
 void PrintDocument(std::ostream& out, const DecodedReport& report,
                    const std::vector<WrittenFile>& written) {
@@ -68,6 +94,9 @@ void PrintText(Console& console, const DecodedReport& report,
         console.out << "  " << PrintableText(FromUtf8(file.path)) << ", " << file.size
                     << (file.size == 1 ? " byte\n" : " bytes\n");
     }
+}
+
+void PrintProblems(Console& console, const DecodedReport& report) {
     for (const std::string& problem : report.problems) {
         console.err << "brackenfold: " << PrintableText(FromUtf8(problem)) << '\n';
     }
@@ -82,13 +111,17 @@ class DecodeCommand final : public Command {
         options.AddName("FILE", file_, "A posted body, the archive in it or the envelope in that");
         options.AddValue("--out", "FOLDER", folder_,
                          "Where the files go; by default FILE with .decoded behind it");
+        options.AddValue("--limit", "MIB", limit_,
+                         "The most that all files together may take; 64 MiB if it isn't given");
         options.AddFlag("--list", wantsList_,
                         "Write nothing; print the suspicious files, encoded for the Safe Remover");
         options.Explain(
             "Writes each entry of the report to a file of its own and prints their names: XML "
             "documents\nindented, in UTF-8; what the user wrote, in UTF-8; ZoneMap.reg, Hosts and "
             "the logs byte for\nbyte. A file that is there already is never overwritten. Exit code "
-            "3 if an entry is damaged; it is\nleft as it came then.\n\n"
+            "3 if an entry is damaged, which\nis left as it came then, or if something of the "
+            "report "
+            "is in no file; what it is goes to standard\nerror.\n\n"
             "--list prints below each file's name the text that stands for it: sent to the user, "
             "copied and\npasted into the Safe Remover, it becomes the name again, whatever "
             "characters that holds.\n\n"
@@ -97,17 +130,19 @@ class DecodeCommand final : public Command {
     }
 
     int Run(CommandContext& context) override {
-        const DecodedReport report = Decode(file_, context.console);
+        WrittenReport output(Folder());
+        const DecodedReport report =
+            Decode(file_, context.console, LimitOf(limit_), [&](const DecodedFile& file) {
+                if (!wantsList_) output.Write(file);
+            });
         if (wantsList_) {
             PrintForPaste(context, report.suspiciousFiles);
+        } else if (context.asJson) {
+            PrintDocument(context.console.out, report, output.Keep());
         } else {
-            const auto written = WriteFiles(report, Folder());
-            if (context.asJson) {
-                PrintDocument(context.console.out, report, written);
-            } else {
-                PrintText(context.console, report, written);
-            }
+            PrintText(context.console, report, output.Keep());
         }
+        if (wantsList_ || !context.asJson) PrintProblems(context.console, report);
         return report.problems.empty() ? ExitCode::Done : ExitCode::Incomplete;
     }
 
@@ -119,6 +154,7 @@ class DecodeCommand final : public Command {
 
     std::string file_;
     std::string folder_;
+    std::string limit_;
     bool wantsList_ = false;
 };
 

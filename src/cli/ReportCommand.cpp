@@ -23,7 +23,7 @@ const Text kSource = u"ReportCommand.Run";
 /// The report as the support side will read it.
 DecodedReport Preview(ValueBag& report) {
     const Text envelope = MakeEnvelope(Text(kSupportCategory), {}, report);
-    auto decoded = DecodeReport(ToBytes(envelope));
+    auto decoded = DecodeReport(ToBytes(envelope), kNoReportLimit);
     if (const auto* error = std::get_if<std::string>(&decoded)) throw CommandError(*error);
     return std::get<DecodedReport>(std::move(decoded));
 }

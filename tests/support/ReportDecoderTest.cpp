@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "common/EngineFixture.h"
+#include "common/MemorySource.h"
+#include "formats/Zip.h"
 #include "services/WideDocument.h"
 #include "support/cl.h"
 
@@ -11,6 +13,19 @@ namespace {
 
 Bytes Raw(std::string_view text) {
     return {text.begin(), text.end()};
+}
+
+std::string Encoded(const std::string& text) {
+    return ToUtf8(SysUtil::EncodeText(FromUtf8(text)));
+}
+
+/// An archive of one file that is read as an envelope.
+Bytes ArchiveOf(const std::string& envelope) {
+    Bytes archive;
+    ZipWriter writer([&](auto more) { archive.insert(archive.end(), more.begin(), more.end()); });
+    writer.Add({u"a.xml", 0, 32, false, {}, {}}, MemoryReader(Raw(envelope)));
+    writer.Finish({});
+    return archive;
 }
 
 std::string Listing(const std::variant<DecodedReport, std::string>& decoded) {
@@ -99,7 +114,7 @@ TEST(ReportDecoder, ABadEntryCostsNoOther) {
     const struct {
         const char* label;
         std::string entry;
-        const char* listing;
+        std::string listing;
         std::vector<std::string> problems;
     } rows[] = {
         {"not base64",
@@ -109,18 +124,113 @@ TEST(ReportDecoder, ABadEntryCostsNoOther) {
         {"not well-formed",
          "<Processes>PFBzPg==</Processes>",
          "Processes.xml=<Ps>\n",
-         {"Processes isn't well-formed XML"}},
+         {"Processes isn't indented: no element found in line 1"}},
         {"nested beyond use",
          "<Processes>" + ToUtf8(SysUtil::EncodeText(deep)) + "</Processes>",
-         deepListing.c_str(),
-         {"Processes is nested too deeply, so it isn't indented"}},
+         deepListing,
+         {"Processes isn't indented: it is nested too deeply in line 1"}},
+        {"a document type",
+         "<Processes>" + Encoded("<!DOCTYPE P [<!ENTITY a 'b'>]><P>&a;</P>") + "</Processes>",
+         "Processes.xml=<!DOCTYPE P [<!ENTITY a 'b'>]><P>&a;</P>\n",
+         {"Processes isn't indented: it has a document type in line 1"}},
+        {"padding inside",
+         "<Log>" + std::string(65'532, 'A') + "AA==AAAA</Log>",
+         "Log=" + std::string(65'532, 'A') + "AA==AAAA\n",
+         {"Log isn't valid base64, so it is left as it came"}},
+        {"comments in a document",
+         "<Processes>" + Encoded("<P><!--a--><M f='&#10;&quot;&lt;'> </M></P>") + "</Processes>",
+         "Processes.xml=<P>\n <M f=\"&#10;&quot;&lt;\"> </M>\n</P>\n\n",
+         {"Processes holds comments, which are left out"}},
+        {"a comment in a text",
+         "<a>b<!--c-->d</a>",
+         "a=bd\n",
+         {"a holds comments, which are left out"}},
+        {"a text of several forms", "<a>b<![CDATA[<c>&]]>d&amp;</a>", "a=b<c>&d&\n", {}},
+        {"elements in a text",
+         "<a>b<c>1</c><c>2</c>d</a>",
+         "a=bd\n",
+         {"a holds elements, which are left out"}},
+        {"attributes", "<a b='c'>d</a>", "a=d\n", {"a holds attributes, which are left out"}},
+        {"text between entries",
+         "x<a/>",
+         "a=\n",
+         {"the envelope holds text between its entries, which are left out"}},
+        {"a second identifier", "<id>1</id><id>2</id>", "id=2\n", {}},
         {"a gathering that failed", "<SuspiciousFiles/>", "SuspiciousFiles.xml=\n", {}},
     };
     for (const auto& row : rows) {
         const auto decoded =
             DecodeReport(Raw("<?xml version='1.0'?><xml>" + row.entry + "<name>Ann</name></xml>"));
-        EXPECT_EQ(Listing(decoded), std::string(row.listing) + "name=Ann\n") << row.label;
+        EXPECT_EQ(Listing(decoded), row.listing + "name=Ann\n") << row.label;
         EXPECT_EQ(std::get<DecodedReport>(decoded).problems, row.problems) << row.label;
+    }
+}
+
+TEST(ReportDecoder, DamageCostsWhatStandsBehindIt) {
+    const std::string head = "<?xml version='1.0'?><xml><cat>c</cat>";
+    const struct {
+        const char* label;
+        std::string rest;
+        const char* listing;
+        const char* problem;
+    } rows[] = {
+        {"no entries", "<id>1</id></xml>", "", "the envelope holds no entries"},
+        {"a character that can't be", "<a>b</a><d>e&#0;f</d><g>h</g></xml>", "a=b\n",
+         "the envelope isn't well-formed: reference to invalid character number in line 1, in d or "
+         "behind it; what stands there is lost"},
+        {"cut", "<a>b</a><d>e", "a=b\n",
+         "the envelope isn't well-formed: no element found in line 1, in d or behind it; what "
+         "stands "
+         "there is lost"},
+    };
+    for (const auto& row : rows) {
+        const auto decoded = DecodeReport(Raw(head + row.rest));
+        EXPECT_EQ(Listing(decoded), row.listing) << row.label;
+        EXPECT_EQ(std::get<DecodedReport>(decoded).problems, std::vector<std::string>{row.problem})
+            << row.label;
+    }
+    EXPECT_EQ(
+        Listing(DecodeReport(Raw(head + "<d>e&#0;</d></xml>"))),
+        "error: the envelope isn't well-formed: reference to invalid character number in line "
+        "1\n");
+}
+
+TEST(ReportDecoder, TakesNoMoreThanItsLimit) {
+    constexpr std::size_t kLimit = 1U << 20;
+    const std::string head = "<?xml version='1.0'?><xml>";
+    std::string deep;
+    for (int i = 0; i < 60; ++i) deep += "<a>";
+    for (int i = 0; i < 20'000; ++i) deep += "<b/>";
+    for (int i = 0; i < 60; ++i) deep += "</a>";
+    const std::string half = "<a>" + std::string(kLimit / 2, 'x') + "</a>";
+    const struct {
+        const char* label;
+        std::string entries;
+        const char* listing;
+    } rows[] = {
+        {"just the limit", half + half, nullptr},
+        {"a byte more", half + half + "<b>x</b>",
+         "error: its files would take more than 1 MiB; --limit allows more\n"},
+        {"more by its indentation", "<Processes>" + Encoded(deep) + "</Processes>",
+         "error: its files would take more than 1 MiB; --limit allows more\n"},
+        {"blanks alone", "<Processes>" + Encoded("<a>" + std::string(kLimit, ' ')) + "</Processes>",
+         "error: its files would take more than 1 MiB; --limit allows more\n"},
+        {"an envelope of comments", "<!--" + std::string(1000, 'x') + "-->" + half, nullptr},
+        {"an envelope beyond use", half + std::string(3 * kLimit, ' '),
+         "error: its files would take more than 1 MiB; --limit allows more\n"},
+        {"a tag without an end", "<" + std::string(kLimit + 100'000, 'x'),
+         "error: the envelope isn't well-formed: a tag or comment is longer than 1 MiB in line "
+         "1\n"},
+    };
+    for (const auto& row : rows) {
+        for (const bool isPacked : {false, true}) {
+            const std::string envelope = head + row.entries + "</xml>";
+            const auto decoded =
+                DecodeReport(isPacked ? ArchiveOf(envelope) : Raw(envelope), kLimit);
+            EXPECT_EQ(std::holds_alternative<DecodedReport>(decoded), row.listing == nullptr)
+                << row.label;
+            if (row.listing != nullptr) EXPECT_EQ(Listing(decoded), row.listing) << row.label;
+        }
     }
 }
 

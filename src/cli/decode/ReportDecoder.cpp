@@ -1,31 +1,25 @@
 #include "cli/decode/ReportDecoder.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <map>
 #include <optional>
-#include <pugixml.hpp>
 #include <set>
-#include <stdexcept>
+#include <utility>
 
 #include "base/Utf16Bytes.h"
+#include "cli/decode/DocumentWriter.h"
+#include "cli/decode/OutputBudget.h"
+#include "cli/decode/XmlReader.h"
 #include "formats/Base64.h"
 #include "formats/Zip.h"
 
 namespace bkfd {
 namespace {
 
-/// What is wrong with the input; never leaves this file.
-struct Malformed : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-constexpr std::size_t kLargestEnvelope = std::size_t{1} << 30;
-// Reports have twelve entries, whose documents are three elements deep. Each entry becomes a file,
-// and each level of a document is indented further.
+// Reports have twelve entries, and each entry becomes a file.
 constexpr std::size_t kMostEntries = 1000;
-constexpr int kDeepestElement = 64;
+constexpr std::size_t kPiece = 64 * 1024;  // whole groups of base64
 
 enum class Form { Plain, Xml, Bytes };
 
@@ -45,9 +39,8 @@ constexpr EntryForm kEntries[] = {
     {"ProcessFileInfo", "ProcessFileInfo.xml", Form::Xml},
 };
 
-bool StartsWith(std::span<const std::uint8_t> bytes, std::string_view prefix) {
-    return bytes.size() >= prefix.size() &&
-           std::memcmp(bytes.data(), prefix.data(), prefix.size()) == 0;
+std::string_view AsText(std::span<const std::uint8_t> bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 Bytes FromString(std::string_view text) {
@@ -89,10 +82,19 @@ std::optional<std::string> FormField(std::string_view body, std::string_view nam
     return std::nullopt;
 }
 
-Bytes DecodeEntry(std::string_view base64, const char* what) {
-    auto bytes = DecodeBase64(FromUtf8(base64));
-    if (!bytes) throw Malformed(std::string(what) + " isn't valid base64");
-    return *std::move(bytes);
+/// Hands the bytes on piece by piece; false for what isn't valid base64.
+template <class Sink>
+bool DecodePieces(std::string_view base64, Sink&& sink) {
+    while (!base64.empty()) {
+        const std::string_view piece = base64.substr(0, kPiece);
+        base64.remove_prefix(piece.size());
+        // Padding ends the whole, not a piece.
+        if (!base64.empty() && piece.back() == '=') return false;
+        const auto bytes = DecodeBase64(Text(piece.begin(), piece.end()));
+        if (!bytes) return false;
+        sink(*bytes);
+    }
+    return true;
 }
 
 class SpanSource : public ByteSource {
@@ -110,33 +112,10 @@ class SpanSource : public ByteSource {
     std::span<const std::uint8_t> bytes_;
 };
 
-Bytes EnvelopeOfArchive(std::span<const std::uint8_t> archive) {
-    SpanSource source(archive);
-    const auto directory = ReadZipDirectory(source);
-    if (!directory) throw Malformed("the archive is cut or damaged");
-    const auto envelope = std::ranges::find_if(
-        directory->entries, [](const ZipEntry& entry) { return entry.name.ends_with(".xml"); });
-    if (envelope == directory->entries.end()) throw Malformed("the archive holds no envelope");
-    auto content = ReadZipEntry(source, *envelope, {}, kLargestEnvelope);
-    if (!content) throw Malformed("the envelope in the archive can't be unpacked");
-    return *std::move(content);
-}
-
-Bytes EnvelopeOf(std::span<const std::uint8_t> input) {
-    if (StartsWith(input, "PK")) return EnvelopeOfArchive(input);
-    if (StartsWith(input, "<?xml")) return {input.begin(), input.end()};
-    const std::string_view body(reinterpret_cast<const char*>(input.data()), input.size());
-    const auto value = FormField(body, "value");
-    if (!value) throw Malformed("it is no posted report, archive or envelope");
-    const Bytes archive = DecodeEntry(*value, "the posted archive");
-    if (!StartsWith(archive, "PK")) throw Malformed("the posted value is no archive");
-    return EnvelopeOfArchive(archive);
-}
-
 /// A document as UTF-8 without a declaration, whatever it was sent in.
 std::string XmlAsUtf8(const Bytes& sent) {
     std::string utf8(sent.begin(), sent.end());
-    if (StartsWith(sent, "\xFF\xFE")) {
+    if (utf8.starts_with("\xFF\xFE")) {
         utf8 = ToUtf8(FromUtf16Bytes(std::span(sent).subspan(2)));
     }
     if (utf8.starts_with("<?xml")) {
@@ -159,125 +138,240 @@ std::string SafeName(std::string_view name) {
     return safe;
 }
 
-constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_ws_pcdata_single;
-
-struct StringWriter : pugi::xml_writer {
-    std::string text;
-    void write(const void* data, std::size_t size) override {
-        text.append(static_cast<const char*>(data), size);
+/// Gives each file a name of its own: the second and later of one name get a number.
+class FileNames {
+  public:
+    std::string Next(const std::string& wanted) {
+        std::string name = wanted;
+        while (!taken_.insert(name).second) {
+            int& number = lastNumbers_.try_emplace(wanted, 1).first->second;
+            name = wanted + "-" + std::to_string(++number);
+        }
+        return name;
     }
-};
 
-bool IsTooDeep(pugi::xml_document& xml) {
-    struct : pugi::xml_tree_walker {
-        bool for_each(pugi::xml_node&) override { return depth() < kDeepestElement; }
-    } walker;
-    return !xml.traverse(walker);
-}
+  private:
+    std::set<std::string> taken_;
+    std::map<std::string, int> lastNumbers_;
+};
 
 /// Turns one entry after the other into a file, and keeps what is wrong with them.
 class EntryDecoder {
   public:
-    explicit EntryDecoder(DecodedReport& report) : report_(report) {}
+    EntryDecoder(DecodedReport& report, const DecodedFileSink& sink, std::size_t limit)
+        : report_(report), sink_(sink), budget_(limit) {}
 
-    void Add(const pugi::xml_node& element) {
-        const std::string_view value = element.text().get();
-        const auto* known = std::ranges::find_if(kEntries, [&](const EntryForm& entry) {
-            return std::strcmp(entry.name, element.name()) == 0;
-        });
+    void Add(const std::string& name, const std::string& value) {
+        if (++count_ > kMostEntries) throw MalformedReport("it has too many entries");
+        const auto* known = std::ranges::find_if(
+            kEntries, [&](const EntryForm& entry) { return name == entry.name; });
         if (known == std::end(kEntries)) {
-            return Put(SafeName(element.name()), Form::Plain, FromString(value));
+            Put(SafeName(name), false, FromText(value));
+        } else if (!DecodePieces(value, [](const Bytes&) {})) {
+            report_.problems.push_back(name + " isn't valid base64, so it is left as it came");
+            Put(name, false, FromText(value));
+        } else if (known->form == Form::Xml) {
+            Put(known->file, false, Document(name, value));
+        } else {
+            Put(known->file, true, Decoded(value));
         }
-        auto bytes = DecodeBase64(FromUtf8(value));
-        if (!bytes) {
-            report_.problems.push_back(std::string(known->name) +
-                                       " isn't valid base64, so it is left as it came");
-            return Put(known->name, Form::Plain, FromString(value));
-        }
-        if (known->form == Form::Xml) bytes = Document(*known, *bytes);
-        Put(known->file, known->form, *std::move(bytes));
     }
 
   private:
-    void Put(std::string name, Form form, Bytes content) {
-        report_.files.push_back({std::move(name), std::move(content), form == Form::Bytes});
+    void Put(const std::string& name, bool isAsSent, Bytes content) {
+        sink_({names_.Next(name), std::move(content), isAsSent});
+    }
+
+    Bytes FromText(std::string_view text) {
+        budget_.Take(text.size());
+        return FromString(text);
+    }
+
+    Bytes Decoded(std::string_view base64) {
+        Bytes content;
+        budget_.Take(base64.size() / 4 * 3);
+        content.reserve(base64.size() / 4 * 3);
+        (void)DecodePieces(base64, [&](const Bytes& bytes) {
+            content.insert(content.end(), bytes.begin(), bytes.end());
+        });
+        return content;
     }
 
     /// Indented, a line an element. An empty document is what a failed gathering sends.
-    Bytes Document(const EntryForm& entry, const Bytes& sent) {
-        const std::string utf8 = XmlAsUtf8(sent);
-        pugi::xml_document xml;
-        if (utf8.empty()) return {};
-        if (!xml.load_buffer(utf8.data(), utf8.size(), kParseOptions, pugi::encoding_utf8)) {
-            report_.problems.push_back(std::string(entry.name) + " isn't well-formed XML");
-            return FromString(utf8);
+    Bytes Document(const std::string& name, std::string_view base64) {
+        if (base64.empty()) return {};
+        DocumentWriter writer(budget_);
+        XmlReader reader(writer);
+        bool isGood = true;
+        (void)DecodePieces(
+            base64, [&](const Bytes& bytes) { isGood = isGood && reader.Read(AsText(bytes)); });
+        if (!isGood || !reader.Finish()) {
+            report_.problems.push_back(name + " isn't indented: " + reader.Error());
+            budget_.GiveBack(writer.Size());
+            const Bytes sent = Decoded(base64);
+            const std::string utf8 = XmlAsUtf8(sent);
+            budget_.GiveBack(base64.size() / 4 * 3);
+            return FromText(utf8);
         }
-        if (IsTooDeep(xml)) {
-            report_.problems.push_back(std::string(entry.name) +
-                                       " is nested too deeply, so it isn't indented");
-            return FromString(utf8);
+        if (writer.HasRemarks()) {
+            report_.problems.push_back(name + " holds comments, which are left out");
         }
-        if (entry.name == std::string_view("SuspiciousFiles")) NotePaths(xml);
-        StringWriter writer;
-        xml.save(writer, " ", pugi::format_indent | pugi::format_no_declaration,
-                 pugi::encoding_utf8);
-        return FromString(writer.text);
+        if (name == "SuspiciousFiles") std::ranges::move(writer.TakePaths(), Paths());
+        return FromString(writer.TakeDocument());
     }
 
-    void NotePaths(const pugi::xml_document& xml) {
-        for (const auto& file : xml.document_element().children("f")) {
-            report_.suspiciousFiles.push_back(FromUtf8(file.attribute("i").value()));
-        }
+    std::back_insert_iterator<std::vector<Text>> Paths() {
+        return std::back_inserter(report_.suspiciousFiles);
     }
 
     DecodedReport& report_;
+    const DecodedFileSink& sink_;
+    OutputBudget budget_;
+    FileNames names_;
+    std::size_t count_ = 0;
 };
 
-/// Several entries of one name get a number behind the second and later ones.
-void MakeNamesUnique(std::vector<DecodedFile>& files) {
-    std::set<std::string> taken;
-    std::map<std::string, int> lastNumbers;
-    for (DecodedFile& file : files) {
-        std::string name = file.name;
-        while (!taken.insert(name).second) {
-            int& number = lastNumbers.try_emplace(file.name, 1).first->second;
-            name = file.name + "-" + std::to_string(++number);
+/// Takes the envelope as it is read: elements below the root, each holding a text.
+class EnvelopeReader final : public XmlHandler {
+  public:
+    EnvelopeReader(DecodedReport& report, const DecodedFileSink& sink, std::size_t limit)
+        : report_(report), entries_(report, sink, limit), left_(2 * limit), limit_(limit) {}
+
+    void Read(std::string_view piece) {
+        if (isBroken_) return;
+        if (piece.size() > left_) OutputBudget(limit_).Take(limit_ + 1);
+        left_ -= piece.size();
+        if (!reader_.Read(piece)) Break();
+    }
+
+    void Finish() {
+        if (!isBroken_ && !reader_.Finish()) Break();
+        if (!hasEntries_) report_.problems.push_back("the envelope holds no entries");
+    }
+
+    void OnStart(const char* name, const char** attributes) override {
+        if (*attributes != nullptr) Leave(depth_ == 0 ? "the envelope" : name, "attributes");
+        if (++depth_ == 2) {
+            name_ = name;
+            text_.clear();
+        } else if (depth_ > 2) {
+            Leave(name_, "elements");
         }
-        file.name = name;
+    }
+
+    void OnEnd(const char*) override {
+        if (depth_-- != 2) return;
+        lost_.clear();
+        if (name_ == "cat" && !std::exchange(hasCategory_, true)) {
+            report_.category = FromUtf8(text_);
+        } else if (name_ == "id" && !std::exchange(hasId_, true)) {
+            report_.id = FromUtf8(text_);
+        } else {
+            hasEntries_ = true;
+            entries_.Add(name_, text_);
+        }
+    }
+
+    void OnText(std::string_view text) override {
+        if (depth_ == 2) {
+            text_ += text;
+        } else if (depth_ == 1 && text.find_first_not_of(" \t\r\n") != std::string_view::npos) {
+            Leave("the envelope", "text between its entries");
+        }
+    }
+
+    void OnRemark() override { Leave(depth_ == 2 ? name_ : "the envelope", "comments"); }
+
+  private:
+    /// Tells of something that no file shows, once an entry.
+    void Leave(const std::string& where, const char* what) {
+        if (!lost_.insert(where + what).second) return;
+        report_.problems.push_back(where + " holds " + what + ", which are left out");
+    }
+
+    /// What stands before the damage is as good as ever.
+    void Break() {
+        if (!hasEntries_) {
+            throw MalformedReport("the envelope isn't well-formed: " + reader_.Error());
+        }
+        report_.problems.push_back("the envelope isn't well-formed: " + reader_.Error() + ", in " +
+                                   name_ + " or behind it; what stands there is lost");
+        isBroken_ = true;
+    }
+
+    DecodedReport& report_;
+    EntryDecoder entries_;
+    XmlReader reader_{*this};
+    std::size_t left_;  // of what the envelope may have
+    std::size_t limit_;
+    int depth_ = 0;
+    std::string name_;
+    std::string text_;
+    std::set<std::string> lost_;  // what was told of the open entry
+    bool hasCategory_ = false;
+    bool hasId_ = false;
+    bool hasEntries_ = false;
+    bool isBroken_ = false;
+};
+
+void ReadArchive(std::span<const std::uint8_t> archive, EnvelopeReader& envelope,
+                 DecodedReport& report) {
+    SpanSource source(archive);
+    const auto directory = ReadZipDirectory(source);
+    if (!directory) throw MalformedReport("the archive is cut or damaged");
+    const auto entry = std::ranges::find_if(
+        directory->entries, [](const ZipEntry& one) { return one.name.ends_with(".xml"); });
+    if (entry == directory->entries.end()) throw MalformedReport("the archive holds no envelope");
+    if (directory->entries.size() > 1) {
+        report.problems.push_back("the archive holds more than the envelope, which is left out");
+    }
+    if (!ReadZipEntry(source, *entry, {}, [&](auto bytes) { envelope.Read(AsText(bytes)); })) {
+        throw MalformedReport("the envelope in the archive can't be unpacked");
     }
 }
 
-DecodedReport DecodeEnvelope(const Bytes& envelope) {
-    pugi::xml_document xml;
-    const auto parsed = xml.load_buffer(envelope.data(), envelope.size(), kParseOptions);
-    if (!parsed) {
-        throw Malformed(std::string("the envelope isn't well-formed: ") + parsed.description());
+void ReadInput(std::span<const std::uint8_t> input, EnvelopeReader& envelope,
+               DecodedReport& report) {
+    const std::string_view body = AsText(input);
+    if (body.starts_with("PK")) return ReadArchive(input, envelope, report);
+    if (body.starts_with("<?xml")) return envelope.Read(body);
+    const auto value = FormField(body, "value");
+    if (!value) throw MalformedReport("it is no posted report, archive or envelope");
+    Bytes archive;
+    archive.reserve(value->size() / 4 * 3);
+    const bool isBase64 = DecodePieces(*value, [&](const Bytes& bytes) {
+        archive.insert(archive.end(), bytes.begin(), bytes.end());
+    });
+    if (!isBase64) throw MalformedReport("the posted archive isn't valid base64");
+    if (!AsText(archive).starts_with("PK")) {
+        throw MalformedReport("the posted value is no archive");
     }
-    DecodedReport report;
-    EntryDecoder entries(report);
-    for (const auto& element : xml.document_element().children()) {
-        const std::string_view name = element.name();
-        if (name == "cat") {
-            report.category = FromUtf8(element.text().get());
-        } else if (name == "id") {
-            report.id = FromUtf8(element.text().get());
-        } else if (element.type() == pugi::node_element) {
-            if (report.files.size() == kMostEntries) throw Malformed("it has too many entries");
-            entries.Add(element);
-        }
-    }
-    MakeNamesUnique(report.files);
-    return report;
+    ReadArchive(archive, envelope, report);
 }
 
 }  // namespace
 
-std::variant<DecodedReport, std::string> DecodeReport(std::span<const std::uint8_t> input) {
+std::variant<DecodedReport, std::string> DecodeReport(std::span<const std::uint8_t> input,
+                                                      std::size_t limit,
+                                                      const DecodedFileSink& sink) {
     try {
-        return DecodeEnvelope(EnvelopeOf(input));
-    } catch (const Malformed& error) {
+        DecodedReport report;
+        EnvelopeReader envelope(report, sink, limit);
+        ReadInput(input, envelope, report);
+        envelope.Finish();
+        return report;
+    } catch (const MalformedReport& error) {
         return std::string(error.what());
     }
+}
+
+std::variant<DecodedReport, std::string> DecodeReport(std::span<const std::uint8_t> input,
+                                                      std::size_t limit) {
+    std::vector<DecodedFile> files;
+    auto decoded =
+        DecodeReport(input, limit, [&](DecodedFile file) { files.push_back(std::move(file)); });
+    if (auto* report = std::get_if<DecodedReport>(&decoded)) report->files = std::move(files);
+    return decoded;
 }
 
 Text EncodeForPaste(TextView path) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <span>
 #include <string>
 #include <variant>
@@ -23,12 +24,26 @@ struct DecodedReport {
     Text id;
     std::vector<DecodedFile> files;     // in the report's order
     std::vector<Text> suspiciousFiles;  // the paths in the document of suspicious files
-    std::vector<std::string> problems;  // a clause for each entry that is not as it should be
+    std::vector<std::string> problems;  // a clause for each thing that is not as it should be
 };
 
+/// What the files of a report may take together, in bytes, where nobody says otherwise.
+inline constexpr std::size_t kUsualReportLimit = std::size_t{64} << 20;
+inline constexpr std::size_t kNoReportLimit = std::size_t{1} << 40;
+
+/// Is given each file as soon as it is complete.
+using DecodedFileSink = std::function<void(DecodedFile)>;
+
 /// Takes a posted form body, the zip archive in it, or the XML envelope in that. The alternative is
-/// one clause that says what is wrong with the whole.
-std::variant<DecodedReport, std::string> DecodeReport(std::span<const std::uint8_t> input);
+/// one clause that says what is wrong with the whole, such as files of more than `limit` bytes
+/// together or an envelope of more than twice that; what the sink was given is worth nothing then.
+/// Nothing but the input and one entry is held in memory. An error of the sink goes to the caller.
+std::variant<DecodedReport, std::string> DecodeReport(std::span<const std::uint8_t> input,
+                                                      std::size_t limit,
+                                                      const DecodedFileSink& sink);
+/// The same with the files in the report.
+std::variant<DecodedReport, std::string> DecodeReport(std::span<const std::uint8_t> input,
+                                                      std::size_t limit = kUsualReportLimit);
 
 /// A path as the Safe Remover's paste takes it: base64 of its UTF-16LE bytes.
 Text EncodeForPaste(TextView path);
