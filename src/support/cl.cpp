@@ -114,12 +114,15 @@ std::size_t EstimatedSize(ValueBag& values) {
     return size;
 }
 
+bool IsPair(char16_t first, char16_t second) {
+    return first >= 0xD800 && first <= 0xDBFF && second >= 0xDC00 && second <= 0xDFFF;
+}
+
 void AppendEscaped(Text& out, TextView text) {
     constexpr std::size_t kPiece = 16 * 1024;
     while (!text.empty()) {
-        TextView piece = text.substr(0, kPiece);
-        const bool endsInPair = piece.back() >= 0xD800 && piece.back() <= 0xDBFF;
-        if (endsInPair && piece.size() < text.size()) piece = text.substr(0, kPiece + 1);
+        const bool cutsPair = text.size() > kPiece && IsPair(text[kPiece - 1], text[kPiece]);
+        const TextView piece = text.substr(0, cutsPair ? kPiece + 1 : kPiece);
         out += SysUtil::XmlEscape(piece);
         text.remove_prefix(piece.size());
     }
