@@ -93,7 +93,7 @@ class ReportCommand final : public Command {
         ValueBag report;
         {
             const ProgressLine progress(context.console, "Gathering the report");
-            GatherReport(request, session.Log(), report);
+            Gather(request, session.Log(), report);
             malloc_trim(0);  // what the gathering left free, before the large texts are built
         }
         Json document = isShown_        ? Show(context, report)
@@ -110,6 +110,16 @@ class ReportCommand final : public Command {
     }
 
   private:
+    /// A failure ends the command, and the log tells of it as of a refused report.
+    static void Gather(const SupportRequest& request, const LoggerRef& logger, ValueBag& report) {
+        try {
+            GatherReport(request, logger, report);
+        } catch (const RuntimeError& error) {
+            logger->Failure(error, LogLevel::WindowFailure, kSource);
+            throw;
+        }
+    }
+
     static Json Show(CommandContext& context, ValueBag& report) {
         const DecodedReport decoded = Preview(report);
         if (!context.asJson) {

@@ -54,6 +54,13 @@ class FileSource : public ByteSource {
     OpenFile& file_;
 };
 
+/// Another number at each call, also where no clock goes on.
+std::uint32_t AnyNumber() {
+    std::uint32_t number = 2'166'136'261U;  // FNV-1a
+    for (const char16_t unit : NewUniqueId()) number = (number ^ unit) * 16'777'619U;
+    return number;
+}
+
 /// Base64 of a byte a character, piece by piece: a large text isn't in memory once more as bytes.
 Text EncodeBytes(TextView text) {
     constexpr std::size_t kPiece = 3 * 16 * 1024;  // whole groups, without padding
@@ -88,7 +95,7 @@ Text FormatTemplate(TextView format, const std::vector<Variant>& arguments) {
 
 Text GetTempFileName(const Text& prefix) {
     const Text folder = WithBackslash(GetTempPath());
-    std::uint32_t number = TheMachine().System().GetTickCount();
+    std::uint32_t number = AnyNumber();
     Status status;
     for (int i = 0; i < kTemporaryNameTries; ++i, ++number) {
         const Text path = folder + prefix + ToHex(number) + u".tmp";

@@ -154,9 +154,36 @@ void NameReport(const Text& category, PackedReport& report) {
     report.id = SysUtil::NewUniqueId();
 }
 
+namespace {
+
+/// What is left of another report under this name would become a part of this one.
+bool IsFree(const Text& file) {
+    return TheMachine().FileSystem().GetFileAttributesW(file).IsNotThere();
+}
+
+/// The name of a temporary file and ".zip" behind it, for an archive that isn't there.
+Text NewArchiveName() {
+    constexpr int kTries = 100;
+    std::vector<Text> taken;  // they stay until the end, so that each try gives another name
+    Text archive;
+    for (int i = 0; i < kTries && archive.empty(); ++i) {
+        Text temporary = SysUtil::GetTempFileName(u"sc");
+        if (IsFree(temporary + u".zip")) {
+            archive = temporary + u".zip";
+        } else {
+            taken.push_back(std::move(temporary));
+        }
+    }
+    for (const Text& temporary : taken) (void)TheMachine().FileSystem().DeleteFileW(temporary);
+    if (archive.empty()) throw RuntimeError(ErrorNumber::PathFileAccess);
+    return archive;
+}
+
+}  // namespace
+
 void PackEnvelope(const Text& envelope, PackedReport& report) {
     report.envelopeFile = WithBackslash(SysUtil::GetTempPath()) + report.id + u".xml";
-    report.archiveFile = SysUtil::GetTempFileName(u"sc") + u".zip";
+    report.archiveFile = NewArchiveName();
     FileUtil::WriteTextFile(report.envelopeFile, envelope);
 
     cZip zip;

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include "cli/CliFixture.h"
+#include "cli/decode/ReportDecoder.h"
 #include "common/LoopbackServer.h"
 
 namespace bkfd {
@@ -109,6 +110,43 @@ TEST(ReportCommand, AFailedGatheringSendsNothing) {
     const CliRun run = Report(machine, Request(HostFolder()));
     EXPECT_EQ(run.code, 2);
     EXPECT_THAT(run.err, HasSubstr("hosts': Access is denied."));
+    EXPECT_THAT(machine.Read("drives/c/Program Files/Brackenfold/BKFD.log"),
+                HasSubstr("0000004B ReportCommand.Run: "));
+}
+
+TEST(ReportCommand, AHostsFileElsewhereIsListedAsUnreadable) {
+    const MachineCopy machine("clean-xp");
+    const std::string hosts = machine.Path("drives/c/WINDOWS/system32/drivers/etc/hosts");
+    fs::remove(hosts);
+    fs::create_symlink("/etc/passwd", hosts);
+    const CliRun run = Report(machine, {"--show", "--json"});
+    EXPECT_EQ(run.code, 3) << run.err;
+    EXPECT_EQ(run.Document()["entries"][7]["content"], "");
+    EXPECT_THAT(run.Document()["unreadable"].dump(), HasSubstr("etc\\\\hosts"));
+}
+
+TEST(ReportCommand, SendsEachReportInAnArchiveOfItsOwn) {
+    const MachineCopy machine("clean-xp");
+    const HostFolder desk;
+    LoopbackServer receiver("tools/receiver/receiver.py", {"--port", "0", desk.Path()});
+    for (const char* text : {"first", "second"}) {
+        const CliRun run = Report(machine, {"--name", "Kit", "--email", "k", "--text", "-"}, text);
+        EXPECT_EQ(run.code, 0) << run.err;
+        std::string answers;
+        for (const auto& [name, content] : desk.Snapshot()) {
+            if (!name.ends_with("/body")) continue;
+            const auto decoded = DecodeReport(Bytes(content.begin(), content.end()));
+            for (const DecodedFile& file : std::get<DecodedReport>(decoded).files)
+                if (file.name == "answer") answers.append(file.content.begin(), file.content.end());
+        }
+        EXPECT_THAT(answers, HasSubstr(text));
+        // The archive stays, its temporary file doesn't.
+        std::vector<fs::path> temporary;
+        for (const auto& entry : fs::recursive_directory_iterator(machine.Path("drives")))
+            if (entry.path().extension() == ".tmp") temporary.push_back(entry.path());
+        EXPECT_FALSE(temporary.empty());
+        for (const fs::path& path : temporary) fs::remove(path);
+    }
 }
 
 TEST(ReportCommand, SendsToAReceiverWhoseReportDecodes) {
@@ -182,7 +220,7 @@ TEST(DecodeCommand, WritesIntoItsFolderAlone) {
         {"names of folders", head + folders, 2, ""},
         {"odd names", head + odd, 0, "report.decoded/a_b_c=2 report.decoded/a_b_c-2=3 "},
         {"a damaged entry", head + "<Log>?</Log></xml>", 3, "report.decoded/Log=? "},
-        {"nothing in it", "<?xml version='1.0'?><xml/>", 0, ""},
+        {"nothing in it", "<?xml version='1.0'?><xml/>", 3, ""},
         {"no report", "hello", 2, ""},
     };
     for (const auto& row : rows) {
@@ -197,6 +235,21 @@ TEST(DecodeCommand, WritesIntoItsFolderAlone) {
             if (name != "report") files += name + "=" + content + " ";
         EXPECT_EQ(files, row.files);
     }
+}
+
+TEST(DecodeCommand, WritesNoMoreThanItsLimit) {
+    const HostFolder folder;
+    folder.Write("report", "<?xml version='1.0'?><xml><Log>QUJD</Log><a>" +
+                               std::string(1U << 20, 'x') + "</a></xml>");
+    const auto before = folder.Snapshot();
+    for (const char* limit : {"1", "0", "-1", "x", "2x", "99999999999999999999"}) {
+        const CliRun run = RunCli({"decode", folder.Path("report"), "--limit", limit});
+        EXPECT_EQ(run.code, 2) << limit;
+        EXPECT_THAT(run.err, HasSubstr("--limit")) << limit;
+        EXPECT_EQ(folder.Snapshot(), before) << limit;
+        EXPECT_FALSE(fs::exists(folder.Path("report.decoded"))) << limit;
+    }
+    EXPECT_EQ(RunCli({"decode", folder.Path("report"), "--limit", "2"}).code, 0);
 }
 
 TEST(DecodeCommand, NeverOverwrites) {

@@ -192,14 +192,61 @@ TEST(Transport, KeepsACharacterOfTwoUnitsWhole) {
     for (const std::size_t before : counts)
         transport.values.Add(u"v" + ToText(static_cast<std::int64_t>(before)),
                              Text(before, u'x') + u"\xD83D\xDE00y");
+    transport.values.Add(u"lone", Text(16 * 1024 - 1, u'x') + u"\xD800\xD83D\xDE00y");
     transport.Send();
     const auto decoded = DecodeReport(transport.exchange.body);
     const auto& files = std::get<DecodedReport>(decoded).files;
-    ASSERT_EQ(files.size(), 5U);
+    ASSERT_EQ(files.size(), 6U);
+    const std::string lone = std::string(16 * 1024 - 1, 'x') + "\xEF\xBF\xBD\xF0\x9F\x98\x80y";
+    EXPECT_EQ(files[5].content, Bytes(lone.begin(), lone.end()));
     for (std::size_t i = 0; i < std::size(counts); ++i) {
         const std::string text = std::string(counts[i], 'x') + "\xF0\x9F\x98\x80y";
         EXPECT_EQ(files[2 + i].content, Bytes(text.begin(), text.end())) << counts[i];
     }
+}
+
+/// A machine on which every new identifier is the same.
+class RepeatingMachine final : public ForwardMachine {
+  public:
+    explicit RepeatingMachine(Machine& target)
+        : ForwardMachine(target, OpenGate()), components_(target.ComponentObjects(), OpenGate()) {}
+    Components& ComponentObjects() override { return components_; }
+
+  private:
+    class Repeating final : public ForwardComponents {
+      public:
+        using ForwardComponents::ForwardComponents;
+        Text CoCreateGuid() override { return u"{1}"; }
+    };
+    Repeating components_;
+};
+
+TEST(Transport, LeavesAnotherReportsArchiveAlone) {
+    Transport transport;
+    RepeatingMachine machine(transport.fixture.machine);
+    transport.fixture.Use(machine);
+    for (const TextView text : {u"first", u"second"}) {
+        ValueBag values;
+        values.Add(u"answer", Text(text));
+        cl().Do1(transport.fixture.log, u"a", values, transport.errorText, transport.success);
+        ASSERT_TRUE(transport.success) << ToUtf8(transport.errorText);
+        const auto decoded = DecodeReport(transport.exchange.body);
+        const auto& report = std::get<DecodedReport>(decoded);
+        EXPECT_EQ(report.files.at(0).content, ToBytes(Text(text)));
+        EXPECT_TRUE(report.problems.empty());
+        // The next temporary file can have the same name, the archive can't.
+        FindData data;
+        Files& files = machine.FileSystem();
+        (void)files.FindClose(files.FindFirstFileW(u"C:\\Temp\\sc*.tmp", data));
+        EXPECT_TRUE(files.DeleteFileW(u"C:\\Temp\\" + data.name).IsOk());
+    }
+}
+
+TEST(Transport, NamesTemporaryFilesAnewWhereTheClockStands) {
+    Transport transport;
+    const Text name = SysUtil::GetTempFileName(u"sc");
+    EXPECT_TRUE(transport.fixture.machine.FileSystem().DeleteFileW(name).IsOk());
+    EXPECT_NE(SysUtil::GetTempFileName(u"sc"), name);
 }
 
 TEST(Transport, EscapesFourCharactersAlone) {
