@@ -36,9 +36,9 @@ inline constexpr std::uint32_t IoDevice = 1117;
 inline constexpr std::uint32_t NoSuchPrivilege = 1313;
 inline constexpr std::uint32_t PrivilegeNotHeld = 1314;
 inline constexpr std::uint32_t UnsupportedType = 1630;
-inline constexpr std::uint32_t Unspecified = 0x80004005;  // E_FAIL
 /// A link that leads nowhere that the machine could go.
 inline constexpr std::uint32_t CantResolveFilename = 1921;
+inline constexpr std::uint32_t Unspecified = 0x80004005;  // E_FAIL
 inline constexpr std::uint32_t ClassNotRegistered = 0x80040154;
 // Of URL monikers: no connection, no such host, an interruption.
 inline constexpr std::uint32_t CannotConnect = 0x800C0004;

@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """The receiver takes reports, refuses everything else, survives it, and stays in its folder."""
+import importlib.util
 import pathlib
 import re
 import socket
+import struct
 import subprocess
 import sys
 import tempfile
@@ -17,15 +19,27 @@ class ReceiverTest(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()
         self.desk = pathlib.Path(self.folder.name) / "a" / "desk"
+        self.start()
+
+    def start(self, *options):
+        self.errors = open(pathlib.Path(self.folder.name).with_suffix(".err"), "w+")
         self.server = subprocess.Popen(
-            [sys.executable, RECEIVER, "--port", "0", self.desk],
-            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            [sys.executable, RECEIVER, "--port", "0", *options, self.desk],
+            stdout=subprocess.PIPE, stderr=self.errors, text=True)
         self.port = int(self.server.stdout.readline().rpartition(":")[2])
 
-    def tearDown(self):
+    def stop(self):
+        """Ends the server; there is never anything that it didn't expect."""
         self.server.kill()
         self.server.wait()
         self.server.stdout.close()
+        self.errors.seek(0)
+        with self.errors:
+            pathlib.Path(self.errors.name).unlink()
+            self.assertEqual(self.errors.read(), "")
+
+    def tearDown(self):
+        self.stop()
         self.folder.cleanup()
 
     def exchange(self, request):
@@ -72,6 +86,15 @@ class ReceiverTest(unittest.TestCase):
             with self.subTest(label):
                 self.assertEqual(self.post(**post), status)
                 self.assertEqual(self.stored(), {})
+        for label, headers in [
+                ("two lengths", b"Content-Length: 35\r\nContent-Length: 35\r\n"),
+                ("lengths that differ", b"Content-Length: 1\r\nContent-Length: 35\r\n"),
+                ("chunks", b"Transfer-Encoding: chunked\r\n"),
+                ("chunks beside a length", b"Content-Length: 35\r\nTransfer-Encoding: chunked\r\n")]:
+            with self.subTest(label):
+                self.assertEqual(self.exchange(b"POST /php/ic.php HTTP/1.1\r\nHost: x\r\n" + headers +
+                                               b"\r\n" + REPORT), 400)
+                self.assertEqual(self.stored(), {})
         self.assertEqual(self.exchange(b"GET /php/ic.php HTTP/1.1\r\nHost: x\r\n\r\n"), 405)
         self.exchange(b"\x16\x03\x01 no HTTP at all\r\n\r\n")
         self.assertEqual(self.post(REPORT), 200, "it doesn't serve any more")
@@ -85,6 +108,49 @@ class ReceiverTest(unittest.TestCase):
         self.server.stdout.close()
         for _ in range(2):
             self.assertEqual(self.post(REPORT), 200)
+
+    def test_has_room_for_so_many_connections(self):
+        self.stop()
+        self.start("--connections", "1")
+        with socket.create_connection(("127.0.0.1", self.port)):
+            self.assertEqual(self.exchange(b""), 503)
+        while self.exchange(b"") == 503:  # until the server has seen the end
+            pass
+        self.assertEqual(self.post(REPORT), 200)
+
+    def test_survives_a_reset(self):
+        connection = socket.create_connection(("127.0.0.1", self.port))
+        connection.sendall(b"POST /php/ic.php HTTP/1.1\r\nContent-Length: 35\r\n\r\nsubject=")
+        connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        connection.close()
+        self.assertIn("127.0.0.1 ", self.server.stdout.readline())
+        self.assertEqual(self.post(REPORT), 200)
+
+    def test_gives_a_request_one_deadline(self):
+        spec = importlib.util.spec_from_file_location("receiver", RECEIVER)
+        receiver = importlib.util.module_from_spec(spec)
+        spec.loader.exec_module(receiver)
+
+        class Connection:
+            """Each byte takes three seconds."""
+            now = 0
+            timeouts = []
+
+            def settimeout(self, seconds):
+                self.timeouts.append(seconds)
+
+            def recv_into(self, buffer):
+                self.now += 3
+                return 1
+
+        connection = Connection()
+        reader = receiver.DeadlineReader(connection, 10, lambda: connection.now)
+        for _ in range(2):
+            for _ in range(4):
+                self.assertEqual(len(reader.read(1)), 1)
+            self.assertRaises(TimeoutError, reader.read, 1)
+            reader.begin()
+        self.assertEqual(connection.timeouts, [10, 7, 4, 1] * 2)
 
     def test_refuses_an_address_that_it_cannot_have(self):
         for arguments in (["--port", str(self.port)], ["--port", "99999"]):
