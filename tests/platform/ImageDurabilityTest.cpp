@@ -308,6 +308,12 @@ TEST(ImageDurability, JournalsThatArentUnderstoodAreErrors) {
         {"no path", header + "59e78767 {\"change\":\"remove\"}\n", 2, "isn't known"},
         {"no such root", header + "4c4ea42d {\"change\":\"set value\",\"root\":1,\"key\":\"K\"}\n",
          2, "isn't known"},
+        {"a root deleted", header + "a3cb1693 {\"change\":\"delete key\",\"root\":2147483649}\n", 2,
+         "isn't known"},
+        {"nested beyond use",
+         header + "ec90f289 {\"change\":\"move\",\"x\":" + std::string(100'000, '[') +
+             std::string(100'000, ']') + "}\n" + header,
+         2, "damaged"},
         {"unknown kind", header + "311350a6 {\"change\":\"fly\"}\n", 2, "isn't known"},
     };
     for (const auto& row : rows) {

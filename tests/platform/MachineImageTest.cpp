@@ -32,6 +32,7 @@ TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
         {"[]", "", "object", 1},
         {"{}", "family", "missing", 0},
         {"{\n\"family\": \"95\"}", "family", "\"nt\" or \"9x\""},
+        {"{\n\"family\": 1e999}", "", "number", 0},
         {R"("colour": 1)", "colour", "unknown"},
         {"\"files\": {\n\"C:\": {}, \"C:\": {}}", "C:", "twice", 3},
         {R"("processes": [{"id": 1, "path": ""}, {"id": 1}])", "processes",

@@ -42,7 +42,10 @@ MachineChange ChangeFrom(const ImageJson& record, MachineChange::Kind kind) {
     change.kind = kind;
     change.root = RegistryRoot{record.value("root", std::uint32_t{0})};
     change.key = FromImageJson(record.value("key", ""));
-    if (IsTooDeepKey(change.key)) throw std::out_of_range("key");
+    TextView components = change.key;
+    const bool isRoot = NextKeyComponent(components).empty();
+    if (IsTooDeepKey(change.key) || (isRoot && kind == MachineChange::Kind::DeleteKey))
+        throw std::out_of_range("key");
     change.name = FromImageJson(record.value("name", ""));
     change.value.type = RegistryType{record.value("type", std::uint32_t{0})};
     change.value.data = BytesOfHex(record.value("data", ""));
@@ -192,7 +195,7 @@ bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets) 
         return false;
     } catch (const ImageJson::exception&) {
         return false;
-    } catch (const std::out_of_range&) {  // no such root, or too deep a key
+    } catch (const std::out_of_range&) {  // no such root, or no key that can be changed so
         return false;
     }
 }

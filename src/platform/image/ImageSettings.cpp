@@ -296,6 +296,8 @@ std::variant<ImageSettings, ImageError> ParseImageSettings(const std::string& fi
     } catch (const ImageJson::parse_error& error) {
         const std::size_t offset = error.byte == 0 ? 0 : error.byte - 1;
         return ImageError{file, LineAt(content, offset), "", "malformed JSON"};
+    } catch (const ImageJson::out_of_range&) {
+        return ImageError{file, 0, "", "holds a number beyond all use"};
     }
     if (!document.is_object()) return ImageError{file, 1, "", "must be a JSON object"};
     if (!repeated.First().empty())
