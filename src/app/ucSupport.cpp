@@ -27,8 +27,7 @@ ucSupport::ucSupport(Container& parent, Text name) : TabPanel(parent, std::move(
 void ucSupport::Init(LoggerRef logger) {
     logger_ = std::move(logger);
     lblFirst.SetCaption(ResourceString(StringId::SupportIntroduction));
-    txtAnswers.SetText(ResourceString(StringId::YourDescriptionHere));
-    txtAnswers.Select(0, txtAnswers.GetText().size());
+    txtAnswers.ShowPlaceholder(ResourceString(StringId::YourDescriptionHere));
 }
 
 SupportRequest ucSupport::Request() const {

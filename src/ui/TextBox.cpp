@@ -19,6 +19,21 @@ void TextBox::Select(std::size_t start, std::size_t length) {
     Notify({Aspect::Selection});
 }
 
+void TextBox::ShowPlaceholder(Text placeholder) {
+    placeholder_ = std::move(placeholder);
+    SetText(placeholder_);
+    SelectPlaceholder();
+}
+
+void TextBox::SelectPlaceholder() {
+    if (HoldsPlaceholder()) Select(0, text_.size());
+}
+
+void TextBox::Click() {
+    if (AcceptsInput()) SelectPlaceholder();
+    Control::Click();
+}
+
 void TextBox::UserEdit(Text text) {
     if (!AcceptsInput() || readOnly_ || text == text_) return;
     text_ = std::move(text);

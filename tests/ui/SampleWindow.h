@@ -105,8 +105,7 @@ class ListPanel : public Panel {
 class TextPanel : public Panel {
   public:
     TextPanel(Container& parent, EventLog& log) : Panel(parent, u"ucText") {
-        txtNotes.SetText(u"Your text here...");
-        txtNotes.Select(0, txtNotes.GetText().size());
+        txtNotes.ShowPlaceholder(u"Your text here...");
         txtNotes.onChange = [this, &log] { log.push_back("change " + ToUtf8(txtNotes.GetText())); };
         txtNotes.onKeyDown = [this](int& keyCode, int shift) {
             const bool pastes = (keyCode == 'V' && shift == Shift::Control) ||

@@ -126,7 +126,7 @@ std::string ChangeText(Form& form, const std::string& rest, bool keeps) {
     if (!box) return NoSuch("text box", split.word);
     if (!box->AcceptsInput() || box->IsReadOnly()) return "The text can't be changed.";
     const Text line = FromUtf8(split.rest);
-    const bool first = !keeps || box->GetText().empty();
+    const bool first = !keeps || box->GetText().empty() || box->HoldsPlaceholder();
     box->UserEdit(first ? line : box->GetText() + u"\r\n" + line);
     return {};
 }

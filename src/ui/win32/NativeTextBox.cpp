@@ -26,6 +26,7 @@ class NativeTextBox : public NativeControl {
         if (change.aspect == Aspect::Selection) {
             Tell(EM_SETSEL, box.SelectionStart(),
                  static_cast<LPARAM>(box.SelectionStart() + box.SelectionLength()));
+            Tell(EM_SCROLLCARET);
         }
     }
     void Commanded(int code) override {
@@ -37,9 +38,25 @@ class NativeTextBox : public NativeControl {
         if (Target() && !box.AcceptsInput()) Mirror({Aspect::Content});
     }
     std::optional<LRESULT> Received(UINT message, WPARAM wParam, LPARAM lParam) override {
-        if (message != WM_GETDLGCODE) return std::nullopt;
+        if (message != WM_GETDLGCODE && message != WM_SETFOCUS && message != WM_LBUTTONUP) {
+            return std::nullopt;
+        }
+        const LRESULT result = CallOriginalProcedure(message, wParam, lParam);
+        if (!Target()) return result;
+        if (message == WM_SETFOCUS) As<TextBox>()->SelectPlaceholder();
+        if (message == WM_LBUTTONUP && !HasSelection()) As<TextBox>()->Click();
+        if (message != WM_GETDLGCODE) return result;
         // Tab and Escape stay keys of the dialog, in boxes of many lines too.
-        return CallOriginalProcedure(message, wParam, lParam) & ~DLGC_WANTALLKEYS & ~DLGC_WANTTAB;
+        return result & ~DLGC_WANTALLKEYS & ~DLGC_WANTTAB;
+    }
+
+  private:
+    /// What the user has selected by dragging stays so.
+    bool HasSelection() const {
+        DWORD start = 0;
+        DWORD end = 0;
+        Tell(EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
+        return start != end;
     }
 };
 

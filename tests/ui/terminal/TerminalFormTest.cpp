@@ -77,6 +77,7 @@ TEST(TerminalForm, EachCommandDoesWhatTheMouseAndTheKeysDo) {
         {"tab 2\ndouble Image1\n", "picture"},
         {"tab 2\nset txtNotes c:\\new file\n", "change c:\\new file"},
         {"tab 2\nset txtNotes one\nadd txtNotes two\n", "change one\r\ntwo"},
+        {"tab 2\nadd txtNotes one\n", "change one"},
         {"tab 2\ncopy clip\nfocus txtNotes\nkey ctrl+v\n", "txtNotes: Your text here...[clip]"},
         {"click www.example\n", "link 1"},
         {"row 3\ncontext\n1\n", "    2  Bad Helper"},
