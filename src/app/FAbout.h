@@ -21,9 +21,9 @@ class FAbout : public Form {
 
     Picture Image1{*this, u"Image1", u"ABOUT"};
     Label lblText{*this, u"lblText"};
-    Label lblVisitTarnwick{*this, u"lblVisitTarnwick"};
     StaticLine StaticLine1{*this, u"StaticLine1"};
-    Button cmdOK{*this, u"cmdOK", u"&OK"};
+    Button cmdOK{*this, u"cmdOK", u"&OK"};  // before the link, so that it has the focus first
+    Label lblVisitTarnwick{*this, u"lblVisitTarnwick"};
 };
 
 }  // namespace bkfd

@@ -1,5 +1,7 @@
 #include "ui/Label.h"
 
+#include "ui/Keys.h"
+
 namespace bkfd {
 
 Label::Label(Container& parent, Text name, Text caption)
@@ -19,6 +21,13 @@ void Label::SetAutoSize(bool autoSize) {
 void Label::SetLink(bool link) {
     link_ = link;
     Notify({Aspect::Content});
+}
+
+bool Label::ActOnKey(int keyCode, int shift) {
+    const bool follows = keyCode == Key::Enter || keyCode == Key::Space;
+    if (!link_ || !follows || shift != Shift::None) return false;
+    MouseUp(MouseButton::Left);
+    return true;
 }
 
 void Label::Fit() {

@@ -18,18 +18,22 @@ TEST(FAbout, OpensTheHomePageAndClosesByKeys) {
                       "form FAbout \"About Brackenfold\" (modal)\n  picture Image1 \"ABOUT\"\n"
                       "  label lblText \"Brackenfold Version 4.53\\r\\n \\r\\nCopyright \xC2\xA9 "
                       "Tarnwick Labs. All rights reserved.\"\n"
-                      "  link lblVisitTarnwick \"http://www.tarnwick.example/brackenfold/\"\n"
                       "  panel StaticLine1\n    native line \"Static\"\n"
-                      "  button cmdOK \"&OK\" (default) (focus)\n");
+                      "  button cmdOK \"&OK\" (default) (focus)\n"
+                      "  link lblVisitTarnwick \"http://www.tarnwick.example/brackenfold/\"\n");
             about.FindControl(u"lblVisitTarnwick")->MouseUp(MouseButton::Right);
             about.FindControl(u"lblVisitTarnwick")->MouseUp(MouseButton::Left);
             about.FindControl(u"Image1")->DoubleClick();
+            about.PressKey(Key::Tab);
+            about.PressKey(Key::Enter);
+            about.PressKey(Key::Space);
+            about.PressKey(Key::Tab);
             about.PressKey(key);
         });
         about.ShowModal();
         EXPECT_FALSE(about.IsLoaded());
     }
-    const std::vector<Text> launched(4, u"explorer http://www.tarnwick.example/brackenfold/");
+    const std::vector<Text> launched(8, u"explorer http://www.tarnwick.example/brackenfold/");
     EXPECT_EQ(fixture.machine.Launched(), launched);
     FAbout about;
     about.Load();

@@ -129,6 +129,19 @@ TEST_F(ControlTest, TypingReplacesTheSelection) {
     EXPECT_THAT(TakeLog(), IsEmpty()) << "the same text is no change";
 }
 
+TEST_F(ControlTest, AClickSelectsAPlaceholderUntilSomethingElseIsThere) {
+    FAll form(log);
+    form.Show();
+    form.text.ShowPlaceholder(u"Your text...");
+    form.text.Select(4, 0);
+    form.text.Click();
+    form.text.UserType(u"abc");
+    EXPECT_EQ(form.text.GetText(), u"abc");
+    form.text.Click();
+    form.text.UserType(u"d");
+    EXPECT_EQ(form.text.GetText(), u"abcd");
+}
+
 TEST_F(ControlTest, SelectionFollowsItsRow) {
     FAll form(log);
     form.list.Add(u"three");
@@ -191,11 +204,12 @@ TEST_F(KeyTest, CtrlTabSwitchesTheTabAndTabMovesTheFocus) {
     EXPECT_FALSE(form.ucList.lv.HasFocus()) << "a hidden control can't keep the focus";
     form.ucText.txtNotes.SetFocus();
     EventLog visited;
-    for (int i = 0; i < 5; ++i) {
+    for (int i = 0; i < 6; ++i) {
         form.PressKey(Key::Tab);
         visited.push_back(ToUtf8(form.Focused()->Name()));
     }
-    EXPECT_THAT(visited, ElementsAre("lstFiles", "cmdSend", "cmdHide", "ts", "txtNotes"));
+    EXPECT_THAT(visited,
+                ElementsAre("lstFiles", "cmdSend", "lblLink", "cmdHide", "ts", "txtNotes"));
     form.PressKey(Key::Tab, Shift::Shift);
     EXPECT_TRUE(form.ts.HasFocus());
 }

@@ -242,9 +242,14 @@ class MirrorTest {
     void Acts() {
         auto& text = form_->ucText;
         auto& list = form_->ucList;
-        text.txtNotes.Select(0, 3);
+        text.txtNotes.ShowPlaceholder(u"Your text here...");
+        ClickAt(text.txtNotes, WM_LBUTTONDOWN, WM_LBUTTONUP, 40, 5);
         Act(text.txtNotes, WM_CHAR, 'a', 1);
-        Expect("typing", Taken(), "change a");
+        Expect("typing behind a click on the placeholder", Taken(), "change a");
+        ClickAt(text.txtNotes, WM_LBUTTONDOWN, WM_LBUTTONUP, 40, 5);
+        Act(text.txtNotes, WM_CHAR, 'b', 1);
+        Expect("typing behind a click on a text", Taken(), "change ab");
+        text.txtNotes.SetText(u"a");
         ClickAt(text.lstFiles, WM_LBUTTONDOWN, WM_LBUTTONUP, 5, 3);
         Expect("line", Taken(), "line two");
         Act(text.Image1, WM_LBUTTONDBLCLK);
@@ -281,6 +286,12 @@ class MirrorTest {
         Key(form_->ucList.lv, VK_F5);
         Key(form_->ucList.lv, VK_F5, Shift::Shift);
         Expect("F5", Taken(), "F5");
+        int presses = 0;
+        form_->onKeyDown = [&](int&, int) { ++presses; };
+        Post(form_->ucList.lv, WM_KEYDOWN, VK_F6, 1);
+        Act(form_->ucList.lv, WM_KEYDOWN, VK_F6, 0x40000001);
+        Expect("F6 held down", presses, 1);
+        form_->onKeyDown = nullptr;
         Key(form_->ucList.lv, VK_TAB);
         Expect("Tab", Focused(), "txtFile");
         Key(form_->ucList.txtFile, VK_TAB, Shift::Shift);
@@ -289,6 +300,10 @@ class MirrorTest {
         Expect("Shift+Tab to the tabs", Focused(), "ts");
         Key(form_->ts, VK_TAB, Shift::Shift);
         Expect("Shift+Tab past the first", Focused(), "cmdHide");
+        Key(form_->cmdHide, VK_TAB, Shift::Shift);
+        Key(form_->lblLink, VK_RETURN);
+        Key(form_->lblLink, VK_SPACE);
+        Expect("a link by keys", Taken(), "link 1; link 1");
         ::SetFocus(Of(form_->ucList.txtFile));
         Act(form_->ucList.txtFile, WM_SYSCHAR, 'h', 0x20000001);
         Expect("a label's letter", Focused(), "lv");

@@ -11,6 +11,10 @@ bool IsManyLines(Control* control) {
     return box && box->IsMultiLine();
 }
 
+bool IsCommandKey(int code) {
+    return code >= Key::F1 && code < Key::F1 + 24;
+}
+
 // Entries are numbered from 1 through all menus of the bar.
 void AppendEntries(HMENU native, const MenuItem& menu, std::vector<Weak<MenuItem>>& numbered) {
     for (MenuItem* entry : menu.Entries()) {
@@ -45,8 +49,7 @@ bool NativeForm::HandleKey(MSG& message) {
         case WM_SYSKEYUP: {
             int code = static_cast<int>(message.wParam);
             const auto release = [&] { target_->KeyUp(code, CurrentShift()); };
-            const bool isCommand = code >= Key::F1 && code < Key::F1 + 24;
-            if (isCommand) {
+            if (IsCommandKey(code)) {
                 Work(release);
             } else {
                 release();
@@ -64,6 +67,9 @@ bool NativeForm::HandleKey(MSG& message) {
 bool NativeForm::HandleKeyDown(MSG& message) {
     const int shift = CurrentShift();
     int code = static_cast<int>(message.wParam);
+    // A command's key that is held down asks once.
+    constexpr LPARAM kWasDown = 1 << 30;
+    if (IsCommandKey(code) && (message.lParam & kWasDown) != 0) return true;
     target_->KeyDown(code, shift);
     if (code == 0 || !target_) return true;
     message.wParam = static_cast<WPARAM>(code);

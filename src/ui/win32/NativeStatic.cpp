@@ -56,10 +56,46 @@ class NativeLabel : public NativeStatic {
                 return TRUE;
             }
         }
+        if (As<Label>()->IsLink()) {
+            if (const auto result = ReceivedByLink(message, wParam, lParam)) return result;
+        }
         return NativeStatic::Received(message, wParam, lParam);
     }
 
   private:
+    std::optional<LRESULT> ReceivedByLink(UINT message, WPARAM wParam, LPARAM lParam) {
+        switch (message) {
+            case WM_SETFOCUS:
+            case WM_KILLFOCUS:
+                ::InvalidateRect(Window(), nullptr, TRUE);
+                return std::nullopt;
+            case WM_LBUTTONDOWN:
+                ::SetFocus(Window());
+                return std::nullopt;
+            case WM_KEYDOWN:  // Enter goes through the form
+                if (wParam != VK_SPACE) return std::nullopt;
+                OwningForm().Work([this] { As<Label>()->ActOnKey(VK_SPACE, CurrentShift()); });
+                return 0;
+            case WM_PAINT:
+                return PaintLink(wParam, lParam);
+            default:
+                return std::nullopt;
+        }
+    }
+
+    // The rectangle inverts what it covers, so all is painted before.
+    std::optional<LRESULT> PaintLink(WPARAM wParam, LPARAM lParam) {
+        if (::GetFocus() != Window()) return std::nullopt;
+        ::InvalidateRect(Window(), nullptr, TRUE);
+        const LRESULT result = CallOriginalProcedure(WM_PAINT, wParam, lParam);
+        RECT area = {};
+        ::GetClientRect(Window(), &area);
+        const HDC device = ::GetDC(Window());
+        ::DrawFocusRect(device, &area);
+        ::ReleaseDC(Window(), device);
+        return result;
+    }
+
     void ChooseFont() {
         const HFONT font =
             As<Label>()->IsLink() ? OwningForm().LinkFont() : OwningForm().TextFont();
