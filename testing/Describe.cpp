@@ -85,7 +85,9 @@ class Describer : public ControlVisitor {
         --depth_;
     }
     void Visit(Picture& picture) override {
-        Line("picture", picture, " " + Quoted(picture.Resource()));
+        const std::string caption =
+            picture.Caption().empty() ? "" : " " + Quoted(picture.Caption());
+        Line("picture", picture, " " + Quoted(picture.Resource()) + caption);
     }
     void Visit(TabStrip& strip) override {
         Line("tabs", strip, "");

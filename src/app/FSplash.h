@@ -14,7 +14,7 @@ class FSplash : public Form {
   private:
     void Finish();
 
-    Picture Image1{*this, u"Image1", u"SPLASH"};
+    Picture Image1{*this, u"Image1", u"SPLASH", u"Looking at this computer..."};
     Timer Timer1;
 };
 

@@ -58,8 +58,10 @@ class Writer : public ControlVisitor {
                  caption);
         }
     }
-    void Visit(Picture&) override {}  // neither has anything that a terminal could show
-    void Visit(NativeChild&) override {}
+    void Visit(Picture& picture) override {
+        if (!picture.Caption().empty()) Line(PrintableText(picture.Caption()));
+    }
+    void Visit(NativeChild&) override {}  // nothing that a terminal could show
 
   private:
     void Line(const std::string& line) { result_ += line + "\n"; }
