@@ -4,8 +4,10 @@
 #include "app/FMain.h"
 #include "platform/win32/Win32Machine.h"
 #include "ui/win32/Win32Toolkit.h"
+#include "win32/DynamicCall.h"
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
+    bkfd::LoadLibrariesOfTheSystemAlone();
     bkfd::Win32Machine machine;
     bkfd::InstallMachine(&machine);
     bkfd::Win32Toolkit toolkit;

@@ -9,7 +9,7 @@
 
 #include "components/CustomClasses.h"
 #include "components/Registration.h"
-#include "platform/win32/NativeText.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

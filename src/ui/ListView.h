@@ -4,16 +4,11 @@
 
 #include "base/Variant.h"
 #include "ui/Control.h"
+#include "ui/NamedImage.h"
 
 namespace bkfd {
 
 class ListView;
-
-/// One image of a list's small icons: the key that items name, and the icon resource.
-struct NamedImage {
-    Text key;
-    Text resource;
-};
 
 /// A row of a list view. It can be kept when the list has dropped it.
 class ListItem {

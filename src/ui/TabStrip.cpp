@@ -4,8 +4,12 @@
 
 namespace bkfd {
 
-TabStrip::TabStrip(Container& parent, Text name, std::vector<Tab> tabs)
-    : Control(&parent, std::move(name)), tabs_(std::move(tabs)), selected_(tabs_.empty() ? 0 : 1) {}
+TabStrip::TabStrip(Container& parent, Text name, std::vector<Tab> tabs,
+                   std::vector<NamedImage> images)
+    : Control(&parent, std::move(name)),
+      tabs_(std::move(tabs)),
+      images_(std::move(images)),
+      selected_(tabs_.empty() ? 0 : 1) {}
 
 void TabStrip::SetSelectedIndex(std::size_t index) {
     selected_ = CheckedIndex(index, tabs_.size());

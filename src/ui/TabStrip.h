@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ui/Control.h"
+#include "ui/NamedImage.h"
 
 namespace bkfd {
 
@@ -13,10 +14,12 @@ class TabStrip : public Control {
         Text caption;
     };
 
-    /// The first tab is selected.
-    TabStrip(Container& parent, Text name, std::vector<Tab> tabs);
+    /// The first tab is selected. A tab shows the image whose key it has, if there is one.
+    TabStrip(Container& parent, Text name, std::vector<Tab> tabs,
+             std::vector<NamedImage> images = {});
 
     const std::vector<Tab>& Tabs() const { return tabs_; }
+    const std::vector<NamedImage>& Images() const { return images_; }
     std::size_t SelectedIndex() const { return selected_; }
     /// A RuntimeError SubscriptOutOfRange if there is no such tab.
     void SetSelectedIndex(std::size_t index);
@@ -31,6 +34,7 @@ class TabStrip : public Control {
 
   private:
     std::vector<Tab> tabs_;
+    std::vector<NamedImage> images_;
     std::size_t selected_ = 0;
 };
 

@@ -3,9 +3,9 @@
 
 #include <filesystem>
 
-#include "platform/win32/NativeText.h"
 #include "platform/win32/Win32Machine.h"
 #include "tests/contract/MachineContract.h"
+#include "win32/NativeText.h"
 
 namespace bkfd::contract {
 namespace {

@@ -147,11 +147,24 @@ class MirrorTest {
                    Ask(form_->ucList.lv, LVM_GETCOLUMNWIDTH, 1) ==
                Client(form_->ucList.lv).right;
     }
+    RECT CellOf(const ListView& view, WPARAM row, int column) {
+        RECT cell = {LVIR_LABEL, column, 0, 0};
+        Ask(view, LVM_GETSUBITEMRECT, row, reinterpret_cast<LPARAM>(&cell));
+        return cell;
+    }
+    /// The colour at the cell's right end, where no text is.
+    COLORREF BackgroundOf(const ListView& view, WPARAM row, int column) {
+        ::UpdateWindow(Of(view));
+        const RECT cell = CellOf(view, row, column);
+        const HDC device = ::GetDC(Of(view));
+        const COLORREF seen = ::GetPixel(device, cell.right - 4, (cell.top + cell.bottom) / 2);
+        ::ReleaseDC(Of(view), device);
+        return seen;
+    }
     /// Whether the cell's text is seen in red.
     bool ShowsRed(const ListView& view, WPARAM row, int column) {
         ::UpdateWindow(Of(view));
-        RECT cell = {LVIR_LABEL, column, 0, 0};
-        Ask(view, LVM_GETSUBITEMRECT, row, reinterpret_cast<LPARAM>(&cell));
+        const RECT cell = CellOf(view, row, column);
         const HDC device = ::GetDC(Of(view));
         bool found = false;
         for (int y = cell.top; y < cell.bottom && !found; ++y) {
@@ -174,8 +187,74 @@ class MirrorTest {
         Expect("readable in the focused row", ShowsRed(list, 1, 1), false);
         list.SetSelectedIndex(1);
     }
+    /// A selected row is seen without the focus, in any colours of the system.
+    void RestingRow() {
+        ListView& list = form_->ucList.lv;
+        form_->cmdHide.SetFocus();
+        list.SetSelectedIndex(1);
+        const COLORREF face = ::GetSysColor(COLOR_BTNFACE);
+        const INT changed = COLOR_BTNFACE;
+        for (const COLORREF other : {face, ::GetSysColor(COLOR_WINDOW)}) {
+            ::SetSysColors(1, &changed, &other);
+            toolkit_.PumpMessages();
+            ::InvalidateRect(Of(list), nullptr, TRUE);
+            for (const int column : {0, 1}) {
+                Expect("row without focus is seen",
+                       BackgroundOf(list, 0, column) != BackgroundOf(list, 2, column), true);
+            }
+        }
+        ::SetSysColors(1, &changed, &face);
+        toolkit_.PumpMessages();
+        list.SetFocus();
+    }
+    void DragDivider(int to) {
+        const HWND header = reinterpret_cast<HWND>(Ask(form_->ucList.lv, LVM_GETHEADER));
+        HDITEMA item = {};
+        item.mask = HDI_WIDTH;
+        item.cxy = to;
+        ::SendMessageA(header, HDM_SETITEMA, 0, reinterpret_cast<LPARAM>(&item));
+        toolkit_.PumpMessages();
+    }
+    void Dividers() {
+        ListView& list = form_->ucList.lv;
+        const long width = Pixels(3000);
+        for (const long to : {width / 2, width + 20, width}) {
+            DragDivider(static_cast<int>(to));
+            Expect("divider dragged", Ask(list, LVM_GETCOLUMNWIDTH, 0), to);
+            Expect("last column fits behind it", LastColumnFits(), true);
+        }
+    }
+    /// The whole text of a cell that is cut off is shown where the mouse rests on it.
+    void CellTips() {
+        ListView& list = form_->ucList.lv;
+        const Text cut = u"http://" + Text(80, u'x') + u"/the end";
+        list.Item(3)->SetSubItem(1, cut);
+        toolkit_.PumpMessages();
+        HWND tip = nullptr;
+        while ((tip = ::FindWindowExA(nullptr, tip, "tooltips_class32", nullptr)) != nullptr) {
+            if (::GetWindow(tip, GW_OWNER) == Of(*form_)) break;
+        }
+        const auto pointAt = [&](WPARAM row, int column) {
+            const RECT cell = CellOf(list, row, column);
+            POINT place = {cell.left + 9, (cell.top + cell.bottom) / 2};
+            const LPARAM position = MAKELPARAM(place.x, place.y);
+            ::ClientToScreen(Of(list), &place);
+            ::SetCursorPos(place.x, place.y);
+            Act(list, WM_MOUSEMOVE, 0, position);
+        };
+        pointAt(2, 1);
+        while (::IsWindowVisible(tip) == 0) toolkit_.WaitForInput();
+        Expect("tip of a cut cell", TextOf(tip), ToUtf8(cut));
+        pointAt(0, 1);
+        Expect("no tip of a whole cell", ::IsWindowVisible(tip), 0);
+        list.Item(3)->SetSubItem(1, {});
+        toolkit_.PumpMessages();
+    }
     void Looks() {
         RedCells();
+        RestingRow();
+        Dividers();
+        CellTips();
         Expect("panel before its tabs", At(*form_, Pixels(4500), Pixels(3000)) == Of(form_->ucList),
                true);
         Expect("tabs beside the panel", At(*form_, Pixels(150), Pixels(3000)) == Of(form_->ts),

@@ -105,9 +105,22 @@ replaced_logger() {
     return $outcome
 }
 
+# planted_libraries: what lies beside the program under the names of libraries that it looks up, or that
+# Windows loads for it, isn't taken for them.
+planted_libraries() {
+    local name
+    new_install "$1 planted" "$build/BKFDCustom.dll"
+    for name in uxtheme psapi winmm version; do
+        cp "$build/tests/windows/planted_library.dll" "$install/$name.dll"
+    done
+    starts_up || return 1
+    ! compgen -G "$install/*.loaded" || { echo "these were loaded"; return 1; }
+}
+
 startup_checks() {
     check "$1: normal start" normal_start "$1"
     check "$1: component is no library" invalid_component "$1"
     check "$1: component registered elsewhere, then no more" registered_component "$1"
+    check "$1: libraries beside the program" planted_libraries "$1"
     check "$1: component replaces the logger" replaced_logger "$1"
 }

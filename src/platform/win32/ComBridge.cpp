@@ -7,9 +7,9 @@
 #include "base/RuntimeError.h"
 #include "platform/win32/ComBridge.h"
 #include "platform/win32/ComErrors.h"
-#include "platform/win32/ComPtr.h"
-#include "platform/win32/NativeText.h"
 #include "platform/win32/NativeVariant.h"
+#include "win32/ComPtr.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

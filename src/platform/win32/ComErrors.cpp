@@ -3,8 +3,8 @@
 #include <oleauto.h>
 
 #include "platform/win32/ComErrors.h"
-#include "platform/win32/NativeText.h"
 #include "platform/win32/Win32SystemFacts.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

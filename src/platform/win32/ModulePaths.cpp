@@ -4,7 +4,7 @@
 // Behind windows.h.
 #include <winternl.h>
 
-#include "platform/win32/DynamicCall.h"
+#include "win32/DynamicCall.h"
 
 namespace bkfd {
 namespace {

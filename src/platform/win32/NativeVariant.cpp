@@ -4,7 +4,7 @@
 
 #include "base/RuntimeError.h"
 #include "platform/win32/ComBridge.h"
-#include "platform/win32/NativeText.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

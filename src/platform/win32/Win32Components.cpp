@@ -8,11 +8,11 @@
 
 #include "base/RuntimeError.h"
 #include "platform/win32/ComBridge.h"
-#include "platform/win32/ComPtr.h"
 #include "platform/win32/NativeStatus.h"
-#include "platform/win32/NativeText.h"
 #include "platform/win32/Win32Registry.h"
 #include "platform/win32/Win32SystemFacts.h"
+#include "win32/ComPtr.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

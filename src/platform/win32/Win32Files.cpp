@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <cwchar>
 
-#include "platform/win32/DynamicCall.h"
 #include "platform/win32/NativeStatus.h"
-#include "platform/win32/NativeText.h"
 #include "platform/win32/NativeTime.h"
 #include "platform/win32/Win32OpenFile.h"
+#include "win32/DynamicCall.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

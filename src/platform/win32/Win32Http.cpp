@@ -8,7 +8,7 @@
 
 #include "base/RuntimeError.h"
 #include "platform/win32/ComBridge.h"
-#include "platform/win32/ComPtr.h"
+#include "win32/ComPtr.h"
 
 namespace bkfd {
 namespace {

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "platform/win32/NativeStatus.h"
-#include "platform/win32/NativeText.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {
@@ -46,7 +46,7 @@ constexpr std::size_t kLargestTransfer = 1u << 30;
 
 Result<std::unique_ptr<OpenFile>> Win32OpenFile::Open(TextView path, FileMode mode) {
     const Opening opening = OpeningFor(mode);
-    const HANDLE file = CallWithText(
+    OwnedFile file(CallWithText(
         path,
         [&](const wchar_t* name) {
             return ::CreateFileW(name, opening.access, opening.share, nullptr, opening.disposition,
@@ -55,31 +55,27 @@ Result<std::unique_ptr<OpenFile>> Win32OpenFile::Open(TextView path, FileMode mo
         [&](const char* name) {
             return ::CreateFileA(name, opening.access, opening.share, nullptr, opening.disposition,
                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-        });
-    if (file == INVALID_HANDLE_VALUE) return LastFailure();
-    return std::unique_ptr<OpenFile>(new Win32OpenFile(file));
-}
-
-Win32OpenFile::~Win32OpenFile() {
-    ::CloseHandle(file_);
+        }));
+    if (!file.IsThere()) return LastFailure();
+    return std::unique_ptr<OpenFile>(new Win32OpenFile(std::move(file)));
 }
 
 Result<std::uint64_t> Win32OpenFile::GetFileSize() {
     DWORD high = 0;
     ::SetLastError(ERROR_SUCCESS);
-    const DWORD low = ::GetFileSize(file_, &high);
+    const DWORD low = ::GetFileSize(file_.Get(), &high);
     if (low == INVALID_FILE_SIZE && ::GetLastError() != ERROR_SUCCESS) return LastFailure();
     return std::uint64_t{high} << 32 | low;
 }
 
 Result<std::size_t> Win32OpenFile::ReadFile(std::uint64_t offset, std::span<std::uint8_t> buffer) {
-    const Status sought = Seek(file_, offset, FILE_BEGIN);
+    const Status sought = Seek(file_.Get(), offset, FILE_BEGIN);
     if (!sought.IsOk()) return sought;
     std::size_t done = 0;
     while (done < buffer.size()) {
         const auto wanted = static_cast<DWORD>(std::min(buffer.size() - done, kLargestTransfer));
         DWORD got = 0;
-        if (::ReadFile(file_, buffer.data() + done, wanted, &got, nullptr) == 0) {
+        if (::ReadFile(file_.Get(), buffer.data() + done, wanted, &got, nullptr) == 0) {
             return LastFailure();
         }
         if (got == 0) break;
@@ -89,12 +85,13 @@ Result<std::size_t> Win32OpenFile::ReadFile(std::uint64_t offset, std::span<std:
 }
 
 Status Win32OpenFile::WriteFile(std::span<const std::uint8_t> bytes) {
-    const Status sought = Seek(file_, 0, FILE_END);
+    const Status sought = Seek(file_.Get(), 0, FILE_END);
     if (!sought.IsOk()) return sought;
     while (!bytes.empty()) {
         const auto wanted = static_cast<DWORD>(std::min(bytes.size(), kLargestTransfer));
         DWORD written = 0;
-        if (::WriteFile(file_, bytes.data(), wanted, &written, nullptr) == 0) return LastFailure();
+        if (::WriteFile(file_.Get(), bytes.data(), wanted, &written, nullptr) == 0)
+            return LastFailure();
         if (written == 0) return {SystemError::DiskFull};
         bytes = bytes.subspan(written);
     }
@@ -102,7 +99,7 @@ Status Win32OpenFile::WriteFile(std::span<const std::uint8_t> bytes) {
 }
 
 Status Win32OpenFile::FlushFileBuffers() {
-    return StatusOf(::FlushFileBuffers(file_));
+    return StatusOf(::FlushFileBuffers(file_.Get()));
 }
 
 }  // namespace bkfd

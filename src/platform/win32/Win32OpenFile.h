@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Machine.h"
+#include "win32/Handles.h"
 
 namespace bkfd {
 
@@ -8,7 +9,6 @@ namespace bkfd {
 class Win32OpenFile : public OpenFile {
   public:
     static Result<std::unique_ptr<OpenFile>> Open(TextView path, FileMode mode);
-    ~Win32OpenFile() override;
 
     Result<std::uint64_t> GetFileSize() override;
     Result<std::size_t> ReadFile(std::uint64_t offset, std::span<std::uint8_t> buffer) override;
@@ -16,9 +16,9 @@ class Win32OpenFile : public OpenFile {
     Status FlushFileBuffers() override;
 
   private:
-    explicit Win32OpenFile(void* file) : file_(file) {}
+    explicit Win32OpenFile(OwnedFile file) : file_(std::move(file)) {}
 
-    void* file_;  // a HANDLE, always open
+    OwnedFile file_;  // always open
 };
 
 }  // namespace bkfd

@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/win32/DynamicCall.h"
 #include "platform/win32/NativeStatus.h"
-#include "platform/win32/NativeText.h"
+#include "win32/DynamicCall.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

@@ -3,18 +3,11 @@
 #include <windows.h>
 
 #include "base/Utf16Bytes.h"
-#include "platform/win32/NativeText.h"
-#include "platform/win32/Owned.h"
+#include "win32/Handles.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {
-
-struct KeyTraits {
-    using Type = HKEY;
-    static HKEY Invalid() { return nullptr; }
-    static void Close(HKEY key) { ::RegCloseKey(key); }
-};
-using Key = Owned<KeyTraits>;
 
 Status StatusOfCode(LSTATUS code) {
     return {static_cast<std::uint32_t>(code)};
@@ -29,7 +22,7 @@ bool HasNul(TextView name) {
     return name.find(u'\0') != TextView::npos;
 }
 
-Status OpenKey(RegistryRoot root, TextView subkey, REGSAM access, Key& key) {
+Status OpenKey(RegistryRoot root, TextView subkey, REGSAM access, OwnedKey& key) {
     if (HasNul(subkey)) return {SystemError::InvalidName};
     return StatusOfCode(CallWithText(
         subkey,
@@ -41,7 +34,7 @@ Status OpenKey(RegistryRoot root, TextView subkey, REGSAM access, Key& key) {
         }));
 }
 
-Status CreateKey(RegistryRoot root, TextView subkey, Key& key) {
+Status CreateKey(RegistryRoot root, TextView subkey, OwnedKey& key) {
     if (HasNul(subkey)) return {SystemError::InvalidName};
     return StatusOfCode(CallWithText(
         subkey,
@@ -108,7 +101,7 @@ LSTATUS CollectNames(std::vector<std::basic_string<Unit>>& names, Next next) {
 template <class WideNext, class AnsiNext>
 Result<std::vector<Text>> EnumNames(RegistryRoot root, TextView subkey, REGSAM access,
                                     WideNext wideNext, AnsiNext ansiNext) {
-    Key key;
+    OwnedKey key;
     const Status opened = OpenKey(root, subkey, access, key);
     if (!opened.IsOk()) return opened;
     std::vector<Text> names;
@@ -135,7 +128,7 @@ Result<std::vector<Text>> EnumNames(RegistryRoot root, TextView subkey, REGSAM a
 Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryRoot root, TextView subkey,
                                                       TextView name) {
     if (HasNul(name)) return Status{SystemError::InvalidName};
-    Key key;
+    OwnedKey key;
     const Status opened = OpenKey(root, subkey, KEY_QUERY_VALUE, key);
     if (!opened.IsOk()) return opened;
     DWORD type = REG_NONE;
@@ -161,7 +154,7 @@ Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryRoot root, TextVie
 Status Win32Registry::RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
                                      const RegistryValue& value) {
     if (HasNul(name)) return {SystemError::InvalidName};
-    Key key;
+    OwnedKey key;
     const Status created = CreateKey(root, subkey, key);
     if (!created.IsOk()) return created;
     const auto type = static_cast<DWORD>(value.type);
@@ -181,7 +174,7 @@ Status Win32Registry::RegSetValueExW(RegistryRoot root, TextView subkey, TextVie
 
 Status Win32Registry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) {
     if (HasNul(name)) return {SystemError::InvalidName};
-    Key key;
+    OwnedKey key;
     const Status opened = OpenKey(root, subkey, KEY_SET_VALUE, key);
     if (!opened.IsOk()) return opened;
     return StatusOfCode(CallWithText(

@@ -2,8 +2,8 @@
 
 #include <windows.h>
 
-#include "platform/win32/DynamicCall.h"
 #include "platform/win32/NativeStatus.h"
+#include "win32/DynamicCall.h"
 
 namespace bkfd {
 

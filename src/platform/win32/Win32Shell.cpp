@@ -4,9 +4,9 @@
 
 #include <shellapi.h>
 
-#include "platform/win32/DynamicCall.h"
 #include "platform/win32/NativeStatus.h"
-#include "platform/win32/NativeText.h"
+#include "win32/DynamicCall.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

@@ -7,8 +7,8 @@
 #include <optional>
 
 #include "platform/win32/NativeStatus.h"
-#include "platform/win32/NativeText.h"
 #include "platform/win32/NativeTime.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

@@ -22,7 +22,7 @@ NativeControl::NativeControl(Control& control, NativeForm& form) : target_(&cont
 
 NativeControl::~NativeControl() {
     if (!window_) return;
-    form_.Unbatch(*this);
+    form_.Drop(*this);
     ReplaceProcedure(window_, original_);
     ::RemovePropA(window_, kControlProperty);
     ::DestroyWindow(window_);
@@ -33,7 +33,7 @@ NativeControl* NativeControl::Of(HWND window) {
 }
 
 void NativeControl::Realise(HWND parent) {
-    window_ = Make(parent, form_.AreaOf(*target_));
+    window_ = Make(parent, form_.Scale().AreaOf(*target_));
     if (!window_) return;
     ::SetPropA(window_, kControlProperty, this);
     original_ = ReplaceProcedure(window_, &NativeControl::Procedure);
@@ -48,7 +48,7 @@ HWND NativeControl::MakeChild(HWND parent, const RECT& area, TextView className,
     if (!target_->Enabled()) all |= WS_DISABLED;
     if (target_->TakesFocus()) all |= WS_TABSTOP;
     const HWND window = Create(extendedStyle, className, text, all, area, parent);
-    if (window) Send(window, WM_SETFONT, reinterpret_cast<WPARAM>(form_.TextFont()), FALSE);
+    if (window) Send(window, WM_SETFONT, reinterpret_cast<WPARAM>(form_.Fonts().Plain()), FALSE);
     return window;
 }
 
@@ -63,7 +63,7 @@ void NativeControl::Mirror(Change change) {
             ::ShowWindow(window_, target_->Visible() ? SW_SHOWNA : SW_HIDE);
             break;
         case Aspect::Bounds:
-            form_.Move(*this, form_.AreaOf(*target_));
+            form_.Layout().Move(window_, form_.Scale().AreaOf(*target_));
             break;
         default:
             break;
@@ -122,7 +122,8 @@ std::optional<LRESULT> NativeControl::Received(UINT, WPARAM, LPARAM) {
 void NativeControl::ReportMouseUp(int button, LPARAM lParam) {
     const int x = static_cast<short>(LOWORD(lParam));
     const int y = static_cast<short>(HIWORD(lParam));
-    target_->MouseUp(button, CurrentShift(), form_.ToTwips(x), form_.ToTwips(y));
+    const PixelScale& scale = form_.Scale();
+    target_->MouseUp(button, CurrentShift(), scale.ToTwips(x), scale.ToTwips(y));
 }
 
 }  // namespace bkfd::native

@@ -33,24 +33,22 @@ class NativeButton : public NativeControl {
 class NativePanel : public NativeControl {
   public:
     using NativeControl::NativeControl;
-    ~NativePanel() override {
-        if (page_) ::DeleteObject(page_);
-    }
 
     void Settle() override {
-        if (page_) ::DeleteObject(page_);
-        page_ = nullptr;
+        page_ = OwnedBrush();
         for (const Control* sibling : Target()->Parent()->Children()) {
             if (!dynamic_cast<const TabStrip*>(sibling)) continue;
             const NativeControl* strip = OwningForm().Find(*sibling);
-            if (strip) page_ = ::CreateSolidBrush(TabPageColour(strip->Window()));
+            if (strip) page_ = OwnedBrush(::CreateSolidBrush(TabPageColour(strip->Window())));
         }
     }
-    HBRUSH Background() const override { return page_ ? page_ : ::GetSysColorBrush(COLOR_BTNFACE); }
+    HBRUSH Background() const override {
+        return page_.IsThere() ? page_.Get() : ::GetSysColorBrush(COLOR_BTNFACE);
+    }
 
   protected:
     HWND Make(HWND parent, const RECT& area) override {
-        RegisterWindowClass(kPanelClass, IsWide() ? ::DefWindowProcW : ::DefWindowProcA, 0);
+        RegisterWindowClass(kPanelClass, DefaultProcedure(), 0);
         return MakeChild(parent, area, FromAscii(kPanelClass), u"", WS_CLIPCHILDREN,
                          WS_EX_CONTROLPARENT);
     }
@@ -65,7 +63,7 @@ class NativePanel : public NativeControl {
     }
 
   private:
-    HBRUSH page_ = nullptr;
+    OwnedBrush page_;
 };
 
 class NativeBareChild : public NativeControl {

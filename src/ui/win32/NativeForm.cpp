@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "ui/Button.h"
+#include "ui/win32/PictureResources.h"
 #include "ui/win32/Scope.h"
 #include "ui/win32/Win32Toolkit.h"
 
@@ -14,7 +15,6 @@ constexpr char kClass[] = "BrackenfoldForm";
 constexpr char kFormProperty[] = "BkfdForm";
 constexpr UINT kActivated = WM_APP + 1;
 constexpr UINT kThemeChanged = 0x031A;  // WM_THEMECHANGED, unknown before Windows XP
-constexpr int kTwipsPerInch = 1440;
 
 DWORD StyleOf(const Form& form) {
     switch (form.Border()) {
@@ -35,14 +35,6 @@ DWORD ExtendedStyleOf(const Form& form) {
                                               : WS_EX_CONTROLPARENT;
 }
 
-HFONT Variation(HFONT font, LONG weight, BYTE underline) {
-    LOGFONTA description = {};
-    ::GetObjectA(font, sizeof description, &description);
-    if (weight != 0) description.lfWeight = weight;
-    description.lfUnderline = underline;
-    return ::CreateFontIndirectA(&description);
-}
-
 HWND WindowOf(const Form* form) {
     return form ? reinterpret_cast<HWND>(TheToolkit().NativeHandle(*form)) : nullptr;
 }
@@ -50,28 +42,17 @@ HWND WindowOf(const Form* form) {
 }  // namespace
 
 NativeForm::NativeForm(Form& form, Win32Toolkit& toolkit, HFONT font, int dotsPerInch)
-    : target_(&form),
-      toolkit_(toolkit),
-      font_(font),
-      boldFont_(Variation(font, FW_BOLD, FALSE)),
-      linkFont_(Variation(font, 0, TRUE)),
-      dotsPerInch_(dotsPerInch) {
+    : target_(&form), toolkit_(toolkit), fonts_(font), scale_(dotsPerInch) {
     RegisterWindowClass(kClass, &NativeForm::Procedure, CS_DBLCLKS);
     const SIZE frame = FrameOf(form);
-    const RECT area = {0, 0, ToPixels(form.Width()) + frame.cx, ToPixels(form.Height()) + frame.cy};
+    const RECT area = {0, 0, scale_.ToPixels(form.Width()) + frame.cx,
+                       scale_.ToPixels(form.Height()) + frame.cy};
     const Scope deaf(applying_);
     window_ = Create(ExtendedStyleOf(form), FromAscii(kClass), form.Caption(), StyleOf(form), area,
                      WindowOf(form.Owner()));
     if (!window_) return;
     ::SetPropA(window_, kFormProperty, this);
-    const auto icon = [&](int size, int x, int y) {
-        const HICON loaded =
-            LoadIconResource(form.IconName(), ::GetSystemMetrics(x), ::GetSystemMetrics(y));
-        if (loaded)
-            Send(window_, WM_SETICON, static_cast<WPARAM>(size), reinterpret_cast<LPARAM>(loaded));
-    };
-    icon(ICON_BIG, SM_CXICON, SM_CYICON);
-    icon(ICON_SMALL, SM_CXSMICON, SM_CYSMICON);
+    ShowIcons();
     ReplaceMenu();
     ::SetWindowPos(window_, nullptr, 0, 0, area.right, area.bottom,
                    SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
@@ -84,16 +65,20 @@ NativeForm::NativeForm(Form& form, Win32Toolkit& toolkit, HFONT font, int dotsPe
 NativeForm::~NativeForm() {
     abandoned_.clear();
     while (!controls_.empty()) controls_.pop_back();  // what stands in a panel goes before it
-    if (window_) {
-        for (const int size : {ICON_BIG, ICON_SMALL}) {
-            const LRESULT old = Send(window_, WM_SETICON, static_cast<WPARAM>(size), 0);
-            if (old) ::DestroyIcon(reinterpret_cast<HICON>(old));
+    if (!window_) return;
+    ::RemovePropA(window_, kFormProperty);
+    ::DestroyWindow(window_);
+}
+
+void NativeForm::ShowIcons() {
+    const auto show = [this](OwnedIcon& icon, WPARAM size, int x, int y) {
+        icon = LoadIconResource(target_->IconName(), ::GetSystemMetrics(x), ::GetSystemMetrics(y));
+        if (icon.IsThere()) {
+            Send(window_, WM_SETICON, size, reinterpret_cast<LPARAM>(icon.Get()));
         }
-        ::RemovePropA(window_, kFormProperty);
-        ::DestroyWindow(window_);
-    }
-    ::DeleteObject(boldFont_);
-    ::DeleteObject(linkFont_);
+    };
+    show(icon_, ICON_BIG, SM_CXICON, SM_CYICON);
+    show(smallIcon_, ICON_SMALL, SM_CXSMICON, SM_CYSMICON);
 }
 
 NativeForm* NativeForm::Of(HWND window) {
@@ -104,30 +89,6 @@ SIZE NativeForm::FrameOf(const Form& form) {
     RECT area = {};
     ::AdjustWindowRectEx(&area, StyleOf(form), !form.MenuBar().empty(), ExtendedStyleOf(form));
     return {area.right - area.left, area.bottom - area.top};
-}
-
-int NativeForm::ToPixels(int twips) const {
-    return ::MulDiv(twips, dotsPerInch_, kTwipsPerInch);
-}
-
-int NativeForm::ToTwips(int pixels) const {
-    return ::MulDiv(pixels, kTwipsPerInch, dotsPerInch_);
-}
-
-// The edges are rounded, not the sizes: neighbours meet without a gap.
-RECT NativeForm::ToPixels(const Bounds& bounds) const {
-    return {ToPixels(bounds.left), ToPixels(bounds.top), ToPixels(bounds.left + bounds.width),
-            ToPixels(bounds.top + bounds.height)};
-}
-
-// A container's size is rounded by itself: what ends at its edge isn't cut off.
-RECT NativeForm::AreaOf(const Control& control) const {
-    RECT area = ToPixels(control.Area());
-    if (dynamic_cast<const Container*>(&control)) {
-        area.right = area.left + ToPixels(control.Width());
-        area.bottom = area.top + ToPixels(control.Height());
-    }
-    return area;
 }
 
 void NativeForm::RealiseChildren(Container& container, HWND parent) {
@@ -204,20 +165,22 @@ void NativeForm::Mirror(Change change) {
         case Aspect::Menu:
             ReplaceMenu();
             break;
-        case Aspect::Bounds: {
-            RECT client = {};
-            ::GetClientRect(window_, &client);
-            const RECT wanted = ToPixels({0, 0, target_->Width(), target_->Height()});
-            if (::EqualRect(&client, &wanted)) break;
-            const SIZE frame = FrameOf(*target_);
-            ::SetWindowPos(window_, nullptr, 0, 0, ToPixels(target_->Width()) + frame.cx,
-                           ToPixels(target_->Height()) + frame.cy,
-                           SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+        case Aspect::Bounds:
+            SetClientSize();
             break;
-        }
         default:
             break;
     }
+}
+
+void NativeForm::SetClientSize() {
+    RECT client = {};
+    ::GetClientRect(window_, &client);
+    const RECT wanted = scale_.ToPixels(Bounds{0, 0, target_->Width(), target_->Height()});
+    if (::EqualRect(&client, &wanted)) return;
+    const SIZE frame = FrameOf(*target_);
+    ::SetWindowPos(window_, nullptr, 0, 0, wanted.right + frame.cx, wanted.bottom + frame.cy,
+                   SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 void NativeForm::SetShown() {
@@ -225,12 +188,7 @@ void NativeForm::SetShown() {
         ::ShowWindow(window_, SW_HIDE);
         return;
     }
-    const HWND owner = WindowOf(target_->Owner());
-    if (IsWide()) {
-        ::SetWindowLongPtrW(window_, GWLP_HWNDPARENT, reinterpret_cast<LONG_PTR>(owner));
-    } else {
-        ::SetWindowLongPtrA(window_, GWLP_HWNDPARENT, reinterpret_cast<LONG_PTR>(owner));
-    }
+    SetOwner(window_, WindowOf(target_->Owner()));
     ::EnableWindow(window_, target_->Enabled() && !target_->IsBlocked());
     FitOnScreen();
     ::ShowWindow(window_, SW_SHOW);
@@ -278,13 +236,8 @@ void NativeForm::ShowDefaultButton() {
     }
 }
 
-void NativeForm::Move(NativeControl& native, const RECT& area) {
-    moved_.push_back({&native, area});
-    if (batching_ == 0) MoveAll();
-}
-
-void NativeForm::Unbatch(const NativeControl& native) {
-    std::erase_if(moved_, [&](const Moved& moved) { return moved.native == &native; });
+void NativeForm::Drop(const NativeControl& native) {
+    placements_.Forget(native.Window());
     std::erase(frozen_, &native);
 }
 
@@ -292,39 +245,16 @@ void NativeForm::Thaw() {
     for (NativeControl* native : std::exchange(frozen_, {})) native->Thaw();
 }
 
-// Windows of one parent move in one step each, so that nothing flickers.
-void NativeForm::MoveAll() {
-    std::vector<Moved> moved = std::move(moved_);
-    moved_.clear();
-    const auto parentOf = [](const Moved& each) { return ::GetParent(each.native->Window()); };
-    while (!moved.empty()) {
-        const HWND parent = parentOf(moved.front());
-        HDWP step = ::BeginDeferWindowPos(static_cast<int>(moved.size()));
-        for (const Moved& each : moved) {
-            if (parentOf(each) != parent || !step) continue;
-            const RECT& area = each.area;
-            step = ::DeferWindowPos(step, each.native->Window(), nullptr, area.left, area.top,
-                                    area.right - area.left, area.bottom - area.top,
-                                    SWP_NOZORDER | SWP_NOACTIVATE);
-        }
-        if (step) ::EndDeferWindowPos(step);
-        std::erase_if(moved, [&](const Moved& each) { return parentOf(each) == parent; });
-    }
-}
-
 void NativeForm::Resize(int width, int height) {
-    {
-        const Scope batch(batching_);
-        target_->UserResize(ToTwips(width), ToTwips(height));
-    }
-    if (target_ && batching_ == 0) MoveAll();
+    placements_.InBatch(
+        [&] { target_->UserResize(scale_.ToTwips(width), scale_.ToTwips(height)); });
 }
 
 // The native window may have a size that the form knows nothing of.
 void NativeForm::AdoptSize() {
     RECT client = {};
     ::GetClientRect(window_, &client);
-    const RECT known = ToPixels({0, 0, target_->Width(), target_->Height()});
+    const RECT known = scale_.ToPixels(Bounds{0, 0, target_->Width(), target_->Height()});
     if (::IsIconic(window_) || ::EqualRect(&client, &known)) return;
     Guard([&] { Resize(client.right, client.bottom); });
 }
@@ -342,7 +272,7 @@ void NativeForm::PaintOutlines() {
     PAINTSTRUCT paint = {};
     const HDC device = ::BeginPaint(window_, &paint);
     for (const Outline& outline : target_->Outlines()) {
-        const RECT area = ToPixels(outline.area);
+        const RECT area = scale_.ToPixels(outline.area);
         const COLORREF colour = IsHighContrast() ? ::GetSysColor(COLOR_WINDOWTEXT)
                                                  : static_cast<COLORREF>(outline.colour);
         const HBRUSH brush = ::CreateSolidBrush(colour);

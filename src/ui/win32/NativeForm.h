@@ -1,12 +1,15 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <vector>
 
 #include "ui/Form.h"
 #include "ui/win32/NativeControl.h"
+#include "ui/win32/NativeMenu.h"
+#include "ui/win32/PixelScale.h"
+#include "ui/win32/Placements.h"
+#include "ui/win32/TextFonts.h"
 
 namespace bkfd {
 class Win32Toolkit;
@@ -25,15 +28,9 @@ class NativeForm {
 
     HWND Window() const { return window_; }
     Form* Target() const { return target_; }
-    HFONT TextFont() const { return font_; }
-    HFONT LinkFont() const { return linkFont_; }
-    HFONT BoldFont() const { return boldFont_; }
-
-    RECT ToPixels(const Bounds& bounds) const;
-    /// Where the control stands in its container.
-    RECT AreaOf(const Control& control) const;
-    int ToPixels(int twips) const;
-    int ToTwips(int pixels) const;
+    const TextFonts& Fonts() const { return fonts_; }
+    const PixelScale& Scale() const { return scale_; }
+    Placements& Layout() { return placements_; }
 
     void Mirror(Change change);
     NativeControl* Find(const Control& control) const;
@@ -50,14 +47,13 @@ class NativeForm {
     void Guard(const std::function<void()>& action);
     /// The same for a command of the user's, which may take long.
     void Work(const std::function<void()>& command);
-    /// Moves the native now, or with the others when the form's layout is done.
-    void Move(NativeControl& native, const RECT& area);
     /// Marks the button that Enter presses now.
     void ShowDefaultButton();
     /// `Thaw` is called before the next message is waited for.
     void ThawLater(NativeControl& native) { frozen_.push_back(&native); }
     void Thaw();
-    void Unbatch(const NativeControl& native);
+    /// The native's window goes.
+    void Drop(const NativeControl& native);
 
     /// Key and character messages before they are dispatched. True if the message is done with.
     bool HandleKey(MSG& message);
@@ -76,8 +72,9 @@ class NativeForm {
     static LRESULT CALLBACK Procedure(HWND, UINT, WPARAM, LPARAM);
     LRESULT Process(UINT message, WPARAM wParam, LPARAM lParam);
     std::optional<LRESULT> Received(UINT message, WPARAM wParam, LPARAM lParam);
+    void ShowIcons();
     void RealiseChildren(Container& container, HWND parent);
-    void ReplaceMenu();
+    void ReplaceMenu() { menuBar_.Replace(window_, target_->MenuBar()); }
     void ChooseMenu(UINT id);
     void SetShown();
     void FitOnScreen();
@@ -86,8 +83,8 @@ class NativeForm {
     void AdoptSize();
     void AdoptColours(UINT message, WPARAM wParam, LPARAM lParam);
     std::optional<LRESULT> FromStatic(HDC device, HWND window);
-    void MoveAll();
     void PaintOutlines();
+    void SetClientSize();
     bool HandleKeyDown(MSG& message);
     bool HandleCharacter(MSG& message);
     void MoveFocus(bool forward);
@@ -95,21 +92,16 @@ class NativeForm {
     Form* target_;
     Win32Toolkit& toolkit_;
     HWND window_ = nullptr;
-    HFONT font_;
-    HFONT boldFont_;
-    HFONT linkFont_;
-    int dotsPerInch_;
+    TextFonts fonts_;
+    PixelScale scale_;
+    NativeMenuBar menuBar_;
+    Placements placements_;
+    OwnedIcon icon_;
+    OwnedIcon smallIcon_;
     SIZE leastSize_ = {};  // of the whole window
     std::vector<std::unique_ptr<NativeControl>> controls_;
     std::vector<std::unique_ptr<NativeControl>> abandoned_;
-    std::vector<Weak<MenuItem>> menuEntries_;
-    struct Moved {
-        NativeControl* native;
-        RECT area;
-    };
-    std::vector<Moved> moved_;
     std::vector<NativeControl*> frozen_;
-    int batching_ = 0;
     int applying_ = 0;
     int busy_ = 0;
 };

@@ -15,18 +15,6 @@ bool IsCommandKey(int code) {
     return code >= Key::F1 && code < Key::F1 + 24;
 }
 
-// Entries are numbered from 1 through all menus of the bar.
-void AppendEntries(HMENU native, const MenuItem& menu, std::vector<Weak<MenuItem>>& numbered) {
-    for (MenuItem* entry : menu.Entries()) {
-        if (!entry->Visible()) continue;
-        numbered.emplace_back(entry);
-        const UINT flags = entry->IsSeparator() ? MF_SEPARATOR
-                           : entry->Enabled()   ? MF_ENABLED
-                                                : MF_GRAYED;
-        AppendMenuEntry(native, flags, numbered.size(), entry->Caption());
-    }
-}
-
 }  // namespace
 
 bool NativeForm::HandleKey(MSG& message) {
@@ -112,31 +100,11 @@ bool NativeForm::HandleCharacter(MSG& message) {
     return character == 0;
 }
 
-void NativeForm::ReplaceMenu() {
-    const HMENU old = ::GetMenu(window_);
-    menuEntries_.clear();
-    HMENU bar = nullptr;
-    for (const MenuItem* menu : target_->MenuBar()) {
-        if (!menu->Visible()) continue;
-        if (!bar) bar = ::CreateMenu();
-        const HMENU entries = ::CreatePopupMenu();
-        AppendEntries(entries, *menu, menuEntries_);
-        AppendMenuEntry(bar, MF_POPUP | (menu->Enabled() ? MF_ENABLED : MF_GRAYED),
-                        reinterpret_cast<UINT_PTR>(entries), menu->Caption());
-    }
-    ::SetMenu(window_, bar);
-    if (old) ::DestroyMenu(old);
-}
-
 void NativeForm::ChooseMenu(UINT id) {
-    if (id == 0 || id > menuEntries_.size()) return;
-    if (MenuItem* entry = menuEntries_[id - 1].Get()) Work([&] { entry->Choose(); });
+    if (MenuItem* entry = menuBar_.Find(id)) Work([&] { entry->Choose(); });
 }
 
 MenuItem* NativeForm::TrackPopup(MenuItem& menu, bool atFocus) {
-    const HMENU native = ::CreatePopupMenu();
-    std::vector<Weak<MenuItem>> entries;
-    AppendEntries(native, menu, entries);
     POINT place = {};
     ::GetCursorPos(&place);
     if (atFocus) {
@@ -145,11 +113,7 @@ MenuItem* NativeForm::TrackPopup(MenuItem& menu, bool atFocus) {
         place = control ? control->MenuPlace() : POINT{};
         ::ClientToScreen(focus, &place);
     }
-    const auto id = static_cast<std::size_t>(
-        ::TrackPopupMenu(native, TPM_RETURNCMD | TPM_NONOTIFY | TPM_RIGHTBUTTON, place.x, place.y,
-                         0, window_, nullptr));
-    ::DestroyMenu(native);
-    return id == 0 || id > entries.size() ? nullptr : entries[id - 1].Get();
+    return native::TrackPopup(window_, menu, place);
 }
 
 }  // namespace bkfd::native

@@ -1,8 +1,12 @@
 #include <algorithm>
 
 #include "ui/Keys.h"
+#include "ui/win32/CellTip.h"
+#include "ui/win32/Colours.h"
 #include "ui/win32/NativeForm.h"
 #include "ui/win32/NativeLists.h"
+#include "ui/win32/PictureResources.h"
+#include "ui/win32/Scope.h"
 
 namespace bkfd::native {
 namespace {
@@ -10,9 +14,6 @@ namespace {
 class NativeListView : public NativeControl {
   public:
     using NativeControl::NativeControl;
-    ~NativeListView() override {
-        if (icons_) ::ImageList_Destroy(icons_);
-    }
 
     POINT MenuPlace() const override {
         const std::size_t row = NativeSelection();
@@ -30,10 +31,10 @@ class NativeListView : public NativeControl {
             WS_EX_CLIENTEDGE);
     }
     void ReplayState() override {
-        // A text that is cut off is shown whole under the pointer, where the system can do that.
-        constexpr LPARAM kLabelTip = 0x4000;  // LVS_EX_LABELTIP
-        Tell(LVM_SETEXTENDEDLISTVIEWSTYLE, 0, LVS_EX_FULLROWSELECT | kLabelTip);
-        MakeIcons();
+        Tell(LVM_SETEXTENDEDLISTVIEWSTYLE, 0, LVS_EX_FULLROWSELECT);
+        tip_.Attach(Window());
+        icons_ = LoadSmallIcons(As<ListView>()->Images());
+        Tell(LVM_SETIMAGELIST, LVSIL_SMALL, reinterpret_cast<LPARAM>(icons_.Get()));
         MakeColumns();
         Tell(WM_SETREDRAW, FALSE);
         for (std::size_t row = 1; row <= As<ListView>()->Count(); ++row) Insert(row);
@@ -97,12 +98,16 @@ class NativeListView : public NativeControl {
     }
     std::optional<LRESULT> Received(UINT message, WPARAM wParam, LPARAM lParam) override {
         if (message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN) reported_ = false;
-        if (message == WM_WINDOWPOSCHANGED) {
-            const LRESULT result = CallOriginalProcedure(message, wParam, lParam);
-            FitLastColumn();
-            return result;
+        if (message >= WM_MOUSEFIRST && message <= WM_MBUTTONDBLCLK) {
+            PointTip({static_cast<short>(LOWORD(lParam)), static_cast<short>(HIWORD(lParam))});
+            tip_.Relay(message, wParam, lParam);
         }
-        return std::nullopt;
+        const bool resizes = message == WM_WINDOWPOSCHANGED || message == WM_SIZE;
+        if (!resizes && !IsHeaderChange(message, lParam)) return std::nullopt;
+        const LRESULT result = CallOriginalProcedure(message, wParam, lParam);
+        FitLastColumn();
+        if (!resizes && !frozen_) ::InvalidateRect(Window(), nullptr, TRUE);
+        return result;
     }
 
   private:
@@ -115,25 +120,16 @@ class NativeListView : public NativeControl {
         OwningForm().ThawLater(*this);
     }
 
-    void MakeIcons() {
-        const auto& images = As<ListView>()->Images();
-        if (images.empty()) return;
-        const int width = ::GetSystemMetrics(SM_CXSMICON);
-        const int height = ::GetSystemMetrics(SM_CYSMICON);
-        constexpr UINT kColours = 0x20 | ILC_MASK;  // 32 bits: half transparent edges
-        icons_ = ::ImageList_Create(width, height, kColours, static_cast<int>(images.size()), 0);
-        for (std::size_t place = 0; place < images.size(); ++place) {
-            const HICON icon = LoadIconResource(images[place].resource, width, height);
-            // Each image has its place, also one that can't be loaded.
-            ::ImageList_ReplaceIcon(icons_, -1,
-                                    icon ? icon : ::LoadIconA(nullptr, IDI_APPLICATION));
-            if (icon) ::DestroyIcon(icon);
-        }
-        Tell(LVM_SETIMAGELIST, LVSIL_SMALL, reinterpret_cast<LPARAM>(icons_));
+    // The list scrolls what stands behind a divider that moves, and leaves pieces of the texts: it
+    // is drawn anew.
+    static bool IsHeaderChange(UINT message, LPARAM lParam) {
+        if (message != WM_NOTIFY) return false;
+        const UINT code = reinterpret_cast<const NMHDR*>(lParam)->code;
+        return code == HDN_ITEMCHANGEDW || code == HDN_ITEMCHANGEDA;
     }
 
     LPARAM WidthOf(std::size_t column) const {
-        return OwningForm().ToPixels(As<ListView>()->Columns()[column - 1].width);
+        return OwningForm().Scale().ToPixels(As<ListView>()->Columns()[column - 1].width);
     }
 
     void MakeColumns() {
@@ -153,7 +149,8 @@ class NativeListView : public NativeControl {
     // The last column takes what the others leave, which hangs on the scroll bar, but no less than
     // half of its own width.
     void FitLastColumn() {
-        if (!Target()) return;
+        if (!Target() || fitting_ > 0) return;
+        const Scope fitting(fitting_);
         const std::size_t last = As<ListView>()->Columns().size();
         if (last == 0) return;
         RECT client = {};
@@ -167,11 +164,8 @@ class NativeListView : public NativeControl {
     }
 
     int IconOf(const ListItem& item) const {
-        const auto& images = As<ListView>()->Images();
-        const auto found = std::find_if(images.begin(), images.end(), [&](const auto& image) {
-            return image.key == item.SmallIcon();
-        });
-        return found == images.end() ? I_IMAGENONE : static_cast<int>(found - images.begin());
+        const int place = PlaceOfImage(As<ListView>()->Images(), item.SmallIcon());
+        return place < 0 ? I_IMAGENONE : place;
     }
 
     void Insert(std::size_t row) {
@@ -258,8 +252,56 @@ class NativeListView : public NativeControl {
         POINT place = {};
         ::GetCursorPos(&place);
         ::ScreenToClient(Window(), &place);
-        view.MouseUp(button, CurrentShift(), OwningForm().ToTwips(place.x),
-                     OwningForm().ToTwips(place.y));
+        const PixelScale& scale = OwningForm().Scale();
+        view.MouseUp(button, CurrentShift(), scale.ToTwips(place.x), scale.ToTwips(place.y));
+    }
+
+    struct Cell {
+        std::size_t row;     // from 1; 0 for no cell
+        std::size_t column;  // from 0
+        RECT area;
+    };
+
+    /// The cell at a client position. The system's own search came later than Windows 95.
+    Cell CellAt(POINT place) const {
+        const auto top = static_cast<WPARAM>(Tell(LVM_GETTOPINDEX));
+        RECT area = {LVIR_BOUNDS, 0, 0, 0};
+        if (!Tell(LVM_GETITEMRECT, top, reinterpret_cast<LPARAM>(&area))) return {};
+        const LONG height = area.bottom - area.top;
+        if (place.y < area.top || height <= 0) return {};
+        const LONG below = (place.y - area.top) / height;
+        const std::size_t row = top + static_cast<std::size_t>(below) + 1;
+        if (row > As<ListView>()->Count()) return {};
+        ::OffsetRect(&area, 0, below * height);
+        for (std::size_t column = 0; column < As<ListView>()->Columns().size(); ++column) {
+            area.right = area.left + static_cast<LONG>(Tell(LVM_GETCOLUMNWIDTH, column));
+            if (place.x < area.right) return {row, column, area};
+            area.left = area.right;
+        }
+        return {};
+    }
+
+    bool IsCutOff(const Cell& cell, const Text& text, bool isBold) const {
+        constexpr LONG kMargins = 12;  // what the system leaves beside a text
+        RECT label = cell.area;
+        if (cell.column == 0) {  // behind the icon
+            label.left = LVIR_LABEL;
+            Tell(LVM_GETITEMRECT, cell.row - 1, reinterpret_cast<LPARAM>(&label));
+        }
+        const WindowDevice device(Window());
+        const TextFonts& fonts = OwningForm().Fonts();
+        const Selected font(device.Get(), isBold ? fonts.Bold() : fonts.Plain());
+        return Measure(device.Get(), text).cx + kMargins > cell.area.right - label.left;
+    }
+
+    void PointTip(POINT place) {
+        const Cell cell = CellAt(place);
+        if (cell.row == 0) return tip_.Point({}, {});
+        const ListItem& item = *As<ListView>()->Item(cell.row);
+        const ListItem::SubItem& sub = item.GetSubItem(cell.column);
+        const Text& text = cell.column == 0 ? item.GetText() : sub.text;
+        if (!IsCutOff(cell, text, sub.bold)) return tip_.Point({}, {});
+        tip_.Point(cell.area, text);
     }
 
     /// Selected, while the focus is elsewhere: on the strong background of a focused selection a
@@ -283,21 +325,25 @@ class NativeListView : public NativeControl {
         if (row > As<ListView>()->Count()) return CDRF_DODEFAULT;
         const auto column = static_cast<std::size_t>(draw.iSubItem);
         const ListItem::SubItem& sub = As<ListView>()->Item(row)->GetSubItem(column);
+        const TextFonts& fonts = OwningForm().Fonts();
         // Set for each cell: the system keeps what the cell before has asked for.
-        ::SelectObject(draw.nmcd.hdc, sub.bold ? OwningForm().BoldFont() : OwningForm().TextFont());
+        ::SelectObject(draw.nmcd.hdc, sub.bold ? fonts.Bold() : fonts.Plain());
         const bool coloured = sub.colour != ListItem::kWindowText && !IsHighContrast();
         draw.clrText =
             coloured ? static_cast<COLORREF>(sub.colour) : ::GetSysColor(COLOR_WINDOWTEXT);
-        if (coloured && IsRestingSelection(draw.nmcd.uItemState)) {
-            // Drawn as an ordinary cell on the same background: the system gives the text of
-            // selected ones a colour of its own.
+        if (IsRestingSelection(draw.nmcd.uItemState)) {
+            // Drawn as an ordinary cell: the system gives selected ones colours of its own.
             draw.nmcd.uItemState &= ~static_cast<UINT>(CDIS_SELECTED);
-            draw.clrTextBk = ::GetSysColor(COLOR_BTNFACE);
+            const Colours resting = RestingSelection();
+            draw.clrTextBk = resting.background;
+            if (!coloured) draw.clrText = resting.text;
         }
         return CDRF_NEWFONT;
     }
 
-    HIMAGELIST icons_ = nullptr;
+    OwnedImageList icons_;
+    CellTip tip_;
+    int fitting_ = 0;
     bool reported_ = false;
     bool frozen_ = false;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ui/win32/NativeForm.h"
+#include "ui/win32/PictureResources.h"
 
 namespace bkfd::native {
 namespace {
@@ -51,11 +52,9 @@ class NativeListBox : public NativeControl {
         const Text& line = As<ListBox>()->Line(row);
         Tell(LB_INSERTSTRING, row - 1, NativeText(line).Param());
         constexpr int kMargin = 8;
-        const HDC device = ::GetDC(Window());
-        const HGDIOBJ before = ::SelectObject(device, OwningForm().TextFont());
-        const int width = static_cast<int>(Measure(device, line).cx) + kMargin;
-        ::SelectObject(device, before);
-        ::ReleaseDC(Window(), device);
+        const WindowDevice device(Window());
+        const Selected font(device.Get(), OwningForm().Fonts().Plain());
+        const int width = static_cast<int>(Measure(device.Get(), line).cx) + kMargin;
         if (width <= widest_) return;
         widest_ = width;
         Tell(LB_SETHORIZONTALEXTENT, static_cast<WPARAM>(widest_));
@@ -84,11 +83,15 @@ class NativeTabStrip : public NativeControl {
         return MakeChild(parent, area, u"SysTabControl32", u"", 0);
     }
     void ReplayState() override {
+        const auto& images = As<TabStrip>()->Images();
+        icons_ = LoadSmallIcons(images);
+        Tell(TCM_SETIMAGELIST, 0, reinterpret_cast<LPARAM>(icons_.Get()));
         int place = 0;
         for (const TabStrip::Tab& tab : As<TabStrip>()->Tabs()) {
             const NativeText caption(tab.caption);
             TCITEMW item = {};
-            item.mask = TCIF_TEXT;
+            item.mask = TCIF_TEXT | TCIF_IMAGE;
+            item.iImage = PlaceOfImage(images, tab.key);
             item.pszText = caption.Field();
             Tell(Either(TCM_INSERTITEMW, TCM_INSERTITEMA), static_cast<WPARAM>(place++),
                  reinterpret_cast<LPARAM>(&item));
@@ -105,6 +108,9 @@ class NativeTabStrip : public NativeControl {
         As<TabStrip>()->UserSelect(static_cast<std::size_t>(Tell(TCM_GETCURSEL)) + 1);
         return 0;
     }
+
+  private:
+    OwnedImageList icons_;
 };
 
 }  // namespace

@@ -1,31 +1,12 @@
 #include "ui/win32/NativeStatic.h"
 
-#include <cstdlib>
-
 #include "ui/Keys.h"
+#include "ui/win32/Colours.h"
 #include "ui/win32/NativeForm.h"
+#include "ui/win32/PictureResources.h"
 
 namespace bkfd::native {
 namespace {
-
-int Brightness(COLORREF colour) {
-    return (GetRValue(colour) * 3 + GetGValue(colour) * 6 + GetBValue(colour)) / 10;
-}
-
-// Windows 95 has no colour for links, and some colour schemes have one that can't be read on a
-// window's background.
-COLORREF LinkColour() {
-    constexpr int kHotLight = 26;  // COLOR_HOTLIGHT
-    constexpr COLORREF kBlue = RGB(0, 51, 153);
-    constexpr int kLeastContrast = 80;
-    const int background = Brightness(::GetSysColor(COLOR_BTNFACE));
-    const auto isReadable = [&](COLORREF colour) {
-        return std::abs(background - Brightness(colour)) >= kLeastContrast;
-    };
-    const COLORREF link = ::GetSysColor(kHotLight);
-    if (::GetSysColorBrush(kHotLight) && isReadable(link)) return link;
-    return isReadable(kBlue) ? kBlue : ::GetSysColor(COLOR_BTNTEXT);
-}
 
 class NativeLabel : public NativeStatic {
   public:
@@ -90,15 +71,13 @@ class NativeLabel : public NativeStatic {
         const LRESULT result = CallOriginalProcedure(WM_PAINT, wParam, lParam);
         RECT area = {};
         ::GetClientRect(Window(), &area);
-        const HDC device = ::GetDC(Window());
-        ::DrawFocusRect(device, &area);
-        ::ReleaseDC(Window(), device);
+        ::DrawFocusRect(WindowDevice(Window()).Get(), &area);
         return result;
     }
 
     void ChooseFont() {
         const HFONT font =
-            As<Label>()->IsLink() ? OwningForm().LinkFont() : OwningForm().TextFont();
+            As<Label>()->IsLink() ? OwningForm().Fonts().Link() : OwningForm().Fonts().Plain();
         Tell(WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
     }
 };
@@ -108,11 +87,10 @@ class NativeLabel : public NativeStatic {
 class NativePicture : public NativeStatic {
   public:
     using NativeStatic::NativeStatic;
-    ~NativePicture() override { Drop(); }
 
   protected:
     HWND Make(HWND parent, const RECT& area) override {
-        return MakeChild(parent, area, u"Static", u"", SS_LEFT | SS_NOTIFY);
+        return MakeChild(parent, area, u"Static", As<Picture>()->Caption(), SS_LEFT | SS_NOTIFY);
     }
     void ReplayState() override { Load(); }
     void Apply(Change change) override {
@@ -124,34 +102,28 @@ class NativePicture : public NativeStatic {
         PAINTSTRUCT paint = {};
         const HDC device = ::BeginPaint(Window(), &paint);
         Draw(device);
+        DrawCaption(device);
         ::EndPaint(Window(), &paint);
         return 0;
     }
 
   private:
-    void Drop() {
-        if (bitmap_) ::DeleteObject(bitmap_);
-        if (icon_) ::DestroyIcon(icon_);
-        bitmap_ = nullptr;
-        icon_ = nullptr;
-    }
     void Load() {
         const auto& picture = *As<Picture>();
-        const RECT area = OwningForm().ToPixels(picture.Area());
+        const RECT area = OwningForm().Scale().ToPixels(picture.Area());
         const SIZE size = {area.right - area.left, area.bottom - area.top};
         const bool isLoaded = size.cx == size_.cx && size.cy == size_.cy;
         if (size.cx == 0 || size.cy == 0 || (isLoaded && picture.Resource() == resource_)) return;
         size_ = size;
         resource_ = picture.Resource();
-        Drop();
         bitmap_ = LoadBitmapResource(resource_, size.cx);
-        if (!bitmap_) icon_ = LoadIconResource(resource_, size.cx, size.cy);
+        icon_ = bitmap_.IsThere() ? OwnedIcon() : LoadIconResource(resource_, size.cx, size.cy);
         ::InvalidateRect(Window(), nullptr, TRUE);
     }
     void Draw(HDC device) {
         RECT area = {};
         ::GetClientRect(Window(), &area);
-        if (bitmap_) {
+        if (bitmap_.IsThere()) {
             DrawBitmap(device, area);
             return;
         }
@@ -159,24 +131,33 @@ class NativePicture : public NativeStatic {
             Send(::GetParent(Window()), WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(device),
                  reinterpret_cast<LPARAM>(Window()));
         ::FillRect(device, &area, reinterpret_cast<HBRUSH>(background));
-        if (!icon_) return;
-        ::DrawIconEx(device, 0, 0, icon_, area.right, area.bottom, 0, nullptr, DI_NORMAL);
+        if (!icon_.IsThere()) return;
+        ::DrawIconEx(device, 0, 0, icon_.Get(), area.right, area.bottom, 0, nullptr, DI_NORMAL);
+    }
+    void DrawCaption(HDC device) {
+        constexpr int kMarginPart = 14;  // of the height
+        RECT area = {};
+        ::GetClientRect(Window(), &area);
+        area.bottom -= area.bottom / kMarginPart;
+        ::SetBkMode(device, TRANSPARENT);
+        ::SetTextColor(device, RGB(255, 255, 255));
+        const Selected font(device, OwningForm().Fonts().Plain());
+        DrawTextIn(device, As<Picture>()->Caption(), area,
+                   DT_SINGLELINE | DT_CENTER | DT_BOTTOM | DT_NOPREFIX);
     }
     void DrawBitmap(HDC device, const RECT& area) {
         BITMAP description = {};
-        ::GetObjectA(bitmap_, sizeof description, &description);
-        const HDC memory = ::CreateCompatibleDC(device);
-        const HGDIOBJ before = ::SelectObject(memory, bitmap_);
+        ::GetObjectA(bitmap_.Get(), sizeof description, &description);
+        const OwnedMemoryDevice memory(::CreateCompatibleDC(device));
+        const Selected drawn(memory.Get(), bitmap_.Get());
         ::SetStretchBltMode(device, HALFTONE);
         ::SetBrushOrgEx(device, 0, 0, nullptr);
-        ::StretchBlt(device, 0, 0, area.right, area.bottom, memory, 0, 0, description.bmWidth,
+        ::StretchBlt(device, 0, 0, area.right, area.bottom, memory.Get(), 0, 0, description.bmWidth,
                      description.bmHeight, SRCCOPY);
-        ::SelectObject(memory, before);
-        ::DeleteDC(memory);
     }
 
-    HBITMAP bitmap_ = nullptr;
-    HICON icon_ = nullptr;
+    OwnedBitmap bitmap_;
+    OwnedIcon icon_;
     SIZE size_ = {};
     Text resource_;
 };

@@ -3,46 +3,13 @@
 #include <algorithm>
 
 #include "ui/Timer.h"
+#include "ui/win32/Clipboard.h"
+#include "ui/win32/LongText.h"
 #include "ui/win32/NativeForm.h"
 
 namespace bkfd {
 
 using native::NativeForm;
-
-namespace {
-
-// A box grows with its text, beyond the screen too, and texts hold names from the registry of any
-// length. Its buttons have to stay in sight.
-
-/// A text that is far too long without its middle.
-Text WithoutMiddle(const Text& text) {
-    constexpr std::size_t kStart = 700;
-    constexpr std::size_t kEnd = 300;
-    if (text.size() <= kStart + kEnd) return text;
-    return text.substr(0, kStart) + u" \u2026 " + text.substr(text.size() - kEnd);
-}
-
-/// Words that are far too long broken over lines, and lines that are far too many joined.
-Text Folded(const Text& text) {
-    constexpr std::size_t kLongestWord = 100;
-    constexpr int kMostBreaks = 10;
-    const auto isSecondHalf = [](char16_t unit) { return (unit & 0xFC00) == 0xDC00; };
-    Text folded;
-    std::size_t length = 0;
-    int breaks = 0;
-    for (const char16_t unit : text) {
-        if (length >= kLongestWord && !isSecondHalf(unit)) {
-            folded += u'\n';
-            length = 0;
-        }
-        const bool isBreak = unit == u'\n' || unit == u'\r';
-        folded += isBreak && ++breaks > kMostBreaks ? u' ' : unit;
-        length = unit == u' ' || isBreak ? 0 : length + 1;
-    }
-    return folded;
-}
-
-}  // namespace
 
 /// The system's font for messages, and the resolution that goes with it: a twip is a 1440th of an
 /// inch for the usual font, and more for a wider one.
@@ -100,8 +67,8 @@ Win32Toolkit::~Win32Toolkit() {
 }
 
 MessageResult Win32Toolkit::ShowMessageBox(const Text& prompt, int style, const Text& title) {
-    const native::NativeText shown(Folded(WithoutMiddle(prompt)));
-    const native::NativeText shownTitle(title);
+    const NativeText shown(native::FittedText(prompt));
+    const NativeText shownTitle(title);
     Thaw();
     const bool wasWorking = std::exchange(isWorking_, false);
     if (wasWorking) ShowPointer();

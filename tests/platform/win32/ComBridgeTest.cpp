@@ -6,8 +6,8 @@
 
 #include "base/RuntimeError.h"
 #include "platform/win32/ComBridge.h"
-#include "platform/win32/ComPtr.h"
 #include "platform/win32/NativeVariant.h"
+#include "win32/ComPtr.h"
 
 namespace bkfd {
 namespace {

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/win32/ModulePaths.h"
-#include "platform/win32/NativeText.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

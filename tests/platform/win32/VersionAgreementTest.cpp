@@ -11,7 +11,7 @@
 #include <set>
 
 #include "formats/VersionSamples.h"
-#include "platform/win32/NativeText.h"
+#include "win32/NativeText.h"
 
 namespace bkfd {
 namespace {

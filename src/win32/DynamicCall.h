@@ -1,10 +1,21 @@
 #pragma once
 
+#include "base/Text.h"
+
 namespace bkfd {
 
+/// The folder of Windows' own libraries, without a backslash at its end.
+Text SystemFolder();
+
 /// The address of a system library's function, or null where the library or the function is
-/// missing. A library that gets loaded stays loaded.
+/// missing. The library is looked for in the system folder alone, so that no file of its name
+/// beside the program is taken for it. One that gets loaded stays loaded.
 void* FindProcedure(const char* library, const char* name);
+
+/// From now on, what the system's own libraries load by a bare name comes from the system folder
+/// too. Nothing happens where the system can't do that, before Windows 8 (or an update of Vista's
+/// and 7's).
+void LoadLibrariesOfTheSystemAlone();
 
 /// A function that old systems lack, looked up when the object is made. `Function` is the type of
 /// a pointer to it, with its calling convention: decltype(&::EnumProcesses).

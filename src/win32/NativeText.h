@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -30,8 +31,14 @@ inline TextView FromWide(const wchar_t* text, std::size_t length) {
     return {reinterpret_cast<const char16_t*>(text), length};
 }
 
-/// The one choice between a wide call and its ANSI form: hands the text, ended by a NUL, to `wide`
-/// as wchar_t or to `ansi` in the code page. The system takes a text to end at its first NUL.
+/// The one choice between a wide call and its ANSI form, for calls with the same arguments.
+template <class WideCall, class AnsiCall, class... Arguments>
+auto CallEither(WideCall wide, AnsiCall ansi, Arguments... arguments) {
+    return HasWideCalls() ? wide(arguments...) : ansi(arguments...);
+}
+
+/// The same for calls on a text: hands it, ended by a NUL, to `wide` as wchar_t or to `ansi` in the
+/// code page. The system takes a text to end at its first NUL.
 template <class WideCall, class AnsiCall>
 auto CallWithText(TextView text, WideCall&& wide, AnsiCall&& ansi) {
     if (HasWideCalls()) return wide(Wide(Text(text)));
@@ -67,5 +74,31 @@ Text ReadText(WideCall&& wide, AnsiCall&& ansi) {
         return static_cast<std::size_t>(ansi(buffer, static_cast<unsigned long>(size)));
     }));
 }
+
+/// A text as messages and structures take it: wide or in the ANSI code page, ended by a NUL. NULs
+/// inside become U+FFFD, so that what stands behind them is still seen.
+class NativeText {
+  public:
+    explicit NativeText(TextView text);
+    /// For the text of a message: an LPARAM.
+    std::intptr_t Param() const {
+        return HasWideCalls() ? reinterpret_cast<std::intptr_t>(wide_.c_str())
+                              : reinterpret_cast<std::intptr_t>(ansi_.c_str());
+    }
+    /// For structures whose wide and ANSI forms differ in the type of the text alone.
+    wchar_t* Field() const { return reinterpret_cast<wchar_t*>(Param()); }
+    /// For the ANSI form of a call.
+    const char* Ansi() const { return ansi_.c_str(); }
+    /// For wide calls, also the few that both families have.
+    const wchar_t* Wide() const { return bkfd::Wide(wide_); }
+    /// In bytes, with the NUL.
+    std::size_t Size() const {
+        return HasWideCalls() ? (wide_.size() + 1) * sizeof(char16_t) : ansi_.size() + 1;
+    }
+
+  private:
+    Text wide_;
+    std::string ansi_;  // empty where the calls are wide
+};
 
 }  // namespace bkfd

@@ -1,6 +1,8 @@
-#include "platform/win32/NativeText.h"
+#include "win32/NativeText.h"
 
 #include <windows.h>
+
+#include <algorithm>
 
 namespace bkfd {
 
@@ -26,6 +28,11 @@ Text FromAnsi(std::string_view bytes) {
     Text text(static_cast<std::size_t>(size), u'\0');
     ::MultiByteToWideChar(CP_ACP, 0, bytes.data(), count, Wide(text.data()), size);
     return text;
+}
+
+NativeText::NativeText(TextView text) : wide_(text) {
+    std::replace(wide_.begin(), wide_.end(), u'\0', u'\xFFFD');
+    if (!HasWideCalls()) ansi_ = ToAnsi(wide_);
 }
 
 }  // namespace bkfd

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/win32/Owned.h"
+#include "win32/Owned.h"
 
 namespace bkfd {
 
