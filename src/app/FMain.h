@@ -80,12 +80,17 @@ class FMain : public Form, public Object {
     MenuItem mnuHelp1{mnuHelp, u"mnuHelp1", u"-"};
     MenuItem mnuAbout{mnuHelp, u"mnuAbout", u"&About Brackenfold..."};
 
+    const std::vector<NamedImage> ImageList1{{u"help", u"TABHELP"},
+                                             {u"BHO", u"TABHELPERS"},
+                                             {u"CS", u"TABSETTINGS"},
+                                             {u"Support", u"TABSUPPORT"}};
     TabStrip ts{*this,
                 u"ts",
                 {{u"help", u"Help"},
                  {u"BHO", u"Step 1. Remove Browser Helper Objects"},
                  {u"CS", u"Step 2. Restore Configuration Settings"},
-                 {u"Support", u"Step 3. Contact Support"}}};
+                 {u"Support", u"Step 3. Contact Support"}},
+                ImageList1};
     ucHelp ucHelp1{*this, u"ucHelp1"};
     ucBHO ucBHO1{*this, u"ucBHO1"};
     ucCS ucCS1{*this, u"ucCS1"};

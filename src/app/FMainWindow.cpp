@@ -63,7 +63,7 @@ void FMain::ConnectWindow() {
     for (Panel* panel : std::initializer_list<Panel*>{&ucBHO1, &ucCS1, &ucSupport1}) {
         panel->SetVisible(false);
     }
-    SetClientSize(9900, 6600);  // the four tabs side by side
+    SetClientSize(11250, 6600);  // the four tabs side by side
 }
 
 // ---------------------------------------------------------------- panels and tabs
