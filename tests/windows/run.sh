@@ -58,7 +58,7 @@ unit_checks() {
 }
 
 if is_asked_for units; then
-    check "component bridge, version records, module paths" gtest "$build/tests/platform/win32/platform_win32_test.exe"
+    check "handles and texts, component bridge, version records, module paths" gtest "$build/tests/platform/win32/platform_win32_test.exe"
     check "pictures and strings" "$here/check_resources.py" "$build/Brackenfold.exe"
 fi
 for family in win10 win98; do
