@@ -15,9 +15,11 @@ int Contrast(COLORREF one, COLORREF other) {
     return std::abs(Brightness(one) - Brightness(other));
 }
 
-/// A quarter of `part` in `base`.
-COLORREF Tinted(COLORREF base, COLORREF part) {
-    const auto mix = [](int much, int little) { return (3 * much + little) / 4; };
+/// `quarters` of `part` in `base`.
+COLORREF Tinted(COLORREF base, COLORREF part, int quarters) {
+    const auto mix = [quarters](int much, int little) {
+        return ((4 - quarters) * much + quarters * little) / 4;
+    };
     return RGB(mix(GetRValue(base), GetRValue(part)), mix(GetGValue(base), GetGValue(part)),
                mix(GetBValue(base), GetBValue(part)));
 }
@@ -43,7 +45,9 @@ Colours RestingSelection() {
     const COLORREF rows = ::GetSysColor(COLOR_WINDOW);
     const COLORREF usual = ::GetSysColor(COLOR_BTNFACE);
     if (Contrast(rows, usual) >= kLeastContrast) return {text, usual};
-    return {text, Tinted(rows, ::GetSysColor(COLOR_HIGHLIGHT))};
+    const COLORREF selection = ::GetSysColor(COLOR_HIGHLIGHT);
+    const COLORREF light = Tinted(rows, selection, 1);
+    return {text, Contrast(rows, light) >= kLeastContrast ? light : Tinted(rows, selection, 2)};
 }
 
 }  // namespace bkfd::native
