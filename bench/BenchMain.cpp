@@ -66,8 +66,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
         std::vector<Run> shown;
         for (const Run& run : runs) {
             const bool isAlone = run.repetitions < 2;
-            if (isAlone || run.error_occurred || run.aggregate_name == "median")
+            if (isAlone || run.error_occurred || run.aggregate_name == "median") {
                 shown.push_back(run);
+            }
             if (run.error_occurred || run.run_type == Run::RT_Aggregate) continue;
             const std::string name = run.benchmark_name();
             const bool isManual = name.ends_with("/manual_time");

@@ -20,8 +20,9 @@ double Seconds(const timeval& time) {
 
 ChildResult RunChild(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
-    for (const std::string& argument : command)
+    for (const std::string& argument : command) {
         arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);

@@ -168,8 +168,9 @@ BENCHMARK(WriteReport)->Name("Process/Report")->UseManualTime()->Unit(benchmark:
 /// One envelope, packed by a program to an archive that isn't there yet.
 void PackAsProcess(benchmark::State& state, std::vector<std::string> command) {
     const ManyModules& machine = TheMachineInFiles();
-    if (RunChild(machine.ReportCommand()).exitCode != 0)
+    if (RunChild(machine.ReportCommand()).exitCode != 0) {
         return state.SkipWithError("the report failed");
+    }
     command.push_back(machine.Archive());
     command.push_back(machine.Envelope());
     for (auto _ : state) {

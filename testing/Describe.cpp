@@ -68,8 +68,9 @@ class Describer : public ControlVisitor {
     }
     void Visit(ListView& view) override {
         std::string columns;
-        for (const ListView::Column& column : view.Columns())
+        for (const ListView::Column& column : view.Columns()) {
             columns += " " + Quoted(column.caption);
+        }
         Line("list", view, columns);
         for (std::size_t row = 1; row <= view.Count(); ++row) {
             Row(row == view.SelectedIndex(), ItemText(*view.Item(row), view.Columns().size()));

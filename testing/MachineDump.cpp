@@ -23,8 +23,9 @@ std::string DumpValue(const RegistryValue& value) {
     if (IsPlainText(value)) return '"' + ToUtf8(TextOfValue(value)) + '"';
     if (const auto number = NumberOfValue(value)) return "dword:" + Hex(*number, 8);
     std::string out = "hex(" + Hex(static_cast<std::uint32_t>(value.type), 1) + "):";
-    for (std::size_t i = 0; i < value.data.size(); ++i)
+    for (std::size_t i = 0; i < value.data.size(); ++i) {
         out += (i == 0 ? "" : ",") + Hex(value.data[i], 2);
+    }
     return out;
 }
 
@@ -33,11 +34,13 @@ void DumpKey(const RegistryKey& key, const std::string& path, std::string& out) 
     std::vector<std::pair<Text, const RegistryValues::NamedValue*>> sorted;
     for (const auto& named : key.values) sorted.emplace_back(ToLower(named.name), &named);
     std::sort(sorted.begin(), sorted.end());
-    for (const auto& [folded, named] : sorted)
+    for (const auto& [folded, named] : sorted) {
         out += "  " + (folded.empty() ? "@" : ToUtf8(named->name)) + " = " +
                DumpValue(named->value) + '\n';
-    for (const auto& [folded, below] : key.subkeys)
+    }
+    for (const auto& [folded, below] : key.subkeys) {
         DumpKey(*below, path + '\\' + ToUtf8(below->name), out);
+    }
 }
 
 }  // namespace
@@ -57,8 +60,9 @@ std::string DumpFiles(const ModelMachine& machine) {
         const FileRule rule = machine.Rules().Get(entry.path);
         out += ToUtf8(entry.path);
         out += entry.isFolder ? " folder" : ' ' + std::to_string(entry.size);
-        if (rule.attributes && *rule.attributes != FileAttribute::Archive)
+        if (rule.attributes && *rule.attributes != FileAttribute::Archive) {
             out += " attributes " + std::to_string(*rule.attributes);
+        }
         if (rule.isLocked) out += " locked";
         if (rule.isUnreadable) out += " unreadable";
         out += '\n';

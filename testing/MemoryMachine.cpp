@@ -26,8 +26,10 @@ void ManualClock::Advance(std::uint32_t milliseconds) {
 MemoryMachine::MemoryMachine(WindowsFamily family)
     : ModelMachine(MachineFacts(family), volume_, clock_, nullptr),
       volume_([this] { return clock_.now; }) {
-    for (const Text& folder : {facts_.SystemFolder(), facts_.programFolder, facts_.WindowsFolder()})
+    for (const Text& folder :
+         {facts_.SystemFolder(), facts_.programFolder, facts_.WindowsFolder()}) {
         volume_.PutFolder(folder);
+    }
 }
 
 RegistryKey& MemoryMachine::RealKey(RegistryRoot root, TextView key) {

@@ -26,8 +26,9 @@ const MemoryVolume::Node* MemoryVolume::Child(const Node& folder, TextView name)
     const auto found = folder.below.find(ToLower(name));
     if (found != folder.below.end()) return found->second.get();
     if (name.find(u'~') == TextView::npos) return nullptr;
-    for (const auto& [folded, node] : folder.below)
+    for (const auto& [folded, node] : folder.below) {
         if (!node->shortName.empty() && EqualsIgnoreCase(node->shortName, name)) return node.get();
+    }
     return nullptr;
 }
 
@@ -97,8 +98,9 @@ const Bytes* MemoryVolume::Content(TextView path) const {
 
 void MemoryVolume::Collect(const Node& node, const Text& path, std::vector<VolumeEntry>& out) {
     if (!path.empty() && node.below.empty()) out.push_back(EntryOf(node, path));
-    for (const auto& [folded, below] : node.below)
+    for (const auto& [folded, below] : node.below) {
         Collect(*below, PathBelow(path, below->name), out);
+    }
 }
 
 std::vector<VolumeEntry> MemoryVolume::All() {
@@ -114,8 +116,9 @@ Result<VolumeEntry> MemoryVolume::Find(TextView path) {
     Text spelled;
     bool isLastMissing = false;
     const Node* node = Walk(path, spelled, isLastMissing);
-    if (node == nullptr)
+    if (node == nullptr) {
         return Status{isLastMissing ? SystemError::FileNotFound : SystemError::PathNotFound};
+    }
     return EntryOf(*node, std::move(spelled));
 }
 
@@ -123,8 +126,9 @@ Result<std::vector<VolumeEntry>> MemoryVolume::List(const VolumeEntry& folder) {
     const Node* node = Walk(folder.path);
     if (node == nullptr || node->file) return Status{SystemError::PathNotFound};
     std::vector<VolumeEntry> entries;
-    for (const auto& [folded, below] : node->below)
+    for (const auto& [folded, below] : node->below) {
         entries.push_back(EntryOf(*below, WindowsPath::Join(folder.path, below->name)));
+    }
     std::sort(entries.begin(), entries.end(), [](const VolumeEntry& a, const VolumeEntry& b) {
         return CompareIgnoreCase(a.path, b.path) < 0;
     });

@@ -69,8 +69,9 @@ Json IdentityToJson(const Identity& identity) {
 std::string JudgmentText(const Identity& identity) {
     std::string text;
     for (std::size_t i = 0; i < std::size(kJudgments); ++i) {
-        if (identity.judgments[i])
+        if (identity.judgments[i]) {
             text += (text.empty() ? "" : ", ") + std::string(kJudgments[i].label);
+        }
     }
     return text.empty() ? "nothing against it" : text;
 }

@@ -175,8 +175,9 @@ class ReportCommand final : public Command {
                                PrintableText(errorText) + ")");
         }
         session.Log()->Trace(u"Requesting support", kSource);
-        if (!context.asJson)
+        if (!context.asJson) {
             context.console.out << ToUtf8(ResourceString(StringId::RequestSent)) << '\n';
+        }
         return {{"sent", ToUtf8(BuildSettings::SupportEndpoint)}};
     }
 

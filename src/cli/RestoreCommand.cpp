@@ -108,8 +108,9 @@ class RestoreCommand final : public Command {
             PrintJson(context.console.out, list);
             return;
         }
-        if (files.empty())
+        if (files.empty()) {
             ShowMessage(ResourceString(StringId::NothingToRestore), MessageStyle::Information);
+        }
         for (const Text& file : files) context.console.out << PrintableText(file) << '\n';
     }
 

@@ -306,8 +306,9 @@ Packed Pack(const ContentReader& content) {
         packed.crc = Crc(read, packed.crc);
         deflater.Compress(read, Z_NO_FLUSH, packed.deflated);
         // Small contents alone can end up smaller when stored; the rest isn't worth the memory.
-        if (packed.size <= kPiece)
+        if (packed.size <= kPiece) {
             packed.stored.insert(packed.stored.end(), read.begin(), read.end());
+        }
     }
     deflater.Compress({}, Z_FINISH, packed.deflated);
     return packed;

@@ -50,8 +50,9 @@ void ucCS::AddSetting(const Text& description, const Text& status, const Text& v
 void ucCS::cmdRestore_Click() {
     LogErrors(*logger_, LogLevel::SystemFailure, u"ucCS.cmdRestore_Click", [&] {
         const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
-        if (ShowMessage(ResourceString(StringId::AskRestoreSettings), style) != MessageResult::Ok)
+        if (ShowMessage(ResourceString(StringId::AskRestoreSettings), style) != MessageResult::Ok) {
             return;
+        }
         CPaRemover remover;
         remover.Init(logger_);
         remover.RestoreConfigurationSettings();

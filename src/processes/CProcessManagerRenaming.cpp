@@ -170,8 +170,9 @@ void CProcessManager::RenameParasiteFile(const Text& file, bool& ok) {
     Status noted = NoteRemoved(path);
     SafeRenameFile(path, GetParasiteFileName(path), ok);
     if (!ok) {
-        if (!wasNoted)
+        if (!wasNoted) {
             (void)RegistryAccess().DeleteValue(kRemovedFilesRoot, kRemovedFilesKey, path);
+        }
         return;
     }
     if (!noted.IsOk()) noted = NoteRemoved(path);

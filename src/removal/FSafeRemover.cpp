@@ -68,8 +68,9 @@ void FSafeRemover::cmdDisableParasites_Click() {
             return txtFiles.SetFocus();
         }
         const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
-        if (ShowMessage(ResourceString(StringId::AskDisablePrograms), style) != MessageResult::Ok)
+        if (ShowMessage(ResourceString(StringId::AskDisablePrograms), style) != MessageResult::Ok) {
             return;
+        }
         NamedFiles named;
         if (!CollectFilesToDisable(LinesOf(txtFiles.GetText()), logger_, named)) return;
         DisableFiles(named.files, logger_, source);

@@ -51,8 +51,9 @@ bool JudgeEnd(HttpRequest& request, Text& errorText) {
     }
     const Result<std::int32_t> status = request.status();
     Check(status);
-    if (std::ranges::find(kAcceptedStatuses, status.value) != std::end(kAcceptedStatuses))
+    if (std::ranges::find(kAcceptedStatuses, status.value) != std::end(kAcceptedStatuses)) {
         return true;
+    }
     errorText = request.statusText();
     return false;
 }

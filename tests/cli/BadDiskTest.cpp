@@ -33,8 +33,9 @@ CliRun RunRestricted(const MachineCopy& machine, const Strings& arguments,
     close(ends[1]);
     std::string told;
     char room[4096];
-    for (ssize_t count; (count = read(ends[0], room, sizeof room)) > 0;)
+    for (ssize_t count; (count = read(ends[0], room, sizeof room)) > 0;) {
         told.append(room, static_cast<std::size_t>(count));
+    }
     close(ends[0]);
     int status = 0;
     waitpid(child, &status, 0);
@@ -47,8 +48,9 @@ CliRun RunRestricted(const MachineCopy& machine, const Strings& arguments,
 std::map<std::string, std::string> WindowsFiles(const MachineCopy& machine) {
     std::map<std::string, std::string> files;
     for (auto& [name, content] : machine.Snapshot()) {
-        if (name.starts_with("drives/") && name.find("/Brackenfold/") == std::string::npos)
+        if (name.starts_with("drives/") && name.find("/Brackenfold/") == std::string::npos) {
             files[name] = content;
+        }
     }
     return files;
 }
@@ -57,8 +59,9 @@ std::map<std::string, std::string> WindowsFiles(const MachineCopy& machine) {
 std::map<std::string, std::string> FilesByFormerName(const MachineCopy& machine) {
     const std::regex disabled("parasite_([^/]*)\\.parasite");
     std::map<std::string, std::string> files;
-    for (const auto& [name, content] : WindowsFiles(machine))
+    for (const auto& [name, content] : WindowsFiles(machine)) {
         files[std::regex_replace(name, disabled, "$1")] = content;
+    }
     return files;
 }
 
@@ -78,8 +81,9 @@ class ReadOnlyTree {
   private:
     void Allow(unsigned folders, unsigned files) {
         fs::permissions(root_, fs::perms{folders});
-        for (const auto& entry : fs::recursive_directory_iterator(root_))
+        for (const auto& entry : fs::recursive_directory_iterator(root_)) {
             fs::permissions(entry.path(), fs::perms{entry.is_directory() ? folders : files});
+        }
     }
 
     fs::path root_;
@@ -152,8 +156,9 @@ TEST(BadDisk, AFullDiskLosesNothing) {
         EXPECT_EQ(RunOn(machine, {"scan"}).code, 0);
         const auto removed = RunOn(machine, {"--json", "restore"}).Document();
         EXPECT_THAT(removed, Not(IsEmpty()));
-        for (const std::string file : removed)
+        for (const std::string file : removed) {
             EXPECT_EQ(RunOn(machine, {"restore", file, "--yes"}).code, 0) << file;
+        }
         EXPECT_EQ(WindowsFiles(machine), before);
     }
 }

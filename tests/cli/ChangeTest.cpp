@@ -20,8 +20,9 @@ using testing::Not;
 /// The numbers of the suspicious ones, each with a blank.
 std::string Suspects(const CliRun& run) {
     std::string numbers;
-    for (const auto& setting : run.Document())
+    for (const auto& setting : run.Document()) {
         if (setting["status"] == "i") numbers += setting["number"].dump() + " ";
+    }
     return numbers;
 }
 

@@ -37,8 +37,10 @@ TEST(Identify, JudgesFilesOfTheMachineAndOfTheHost) {
         EXPECT_EQ(files[0]["size"], row.size);
         EXPECT_EQ(files[0]["manufacturer"], row.manufacturer);
         std::string judgments;
-        for (const char* name : {"good", "suspicious", "parasite", "suspiciousBho", "parasiteBho"})
+        for (const char* name :
+             {"good", "suspicious", "parasite", "suspiciousBho", "parasiteBho"}) {
             if (files[0][name]) judgments += name + std::string(" ");
+        }
         EXPECT_EQ(judgments, row.judgments);
         files[0]["path"] = inside;
         EXPECT_EQ(RunOn(machine, {"--json", "identify", inside}).Document(), files);

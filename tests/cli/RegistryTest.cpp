@@ -103,8 +103,9 @@ void WriteDirtyHive(const HostFolder& folder, const std::string& log) {
     Bytes bytes(pages.begin(), pages.begin() + 512);
     Write32(bytes, 28, 1);
     SealHive(bytes);
-    for (const char unit : std::string_view("DIRT"))
+    for (const char unit : std::string_view("DIRT")) {
         bytes.push_back(static_cast<std::uint8_t>(unit));
+    }
     bytes.push_back(0xFF);
     bytes.resize(1024);
     bytes.insert(bytes.end(), pages.begin() + 4096, pages.end());

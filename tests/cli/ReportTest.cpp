@@ -136,14 +136,16 @@ TEST(ReportCommand, SendsEachReportInAnArchiveOfItsOwn) {
         for (const auto& [name, content] : desk.Snapshot()) {
             if (!name.ends_with("/body")) continue;
             const auto decoded = DecodeReport(Bytes(content.begin(), content.end()));
-            for (const DecodedFile& file : std::get<DecodedReport>(decoded).files)
+            for (const DecodedFile& file : std::get<DecodedReport>(decoded).files) {
                 if (file.name == "answer") answers.append(file.content.begin(), file.content.end());
+            }
         }
         EXPECT_THAT(answers, HasSubstr(text));
         // The archive stays, its temporary file doesn't.
         std::vector<fs::path> temporary;
-        for (const auto& entry : fs::recursive_directory_iterator(machine.Path("drives")))
+        for (const auto& entry : fs::recursive_directory_iterator(machine.Path("drives"))) {
             if (entry.path().extension() == ".tmp") temporary.push_back(entry.path());
+        }
         EXPECT_FALSE(temporary.empty());
         for (const fs::path& path : temporary) fs::remove(path);
     }
@@ -161,8 +163,9 @@ TEST(ReportCommand, SendsToAReceiverWhoseReportDecodes) {
                 HasSubstr("Requesting support"));
 
     std::string body;
-    for (const auto& [name, content] : desk.Snapshot())
+    for (const auto& [name, content] : desk.Snapshot()) {
         if (name.ends_with("/body")) body += desk.Path(name);
+    }
     const CliRun decoded = RunCli({"--json", "decode", "--out", folder.Path("d"), body});
     EXPECT_EQ(decoded.code, 0) << decoded.err;
     EXPECT_EQ(decoded.Document()["category"], "BKFD\\SupportRequest");
@@ -231,8 +234,9 @@ TEST(DecodeCommand, WritesIntoItsFolderAlone) {
         EXPECT_EQ(run.code, row.code) << run.err;
         EXPECT_EQ(run.err.empty(), row.code == 0) << run.err;
         std::string files;
-        for (const auto& [name, content] : folder.Snapshot())
+        for (const auto& [name, content] : folder.Snapshot()) {
             if (name != "report") files += name + "=" + content + " ";
+        }
         EXPECT_EQ(files, row.files);
     }
 }

@@ -35,8 +35,9 @@ TEST(Scan, FindsWhatIsPlantedAndNothingElse) {
         EXPECT_EQ(document["files"].size(), row.files);
         EXPECT_EQ(document["bhos"].size(), row.bhos);
         std::size_t at = 0;
-        for (const std::string file : document["files"])
+        for (const std::string file : document["files"]) {
             at = text.out.find("\n  " + file + '\n', at);
+        }
         for (const std::string id : document["bhos"]) at = text.out.find("\n  " + id + "  ", at);
         EXPECT_NE(at, std::string::npos) << "the document has what the text has, in its order";
         EXPECT_EQ(machine.Snapshot(), before) << "a scan changes nothing";

@@ -112,9 +112,10 @@ TEST_P(MachineContract, MovesKeepContentAndAttributesAndRefuseTargets) {
     ASSERT_EQ(files_.SetFileAttributesW(In(u"four"), FileAttribute::Hidden).code, 0u);
     ASSERT_EQ(files_.MoveFileW(In(u"four"), In(u"five")).code, 0u);
     WriteNew(In(u"four"), "4");
-    for (const TextView name : {u"four", u"five"})
+    for (const TextView name : {u"four", u"five"}) {
         EXPECT_EQ((files_.GetFileAttributesW(In(name)).value & FileAttribute::Hidden) != 0,
                   name == u"five");
+    }
 }
 
 TEST_P(MachineContract, FoldersAreMadeOnce) {
@@ -158,8 +159,9 @@ TEST_P(MachineContract, SearchesFindNamesAndPatterns) {
         EXPECT_EQ(data.sizeHigh, 0u);
         EXPECT_EQ(files_.FindClose(search).code, 0u);
     }
-    for (const TextView pattern : {u"none", u"*.none", u"no\\*"})
+    for (const TextView pattern : {u"none", u"*.none", u"no\\*"}) {
         EXPECT_EQ(files_.FindFirstFileA(Ansi(In(pattern)), data), kInvalidHandle);
+    }
     const Handle folder = files_.FindFirstFileA(Ansi(under_->ScratchFolder()), data);
     ASSERT_NE(folder, kInvalidHandle);
     EXPECT_NE(data.attributes & FileAttribute::Directory, 0u);

@@ -121,10 +121,11 @@ TEST_P(MachineContract, ClassesAreAViewOfTheMachinesClasses) {
     if (!classes.IsOk()) return;
     const auto view = registry_.RegEnumKeyExW(RegistryRoot::ClassesRoot, u"");
     ASSERT_EQ(view.code, 0u);
-    for (const Text& name : classes.value)
+    for (const Text& name : classes.value) {
         EXPECT_TRUE(std::any_of(view.value.begin(), view.value.end(), [&](const Text& seen) {
             return EqualsIgnoreCase(seen, name);
         })) << ToUtf8(name);
+    }
 }
 
 }  // namespace

@@ -32,8 +32,9 @@ TEST_P(MachineContract, EnvironmentNamesAreExpanded) {
         {u"50% of %windir%", u"50% of " + windows},
         {u"100%", u"100%"},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(ToUtf8(system_.ExpandEnvironmentStringsW(row.text)), ToUtf8(row.expanded));
+    }
 }
 
 TEST_P(MachineContract, FoldersAndProgramAreAbsolute) {

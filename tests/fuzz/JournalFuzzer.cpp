@@ -42,8 +42,9 @@ std::string DumpKey(const RegistryKey& key, const std::string& above) {
     }
     std::ranges::sort(values);
     for (const std::string& value : values) dump += value + "\n";
-    for (const auto& [folded, below] : key.subkeys)
+    for (const auto& [folded, below] : key.subkeys) {
         dump += DumpKey(*below, above + ToWtf8(ToLower(key.name)) + "\\");
+    }
     return dump;
 }
 
@@ -57,14 +58,16 @@ std::string DumpTree(const RegistryTree& tree) {
 struct ImageState {
     bool Replay(const std::vector<ImageJson>& records) {
         ReplayTargets targets{tree, files, processes, rules, volume, clock, pending};
-        for (std::size_t i = 0; i < records.size(); ++i)
+        for (std::size_t i = 0; i < records.size(); ++i) {
             if (!ReplayRecord(records[i], i + 1 == records.size(), targets)) return false;
+        }
         return true;
     }
     std::string Dump() const {
         std::string dump = DumpTree(tree) + ProcessesToJson(processes.All()).dump() + "\n";
-        for (const auto& [path, rule] : rules.All())
+        for (const auto& [path, rule] : rules.All()) {
             if (rule != FileRule()) dump += ToWtf8(path) + " " + RuleToJson(rule).dump() + "\n";
+        }
         return dump;
     }
     /// The registry, written to its files and read again.

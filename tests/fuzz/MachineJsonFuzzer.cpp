@@ -46,8 +46,9 @@ void CheckUpdate(const std::string& content, const ImageSettings& saved, std::si
     // Rules that say nothing needn't be written.
     const auto withoutEmptyRules = [](ImageSettings one) {
         FileRules rules;
-        for (const auto& [path, rule] : one.rules.All())
+        for (const auto& [path, rule] : one.rules.All()) {
             if (rule != FileRule()) rules.At(path) = rule;
+        }
         one.rules = rules;
         return one;
     };
@@ -70,8 +71,9 @@ std::vector<Bytes> FuzzCorpus() {
 "components": {"BKFDCustom.dll": false}, "restart": "denied"})",
              R"({"family": "9x", "build": 67766222, "bootTime": "2026-11-16T09:39:04.125",
 "processes": [], "files": {}})",
-             R"({"family": "xp", "family": "nt", "unknown": 1})"})
+             R"({"family": "xp", "family": "nt", "unknown": 1})"}) {
         corpus.emplace_back(text.begin(), text.end());
+    }
     return corpus;
 }
 

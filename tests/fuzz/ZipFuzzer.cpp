@@ -22,8 +22,9 @@ std::optional<Bytes> Content(ByteSource& archive, const ZipEntry& entry) {
 Bytes ArchiveOf(std::initializer_list<std::pair<const char16_t*, Bytes>> files,
                 const std::string& password, const std::string& comment) {
     Archive archive;
-    for (const auto& [name, content] : files)
+    for (const auto& [name, content] : files) {
         archive.writer.Add({name, 40'000, 32, false, password, {1, 2, 3}}, MemoryReader(content));
+    }
     archive.writer.Finish(comment);
     return archive.bytes;
 }

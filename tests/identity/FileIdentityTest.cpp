@@ -77,8 +77,9 @@ TEST(CFileInfoManager, ReadsEachNameOnce) {
     CFileInfoManager manager;
     manager.Init(fixture.log);
     for (const bool isThere : {false, true}) {
-        if (isThere)
+        if (isThere) {
             fixture.machine.AddFile(u"C:\\a.dll", FileWithVersion({{u"CompanyName", u"It"}}));
+        }
         Text manufacturer = u"old", description;
         manager.GetFileInfo(u"C:\\a.dll", manufacturer, description);
         EXPECT_EQ(manufacturer, u"");

@@ -80,9 +80,10 @@ class ImageUnderTest final : public MachineUnderTest {
 
 template <class Under>
 void AddBothFamilies(std::vector<Adapter>& adapters, const std::string& name) {
-    for (const auto family : {WindowsFamily::NT, WindowsFamily::Windows9x})
+    for (const auto family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
         adapters.push_back({name + (family == WindowsFamily::NT ? "NT" : "9x"),
                             [family] { return std::make_unique<Under>(family); }});
+    }
 }
 
 std::vector<Adapter> Adapters() {

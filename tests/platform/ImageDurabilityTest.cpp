@@ -30,8 +30,9 @@ void Fill(ScratchImage& image) {
                 "[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\r\n\r\n");
     image.Write("registry/2.reg",
                 "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\B]\r\n\"x\"=\"1\"\r\n\r\n");
-    for (const char* name : {"a.exe", "b.dll", "c.txt"})
+    for (const char* name : {"a.exe", "b.dll", "c.txt"}) {
         image.Write(std::string("drives/c/") + name, name);
+    }
 }
 
 bool Set(Machine& machine, TextView key, TextView name, TextView text) {
@@ -89,8 +90,9 @@ void ExpectCrashSafe(const ScratchImage& image, ImageMachine& machine) {
 }
 
 void ExpectNoTemporaryFile(const ScratchImage& image) {
-    for (const auto& [name, content] : image.Snapshot())
+    for (const auto& [name, content] : image.Snapshot()) {
         EXPECT_EQ(name.find("bkfd-new"), std::string::npos) << name;
+    }
 }
 
 /// The state before the first step and after each one, from runs that nothing disturbs.

@@ -143,8 +143,9 @@ TEST(MachineImage, AnOverlayLeavesItByteForByte) {
     ScratchImage image;
     image.Write("machine.json",
                 R"({"family": "9x", "denied": {"write": ["HKEY_LOCAL_MACHINE\\Denied"]}})");
-    for (const char* name : {"a.txt", "b.exe", "sub/c.txt"})
+    for (const char* name : {"a.txt", "b.exe", "sub/c.txt"}) {
         image.Write(std::string("drives/c/") + name, name);
+    }
     const auto before = image.Snapshot();
     auto machine = image.Load();
     const std::string dump = Dump(*machine);
@@ -187,11 +188,13 @@ TEST(MachineImage, LinksAreFollowedInsideAlone) {
     EXPECT_EQ(code(u"C:\\in\\A.TXT"), 0u);
     EXPECT_EQ(code(u"C:\\self\\self\\self\\folder\\a.txt"), 0u);
     EXPECT_EQ(code(u"C:\\file"), 0u);
-    for (const TextView path : {u"C:\\loop1", u"C:\\broken"})
+    for (const TextView path : {u"C:\\loop1", u"C:\\broken"}) {
         EXPECT_EQ(code(path), SystemError::FileNotFound) << ToUtf8(path);
+    }
     // There is something that can't be read.
-    for (const TextView path : {u"C:\\out", u"C:\\etc", u"C:\\out\\secret.txt"})
+    for (const TextView path : {u"C:\\out", u"C:\\etc", u"C:\\out\\secret.txt"}) {
         EXPECT_EQ(code(path), SystemError::CantResolveFilename) << ToUtf8(path);
+    }
     EXPECT_EQ(code(u"C:\\..\\..\\..\\outside\\secret.txt"), SystemError::PathNotFound);
     // A link is moved itself, not what it leads to; and dumping ends.
     EXPECT_EQ(machine->FileSystem().MoveFileW(u"C:\\file", u"C:\\moved").code, 0u);

@@ -177,8 +177,9 @@ TEST(MemoryMachine, ManyValuesKeepTheirOrderAndIgnoreCase) {
         machine.SetString(HKLM, u"K", name, u"old");
         if (i % 3 != 0) expected.push_back(name);
     }
-    for (std::int64_t i = 3; i <= 40; i += 3)
+    for (std::int64_t i = 3; i <= 40; i += 3) {
         EXPECT_TRUE(registry.RegDeleteValueW(HKLM, u"K", u"VALUE" + ToText(i)).IsOk());
+    }
     machine.SetString(HKLM, u"K", u"vALUE40", u"new");
     machine.SetString(HKLM, u"K", u"Value3", u"again");
     expected.push_back(u"Value3");
@@ -230,8 +231,9 @@ TEST(FaultMachine, TheNthCallFailsOnceOrFromThenOn) {
     FaultMachine machine(memory);
     const auto run = [&] {
         std::string codes;
-        for (int i = 0; i < 4; ++i)
+        for (int i = 0; i < 4; ++i) {
             codes += machine.FileSystem().GetFileAttributesW(u"C:\\").IsOk() ? '.' : 'x';
+        }
         (void)machine.System().GetTickCount();  // can't fail, doesn't count
         return codes;
     };

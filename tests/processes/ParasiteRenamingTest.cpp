@@ -161,8 +161,9 @@ const Row kRows[] = {
 std::string FilesOf(const MemoryMachine& machine) {
     std::istringstream lines(DumpFiles(machine));
     std::string text;
-    for (std::string line; std::getline(lines, line);)
+    for (std::string line; std::getline(lines, line);) {
         if (line.find(" folder") == std::string::npos) text += line + "\n";
+    }
     return text;
 }
 
@@ -198,8 +199,9 @@ TEST(ParasiteRenaming, FailedFileEndsTheHoldersOfAllAndWaitsTwoSeconds) {
     fixture.machine.AddProcess({8, u"C:\\b.exe", {u"C:\\gone.dll"}});
     fixture.machine.AddProcess({12, u"C:\\self.exe", {u"C:\\held.dll"}, false, true});
     KeyedList files;
-    for (const char16_t* file : {u"C:\\free.dll", u"C:\\gone.dll", u"C:\\held.dll"})
+    for (const char16_t* file : {u"C:\\free.dll", u"C:\\gone.dll", u"C:\\held.dll"}) {
         files.Add(file, file);
+    }
     const Date before = fixture.machine.System().GetLocalTime();
     std::string atFirstPump;
     fixture.toolkit.onPump = [&] {

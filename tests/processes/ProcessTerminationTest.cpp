@@ -17,8 +17,9 @@ std::string Ended(const char* label) {
 
 std::string IdsLeft(const MemoryMachine& machine) {
     std::string ids;
-    for (const ProcessRecord& process : machine.ProcessList())
+    for (const ProcessRecord& process : machine.ProcessList()) {
         ids += std::to_string(process.id) + " ";
+    }
     return ids;
 }
 

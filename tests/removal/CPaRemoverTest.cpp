@@ -233,8 +233,9 @@ TEST(CleanUp, RemovesRepairsStampsAndRestarts) {
     EXPECT_EQ(fixture.Messages(), Question(65, StringId::CleanUpComplete));
     EXPECT_EQ(fixture.Stamp(), stamp);
     EXPECT_EQ(fixture.machine.RestartCount(), 1);
-    for (const char16_t* parasite : kParasites)
+    for (const char16_t* parasite : kParasites) {
         EXPECT_FALSE(fixture.machine.HasFile(parasite)) << ToUtf8(parasite);
+    }
     EXPECT_TRUE(fixture.machine.HasFile(u"C:\\WINDOWS\\explorer.exe"));
     EXPECT_EQ(DumpProcesses(fixture.machine), "");
     EXPECT_TRUE(fixture.machine.HasValue(HKLM, kRun, u"nonamer"));
@@ -294,8 +295,9 @@ TEST(CleanUp, RefusedRestartAndRefusedStampAreLogged) {
 class FailingToolkit final : public HeadlessToolkit {
   public:
     MessageResult ShowMessageBox(const Text& prompt, int style, const Text& title) override {
-        if (prompt == ResourceString(StringId::CleanUpComplete))
+        if (prompt == ResourceString(StringId::CleanUpComplete)) {
             throw RuntimeError(7, u"Out of memory");
+        }
         return HeadlessToolkit::ShowMessageBox(prompt, style, title);
     }
 };

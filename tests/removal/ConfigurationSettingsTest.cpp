@@ -18,8 +18,9 @@ void Restore(RemovalFixture& fixture) {
 
 void HijackSettings(MemoryMachine& machine) {
     for (const RegistryRoot root : {HKCU, HKLM}) {
-        for (const char16_t* name : {u"Default_Page_URL", u"Start Page", u"Local Page"})
+        for (const char16_t* name : {u"Default_Page_URL", u"Start Page", u"Local Page"}) {
             machine.SetString(root, kMainKey, name, u"http://hijacked.example/");
+        }
     }
     machine.SetString(HKCU, kMainKey, u"FirstHomePage", u"http://hijacked.example/");
     machine.SetString(HKCU, kMainKey, u"Search Bar", u"stays");

@@ -78,8 +78,9 @@ TEST_F(RegistryAccessTest, DeletesTrees) {
         if (!row.denied.empty()) machine.DenyWrite(kUser, row.denied);
         EXPECT_EQ(registry_.DeleteKey(kUser, row.deleted), row.result) << row.label;
         std::string left;
-        for (const TextView key : keys)
+        for (const TextView key : keys) {
             if (machine.HasKey(kUser, key)) left += ToUtf8(key) + " ";
+        }
         EXPECT_EQ(left, row.left) << row.label;
     }
 }

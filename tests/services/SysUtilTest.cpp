@@ -53,8 +53,9 @@ TEST(SysUtil, XmlEscape) {
         {"lone surrogates", Text{0xDC00, 0xD800, u'x', 0xD800}, "&#65533;&#65533;x&#65533;"},
         {"not characters", Text{0xFFFE, 0xFFFF, 0xFFFD}, "&#65533;&#65533;&#65533;"},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(ToUtf8(SysUtil::XmlEscape(row.text)), row.escaped) << row.label;
+    }
 }
 
 TEST(SysUtil, EncodedTextComesBack) {

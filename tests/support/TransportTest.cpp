@@ -189,9 +189,10 @@ TEST(Transport, AnyFailingCallIsToldOrCostsNothing) {
 TEST(Transport, KeepsACharacterOfTwoUnitsWhole) {
     Transport transport;
     const std::size_t counts[] = {16 * 1024 - 2, 16 * 1024 - 1, 16 * 1024};
-    for (const std::size_t before : counts)
+    for (const std::size_t before : counts) {
         transport.values.Add(u"v" + ToText(static_cast<std::int64_t>(before)),
                              Text(before, u'x') + u"\xD83D\xDE00y");
+    }
     transport.values.Add(u"lone", Text(16 * 1024 - 1, u'x') + u"\xD800\xD83D\xDE00y");
     transport.Send();
     const auto decoded = DecodeReport(transport.exchange.body);

@@ -26,8 +26,9 @@ void DiskFile::RemoveUnfinished(const std::string& hostFolder) {
     DIR* opened = opendir(hostFolder.c_str());
     if (opened == nullptr) return;
     std::vector<std::string> names;
-    while (const dirent* entry = readdir(opened))
+    while (const dirent* entry = readdir(opened)) {
         if (IsUnfinished(entry->d_name)) names.emplace_back(entry->d_name);
+    }
     // One that can't be removed takes some room and is in nobody's way.
     for (const std::string& name : names) (void)unlinkat(dirfd(opened), name.c_str(), 0);
     closedir(opened);
@@ -102,8 +103,9 @@ Status DiskFile::FlushFileBuffers() {
 Status DiskFile::GiveName() {
     ReachWritePoint("name file");
     int outcome = renameat2(AT_FDCWD, beside_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE);
-    if (outcome != 0 && (errno == EINVAL || errno == ENOSYS))
+    if (outcome != 0 && (errno == EINVAL || errno == ENOSYS)) {
         outcome = rename(beside_.c_str(), target_.c_str());
+    }
     if (outcome != 0) return StatusOfErrno(errno);
     beside_.clear();
     ReachWritePoint("named");

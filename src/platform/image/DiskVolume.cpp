@@ -36,8 +36,9 @@ DiskVolume::DiskVolume(const std::string& drives, DiskJournal& journal)
 void DiskVolume::AssumeFolder(TextView path) {
     for (; !path.empty(); path = WindowsPath::Parent(path)) {
         const Text folded = ToLower(path);
-        if (std::find(assumed_.begin(), assumed_.end(), folded) == assumed_.end())
+        if (std::find(assumed_.begin(), assumed_.end(), folded) == assumed_.end()) {
             assumed_.push_back(folded);
+        }
     }
 }
 
@@ -80,8 +81,9 @@ Status DiskVolume::Describe(Place& place) const {
     if (S_ISLNK(facts.st_mode)) {
         place.resolved = RealPath(place.host);
         if (place.resolved.empty()) return kNothing;
-        if (place.resolved != drives_ && !place.resolved.starts_with(drives_ + '/'))
+        if (place.resolved != drives_ && !place.resolved.starts_with(drives_ + '/')) {
             return kOutside;
+        }
         if (stat(place.resolved.c_str(), &facts) != 0) return StatusOfErrno(errno);
     }
     if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return kNothing;
@@ -133,8 +135,9 @@ Result<VolumeEntry> DiskVolume::Find(TextView path) {
     auto place = Locate(path);
     if (place.IsOk()) return std::move(place.value.entry);
     if (IsAssumed(path)) return VolumeEntry{Text(path), true, 0, 0};
-    if (place.code == SystemError::PathNotFound && IsAssumed(WindowsPath::Parent(path)))
+    if (place.code == SystemError::PathNotFound && IsAssumed(WindowsPath::Parent(path))) {
         return Status{SystemError::FileNotFound};
+    }
     return Status(place);
 }
 
@@ -179,8 +182,9 @@ Result<std::string> DiskVolume::HostFolder(TextView path) {
     const Text name = parent.empty() ? ToLower(path.substr(0, 1)) : Text(WindowsPath::Name(path));
     const std::string host = above.value + '/' + ToHostName(name);
     // What is there and wasn't found is no folder of the image, but perhaps a link out of it.
-    if (mkdir(host.c_str(), 0777) != 0)
+    if (mkdir(host.c_str(), 0777) != 0) {
         return Status{errno == EEXIST ? SystemError::AccessDenied : StatusOfErrno(errno).code};
+    }
     Forget(above.value);
     const Status synced = SyncHostFolder(above.value);
     if (!synced.IsOk()) return synced;

@@ -58,8 +58,9 @@ std::pair<Text, std::size_t> FirstCharacter(std::string_view name) {
         const bool isOne = length == kPairLength
                                ? character.size() == 2 && IsHighSurrogate(character[0])
                                : character.size() == 1 && !StandsForByte(character[0]);
-        if (isOne && ToWtf8(character) == name.substr(0, length))
+        if (isOne && ToWtf8(character) == name.substr(0, length)) {
             return {std::move(character), length};
+        }
     }
     return {};
 }
@@ -121,8 +122,9 @@ Date ToLocalDate(const timespec& time) {
 }
 
 Status StatusOfErrno(int error) {
-    for (const ErrnoRow& row : kErrnoRows)
+    for (const ErrnoRow& row : kErrnoRows) {
         if (row.error == error) return {row.code};
+    }
     return {SystemError::IoDevice};
 }
 

@@ -32,8 +32,9 @@ std::string HexOf(const Bytes& bytes) {
 Bytes BytesOfHex(const std::string& hex) {
     const auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
     Bytes bytes;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
         bytes.push_back(static_cast<std::uint8_t>(digit(hex[i]) << 4 | digit(hex[i + 1])));
+    }
     return bytes;
 }
 
@@ -44,8 +45,9 @@ MachineChange ChangeFrom(const ImageJson& record, MachineChange::Kind kind) {
     change.key = FromImageJson(record.value("key", ""));
     TextView components = change.key;
     const bool isRoot = NextKeyComponent(components).empty();
-    if (IsTooDeepKey(change.key) || (isRoot && kind == MachineChange::Kind::DeleteKey))
+    if (IsTooDeepKey(change.key) || (isRoot && kind == MachineChange::Kind::DeleteKey)) {
         throw std::out_of_range("key");
+    }
     change.name = FromImageJson(record.value("name", ""));
     change.value.type = RegistryType{record.value("type", std::uint32_t{0})};
     change.value.data = BytesOfHex(record.value("data", ""));
@@ -65,8 +67,9 @@ void ReplayChange(const MachineChange& change, ReplayTargets& targets) {
             targets.tree.Root(change.root).Make(change.key).values.Set(change.name, change.value);
             break;
         case MachineChange::Kind::DeleteValue:
-            if (RegistryKey* key = targets.tree.Root(change.root).Find(change.key))
+            if (RegistryKey* key = targets.tree.Root(change.root).Find(change.key)) {
                 key->values.Remove(change.name);
+            }
             break;
         case MachineChange::Kind::DeleteKey:
             targets.tree.Root(change.root).Remove(change.key);
@@ -79,8 +82,9 @@ bool ReplayRestart(const ImageJson& record, ReplayTargets& targets) {
     ImageTime time;
     std::vector<ProcessRecord> processes;
     if (!TimeFromJson(record, time) || !record.contains("processes") ||
-        !ProcessesFromJson(record["processes"], processes))
+        !ProcessesFromJson(record["processes"], processes)) {
         return false;
+    }
     targets.clock.SetTime(time);
     targets.processes.Replace(std::move(processes));
     return true;
@@ -88,9 +92,10 @@ bool ReplayRestart(const ImageJson& record, ReplayTargets& targets) {
 
 VolumeMoves MovesFrom(const ImageJson& record) {
     VolumeMoves moves;
-    for (const ImageJson& pair : record.at("moves"))
+    for (const ImageJson& pair : record.at("moves")) {
         moves.emplace_back(FromImageJson(pair.at(0).get<std::string>()),
                            FromImageJson(pair.at(1).get<std::string>()));
+    }
     return moves;
 }
 
@@ -157,10 +162,12 @@ ImageJson MoveRecord(const VolumeMoves& moves, const FileRules& rules) {
     FileRules after = before;
     for (const auto& [source, target] : moves) after.Move(source, target);
     record["rules"] = ImageJson::object();
-    for (const auto& [path, rule] : before.All())
+    for (const auto& [path, rule] : before.All()) {
         if (after.Get(path) != rule) record["rules"][ToImageJson(path)] = RuleToJson(FileRule());
-    for (const auto& [path, rule] : after.All())
+    }
+    for (const auto& [path, rule] : after.All()) {
         if (before.Get(path) != rule) record["rules"][ToImageJson(path)] = RuleToJson(rule);
+    }
     return record;
 }
 

@@ -45,8 +45,9 @@ bool IsDrivePath(const Text& path) {
 
 std::string ReadVersion(const ImageJson& value, ImageSettings& settings) {
     if (!value.is_array() || value.size() != 2 || !IsVersionPart(value[0]) ||
-        !IsVersionPart(value[1]))
+        !IsVersionPart(value[1])) {
         return "must be two numbers, such as [5,1]";
+    }
     settings.facts.major = value[0];
     settings.facts.minor = value[1];
     settings.facts.servicePack.clear();  // the family's default belongs to its default version
@@ -115,9 +116,11 @@ std::string ReadProcesses(const ImageJson& value, ImageSettings& settings) {
 
 std::string ReadFiles(const ImageJson& value, ImageSettings& settings) {
     if (!value.is_object()) return "must map paths to {attributes, locked, unreadable}";
-    for (const auto& [path, rule] : value.items())
-        if (!RuleFromJson(rule, settings.rules.At(FromImageJson(path))))
+    for (const auto& [path, rule] : value.items()) {
+        if (!RuleFromJson(rule, settings.rules.At(FromImageJson(path)))) {
             return "must map paths to {attributes, locked, unreadable}: " + path;
+        }
+    }
     return {};
 }
 
@@ -196,8 +199,9 @@ class RepeatedNames {
         if (event == Event::object_start) open_.emplace_back();
         if (event == Event::object_end) open_.pop_back();
         if (event == Event::key && !open_.back().insert(parsed.get<std::string>()).second &&
-            first_.empty())
+            first_.empty()) {
             first_ = parsed.get<std::string>();
+        }
         return true;
     }
 
@@ -269,8 +273,9 @@ bool RuleFromJson(const ImageJson& json, FileRule& rule) {
         if (name == "attributes" && IsUint32(value)) {
             rule.attributes = value.get<std::uint32_t>();
         } else if (name == "locked" || name == "unreadable") {
-            if (!BoolFromJson(value, name == "locked" ? rule.isLocked : rule.isUnreadable))
+            if (!BoolFromJson(value, name == "locked" ? rule.isLocked : rule.isUnreadable)) {
                 return false;
+            }
         } else {
             return false;
         }
@@ -300,26 +305,32 @@ std::variant<ImageSettings, ImageError> ParseImageSettings(const std::string& fi
         return ImageError{file, 0, "", "holds a number beyond all use"};
     }
     if (!document.is_object()) return ImageError{file, 1, "", "must be a JSON object"};
-    if (!repeated.First().empty())
+    if (!repeated.First().empty()) {
         return KeyError(file, content, repeated.First(), "stands there twice");
+    }
     const auto family = document.find("family");
-    if (family == document.end())
+    if (family == document.end()) {
         return ImageError{file, 0, "family", "is missing; it is \"nt\" or \"9x\""};
-    if (*family != "nt" && *family != "9x")
+    }
+    if (*family != "nt" && *family != "9x") {
         return KeyError(file, content, "family", "must be \"nt\" or \"9x\"");
+    }
 
     ImageSettings settings(*family == "nt" ? WindowsFamily::NT : WindowsFamily::Windows9x);
-    for (const auto& [key, value] : document.items())
+    for (const auto& [key, value] : document.items()) {
         if (std::none_of(std::begin(kKeyRows), std::end(kKeyRows),
-                         [&key = key](const KeyRow& row) { return key == row.key; }))
+                         [&key = key](const KeyRow& row) { return key == row.key; })) {
             return KeyError(file, content, key, "unknown key");
+        }
+    }
     for (const KeyRow& row : kKeyRows) {
         if (!document.contains(row.key)) continue;
         std::string wrong = row.read(document[row.key], settings);
         if (!wrong.empty()) return KeyError(file, content, row.key, std::move(wrong));
     }
-    if (settings.time.bootTime && (settings.time.now || settings.time.uptimeMs))
+    if (settings.time.bootTime && (settings.time.now || settings.time.uptimeMs)) {
         return KeyError(file, content, "bootTime", "can't stand beside now or uptimeMs");
+    }
     return settings;
 }
 

@@ -64,15 +64,17 @@ std::string UpdateImageSettings(const std::string& content, const ImageSettings&
     JsonMembers members(content);
     if (changed.time != saved.time) {
         const ImageJson time = TimeToJson(changed.time);
-        for (const char* key : kTimeKeys)
+        for (const char* key : kTimeKeys) {
             if (time.contains(key)) {
                 members.Put(key, time[key]);
             } else {
                 members.Erase(key);
             }
+        }
     }
-    if (changed.processes != saved.processes)
+    if (changed.processes != saved.processes) {
         members.Put("processes", ProcessesToJson(changed.processes));
+    }
     const FileRules::Map rules = Particular(changed.rules);
     if (rules != Particular(saved.rules)) members.Put("files", RulesToJson(rules));
     return members.Text();

@@ -157,8 +157,9 @@ std::variant<std::unique_ptr<ImageMachine>, ImageError> LoadMachineImage(
     const std::string path = WithoutSlash(givenPath);
     HostFile lock(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!lock.IsOpen()) return ImageError{path, 0, "", "is no folder that can be read"};
-    if (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0)
+    if (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
         return ImageError{path, 0, "", "the image is in use by another process"};
+    }
     const std::string file = path + kSettingsFile;
     const auto content = ReadHostFile(file);
     if (!content) return ImageError{file, 0, "", errno == ENOENT ? "is missing" : "can't be read"};

@@ -24,8 +24,9 @@ std::optional<std::vector<std::string>> ListFiles(const std::string& folder) {
     std::vector<std::string> names;
     DIR* opened = opendir(folder.c_str());
     if (opened == nullptr) return errno == ENOENT ? std::optional(names) : std::nullopt;
-    while (const dirent* entry = readdir(opened))
+    while (const dirent* entry = readdir(opened)) {
         if (IsRegFile(entry->d_name)) names.emplace_back(entry->d_name);
+    }
     closedir(opened);
     std::sort(names.begin(), names.end());
     return names;
@@ -77,8 +78,9 @@ bool RealKey(TextView key, RegistryRoot& root, Text& below) {
 
 Text FullKeyName(RegistryRoot root, TextView key) {
     Text name(RegistryRootName(root));
-    for (TextView part = NextKeyComponent(key); !part.empty(); part = NextKeyComponent(key))
+    for (TextView part = NextKeyComponent(key); !part.empty(); part = NextKeyComponent(key)) {
         name.append(1, u'\\').append(part);
+    }
     return name;
 }
 
@@ -133,8 +135,9 @@ std::optional<ImageError> RegistryFiles::Load(RegistryTree& tree) {
         if (!content) return ImageError{path, 0, "", "can't be read"};
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(content->data());
         auto parsed = ParseRegText({bytes, content->size()}, Converter(), WrongWithKey);
-        if (const auto* error = std::get_if<RegParseError>(&parsed))
+        if (const auto* error = std::get_if<RegParseError>(&parsed)) {
             return ImageError{path, error->line, "", error->message};
+        }
         files_.push_back({path, std::move(std::get<RegDocument>(parsed)), false});
         for (RegSection& section : files_.back().document.sections) {
             Canonicalise(section);
@@ -149,8 +152,9 @@ std::optional<RegistryFiles::Position> RegistryFiles::DecidingSection(TextView k
         const auto& sections = files_[file].document.sections;
         for (std::size_t i = sections.size(); i-- > 0;) {
             if (sections[i].isDeletion && IsWithinKey(key, sections[i].key)) return std::nullopt;
-            if (!sections[i].isDeletion && IsSameKey(sections[i].key, key))
+            if (!sections[i].isDeletion && IsSameKey(sections[i].key, key)) {
                 return Position{file, i};
+            }
         }
     }
     return std::nullopt;
@@ -161,10 +165,12 @@ RegistryFiles::Position RegistryFiles::PlaceForNew(TextView key) const {
         for (std::size_t file = files_.size(); file-- > 0;) {
             const auto& sections = files_[file].document.sections;
             for (std::size_t i = sections.size(); i-- > 0;) {
-                if (sections[i].isDeletion && IsWithinKey(key, sections[i].key))
+                if (sections[i].isDeletion && IsWithinKey(key, sections[i].key)) {
                     return {files_.size() - 1, files_.back().document.sections.size()};
-                if (!sections[i].isDeletion && IsWithinKey(sections[i].key, above))
+                }
+                if (!sections[i].isDeletion && IsWithinKey(sections[i].key, above)) {
                     return {file, i + 1};
+                }
             }
         }
     }
@@ -247,8 +253,9 @@ void RegistryFiles::Apply(const MachineChange& change) {
 std::string RegistryFiles::Format(File& file) const {
     const auto textIn = [&](RegFormat format) {
         Text text = RegHeader(format) + u"\r\n";
-        for (const RegSection& section : file.document.sections)
+        for (const RegSection& section : file.document.sections) {
             text += FormatRegSection(section, format, Converter());
+        }
         return text;
     };
     if (file.document.format == RegFormat::Regedit4) {
@@ -266,8 +273,10 @@ std::string RegistryFiles::Format(File& file) const {
 }
 
 Status RegistryFiles::Save() {
-    if (std::none_of(files_.begin(), files_.end(), [](const File& file) { return file.isChanged; }))
+    if (std::none_of(files_.begin(), files_.end(),
+                     [](const File& file) { return file.isChanged; })) {
         return {};
+    }
     if (mkdir(folder_.c_str(), 0777) != 0 && errno != EEXIST) return StatusOfErrno(errno);
     for (File& file : files_) {
         if (!file.isChanged) continue;

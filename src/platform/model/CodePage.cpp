@@ -121,8 +121,9 @@ const std::string& CodePage::EncodeCharacter(TextView character) {
         input.push_back(static_cast<char>(unit >> 8));
     }
     const bool isControl = character[0] >= 0x80 && character[0] < 0xA0;
-    if (!toBytes_->Convert(input, entry->second))
+    if (!toBytes_->Convert(input, entry->second)) {
         entry->second = isControl ? std::string(1, static_cast<char>(character[0])) : "?";
+    }
     return entry->second;
 }
 
@@ -132,9 +133,10 @@ std::size_t CodePage::DecodeCharacter(std::string_view bytes, Text& out) {
     for (std::size_t length = 1; length <= longest; ++length) {
         std::string units;
         if (!toText_->Convert(bytes.substr(0, length), units)) continue;
-        for (std::size_t i = 0; i + 1 < units.size(); i += 2)
+        for (std::size_t i = 0; i + 1 < units.size(); i += 2) {
             out.push_back(static_cast<char16_t>(static_cast<unsigned char>(units[i]) |
                                                 static_cast<unsigned char>(units[i + 1]) << 8));
+        }
         return length;
     }
     out.push_back(static_cast<unsigned char>(bytes[0]));

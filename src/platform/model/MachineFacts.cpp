@@ -17,8 +17,9 @@ MachineFacts::MachineFacts(WindowsFamily windowsFamily)
 }
 
 const Text* MachineFacts::Environment(TextView name) const {
-    for (const auto& [variable, value] : environment)
+    for (const auto& [variable, value] : environment) {
         if (EqualsIgnoreCase(variable, name)) return &value;
+    }
     return nullptr;
 }
 

@@ -25,8 +25,9 @@ Result<ObjectRef> ModelComponents::CoCreateInstance(const ComponentClass& compon
         if (!name->empty() && found != installed_.end()) return found->second();
     }
     const auto found = registered_.find(ToLower(component.file));
-    if (component.file.empty() || found == registered_.end())
+    if (component.file.empty() || found == registered_.end()) {
         return Status{SystemError::ClassNotRegistered};
+    }
     return found->second();
 }
 

@@ -20,8 +20,9 @@ Result<Text> ModelFiles::FullPath(TextView path) const {
 Result<VolumeEntry> ModelFiles::Find(TextView path) const {
     const auto full = FullPath(path);
     if (!full.IsOk()) return Status(full);
-    if (WindowsPath::HasWildcards(WindowsPath::Name(full.value)))
+    if (WindowsPath::HasWildcards(WindowsPath::Name(full.value))) {
         return Status{SystemError::InvalidName};
+    }
     return parts_.volume.Find(full.value);
 }
 
@@ -62,8 +63,9 @@ Status ModelFiles::SetFileAttributesA(std::string_view path, std::uint32_t attri
 }
 
 Status ModelFiles::CheckDelete(const VolumeEntry& entry) const {
-    if (entry.isFolder || IsReadOnly(entry) || parts_.processes.IsHeld(entry.path))
+    if (entry.isFolder || IsReadOnly(entry) || parts_.processes.IsHeld(entry.path)) {
         return {SystemError::AccessDenied};
+    }
     if (parts_.rules.Get(entry.path).isLocked) return {SystemError::SharingViolation};
     return {};
 }
@@ -91,8 +93,9 @@ Status ModelFiles::CheckMove(const VolumeEntry& file) const {
     if (file.path.size() <= 3) return {SystemError::AccessDenied};
     // A lock ends with the last process that holds the file; without any it never ends.
     if (parts_.rules.Get(file.path).isLocked) return {SystemError::SharingViolation};
-    if (!parts_.facts.IsNT() && parts_.processes.IsHeld(file.path))
+    if (!parts_.facts.IsNT() && parts_.processes.IsHeld(file.path)) {
         return {SystemError::SharingViolation};
+    }
     return {};
 }
 
@@ -101,17 +104,21 @@ Result<Text> ModelFiles::MoveTarget(const VolumeEntry& source, TextView target,
     const auto full = FullPath(target);
     if (!full.IsOk()) return full;
     const TextView name = WindowsPath::Name(full.value);
-    if (WindowsPath::HasWildcards(name) || WindowsPath::StreamColon(full.value) != TextView::npos)
+    if (WindowsPath::HasWildcards(name) || WindowsPath::StreamColon(full.value) != TextView::npos) {
         return Status{SystemError::InvalidName};
+    }
     const auto folder = parts_.volume.Find(WindowsPath::Parent(full.value));
-    if (name.empty() || !folder.IsOk() || !folder.value.isFolder)
+    if (name.empty() || !folder.IsOk() || !folder.value.isFolder) {
         return Status{SystemError::PathNotFound};
+    }
     if (source.isFolder &&
-        (ToLower(folder.value.path) + u'\\').starts_with(ToLower(source.path) + u'\\'))
+        (ToLower(folder.value.path) + u'\\').starts_with(ToLower(source.path) + u'\\')) {
         return Status{SystemError::SharingViolation};
+    }
     const auto there = parts_.volume.Find(full.value);
-    if (!there.IsOk() || EqualsIgnoreCase(there.value.path, source.path))
+    if (!there.IsOk() || EqualsIgnoreCase(there.value.path, source.path)) {
         return WindowsPath::Join(folder.value.path, name);
+    }
     if (!mayReplace) return Status{SystemError::AlreadyExists};
     const Status allowed = CheckDelete(there.value);
     if (!allowed.IsOk()) return Status{SystemError::AccessDenied};
@@ -124,24 +131,28 @@ std::vector<VolumeEntry> ModelFiles::StreamsOf(const VolumeEntry& file) const {
     if (!folder.IsOk() || WindowsPath::StreamColon(file.path) != TextView::npos) return streams;
     const auto listed = parts_.volume.List(folder.value);
     const Text prefix = ToLower(file.path) + u':';
-    for (const VolumeEntry& entry : listed.value)
-        if (ToLower(TextView(entry.path).substr(0, prefix.size())) == prefix)
+    for (const VolumeEntry& entry : listed.value) {
+        if (ToLower(TextView(entry.path).substr(0, prefix.size())) == prefix) {
             streams.push_back(entry);
+        }
+    }
     return streams;
 }
 
 Status ModelFiles::Move(TextView source, TextView target, bool mayReplace) {
     const auto entry = Find(source);
     if (!entry.IsOk()) return entry;
-    if (WindowsPath::StreamColon(entry.value.path) != TextView::npos)
+    if (WindowsPath::StreamColon(entry.value.path) != TextView::npos) {
         return {SystemError::InvalidName};
+    }
     const auto to = MoveTarget(entry.value, target, mayReplace);
     if (!to.IsOk()) return to;
     const Status allowed = CheckMove(entry.value);
     if (!allowed.IsOk()) return allowed;
     std::vector<std::pair<VolumeEntry, Text>> moves{{entry.value, to.value}};
-    for (const VolumeEntry& stream : StreamsOf(entry.value))
+    for (const VolumeEntry& stream : StreamsOf(entry.value)) {
         moves.emplace_back(stream, to.value + stream.path.substr(entry.value.path.size()));
+    }
     const Status moved = parts_.volume.Move(moves);
     if (!moved.IsOk()) return moved;
     for (const auto& [from, path] : moves) parts_.rules.Move(from.path, path);
@@ -164,8 +175,9 @@ Status ModelFiles::CreateDirectoryW(TextView path) {
     const auto full = FullPath(path);
     if (!full.IsOk()) return full;
     if (WindowsPath::HasWildcards(WindowsPath::Name(full.value)) ||
-        WindowsPath::StreamColon(full.value) != TextView::npos)
+        WindowsPath::StreamColon(full.value) != TextView::npos) {
         return {SystemError::InvalidName};
+    }
     const auto there = parts_.volume.Find(full.value);
     if (there.IsOk()) return {SystemError::AlreadyExists};
     if (there.code != SystemError::FileNotFound) return there;
@@ -175,8 +187,9 @@ Status ModelFiles::CreateDirectoryW(TextView path) {
 Result<std::unique_ptr<OpenFile>> ModelFiles::OpenExisting(const VolumeEntry& entry,
                                                            FileMode mode) {
     if (mode == FileMode::CreateNew) return Status{SystemError::FileExists};
-    if (entry.isFolder || parts_.rules.Get(entry.path).isUnreadable)
+    if (entry.isFolder || parts_.rules.Get(entry.path).isUnreadable) {
         return Status{SystemError::AccessDenied};
+    }
     if (mode == FileMode::Read) return parts_.volume.OpenToRead(entry);
     if (IsReadOnly(entry)) return Status{SystemError::AccessDenied};
     return parts_.volume.OpenToAppend(entry);
@@ -185,8 +198,9 @@ Result<std::unique_ptr<OpenFile>> ModelFiles::OpenExisting(const VolumeEntry& en
 Result<std::unique_ptr<OpenFile>> ModelFiles::CreateFileW(TextView path, FileMode mode) {
     const auto full = FullPath(path);
     if (!full.IsOk()) return Status(full);
-    if (WindowsPath::HasWildcards(WindowsPath::Name(full.value)))
+    if (WindowsPath::HasWildcards(WindowsPath::Name(full.value))) {
         return Status{SystemError::InvalidName};
+    }
     const auto there = parts_.volume.Find(full.value);
     if (there.IsOk()) return OpenExisting(there.value, mode);
     if (there.code != SystemError::FileNotFound || mode == FileMode::Read) return Status(there);
@@ -217,8 +231,9 @@ std::vector<VolumeEntry> ModelFiles::FindMatches(TextView pattern) const {
     if (!listed.IsOk()) return matches;
     for (const VolumeEntry& entry : listed.value) {
         if (WindowsPath::StreamColon(entry.path) == TextView::npos &&
-            WindowsPath::MatchesWildcards(WindowsPath::Name(entry.path), name))
+            WindowsPath::MatchesWildcards(WindowsPath::Name(entry.path), name)) {
             matches.push_back(entry);
+        }
     }
     return matches;
 }

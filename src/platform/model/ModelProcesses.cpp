@@ -64,8 +64,9 @@ bool ModelProcesses::IsHeld(TextView path) const {
         heldFiles_.clear();
         for (const RunningRef& running : running_) {
             ++heldFiles_[WindowsPath::FoldReported(running->record.path, windows)];
-            for (const Text& module : running->record.modules)
+            for (const Text& module : running->record.modules) {
                 ++heldFiles_[WindowsPath::FoldReported(module, windows)];
+            }
         }
         isHeldFilesFresh_ = true;
     }
@@ -99,8 +100,9 @@ void ModelProcesses::DropMissing(const std::function<bool(const Text& path)>& is
 }
 
 ModelProcesses::RunningRef ModelProcesses::FindRunning(std::uint32_t id) const {
-    for (const RunningRef& running : running_)
+    for (const RunningRef& running : running_) {
         if (running->record.id == id) return running;
+    }
     return nullptr;
 }
 
@@ -136,8 +138,9 @@ ModelProcesses::Running* ModelProcesses::Use(Handle process, std::uint32_t acces
 }
 
 std::uint32_t ModelProcesses::GetCurrentProcessId() {
-    for (const RunningRef& running : running_)
+    for (const RunningRef& running : running_) {
         if (running->record.self) return running->record.id;
+    }
     return kOwnIdWhenNotListed;
 }
 
@@ -173,8 +176,9 @@ std::uint32_t ModelProcesses::GetModuleFileNameExW(Handle process, ModuleHandle 
     if (module == 0 || module == kProgramBase) path = &running->record.path;
     const std::size_t index = (module - kFirstModuleBase) / kModuleDistance;
     if (path == nullptr && module >= kFirstModuleBase && module % kModuleDistance == 0 &&
-        index < running->record.modules.size())
+        index < running->record.modules.size()) {
         path = &running->record.modules[index];
+    }
     if (path == nullptr) return 0;
     const std::size_t count = std::min(path->size(), buffer.size());
     std::copy_n(path->begin(), count, buffer.begin());
@@ -216,11 +220,14 @@ bool ModelProcesses::TakeModules(std::uint32_t processId, Snapshot& snapshot) {
 
 Handle ModelProcesses::CreateToolhelp32Snapshot(std::uint32_t flags, std::uint32_t processId) {
     Snapshot snapshot;
-    if ((flags & SnapshotHolds::Modules) != 0 && !TakeModules(processId, snapshot))
+    if ((flags & SnapshotHolds::Modules) != 0 && !TakeModules(processId, snapshot)) {
         return kInvalidHandle;
-    if ((flags & SnapshotHolds::Processes) != 0)
-        for (const RunningRef& running : running_)
+    }
+    if ((flags & SnapshotHolds::Processes) != 0) {
+        for (const RunningRef& running : running_) {
             snapshot.processes.emplace_back(running->record.id, running->record.path);
+        }
+    }
     return Keep(std::move(snapshot));
 }
 

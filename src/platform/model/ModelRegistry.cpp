@@ -15,8 +15,9 @@ ModelRegistry::ModelRegistry(RegistryTree& tree, bool hasUserClasses, ChangeLog*
 
 ModelRegistry::FoldedKey ModelRegistry::Fold(RegistryRoot root, TextView key) {
     Text folded;
-    for (TextView part = NextKeyComponent(key); !part.empty(); part = NextKeyComponent(key))
+    for (TextView part = NextKeyComponent(key); !part.empty(); part = NextKeyComponent(key)) {
         folded.append(ToLower(part)).push_back(u'\\');
+    }
     return {root, folded};
 }
 
@@ -53,8 +54,9 @@ Result<std::vector<ModelRegistry::Place>> ModelRegistry::ReadablePlacesOf(Regist
     if (IsWithin(deniedReads_, root, UpToNul(subkey))) return Status{SystemError::AccessDenied};
     auto places = PlacesOf(root, subkey);
     if (!places.IsOk()) return places;
-    for (const Place& place : places.value)
+    for (const Place& place : places.value) {
         if (IsWithin(deniedReads_, place.root, place.key)) return Status{SystemError::AccessDenied};
+    }
     std::erase_if(places.value, [](const Place& place) { return place.node == nullptr; });
     if (places.value.empty()) return Status{SystemError::FileNotFound};
     return places;
@@ -70,8 +72,9 @@ Result<RegistryValue> ModelRegistry::RegQueryValueExW(RegistryRoot root, TextVie
                                                       TextView name) {
     const auto places = ReadablePlacesOf(root, subkey);
     if (!places.IsOk()) return Status(places);
-    for (const Place& place : places.value)
+    for (const Place& place : places.value) {
         if (const RegistryValue* value = place.node->values.Find(UpToNul(name))) return *value;
+    }
     return Status{SystemError::FileNotFound};
 }
 
@@ -87,8 +90,9 @@ Status ModelRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextVie
         break;
     }
     if (IsWithin(deniedWrites_, root, UpToNul(subkey)) ||
-        IsWithin(deniedWrites_, target->root, target->key))
+        IsWithin(deniedWrites_, target->root, target->key)) {
         return {SystemError::AccessDenied};
+    }
     const Status noted = Note(MachineChange::Kind::SetValue, *target, name, value);
     if (!noted.IsOk()) return noted;
     tree_.Root(target->root).Make(target->key).values.Set(name, value);
@@ -115,9 +119,11 @@ Result<std::vector<Text>> ModelRegistry::RegEnumKeyExW(RegistryRoot root, TextVi
     if (!places.IsOk()) return Status(places);
     std::vector<Text> names;
     std::set<TextView> seen;
-    for (const Place& place : places.value)
-        for (const auto& [folded, key] : place.node->subkeys)
+    for (const Place& place : places.value) {
+        for (const auto& [folded, key] : place.node->subkeys) {
             if (seen.insert(folded).second) names.push_back(key->name);
+        }
+    }
     return names;
 }
 
@@ -127,9 +133,11 @@ Result<std::vector<Text>> ModelRegistry::RegEnumValueW(RegistryRoot root, TextVi
     std::vector<Text> names;
     for (const Place& place : places.value) {
         const bool isFirst = &place == &places.value.front();
-        for (const auto& named : place.node->values)
-            if (isFirst || places.value.front().node->values.Find(named.name) == nullptr)
+        for (const auto& named : place.node->values) {
+            if (isFirst || places.value.front().node->values.Find(named.name) == nullptr) {
                 names.push_back(named.name);
+            }
+        }
     }
     return names;
 }

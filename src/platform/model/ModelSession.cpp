@@ -17,8 +17,9 @@ Result<Handle> ModelSession::OpenProcessToken(std::uint32_t access) {
 
 Result<std::uint64_t> ModelSession::LookupPrivilegeValueA(std::string_view name) {
     if (!facts_.IsNT()) return Status{SystemError::CallNotImplemented};
-    if (!EqualsIgnoreCase(FromUtf8(name), kShutdownName))
+    if (!EqualsIgnoreCase(FromUtf8(name), kShutdownName)) {
         return Status{SystemError::NoSuchPrivilege};
+    }
     return kShutdownPrivilege;
 }
 
@@ -32,8 +33,9 @@ Status ModelSession::AdjustTokenPrivileges(Handle token, std::uint64_t luid,
 }
 
 Status ModelSession::ExitWindowsEx(std::uint32_t flags, std::uint32_t /*reason*/) {
-    if (facts_.isRestartDenied || (facts_.IsNT() && !hasPrivilege_))
+    if (facts_.isRestartDenied || (facts_.IsNT() && !hasPrivilege_)) {
         return {SystemError::PrivilegeNotHeld};
+    }
     if ((flags & kShutdownOrReboot) == 0) return {};
     const Status restarted = restart_();
     if (restarted.IsOk()) ++restartCount_;

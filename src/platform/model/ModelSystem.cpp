@@ -118,8 +118,9 @@ Text ModelSystem::ExpandEnvironmentStringsW(TextView text) {
 }
 
 Text ModelSystem::GetTempPathW() {
-    for (const TextView name : {u"TMP", u"TEMP"})
+    for (const TextView name : {u"TMP", u"TEMP"}) {
         if (const Text* folder = facts_.Environment(name)) return WithBackslash(*folder);
+    }
     return facts_.WindowsFolder() + u"\\Temp\\";
 }
 
@@ -128,8 +129,9 @@ Text ModelSystem::GetModuleFileNameW() {
 }
 
 Text ModelSystem::FormatMessageW(std::uint32_t code) {
-    for (const ErrorText& error : kErrorTexts)
+    for (const ErrorText& error : kErrorTexts) {
         if (error.code == code) return Text(error.text) + u"\r\n";
+    }
     return {};
 }
 

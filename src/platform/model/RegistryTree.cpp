@@ -38,8 +38,9 @@ RegistryValues::List::iterator RegistryValues::Locate(TextView name) {
     }
     if (!index_) {
         index_ = std::make_unique<Index>();
-        for (auto one = list_.begin(); one != list_.end(); ++one)
+        for (auto one = list_.begin(); one != list_.end(); ++one) {
             index_->emplace(ToLower(one->name), one);
+        }
     }
     const auto found = index_->find(ToLower(name));
     return found == index_->end() ? list_.end() : found->second;
@@ -151,8 +152,9 @@ bool SplitRegistryPath(TextView path, RegistryRoot& root, Text& key) {
     const TextView first = NextKeyComponent(path);
     for (const ShortName& known : kShortNames) {
         if (!EqualsIgnoreCase(first, RegistryRootName(known.root)) &&
-            !EqualsIgnoreCase(first, known.name))
+            !EqualsIgnoreCase(first, known.name)) {
             continue;
+        }
         root = known.root;
         key = path.empty() ? Text() : Text(path.substr(1));
         return true;

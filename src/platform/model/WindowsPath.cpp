@@ -23,8 +23,9 @@ bool StartsWithDrive(TextView path) {
 
 /// The path behind "\\?\" or "\??\", if it has such a prefix.
 std::optional<TextView> WithoutVerbatimPrefix(TextView path) {
-    for (const TextView prefix : kVerbatimPrefixes)
+    for (const TextView prefix : kVerbatimPrefixes) {
         if (path.starts_with(prefix)) return path.substr(prefix.size());
+    }
     return std::nullopt;
 }
 
@@ -55,9 +56,11 @@ Text Normalise(TextView absolute) {
             if (last != Text::npos) out.resize(last);
             continue;
         }
-        if (rest.empty())
-            while (!part.empty() && (part.back() == u' ' || part.back() == u'.'))
+        if (rest.empty()) {
+            while (!part.empty() && (part.back() == u' ' || part.back() == u'.')) {
                 part.remove_suffix(1);
+            }
+        }
         if (part.empty() || part == u".") continue;
         out.append(1, u'\\').append(part);
     }
@@ -66,13 +69,16 @@ Text Normalise(TextView absolute) {
 }
 
 Status CheckCharacters(TextView full) {
-    for (std::size_t i = 2; i < full.size(); ++i)
-        if (full[i] < u' ' || kNeverInNames.find(full[i]) != TextView::npos)
+    for (std::size_t i = 2; i < full.size(); ++i) {
+        if (full[i] < u' ' || kNeverInNames.find(full[i]) != TextView::npos) {
             return {SystemError::InvalidName};
+        }
+    }
     if (HasWildcards(Parent(full))) return {SystemError::InvalidName};
     const std::size_t colon = full.find(u':', 2);
-    if (colon != TextView::npos && full.find(u'\\', colon) != TextView::npos)
+    if (colon != TextView::npos && full.find(u'\\', colon) != TextView::npos) {
         return {SystemError::InvalidName};
+    }
     return {};
 }
 
@@ -106,8 +112,9 @@ Result<Text> Full(TextView path, TextView currentFolder) {
     if (path.empty()) return Status{SystemError::PathNotFound};
     Text full;
     if (const auto verbatim = WithoutVerbatimPrefix(path)) {
-        if (!StartsWithDrive(*verbatim) || verbatim->size() > kLongestVerbatimPath)
+        if (!StartsWithDrive(*verbatim) || verbatim->size() > kLongestVerbatimPath) {
             return Status{SystemError::PathNotFound};
+        }
         full = *verbatim;
         if (full.size() == 2) full.push_back(u'\\');
     } else {

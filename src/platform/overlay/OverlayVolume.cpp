@@ -36,8 +36,9 @@ Result<OverlayVolume::Own> OverlayVolume::Known(const Own& own) const {
 }
 
 bool OverlayVolume::IsAsBelow(TextView path) const {
-    for (; !path.empty() && !own_.empty(); path = WindowsPath::Parent(path))
+    for (; !path.empty() && !own_.empty(); path = WindowsPath::Parent(path)) {
         if (own_.contains(ToLower(path))) return false;
+    }
     return true;
 }
 
@@ -100,9 +101,11 @@ Result<std::vector<VolumeEntry>> OverlayVolume::List(const VolumeEntry& folder) 
         }
     }
     const Text folded = ToLower(folder.path);
-    for (const auto& [path, own] : own_)
-        if (!own.isGone && WindowsPath::Parent(path) == folded)
+    for (const auto& [path, own] : own_) {
+        if (!own.isGone && WindowsPath::Parent(path) == folded) {
             entries.push_back(Known(own).value.entry);
+        }
+    }
     std::sort(entries.begin(), entries.end(), [](const VolumeEntry& a, const VolumeEntry& b) {
         return CompareIgnoreCase(a.path, b.path) < 0;
     });
@@ -216,8 +219,9 @@ std::vector<VolumeEntry> OverlayVolume::All() {
         if (!known.isFolder || own.belowPath.empty()) continue;
         for (VolumeEntry entry : below) {
             if (entry.path.size() == own.belowPath.size() ||
-                !IsWithin(ToLower(entry.path), ToLower(own.belowPath)))
+                !IsWithin(ToLower(entry.path), ToLower(own.belowPath))) {
                 continue;
+            }
             entry.path = known.path + entry.path.substr(own.belowPath.size());
             const auto found = Locate(entry.path);
             if (found.IsOk() && !own_.contains(ToLower(entry.path))) all.push_back(entry);

@@ -90,8 +90,9 @@ Status Win32OpenFile::WriteFile(std::span<const std::uint8_t> bytes) {
     while (!bytes.empty()) {
         const auto wanted = static_cast<DWORD>(std::min(bytes.size(), kLargestTransfer));
         DWORD written = 0;
-        if (::WriteFile(file_.Get(), bytes.data(), wanted, &written, nullptr) == 0)
+        if (::WriteFile(file_.Get(), bytes.data(), wanted, &written, nullptr) == 0) {
             return LastFailure();
+        }
         if (written == 0) return {SystemError::DiskFull};
         bytes = bytes.subspan(written);
     }

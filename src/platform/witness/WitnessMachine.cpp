@@ -123,8 +123,9 @@ Status WitnessMachine::WitnessProcesses::EnumProcessModules(Handle process,
 Handle WitnessMachine::WitnessProcesses::CreateToolhelp32Snapshot(std::uint32_t flags,
                                                                   std::uint32_t processId) {
     const Handle snapshot = target_.CreateToolhelp32Snapshot(flags, processId);
-    if (snapshot == kInvalidHandle && (flags & SnapshotHolds::Modules) != 0)
+    if (snapshot == kInvalidHandle && (flags & SnapshotHolds::Modules) != 0) {
         witness_.Note(u"process", ToText(processId), {SystemError::AccessDenied});
+    }
     return snapshot;
 }
 

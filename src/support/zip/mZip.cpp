@@ -62,8 +62,9 @@ int Password(std::span<char> buffer, const char*, const char*) {
         return 1;
     }
     std::string bytes = ToWtf8(password);
-    for (; bytes.size() >= buffer.size() && !password.empty(); bytes = ToWtf8(password))
+    for (; bytes.size() >= buffer.size() && !password.empty(); bytes = ToWtf8(password)) {
         password.pop_back();
+    }
     std::ranges::copy(bytes, buffer.begin());
     buffer[bytes.size()] = '\0';
     return 0;
