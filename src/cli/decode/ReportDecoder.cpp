@@ -214,7 +214,7 @@ class EntryDecoder {
             return FromText(utf8);
         }
         if (writer.HasRemarks()) {
-            report_.problems.push_back(name + " holds comments, which are left out");
+            report_.problems.push_back(name + " holds comments; that is in no file");
         }
         if (name == "SuspiciousFiles") std::ranges::move(writer.TakePaths(), Paths());
         return FromString(writer.TakeDocument());
@@ -286,7 +286,7 @@ class EnvelopeReader final : public XmlHandler {
     /// Tells of something that no file shows, once an entry.
     void Leave(const std::string& where, const char* what) {
         if (!lost_.insert(where + what).second) return;
-        report_.problems.push_back(where + " holds " + what + ", which are left out");
+        report_.problems.push_back(where + " holds " + what + "; that is in no file");
     }
 
     /// What stands before the damage is as good as ever.
