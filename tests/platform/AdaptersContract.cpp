@@ -1,6 +1,7 @@
 #include "platform/ScratchImage.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/record/RecordingMachine.h"
+#include "platform/undo/UndoMachine.h"
 #include "platform/witness/WitnessMachine.h"
 #include "testing/FaultMachine.h"
 #include "testing/MemoryMachine.h"
@@ -35,6 +36,11 @@ class MemoryUnderTest : public MachineUnderTest {
 
   protected:
     MemoryMachine memory_;
+};
+
+/// A wrapper made of its machine alone.
+struct Undoable : UndoMachine {
+    explicit Undoable(Machine& target) : UndoMachine(target, u"1.0.0") {}
 };
 
 /// The same machine behind a wrapper.
@@ -93,6 +99,7 @@ std::vector<Adapter> Adapters() {
     AddBothFamilies<WrappedUnderTest<FaultMachine>>(adapters, "Fault");
     AddBothFamilies<WrappedUnderTest<WitnessMachine>>(adapters, "Witness");
     AddBothFamilies<WrappedUnderTest<RecordingMachine>>(adapters, "Recording");
+    AddBothFamilies<WrappedUnderTest<Undoable>>(adapters, "Undo");
     AddBothFamilies<WrappedUnderTest<OverlayMachine>>(adapters, "Overlay");
     return adapters;
 }

@@ -1,8 +1,9 @@
 #include "platform/record/RecordingMachine.h"
 
-#include <array>
+#include "platform/forward/ProgramOfProcess.h"
 
 namespace bkfd {
+
 RecordingMachine::RecordingMachine(Machine& target)
     : ForwardMachine(target, OpenGate()),
       registry_(target.RegistryKeys(), changes_),
@@ -95,42 +96,10 @@ Status RecordingMachine::RecordingProcesses::TerminateProcess(Handle process,
     change.kind = RecordedChange::Kind::EndProcess;
     const auto known = opened_.find(process);
     if (known != opened_.end()) change.processId = known->second;
-    change.name = ProgramOf(change.processId);
+    change.name = ProgramOfProcess(machine_, change.processId);
     change.outcome = target_.TerminateProcess(process, exitCode);
     changes_.push_back(change);
     return change.outcome;
-}
-
-Text RecordingMachine::RecordingProcesses::ProgramOf(std::uint32_t processId) {
-    return IsVersionOfNT(system_.GetVersion()) ? ProgramOfNT(processId) : ProgramOf9x(processId);
-}
-
-Text RecordingMachine::RecordingProcesses::ProgramOfNT(std::uint32_t processId) {
-    const auto process = target_.OpenProcess(ProcessAccess::QueryAndRead, processId);
-    if (!process.IsOk()) return {};
-    std::array<ModuleHandle, 1> program{};
-    std::uint32_t needed = 0;
-    Text path(kMaxPath, u' ');
-    std::uint32_t length = 0;
-    if (target_.EnumProcessModules(process.value, program, sizeof(ModuleHandle), needed).IsOk()) {
-        length = target_.GetModuleFileNameExW(process.value, program[0], path);
-    }
-    (void)target_.CloseHandle(process.value);
-    return path.substr(0, length);
-}
-
-Text RecordingMachine::RecordingProcesses::ProgramOf9x(std::uint32_t processId) {
-    const Handle snapshot = target_.CreateToolhelp32Snapshot(SnapshotHolds::Processes, 0);
-    if (snapshot == kInvalidHandle) return {};
-    ProcessEntry entry;
-    entry.size = kProcessRecordSize;
-    Text program;
-    for (Status more = target_.Process32First(snapshot, entry); more.IsOk();
-         more = target_.Process32Next(snapshot, entry)) {
-        if (entry.processId == processId) program = UpToNul(entry.exeFile);
-    }
-    (void)target_.CloseHandle(snapshot);
-    return program;
 }
 
 // ---------------------------------------------------------------- restart

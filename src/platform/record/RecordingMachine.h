@@ -75,18 +75,14 @@ class RecordingMachine final : public ForwardMachine {
       public:
         RecordingProcesses(Machine& target, Record& changes)
             : ForwardProcesses(target.ProcessTable(), OpenGate()),
-              system_(target.System()),
+              machine_(target),
               changes_(changes) {}
         Result<Handle> OpenProcess(std::uint32_t access, std::uint32_t processId) override;
         Status TerminateProcess(Handle process, std::uint32_t exitCode) override;
         Status CloseHandle(Handle handle) override;
 
       private:
-        Text ProgramOf(std::uint32_t processId);
-        Text ProgramOfNT(std::uint32_t processId);
-        Text ProgramOf9x(std::uint32_t processId);
-
-        SystemFacts& system_;
+        Machine& machine_;
         Record& changes_;
         std::map<Handle, std::uint32_t> opened_;
     };
