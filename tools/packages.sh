@@ -1,7 +1,7 @@
 # Debian 12 packages that this project builds, tests and runs with. Sourced by ./run and ./test.
 
 packages_native="cmake ninja-build g++ pkg-config googletest libbenchmark-dev zlib1g-dev
-    libcurl4-openssl-dev libcli11-dev nlohmann-json3-dev libexpat1-dev python3"
+    libcurl4-openssl-dev libcli11-dev nlohmann-json3-dev libexpat1-dev rapidjson-dev python3"
 packages_windows="g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 libz-mingw-w64-dev
     librsvg2-bin icoutils imagemagick"
 packages_wine="wine wine64 fonts-wine xvfb xauth xdotool imagemagick faketime"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Shows the main job on a machine image: what is found, the cleanup, and that nothing is left.
+# Shows the main job on a machine image: what is found, the cleanup, that nothing is left, and the undo.
 # Usage: tools/show_cleanup.sh PROGRAM IMAGE
 set -euo pipefail
 program=$1
@@ -25,8 +25,12 @@ expect 0 "$program" --machine "$image" clean --yes
 headline "The same scan again"
 expect 0 "$program" --machine "$image" scan
 
-headline "What can be undone: brackenfold restore FILE gives a file its name back"
-expect 0 "$program" --machine "$image" restore
+headline "What was done, and taking it back"
+expect 0 "$program" --machine "$image" undo
+expect 0 "$program" --machine "$image" undo last --yes
+
+headline "The same scan once more: the machine is as it was"
+expect 1 "$program" --machine "$image" scan
 
 headline "What the program's own log tells of it"
 tail -n 12 "$image/drives/c/Program Files/Brackenfold/BKFD.log"

@@ -2,13 +2,16 @@
 #include <windows.h>
 
 #include "app/FMain.h"
+#include "platform/undo/UndoMachine.h"
 #include "platform/win32/Win32Machine.h"
+#include "services/ApplicationState.h"
 #include "ui/win32/Win32Toolkit.h"
 #include "win32/DynamicCall.h"
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
     bkfd::LoadLibrariesOfTheSystemAlone();
-    bkfd::Win32Machine machine;
+    bkfd::Win32Machine windows;
+    bkfd::UndoMachine machine(windows, bkfd::ProgramVersion());
     bkfd::InstallMachine(&machine);
     bkfd::Win32Toolkit toolkit;
     bkfd::InstallToolkit(&toolkit);

@@ -7,15 +7,17 @@
 #include "base/RuntimeError.h"
 #include "cli/CleanText.h"
 #include "panels/RegistryBackup.h"
+#include "platform/undo/UndoFolder.h"
 #include "resources/StringTable.h"
 #include "services/ApplicationState.h"
 #include "services/MAPI.h"
 #include "ui/terminal/PrintableText.h"
+#include "undo/KeptChanges.h"
 
 namespace bkfd {
 
 const char kChangeDocumentHelp[] =
-    "With --json: {\"removedFiles\": [paths], \"deletedBhos\": [classes], "
+    "With --json: {\"record\": for undo, \"removedFiles\": [paths], \"deletedBhos\": [classes], "
     "\"deletedStartup\": [{\"key\",\n\"valueName\", \"data\"}], \"endedProcesses\": "
     "[{\"id\", \"path\"}], \"changedSettings\": [{\"key\",\n\"valueName\", \"before\", "
     "\"after\"}], \"failed\": [{\"kind\", \"name\", \"error\"}]}. Without --yes\nit "
@@ -59,7 +61,11 @@ int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId qu
         return ExitCode::Failed;
     }
     CleanResult result = SummarizeChanges(session.Changes(), session.LogLines());
+    result.record = session.Record();
     result.failed.insert(result.failed.begin(), failed.begin(), failed.end());
+    // One error for all that was refused since.
+    if (const Text why = WhyNotKept(); !why.empty())
+        result.failed = {{"record", UndoFolderPath(TheMachine().System()), why}};
     if (context.asJson) {
         PrintJson(context.console.out, CleanToJson(result));
     } else {

@@ -18,8 +18,8 @@ class CleanCommand final : public Command {
             (std::string(
                  "Deletes the registrations of parasites, disables their files by renaming "
                  "them, ends the\nprocesses that hold them, puts the browser's settings "
-                 "right and restarts Windows.\nDisabled files can get their names back with "
-                 "restore. Exit code 2 if something could not\nbe done, or if the answer was "
+                 "right and restarts Windows.\nundo takes back all but ended processes and the "
+                 "restart. Exit code 2 if something could not\nbe done, or if the answer was "
                  "Cancel; 3 if something could not be read, so that\nparasites may be left.\n\n") +
              kChangeDocumentHelp)
                 .c_str());

@@ -185,7 +185,8 @@ Json CleanToJson(const CleanResult& result) {
                           {"name", TextToJson(change.name)},
                           {"error", TextToJson(change.error)}});
     }
-    return {{"removedFiles", TextsToJson(result.removedFiles)},
+    return {{"record", result.record == 0 ? Json(nullptr) : Json(result.record)},
+            {"removedFiles", TextsToJson(result.removedFiles)},
             {"deletedBhos", TextsToJson(result.deletedBhos)},
             {"deletedStartup", std::move(startup)},
             {"endedProcesses", std::move(processes)},

@@ -6,6 +6,7 @@
 #include "cli/Json.h"
 #include "cli/MemoryLog.h"
 #include "platform/record/RecordingMachine.h"
+#include "platform/undo/UndoRecord.h"
 
 namespace bkfd {
 
@@ -43,6 +44,7 @@ struct CleanResult {
     std::vector<ChangedSetting> changedSettings;
     std::vector<FailedChange> failed;
     bool isRestarted = false;
+    RecordId record = 0;  // by which it can be undone; 0 if nothing was kept
 };
 
 CleanResult SummarizeChanges(const std::vector<RecordedChange>& changes,

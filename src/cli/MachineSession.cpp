@@ -9,6 +9,7 @@
 #include "platform/curl/CurlHttp.h"
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
+#include "platform/undo/UndoMachine.h"
 #include "platform/witness/WitnessMachine.h"
 #include "services/ApplicationState.h"
 #include "services/SysUtil.h"
@@ -30,13 +31,15 @@ struct MachineSession::Parts {
     Parts(std::unique_ptr<ImageMachine> loaded, Console& console, const SessionUse& use)
         : image(std::move(loaded)),
           overlay(use.isDryRun ? std::make_unique<OverlayMachine>(*image) : nullptr),
-          witness(use.isDryRun ? static_cast<Machine&>(*overlay) : *image),
+          undo(use.isDryRun ? nullptr : std::make_unique<UndoMachine>(*image, ProgramVersion())),
+          witness(use.isDryRun ? static_cast<Machine&>(*overlay) : *undo),
           recorder(witness),
           toolkit(console.err, console.readKey, use.answers),
           installed(recorder, toolkit) {}
 
     std::unique_ptr<ImageMachine> image;
     std::unique_ptr<OverlayMachine> overlay;  // of a dry run
+    std::unique_ptr<UndoMachine> undo;        // of all others
     WitnessMachine witness;
     RecordingMachine recorder;
     TerminalToolkit toolkit;
@@ -112,6 +115,10 @@ std::vector<Unreadable> MachineSession::CollectUnreadable() {
 
 const std::vector<RecordedChange>& MachineSession::Changes() const {
     return parts_->recorder.Changes();
+}
+
+RecordId MachineSession::Record() const {
+    return parts_->undo == nullptr ? 0 : parts_->undo->Record();
 }
 
 std::vector<std::string> MachineSession::Failures() const {

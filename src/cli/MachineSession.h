@@ -7,6 +7,7 @@
 #include "cli/Json.h"
 #include "cli/MemoryLog.h"
 #include "platform/record/RecordingMachine.h"
+#include "platform/undo/UndoRecord.h"
 #include "ui/terminal/TerminalToolkit.h"
 
 namespace bkfd {
@@ -66,6 +67,8 @@ class MachineSession {
     std::vector<Unreadable> CollectUnreadable();
     /// What was asked of the machine so far to be changed.
     const std::vector<RecordedChange>& Changes() const;
+    /// The record of what was changed last, by which it can be undone; 0 if nothing was changed.
+    RecordId Record() const;
     /// What the engine has logged as failed, in its words, one line each.
     std::vector<std::string> Failures() const;
     /// One line: "Windows XP, version 5.1.2600 Service Pack 2".

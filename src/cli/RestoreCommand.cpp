@@ -4,6 +4,7 @@
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
 #include "platform/image/HostFiles.h"
+#include "platform/undo/RecordedOperation.h"
 #include "processes/CProcessManager.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
@@ -60,7 +61,8 @@ class RestoreCommand final : public Command {
         options.AddFlag("--yes", yes_, "Answer OK to the question");
         options.Explain(
             "Only the name comes back: registrations and startup entries that a cleanup deleted "
-            "stay\ndeleted.\n\nWith --json: the list of files that can still be restored.");
+            "stay\ndeleted. undo takes the whole cleanup back.\n\nWith --json: the list of files "
+            "that can still be restored.");
     }
 
     int Run(CommandContext& context) override {
@@ -88,6 +90,7 @@ class RestoreCommand final : public Command {
     }
 
     static void GiveNameBack(MachineSession& session, const Text& file) {
+        const RecordedOperation operation(UndoOperation::kRestoreFile);
         CProcessManager processes;
         processes.Init(session.Log());
         bool ok = false;

@@ -5,6 +5,7 @@
 #include "detection/CPaDetector.h"
 #include "detection/HelperObjects.h"
 #include "panels/MFileProps.h"
+#include "platform/undo/RecordedOperation.h"
 #include "processes/CProcessManager.h"
 #include "resources/StringTable.h"
 #include "services/ErrorMode.h"
@@ -14,6 +15,7 @@
 #include "ui/Form.h"
 #include "ui/Keys.h"
 #include "ui/Metrics.h"
+#include "undo/KeptChanges.h"
 
 namespace bkfd {
 namespace {
@@ -170,6 +172,7 @@ void ucBHO::DeleteHelperObject(const ListItem& row) {
     const Text& name = row.GetText();
     const Text& clsid = NodeOf(row).Id;
     const Text file = FileOf(row);
+    const RecordedOperation operation(UndoOperation::kDeleteHelperObject);
     logger_->Trace(SysUtil::FormatTemplate(u"Deleting BHO(%1, '%2', '%3')", {clsid, name, file}),
                    u"ucBHO.cmdDelete_Click");
     CPaDetector detector;
@@ -183,7 +186,7 @@ void ucBHO::DeleteHelperObject(const ListItem& row) {
     if (registry.DeleteKey(RegistryRoot::LocalMachine, HelperObjectKey(clsid))) {
         ShowMessage(SysUtil::FormatTemplate(ResourceString(StringId::HelperObjectDeleted), {name}),
                     MessageStyle::Information);
-    } else {
+    } else if (!TellIfNotKept(*logger_, u"ucBHO.cmdDelete_Click")) {
         ShowMessage(ResourceString(StringId::HelperObjectNotDeleted), MessageStyle::Exclamation);
     }
 }

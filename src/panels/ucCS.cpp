@@ -8,6 +8,7 @@
 #include "services/ErrorMode.h"
 #include "services/MAPI.h"
 #include "ui/Metrics.h"
+#include "undo/KeptChanges.h"
 
 namespace bkfd {
 namespace {
@@ -56,6 +57,7 @@ void ucCS::cmdRestore_Click() {
         CPaRemover remover;
         remover.Init(logger_);
         remover.RestoreConfigurationSettings();
+        if (TellIfNotKept(*logger_, u"ucCS.cmdRestore_Click")) return;
         ShowMessage(ResourceString(StringId::SettingsRestored), MessageStyle::Information);
         RefreshList();
     });

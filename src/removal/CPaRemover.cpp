@@ -7,6 +7,7 @@
 #include "detection/CPaDetector.h"
 #include "detection/CStartupManager.h"
 #include "platform/Machine.h"
+#include "platform/undo/RecordedOperation.h"
 #include "processes/CProcessManager.h"
 #include "removal/ConfigurationSettings.h"
 #include "removal/MReboot.h"
@@ -15,6 +16,7 @@
 #include "services/MAPI.h"
 #include "services/RefusedChange.h"
 #include "ui/Toolkit.h"
+#include "undo/KeptChanges.h"
 
 namespace bkfd {
 namespace {
@@ -115,9 +117,11 @@ void CPaRemover::CleanUp() {
     const Text source = u"CPaRemover.CleanUp";
     TheToolkit().SetPointer(Pointer::Hourglass);
     RunAndReport(*logger_, source, [&] {
+        const RecordedOperation operation(UndoOperation::kCleanUp);
         logger_->Trace(u"CleanUp started", source);
         RemoveParasites();
         RestoreConfigurationSettings();
+        if (TellIfNotKept(*logger_, source)) return;
         if (Ask(StringId::CleanUpComplete, MessageStyle::Information)) StampAndRestart();
     });
     TheToolkit().SetPointer(Pointer::Default);
@@ -157,6 +161,7 @@ void CPaRemover::StampAndRestart() {
 }
 
 void CPaRemover::DeleteStamp() {
+    const RecordedOperation operation(UndoOperation::kBookkeeping);
     const Status deleted = registry_->DeleteValue(kStampRoot, kStampKey, kStampName);
     if (deleted.IsNotThere()) return;
     LogRefusedChange(*logger_, deleted, u"delete the cleanup stamp", u"CPaRemover.Perform");
@@ -164,6 +169,7 @@ void CPaRemover::DeleteStamp() {
 
 void CPaRemover::RestoreConfigurationSettings() {
     const Text source = u"CPaRemover.RestoreConfigurationSettings";
+    const RecordedOperation operation(UndoOperation::kRestoreSettings);
     LogErrors(*logger_, LogLevel::SystemFailure, source, [&] {
         logger_->Trace(u"Restoring all configuration settings", source);
         RestoreSettings(*registry_, *logger_, source);

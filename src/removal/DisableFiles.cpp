@@ -5,6 +5,7 @@
 #include "base/RuntimeError.h"
 #include "base/Utf16Bytes.h"
 #include "identity/CFileChecker.h"
+#include "platform/undo/RecordedOperation.h"
 #include "processes/CProcessManager.h"
 #include "removal/CPaRemover.h"
 #include "removal/MReboot.h"
@@ -12,6 +13,7 @@
 #include "services/FileUtil.h"
 #include "services/MAPI.h"
 #include "services/SysUtil.h"
+#include "undo/KeptChanges.h"
 
 namespace bkfd {
 namespace {
@@ -82,6 +84,7 @@ bool CollectFilesToDisable(const std::vector<Text>& names, const LoggerRef& logg
 }
 
 void DisableFiles(const KeyedList& files, const LoggerRef& logger, const Text& source) {
+    const RecordedOperation operation(UndoOperation::kDisableFiles);
     for (const Variant& file : files) logger->Trace(u"Disabling " + file.AsText(), source);
     CProcessManager processManager;
     processManager.Init(logger);
@@ -90,6 +93,7 @@ void DisableFiles(const KeyedList& files, const LoggerRef& logger, const Text& s
     CPaRemover remover;
     remover.Init(logger);
     remover.RestoreConfigurationSettings();
+    if (TellIfNotKept(*logger, source)) return;
     if (Confirms(ResourceString(StringId::ProgramsDisabled), MessageStyle::Information)) {
         RestartWindowsAndEnd(*logger, source);
     }

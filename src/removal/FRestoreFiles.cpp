@@ -1,6 +1,7 @@
 #include "removal/FRestoreFiles.h"
 
 #include "base/RuntimeError.h"
+#include "platform/undo/RecordedOperation.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
 #include "resources/StringTable.h"
@@ -10,6 +11,7 @@
 #include "services/RegistryAccess.h"
 #include "services/SysUtil.h"
 #include "ui/Metrics.h"
+#include "undo/KeptChanges.h"
 
 namespace bkfd {
 namespace {
@@ -71,6 +73,7 @@ void FRestoreFiles::cmdRestoreFile_Click() {
 void FRestoreFiles::Restore(const Text& file) {
     const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
     if (ShowMessage(Named(StringId::AskRestoreProgram, file), style) != MessageResult::Ok) return;
+    const RecordedOperation operation(UndoOperation::kRestoreFile);
     bool isRenamed = false;
     processManager_.SafeRenameFile(GetParasiteFileName(file), file, isRenamed);
     if (isRenamed) {
@@ -78,7 +81,8 @@ void FRestoreFiles::Restore(const Text& file) {
         (void)registry.DeleteValue(kRemovedFilesRoot, kRemovedFilesKey, file);
     }
     // Shown after a failed rename too, on purpose; the log tells of it and the row stays.
-    ShowMessage(Named(StringId::ProgramRestored, file), MessageStyle::Information);
+    if (!TellIfNotKept(*logger_, u"FRestoreFiles.Restore"))
+        ShowMessage(Named(StringId::ProgramRestored, file), MessageStyle::Information);
     RefreshList();
     if (lstFiles.Count() > 0) return;
     ShowMessage(ResourceString(StringId::NoMoreToRestore), MessageStyle::Information);

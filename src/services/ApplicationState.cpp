@@ -1,6 +1,7 @@
 #include "services/ApplicationState.h"
 
 #include "platform/Machine.h"
+#include "resources/BuildSettings.h"
 
 namespace bkfd {
 
@@ -14,6 +15,11 @@ Text ProgramFolder() {
     Text folder = program.substr(0, program.find_last_of(u'\\'));
     if (folder.ends_with(u':')) folder += u'\\';
     return folder;
+}
+
+Text ProgramVersion() {
+    using namespace BuildSettings;
+    return ToText(VersionMajor) + u"." + ToText(VersionMinor) + u"." + ToText(VersionRevision);
 }
 
 }  // namespace bkfd

@@ -1,89 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <map>
-
 #include "common/BrowserKeys.h"
-#include "common/HostFolder.h"
-#include "common/RemovalFixture.h"
+#include "common/ExampleMachine.h"
 #include "common/WritePoints.h"
-#include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "processes/CProcessManager.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
-#include "removal/CPaRemover.h"
 #include "services/FileUtil.h"
 #include "testing/FaultMachine.h"
 
 namespace bkfd {
 namespace {
-
-/// A copy of an example machine.
-struct ExampleCopy : HostFolder {
-    explicit ExampleCopy(const std::string& name) {
-        std::filesystem::copy(BKFD_SOURCE_DIR "/examples/machines/" + name, Path(),
-                              std::filesystem::copy_options::recursive);
-    }
-    std::unique_ptr<ImageMachine> Load() const {
-        return std::get<std::unique_ptr<ImageMachine>>(LoadMachineImage(Path()));
-    }
-};
-
-/// A user who says OK to everything.
-class WillingToolkit final : public HeadlessToolkit {
-  public:
-    MessageResult ShowMessageBox(const Text&, int, const Text&) override {
-        return MessageResult::Ok;
-    }
-};
-
-/// The engine on a machine, with a log of its own.
-class Engine : public EngineFixture {
-  public:
-    explicit Engine(Machine& on) {
-        Use(on);
-        InstallToolkit(&willing_);
-    }
-
-    /// True at the normal end: the restart, which ends the program.
-    bool CleanUp() {
-        CPaRemover remover;
-        remover.Init(log);
-        return EndsProgram([&] { remover.CleanUp(); });
-    }
-
-  private:
-    WillingToolkit willing_;
-};
-
-/// Lower-cased paths of all files with their content; one that can't be read has none.
-using FileSet = std::map<Text, Bytes>;
-
-void Collect(Files& files, const Text& folder, FileSet& found) {
-    FindData data;
-    const Handle search = files.FindFirstFileW(folder + u"\\*", data);
-    if (search == kInvalidHandle) return;
-    do {
-        if (data.name == u"." || data.name == u"..") continue;
-        const Text path = folder + u"\\" + data.name;
-        if ((data.attributes & FileAttribute::Directory) != 0) {
-            Collect(files, path, found);
-            continue;
-        }
-        Bytes& content = found[ToLower(path)];
-        if (auto file = files.CreateFileW(path, FileMode::Read); file.IsOk()) {
-            content.resize(data.sizeLow);
-            (void)file.value->ReadFile(0, content);
-        }
-    } while (files.FindNextFileW(search, data).IsOk());
-    (void)files.FindClose(search);
-}
-
-FileSet FilesOf(Machine& machine) {
-    FileSet found;
-    Collect(machine.FileSystem(), u"C:", found);
-    return found;
-}
 
 enum class Listing { Whole, MayLack };
 
