@@ -4,12 +4,15 @@
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
 #include "platform/image/HostFiles.h"
+<<<<<<< HEAD
 #include "platform/undo/RecordedOperation.h"
+=======
+#include "processes/AsideFiles.h"
+>>>>>>> 4c550f5 (Move aside what lies in a rename's way, and put it back on failure)
 #include "processes/CProcessManager.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
 #include "resources/StringTable.h"
-#include "services/FileUtil.h"
 #include "services/MAPI.h"
 #include "services/RegistryAccess.h"
 #include "services/SysUtil.h"
@@ -23,9 +26,7 @@ std::vector<Text> RestorableFiles() {
     std::vector<Text> files;
     RegistryAccess registry;
     for (const Variant& name : registry.EnumValues(kRemovedFilesRoot, kRemovedFilesKey)) {
-        if (FileUtil::FileExists(GetParasiteFileName(name.AsText()))) {
-            files.push_back(name.AsText());
-        }
+        if (HasDisabledFile(name.AsText())) files.push_back(name.AsText());
     }
     return files;
 }

@@ -1,5 +1,6 @@
 #include "base/Utf16Bytes.h"
 #include "identity/CHashier.h"
+#include "processes/AsideFiles.h"
 #include "processes/CProcessManager.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
@@ -67,22 +68,65 @@ Text ByteUnits(TextView text) {
     return FromBytes(ToUtf16Bytes(text));
 }
 
-/// Takes the attributes off the source that would hinder the move, and the target out of its way.
-void ClearTheWay(const RenameForm& form, const Text& source, const Text& target) {
-    const Status cleared = form.setAttributes(source, FileAttribute::Archive);
-    // Nothing will take the target's place: an earlier disabled file must not be lost for that.
-    if (cleared.IsNotThere()) return;
-    if (!FileUtil::FileExists(target)) return;
-    (void)form.setAttributes(target, FileAttribute::Archive);
-    (void)form.remove(target);
-}
+/// A move of a file onto a name at which another one may lie. That one is moved aside, comes back
+/// if the move fails, and is deleted if it succeeds.
+class Replacement {
+  public:
+    Replacement(const RenameForm& form, Logger& logger, const Text& source, const Text& target)
+        : form_(form), logger_(logger), source_(source), target_(target) {}
+
+    /// Mends what a crash left of an earlier move.
+    void Recover() {
+        PutBack(source_);
+        PutBack(target_);
+    }
+
+    Status Move() {
+        const Status cleared = form_.setAttributes(source_, FileAttribute::Archive);
+        // Nothing will take the target's place: what lies there needn't move.
+        if (!cleared.IsNotThere() && FileUtil::FileExists(target_))
+            (void)form_.move(target_, FreeAsideName(target_));
+        const Status moved = form_.move(source_, target_);
+        if (moved.IsOk()) {
+            DeleteAsides();
+        } else {
+            PutBack(target_);
+        }
+        return moved;
+    }
+
+  private:
+    /// A file that is aside gets its name back, unless another one has it.
+    void PutBack(const Text& path) {
+        if (FileUtil::FileExists(path)) return;
+        const Text aside = LastAside(path);
+        if (aside.empty()) return;
+        LogRefusedChange(logger_, form_.move(aside, path), u"give '" + path + u"' its name back",
+                         form_.source);
+    }
+
+    void DeleteAsides() {
+        for (Text aside = LastAside(target_); !aside.empty(); aside = LastAside(target_)) {
+            (void)form_.setAttributes(aside, FileAttribute::Archive);
+            const Status deleted = form_.remove(aside);
+            LogRefusedChange(logger_, deleted, u"delete '" + aside + u"'", form_.source);
+            if (!deleted.IsOk()) return;
+        }
+    }
+
+    const RenameForm& form_;
+    Logger& logger_;
+    const Text& source_;
+    const Text& target_;
+};
 
 void Rename(const RenameForm& form, Logger& logger, const Text& source, const Text& target,
             bool& ok) {
+    Replacement replacement(form, logger, source, target);
+    replacement.Recover();
     std::int32_t size = 0;
     const std::int32_t hash = gHashier->HashFromFullFileName(source, size);
-    ContinueOnError()([&] { ClearTheWay(form, source, target); });
-    const Status moved = form.move(source, target);
+    const Status moved = replacement.Move();
     if (moved.IsOk()) {
         logger.Trace(SysUtil::FormatTemplate(u"File renamed sucessfullly: '%1', (%2, %3)",
                                              {source, size, hash}),

@@ -1,12 +1,15 @@
 #include "removal/FRestoreFiles.h"
 
 #include "base/RuntimeError.h"
+<<<<<<< HEAD
 #include "platform/undo/RecordedOperation.h"
+=======
+#include "processes/AsideFiles.h"
+>>>>>>> 4c550f5 (Move aside what lies in a rename's way, and put it back on failure)
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
 #include "resources/StringTable.h"
 #include "services/ErrorMode.h"
-#include "services/FileUtil.h"
 #include "services/MAPI.h"
 #include "services/RegistryAccess.h"
 #include "services/SysUtil.h"
@@ -51,7 +54,7 @@ void FRestoreFiles::RefreshList() {
         RegistryAccess registry;
         for (const Variant& name : registry.EnumValues(kRemovedFilesRoot, kRemovedFilesKey)) {
             const Text file = name.AsText();
-            if (FileUtil::FileExists(GetParasiteFileName(file))) lstFiles.Add(file);
+            if (HasDisabledFile(file)) lstFiles.Add(file);
         }
         if (lstFiles.Count() > 0) lstFiles.SetSelectedIndex(1);
     });

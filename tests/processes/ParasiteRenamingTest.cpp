@@ -94,6 +94,21 @@ const Row kRows[] = {
          machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "earlier", FileAttribute::ReadOnly);
      },
      BadRenamed(NT) + Waiting(0)},
+    {"locked for good: an earlier disabled file stays as it is", NT,
+     [](MemoryMachine& machine) {
+         AddBadFile(machine);
+         machine.LockFile(kBad);
+         machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "earlier", 3);
+     },
+     BadFailed(NT, kInUse) + Waiting(1) + BadFailed(NT, kInUse),
+     "C:\\a\\bad.dll 3 locked\nC:\\a\\parasite_bad.dll.parasite 7 attributes 3\n", u""},
+    {"what a crash left aside counts as the earlier disabled file", NT,
+     [](MemoryMachine& machine) {
+         AddBadFile(machine);
+         machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite.bkfd-aside", "earlier");
+         machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite.bkfd-aside2", "later");
+     },
+     BadRenamed(NT) + Waiting(0)},
     {"a missing file leaves its disabled one alone", NT,
      [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "abc"); },
      BadFailed(NT, kNotFound, "0, 0") + Waiting(1) + BadFailed(NT, kNotFound, "0, 0"), kDisabledBad,
@@ -187,6 +202,27 @@ TEST(ParasiteRenaming, DisablesNotesAndLogs) {
         EXPECT_EQ(ListOf(fixture.machine),
                   listed.empty() ? "" : listed + " = \"" + listed + "\"\n");
         EXPECT_EQ(fixture.log->text, row.log);
+    }
+}
+
+TEST(ParasiteRenaming, ARestoreThatFailsKeepsTheNewerFile) {
+    for (const WindowsFamily family : {NT, W9x}) {
+        RemovalFixture fixture(family);
+        fixture.machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "disabled");
+        fixture.machine.LockFile(u"C:\\a\\parasite_bad.dll.parasite");
+        fixture.machine.AddFile(kBad, "newer");
+        CProcessManager manager;
+        manager.Init(fixture.log);
+        bool ok = true;
+        const auto restore = [&] {
+            manager.SafeRenameFile(u"C:\\a\\parasite_bad.dll.parasite", kBad, ok);
+            return FilesOf(fixture.machine);
+        };
+        EXPECT_EQ(restore(), "C:\\a\\bad.dll 5\nC:\\a\\parasite_bad.dll.parasite 8 locked\n");
+        EXPECT_FALSE(ok);
+        fixture.machine.UnlockFile(u"C:\\a\\parasite_bad.dll.parasite");
+        EXPECT_EQ(restore(), "C:\\a\\bad.dll 8\n");
+        EXPECT_TRUE(ok);
     }
 }
 

@@ -1,9 +1,16 @@
 #include <gtest/gtest.h>
 
+<<<<<<< HEAD
+=======
+#include <algorithm>
+#include <map>
+
+>>>>>>> 4c550f5 (Move aside what lies in a rename's way, and put it back on failure)
 #include "common/BrowserKeys.h"
 #include "common/ExampleMachine.h"
 #include "common/WritePoints.h"
 #include "platform/overlay/OverlayMachine.h"
+#include "processes/AsideFiles.h"
 #include "processes/CProcessManager.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
@@ -105,6 +112,45 @@ TEST(ExampleKillSweep, LosesNothingWhereverTheProcessEnds) {
         ExpectNormalEnd(*image, before, "", Listing::Whole);
     }
     EXPECT_GT(point, 20);
+}
+
+/// Whether a file of that content is among them, under whatever name.
+bool HasContent(const FileSet& files, std::string_view content) {
+    return std::ranges::any_of(
+        files, [&](const auto& file) { return std::ranges::equal(file.second, content); });
+}
+
+TEST(ReplacementKillSweep, LosesNeitherFileWhereverTheProcessEnds) {
+    constexpr char16_t kBad[] = u"C:\\bad.dll";
+    int point = 0;
+    for (bool wasEnded = true; wasEnded && !HasFailure();) {
+        SCOPED_TRACE("write point " + std::to_string(++point));
+        const ExampleCopy copy("clean-xp");
+        copy.Write("drives/c/bad.dll", "fresh");
+        copy.Write("drives/c/parasite_bad.dll.parasite", "earlier");
+        const auto disable = [&] {
+            const auto image = copy.Load();
+            Engine engine(*image);
+            CProcessManager manager;
+            manager.Init(engine.log);
+            manager.RenameParasiteFileEx(kBad);
+        };
+        wasEnded = EndsAt(point, disable);
+        {
+            const auto image = copy.Load();
+            const Engine engine(*image);
+            const FileSet files = FilesOf(*image);
+            EXPECT_TRUE(HasContent(files, "fresh"));
+            EXPECT_TRUE(HasContent(files, "earlier") || !files.contains(u"c:\\bad.dll"));
+            EXPECT_TRUE(HasDisabledFile(kBad));
+        }
+        copy.Write("drives/c/bad.dll", "fresh");
+        disable();
+        EXPECT_FALSE(HasContent(FilesOf(*copy.Load()), "earlier"));
+        EXPECT_EQ(copy.Read("drives/c/parasite_bad.dll.parasite"), "fresh");
+        EXPECT_FALSE(copy.Has("drives/c/bad.dll"));
+    }
+    EXPECT_GT(point, 10);
 }
 
 TEST(ExampleUndo, GivesEveryFileItsNameAndBytesBack) {
