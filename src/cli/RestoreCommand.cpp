@@ -4,11 +4,8 @@
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
 #include "platform/image/HostFiles.h"
-<<<<<<< HEAD
 #include "platform/undo/RecordedOperation.h"
-=======
 #include "processes/AsideFiles.h"
->>>>>>> 4c550f5 (Move aside what lies in a rename's way, and put it back on failure)
 #include "processes/CProcessManager.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"

@@ -1,11 +1,8 @@
 #include "removal/FRestoreFiles.h"
 
 #include "base/RuntimeError.h"
-<<<<<<< HEAD
 #include "platform/undo/RecordedOperation.h"
-=======
 #include "processes/AsideFiles.h"
->>>>>>> 4c550f5 (Move aside what lies in a rename's way, and put it back on failure)
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
 #include "resources/StringTable.h"

@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
-<<<<<<< HEAD
-=======
 #include <algorithm>
 #include <map>
 
->>>>>>> 4c550f5 (Move aside what lies in a rename's way, and put it back on failure)
 #include "common/BrowserKeys.h"
 #include "common/ExampleMachine.h"
 #include "common/WritePoints.h"
