@@ -38,9 +38,10 @@ std::unique_ptr<ExampleCopy> Example(std::int64_t keys) {
     auto copy = std::make_unique<ExampleCopy>("hijacked-xp");
     if (keys == 0) return copy;
     std::string text = "Windows Registry Editor Version 5.00\r\n\r\n";
-    for (std::int64_t i = 0; i < keys; ++i)
+    for (std::int64_t i = 0; i < keys; ++i) {
         text += "[HKEY_LOCAL_MACHINE\\Software\\Many\\" + std::to_string(i) + "]\r\n\"v\"=\"" +
                 std::to_string(i) + "\"\r\n\r\n";
+    }
     copy->Write("registry/90-many.reg", text);
     return copy;
 }

@@ -64,8 +64,9 @@ int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId qu
     result.record = session.Record();
     result.failed.insert(result.failed.begin(), failed.begin(), failed.end());
     // One error for all that was refused since.
-    if (const Text why = WhyNotKept(); !why.empty())
+    if (const Text why = WhyNotKept(); !why.empty()) {
         result.failed = {{"record", UndoFolderPath(TheMachine().System()), why}};
+    }
     if (context.asJson) {
         PrintJson(context.console.out, CleanToJson(result));
     } else {

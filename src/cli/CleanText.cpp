@@ -90,9 +90,10 @@ void PrintClean(const Console& console, const CleanResult& result, const char* d
     end += result.isRestarted ? ", and Windows restarted" : "; Windows still has to be restarted";
     if (isDryRun) end = "Dry run: nothing of this was done";
     console.out << console.Bold(end + ".") << '\n';
-    if (result.record != 0)
+    if (result.record != 0) {
         console.out << "All but ended processes and a restart comes back with: undo "
                     << result.record << '\n';
+    }
 }
 
 }  // namespace bkfd

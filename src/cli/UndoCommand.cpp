@@ -97,8 +97,9 @@ class UndoCommand final : public Command {
 
     static bool IsWanted(CommandContext& context, const std::string& question) {
         if (ShowMessage(FromUtf8(question), MessageStyle::Exclamation | MessageStyle::OkCancel) ==
-            MessageResult::Ok)
+            MessageResult::Ok) {
             return true;
+        }
         context.console.err << "brackenfold: nothing was changed" << std::endl;
         return false;
     }
@@ -125,9 +126,10 @@ class UndoCommand final : public Command {
 
     int WriteReg(const CommandContext& context, RecordId id) const {
         const UndoRecord record = Reported([&] { return ReadRecord(id); });
-        if (!record.IsUsable())
+        if (!record.IsUsable()) {
             throw CommandError("record " + std::to_string(id) + " can't be used: " +
                                ToUtf8(StateTitle({.id = id, .state = record.state})));
+        }
         Bytes content = {0xFF, 0xFE};
         const Bytes text = ToUtf16Bytes(ExportBefore(record));
         content.insert(content.end(), text.begin(), text.end());
@@ -146,8 +148,9 @@ class UndoCommand final : public Command {
     static int Forget(CommandContext& context, RecordId id) {
         (void)Reported([&] { return ReadRecord(id); });
         if (!IsWanted(context, "Are you sure you want to remove record " + std::to_string(id) +
-                                   "? What it tells of can't be undone any more."))
+                                   "? What it tells of can't be undone any more.")) {
             return ExitCode::Failed;
+        }
         Reported([&] { ForgetRecord(id); });
         if (context.asJson) PrintJson(context.console.out, {{"schema", 2}, {"forgotten", id}});
         return ExitCode::Done;

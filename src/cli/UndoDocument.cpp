@@ -96,9 +96,10 @@ Json UndoToJson(const UndoResult& result) {
                           {"name", TextToJson(PlaceOf(step.change))},
                           {"error", TextToJson(step.error)}});
     }
-    if (!result.failure.empty())
+    if (!result.failure.empty()) {
         failed.push_back(
             {{"kind", "record"}, {"name", nullptr}, {"error", TextToJson(result.failure)}});
+    }
     return {{"record", IdOrNull(result.record)},
             {"undone", result.undone},
             {"changes", std::move(changes)},
@@ -114,8 +115,9 @@ void PrintUndo(const Console& console, const UndoResult& result, bool isDryRun) 
     console.out << PrintableText(ResultSentence(result));
     if (isDryRun) console.out << " Nothing was changed: this was a dry run.";
     console.out << '\n';
-    if (result.record != 0)
+    if (result.record != 0) {
         console.out << "By record " << result.record << " this can be undone in turn.\n";
+    }
 }
 
 }  // namespace bkfd

@@ -81,8 +81,9 @@ void FRestoreFiles::Restore(const Text& file) {
         (void)registry.DeleteValue(kRemovedFilesRoot, kRemovedFilesKey, file);
     }
     // Shown after a failed rename too, on purpose; the log tells of it and the row stays.
-    if (!TellIfNotKept(*logger_, u"FRestoreFiles.Restore"))
+    if (!TellIfNotKept(*logger_, u"FRestoreFiles.Restore")) {
         ShowMessage(Named(StringId::ProgramRestored, file), MessageStyle::Information);
+    }
     RefreshList();
     if (lstFiles.Count() > 0) return;
     ShowMessage(ResourceString(StringId::NoMoreToRestore), MessageStyle::Information);

@@ -126,9 +126,10 @@ UndoResult TakeBack(RecordId id, const UndoOptions& options) {
     Walk walk(options, result);
     if (!Walk::IsStopped()) walk.TakeBack(record);
     if (!Walk::IsStopped()) walk.RestoreOrders(record);
-    if (Walk::IsStopped())
+    if (Walk::IsStopped()) {
         result.failure = u"What would be changed can't be kept, so nothing more is changed: " +
                          SysUtil::SystemErrorText(Walk::KeeperFailure().code);
+    }
     if (TheUndoKeeper() != nullptr) {
         TheUndoKeeper()->Conclude(result.IsWhole());
         result.record = TheUndoKeeper()->Record();

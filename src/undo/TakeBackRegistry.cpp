@@ -39,9 +39,10 @@ class ValuePlace final : public UndoPlace {
 
     Status PutBack() override {
         Registry& registry = machine_.RegistryKeys();
-        if (change_.before)
+        if (change_.before) {
             return registry.RegSetValueExW(change_.root, change_.name, change_.value,
                                            *change_.before);
+        }
         const Status deleted = registry.RegDeleteValueW(change_.root, change_.name, change_.value);
         return deleted.IsNotThere() ? Status{} : deleted;
     }

@@ -43,12 +43,14 @@ class Sections {
                 Put(At(change), change.value, change.before);
                 break;
             case Kind::MakeKey:
-                if (RegSection& section = At(change); section.entries.empty())
+                if (RegSection& section = At(change); section.entries.empty()) {
                     section.isDeletion = true;
+                }
                 break;
             case Kind::DeleteKey:
-                for (RegSection& section = At(change); const auto& [name, value] : change.values)
+                for (RegSection& section = At(change); const auto& [name, value] : change.values) {
                     Put(section, name, value);
+                }
                 break;
             default:
                 break;
@@ -59,8 +61,9 @@ class Sections {
         const RegCodePage none{[](std::string_view) { return Text(); },
                                [](TextView) { return std::string(); }};
         Text text = RegHeader(RegFormat::Version5) + u"\r\n";
-        for (const RegSection& section : sections_)
+        for (const RegSection& section : sections_) {
             text += FormatRegSection(section, RegFormat::Version5, none);
+        }
         return text;
     }
 

@@ -34,8 +34,9 @@ void MarkUndone(std::vector<UndoSummary>& newestFirst) {
         record.isUndone = found != undone.end() && found->second == State::Complete;
         record.isPartlyUndone = found != undone.end() && !record.isUndone;
         const bool isUsable = record.state <= State::Interrupted;
-        if (record.undoes && isUsable && !record.isUndone)
+        if (record.undoes && isUsable && !record.isUndone) {
             undone.try_emplace(*record.undoes, record.state);
+        }
     }
 }
 
@@ -55,8 +56,9 @@ void Remove(const Text& path) {
 
 std::vector<UndoSummary> ListUndoRecords() {
     std::vector<UndoSummary> records;
-    for (const RecordId id : ListRecordIds(TheMachine()))
+    for (const RecordId id : ListRecordIds(TheMachine())) {
         records.push_back(SummaryOf(ReadUndoRecord(TheMachine(), id)));
+    }
     std::ranges::reverse(records);
     MarkUndone(records);
     return records;

@@ -56,8 +56,9 @@ Text HexOf(const Bytes& data) {
 }  // namespace
 
 Text OperationTitle(TextView operation) {
-    for (const OperationRow& row : kOperations)
+    for (const OperationRow& row : kOperations) {
         if (row.operation == operation) return Text(row.title);
+    }
     return Text(operation);
 }
 
@@ -99,8 +100,9 @@ Text KindTitle(UndoChange::Kind kind) {
 }
 
 Text PlaceOf(const UndoChange& change) {
-    if (change.kind == Kind::EndProcess)
+    if (change.kind == Kind::EndProcess) {
         return change.name + u" (" + ToText(change.processId) + u")";
+    }
     if (change.kind == Kind::Restart) return u"Windows";
     if (!change.IsOfRegistry()) return change.name;
     const Text key = Text(RegistryRootName(change.root)) + u"\\" + change.name;
@@ -111,8 +113,9 @@ Text PlaceOf(const UndoChange& change) {
 Text DescribeValue(const std::optional<RegistryValue>& value) {
     if (!value) return {};
     const Text text = TextOfValue(*value);
-    if (value->type == RegistryType::String && MakeStringValue(text) == *value)
+    if (value->type == RegistryType::String && MakeStringValue(text) == *value) {
         return u"\"" + text + u"\"";
+    }
     if (const auto number = NumberOfValue(*value)) return u"dword:" + ToLower(ToHex(*number));
     return u"hex(" + ToLower(ToHex(static_cast<std::uint32_t>(value->type)).substr(7)) + u"):" +
            HexOf(value->data);

@@ -45,9 +45,10 @@ std::string TakeAllBack() {
         const UndoResult result = TakeBack(*last);
         trouble += ToUtf8(result.failure);
         for (const UndoStep& step : result.steps) {
-            if (step.outcome == Outcome::Conflict || step.outcome == Outcome::Failed)
+            if (step.outcome == Outcome::Conflict || step.outcome == Outcome::Failed) {
                 trouble += ToUtf8(KindTitle(step.change.kind)) + " " +
                            ToUtf8(PlaceOf(step.change)) + ": " + ToUtf8(step.error) + '\n';
+            }
         }
         const auto next = LastUndoable(ListUndoRecords());
         if (next == last) break;

@@ -67,8 +67,9 @@ class UndoFixture : public EngineFixture {
     /// The registry as exports, and the files; the records are left out.
     std::string State() {
         std::string state;
-        for (const RegistryRoot root : {HKCU, HKLM})
+        for (const RegistryRoot root : {HKCU, HKLM}) {
             state += ToUtf8(RegistryAccess().ExportKey(root, u"Software"));
+        }
         for (const VolumeEntry& entry : machine.AllFiles()) {
             if (entry.path.starts_with(u"C:\\Program Files")) continue;
             const Bytes content = machine.FileContent(entry.path);
@@ -100,24 +101,28 @@ const struct WorkRow {
 } kWork[] = {
     {"SetOver",
      [](UndoFixture& f) {
-         for (const Text& name : f.names)
+         for (const Text& name : f.names) {
              (void)f.registry.RegSetValueExW(HKCU, kKey, name, {RegistryType::Binary, {1, 1}});
+         }
      }},
     {"SetNew",
      [](UndoFixture& f) {
          for (const TextView key :
-              {kKey, TextView(u"Software\\New"), TextView(u"Software\\N\\e\\w\\")})
+              {kKey, TextView(u"Software\\New"), TextView(u"Software\\N\\e\\w\\")}) {
              (void)f.registry.RegSetValueExW(HKCU, key, u"n", MakeDwordValue(1));
+         }
      }},
     {"DeleteEverySecond",
      [](UndoFixture& f) {
-         for (std::size_t i = 0; i < f.names.size(); i += 2)
+         for (std::size_t i = 0; i < f.names.size(); i += 2) {
              (void)f.registry.RegDeleteValueW(HKCU, kKey, ToLower(f.names[i]));
+         }
      }},
     {"DeleteFromTheEnd",
      [](UndoFixture& f) {
-         for (auto name = f.names.rbegin(); name != f.names.rend(); ++name)
+         for (auto name = f.names.rbegin(); name != f.names.rend(); ++name) {
              (void)f.registry.RegDeleteValueW(HKCU, u"software\\ODD values\\", *name);
+         }
      }},
     {"SetAndDeleteAgain",
      [](UndoFixture& f) {

@@ -58,8 +58,9 @@ TEST(UndoRecord, ComesBackAsItWasWritten) {
     ASSERT_EQ(record.changes.size(), changes.size());
     EXPECT_EQ(record.changes[1].outcome.code, SystemError::AccessDenied);
     record.changes[1].outcome = {};
-    for (std::size_t i = 0; i < changes.size(); ++i)
+    for (std::size_t i = 0; i < changes.size(); ++i) {
         EXPECT_EQ(FormatUndoChange(record.changes[i]), FormatUndoChange(changes[i]));
+    }
     EXPECT_EQ(record.changes[0].value, changes[0].value);
 }
 

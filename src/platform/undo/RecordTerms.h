@@ -31,8 +31,9 @@ inline constexpr KindName kKinds[] = {
 };
 
 constexpr TextView NameOf(UndoChange::Kind kind) {
-    for (const KindName& row : kKinds)
+    for (const KindName& row : kKinds) {
         if (row.kind == kind) return row.name;
+    }
     return {};
 }
 

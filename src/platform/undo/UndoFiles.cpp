@@ -38,8 +38,9 @@ bool UndoMachine::UndoFiles::IsOwn(TextView path) {
     if (last == Text::npos) return false;
     const Text folder = folded.substr(0, last + 1);
     const TextView name = TextView(folded).substr(last + 1);
-    if (folder == program)
+    if (folder == program) {
         return name == u"bkfd.log" || name == u"short.log" || IsTemporary(name, u"bkf");
+    }
     return folder == temporary && (IsTemporary(name, u"bkf") || IsTemporary(name, u"sc"));
 }
 
@@ -102,8 +103,9 @@ Status UndoMachine::UndoFiles::NoteMove(TextView source, TextView target) {
 Status UndoMachine::UndoFiles::MoveFileW(TextView source, TextView target) {
     const auto move = [&] { return target_.MoveFileW(source, target); };
     if (IsOwn(source) && IsOwn(target)) return move();
-    if (!target_.GetFileAttributesW(source).IsOk() || target_.GetFileAttributesW(target).IsOk())
+    if (!target_.GetFileAttributesW(source).IsOk() || target_.GetFileAttributesW(target).IsOk()) {
         return move();  // which fails
+    }
     const Status noted = NoteMove(source, target);
     return noted.IsOk() ? recorder_.Tell(move()) : noted;
 }
@@ -113,16 +115,18 @@ Status UndoMachine::UndoFiles::MoveFileA(std::string_view source, std::string_vi
     const Text to = system_.MultiByteToWideChar(target);
     const auto move = [&] { return target_.MoveFileA(source, target); };
     if (IsOwn(from) && IsOwn(to)) return move();
-    if (!target_.GetFileAttributesW(from).IsOk() || target_.GetFileAttributesW(to).IsOk())
+    if (!target_.GetFileAttributesW(from).IsOk() || target_.GetFileAttributesW(to).IsOk()) {
         return move();
+    }
     const Status noted = NoteMove(from, to);
     return noted.IsOk() ? recorder_.Tell(move()) : noted;
 }
 
 Status UndoMachine::UndoFiles::MoveFileExW(TextView source, TextView target) {
     const auto move = [&] { return target_.MoveFileExW(source, target); };
-    if ((IsOwn(source) && IsOwn(target)) || !target_.GetFileAttributesW(source).IsOk())
+    if ((IsOwn(source) && IsOwn(target)) || !target_.GetFileAttributesW(source).IsOk()) {
         return move();
+    }
     if (!IsOwn(target)) {
         const Status kept = NoteContent(target);
         if (!kept.IsOk()) return kept;

@@ -59,8 +59,9 @@ Text UndoRecordPath(SystemFacts& system, RecordId id) {
 
 std::optional<RecordId> RecordIdOf(TextView name) {
     constexpr std::size_t kMostDigits = 9;
-    if (!EqualsIgnoreCase(name.substr(std::min(name.size(), name.find(u'.'))), kRecordSuffix))
+    if (!EqualsIgnoreCase(name.substr(std::min(name.size(), name.find(u'.'))), kRecordSuffix)) {
         return std::nullopt;
+    }
     const TextView digits = name.substr(0, name.size() - kRecordSuffix.size());
     RecordId id = 0;
     if (digits.size() > kMostDigits) return std::nullopt;

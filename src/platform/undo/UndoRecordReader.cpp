@@ -28,8 +28,9 @@ class Members {
 
     std::uint64_t NumberOf(const char* name, std::uint64_t most) {
         const JsonValue* member = Member(name);
-        if (member != nullptr && member->IsUint64() && member->GetUint64() <= most)
+        if (member != nullptr && member->IsUint64() && member->GetUint64() <= most) {
             return member->GetUint64();
+        }
         isGood_ = false;
         return 0;
     }
@@ -95,8 +96,9 @@ class Members {
     }
 
     Text ReadText(const JsonValue* member) {
-        if (member != nullptr && member->IsString())
+        if (member != nullptr && member->IsString()) {
             return FromUtf8({member->GetString(), member->GetStringLength()});
+        }
         Text text;
         isGood_ = isGood_ && member != nullptr && member->IsArray();
         if (!isGood_) return text;
@@ -118,9 +120,10 @@ class Members {
         const Text digits = inner.TextOf("data");
         isGood_ = isGood_ && inner.IsGood() && digits.size() % 2 == 0;
         value.data.reserve(digits.size() / 2);
-        for (std::size_t i = 0; isGood_ && i < digits.size(); i += 2)
+        for (std::size_t i = 0; isGood_ && i < digits.size(); i += 2) {
             value.data.push_back(
                 static_cast<std::uint8_t>(Digit(digits[i]) << 4 | Digit(digits[i + 1])));
+        }
         return value;
     }
 
@@ -165,8 +168,9 @@ void ReadOtherChange(Members& members, UndoChange& change) {
             break;
         case Kind::DeleteFile:
         case Kind::WriteFile:
-            if (change.kind == Kind::DeleteFile || members.Has("kept"))
+            if (change.kind == Kind::DeleteFile || members.Has("kept")) {
                 change.target = members.TextOf("kept");
+            }
             change.content = members.ContentOf();
             if (members.Has("attributes")) change.attributesBefore = members.NumberOf("attributes");
             break;
@@ -186,8 +190,9 @@ void ReadOtherChange(Members& members, UndoChange& change) {
 class Reader {
   public:
     UndoRecord Read(std::string_view file) {
-        if (!file.empty() && !file.starts_with(kHeadBegins) && !kHeadBegins.starts_with(file))
+        if (!file.empty() && !file.starts_with(kHeadBegins) && !kHeadBegins.starts_with(file)) {
             return Unusable(State::Foreign);
+        }
         while (!file.empty() && record_.IsUsable()) {
             const std::size_t end = file.find('\n');
             if (end == std::string_view::npos) break;  // cut off

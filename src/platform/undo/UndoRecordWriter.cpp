@@ -151,8 +151,9 @@ std::string RecordTerms::Seal(std::string_view line) {
     auto crc = static_cast<std::uint32_t>(
         crc32_z(0, reinterpret_cast<const Bytef*>(line.data()), line.size()));
     std::string seal = R"(,"crc":"00000000"})";
-    for (std::size_t place = seal.size() - 3; crc != 0; crc >>= 4, --place)
+    for (std::size_t place = seal.size() - 3; crc != 0; crc >>= 4, --place) {
         seal[place] = kDigits[crc & 15];
+    }
     return seal;
 }
 

@@ -15,10 +15,11 @@ void UndoRecorder::Begin(TextView operation, std::optional<RecordId> undoes) {
 
 void UndoRecorder::End() {
     const bool isToStay = count_ > 0 || isConcluded_;
-    if (file_ != nullptr && isToStay && failure_.IsOk())
+    if (file_ != nullptr && isToStay && failure_.IsOk()) {
         (void)Append(
             std::exchange(head_, {}) + FormatUndoFoot(count_, isWhole_ ? refused_ : refused_ + 1),
             true);
+    }
     if (file_ != nullptr && !isToStay) Discard();
     file_.reset();
     isBegun_ = false;

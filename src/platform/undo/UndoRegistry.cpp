@@ -76,10 +76,12 @@ UndoMachine::UndoRegistry::Place UndoMachine::UndoRegistry::PlaceOf(RegistryRoot
 void UndoMachine::UndoRegistry::AddMissingKeys(const Place& place,
                                                std::vector<UndoChange>& changes) {
     std::vector<Text> missing;
-    for (Text key = place.key; !Exists({place.root, key}); key = ParentOf(key))
+    for (Text key = place.key; !Exists({place.root, key}); key = ParentOf(key)) {
         missing.push_back(key);
-    for (auto key = missing.rbegin(); key != missing.rend(); ++key)
+    }
+    for (auto key = missing.rbegin(); key != missing.rend(); ++key) {
         changes.push_back(ChangeOf(UndoChange::Kind::MakeKey, place.root, *key));
+    }
 }
 
 Status UndoMachine::UndoRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
