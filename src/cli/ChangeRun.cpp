@@ -45,13 +45,12 @@ SessionUse ChangeRun::Use(const CommandContext& context) const {
 }
 
 int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId question,
-                   const char* done,
-                   const std::function<bool(std::vector<FailedChange>&)>& work) const {
+                   const char* done, const std::function<bool(ExpectedChanges&)>& work) const {
     const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
     bool isWanted = isDryRun_ || ShowMessage(ResourceString(question), style) == MessageResult::Ok;
-    std::vector<FailedChange> failed;
+    ExpectedChanges expected;
     try {
-        isWanted = isWanted && work(failed);
+        isWanted = isWanted && work(expected);
     } catch (const ProgramEnd&) {
         // With the restart the program's work is done; what it did is still to be told.
     }
@@ -62,7 +61,7 @@ int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId qu
     }
     CleanResult result = SummarizeChanges(session.Changes(), session.LogLines());
     result.record = session.Record();
-    result.failed.insert(result.failed.begin(), failed.begin(), failed.end());
+    expected.AddFailuresTo(result);
     // One error for all that was refused since.
     if (const Text why = WhyNotKept(); !why.empty()) {
         result.failed = {{"record", UndoFolderPath(TheMachine().System()), why}};

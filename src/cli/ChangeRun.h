@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "cli/CleanResult.h"
+#include "cli/ExpectedChanges.h"
 #include "cli/MachineSession.h"
 #include "resources/StringTable.h"
 
@@ -21,10 +21,10 @@ class ChangeRun {
     SessionUse Use(const CommandContext& context) const;
 
     /// Asks `question`, unless it is a dry run, then does the work. The work returns false if the
-    /// user gave up, and may end the program. `done` names it in what is printed, and `failed` is
-    /// filled by the work with what left no trace in the machine. Returns the exit code.
+    /// user gave up, and may end the program. `done` names it in what is printed, and `expected` is
+    /// filled by the work with what has to be out of action behind it. Returns the exit code.
     int Run(CommandContext& context, MachineSession& session, StringId question, const char* done,
-            const std::function<bool(std::vector<FailedChange>& failed)>& work) const;
+            const std::function<bool(ExpectedChanges& expected)>& work) const;
 
     /// Called by the work before its first change.
     void BackUp() const {

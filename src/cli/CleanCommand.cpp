@@ -27,13 +27,15 @@ class CleanCommand final : public Command {
 
     int Run(CommandContext& context) override {
         MachineSession session(context, run_.Use(context));
-        const int code = run_.Run(context, session, StringId::AskCleanUp, "Cleaned up", [&](auto&) {
-            run_.BackUp();
-            CPaRemover remover;
-            remover.Init(session.Log());
-            remover.CleanUp();
-            return true;
-        });
+        const int code =
+            run_.Run(context, session, StringId::AskCleanUp, "Cleaned up", [&](auto& expected) {
+                expected.ExpectCleanup();
+                run_.BackUp();
+                CPaRemover remover;
+                remover.Init(session.Log());
+                remover.CleanUp();
+                return true;
+            });
         if (code != ExitCode::Done) return code;
         const std::vector<Unreadable> unreadable = session.CollectUnreadable();
         if (ExitCodeOf(unreadable) == ExitCode::Done) return code;

@@ -3,9 +3,7 @@
 
 #include "cli/ChangeRun.h"
 #include "cli/Commands.h"
-#include "platform/Result.h"
 #include "removal/DisableFiles.h"
-#include "services/SysUtil.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
@@ -46,11 +44,11 @@ class DisableCommand final : public Command {
     int Run(CommandContext& context) override {
         MachineSession session(context, run_.Use(context));
         return run_.Run(context, session, StringId::AskDisablePrograms, "Disabled",
-                        [&](auto& failed) { return Disable(session, failed); });
+                        [&](auto& expected) { return Disable(session, expected); });
     }
 
   private:
-    bool Disable(MachineSession& session, std::vector<FailedChange>& failed) const {
+    bool Disable(MachineSession& session, ExpectedChanges& expected) const {
         std::vector<Text> names;
         for (const std::string& file : files_) {
             std::ranges::move(DecodedFileNames(FromUtf8(file)), std::back_inserter(names));
@@ -58,9 +56,8 @@ class DisableCommand final : public Command {
         NamedFiles named;
         if (!CollectFilesToDisable(names, session.Log(), named)) return false;
         if (named.files.Count() == 0) throw CommandError(NothingThere(named.missing));
-        for (const Text& file : named.missing) {
-            failed.push_back({"file", file, SysUtil::SystemErrorText(SystemError::FileNotFound)});
-        }
+        expected.ExpectFiles(named.files);
+        for (const Text& file : named.missing) expected.AddMissing(file);
         run_.BackUp();
         DisableFiles(named.files, session.Log(), u"DisableCommand.Disable");
         return true;

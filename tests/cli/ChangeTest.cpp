@@ -186,6 +186,21 @@ TEST(Clean, TellsWhatCouldNotBeDone) {
                 Contains("C:\\WINDOWS\\SYSTEM\\MSXMIDI.DLL"));
 }
 
+TEST(Clean, ListsAsFailedWhatKeepsItsName) {
+    const MachineCopy machine("hijacked-xp");
+    // The colon of such a name counts as the one of a stream, so that another name is moved.
+    machine.Write("drives/c/WINDOWS/evil32.exe", machine.Read("drives/c/WINDOWS/winsrvhp.exe"));
+    machine.Edit([](auto& facts) {
+        facts["processes"].push_back({{"id", 4000}, {"path", "\\??\\C:\\WINDOWS\\evil32.exe"}});
+    });
+    for (const char* mode : {"--dry-run", "--yes"}) {
+        const CliRun run = RunOn(machine, {"--json", "clean", mode});
+        EXPECT_EQ(run.code, 2);
+        ASSERT_EQ(run.Document()["failed"].size(), 1U) << run.out;
+        EXPECT_EQ(run.Document()["failed"][0]["name"], "\\??\\c:\\windows\\evil32.exe");
+    }
+}
+
 TEST(Clean, ADryRunTellsWhatACleanupDoes) {
     for (const char* name : {"hijacked-xp", "hijacked-98"}) {
         SCOPED_TRACE(name);

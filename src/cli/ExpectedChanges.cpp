@@ -1,0 +1,60 @@
+#include "cli/ExpectedChanges.h"
+
+#include <unordered_set>
+
+#include "cli/MemoryLog.h"
+#include "detection/CPaDetector.h"
+#include "platform/model/WindowsPath.h"
+#include "services/ApplicationState.h"
+#include "services/FileUtil.h"
+#include "services/SysUtil.h"
+
+namespace bkfd {
+namespace {
+
+std::unordered_set<Text> RegisteredHelperObjects() {
+    const auto names =
+        TheMachine().RegistryKeys().RegEnumKeyExW(RegistryRoot::LocalMachine, kHelperObjectsKey);
+    return {names.value.begin(), names.value.end()};
+}
+
+Text HelperObjectPath(const Text& clsid) {
+    return RegistryAccess::RootName(RegistryRoot::LocalMachine) + u"\\" + HelperObjectKey(clsid);
+}
+
+}  // namespace
+
+void ExpectedChanges::ExpectCleanup() {
+    CPaDetector detector;
+    detector.Init(std::make_shared<MemoryLog>(), nullptr);
+    const Detection detection = detector.Detect();
+    for (const Finding& file : detection.files) files_.push_back(file.path);
+    for (const HelperObject& object : detection.bhos) helperObjects_.push_back(object.clsid);
+}
+
+void ExpectedChanges::ExpectFiles(const KeyedList& paths) {
+    for (const Variant& path : paths) files_.push_back(path.AsText());
+}
+
+void ExpectedChanges::AddMissing(const Text& path) {
+    missing_.push_back({"file", path, SysUtil::SystemErrorText(SystemError::FileNotFound)});
+}
+
+void ExpectedChanges::AddFailuresTo(CleanResult& result) const {
+    std::unordered_set<Text> known;
+    for (const FailedChange& change : result.failed) known.insert(ToLower(change.name));
+    std::vector<FailedChange> found = missing_;
+    const auto add = [&](const char* kind, const Text& name, const Text& error) {
+        if (known.insert(ToLower(name)).second) found.push_back({kind, name, error});
+    };
+    for (const Text& file : files_)
+        if (FileUtil::FileExists(WindowsPath::FoldReported(file, gWindowsPath)))
+            add("file", file, u"The file is still there under its name.");
+    const std::unordered_set<Text> registered = RegisteredHelperObjects();
+    for (const Text& clsid : helperObjects_)
+        if (registered.contains(clsid))
+            add("registry", HelperObjectPath(clsid), u"The helper object is still registered.");
+    result.failed.insert(result.failed.begin(), found.begin(), found.end());
+}
+
+}  // namespace bkfd

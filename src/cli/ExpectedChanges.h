@@ -1,0 +1,29 @@
+#pragma once
+
+#include <vector>
+
+#include "cli/CleanResult.h"
+#include "services/KeyedList.h"
+
+namespace bkfd {
+
+/// What has to be out of action after the work, noted before it, so that it can be held against
+/// what is there then: the engine passes over what it can't find.
+class ExpectedChanges {
+  public:
+    /// All that a detection lists: files, and registrations of helper objects.
+    void ExpectCleanup();
+    void ExpectFiles(const KeyedList& paths);
+    /// A file that was asked for and isn't there.
+    void AddMissing(const Text& path);
+
+    /// Adds to the failures what is still there and isn't among them.
+    void AddFailuresTo(CleanResult& result) const;
+
+  private:
+    std::vector<Text> files_;          // as detection spells them
+    std::vector<Text> helperObjects_;  // class identifiers
+    std::vector<FailedChange> missing_;
+};
+
+}  // namespace bkfd
