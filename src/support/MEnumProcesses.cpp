@@ -41,7 +41,9 @@ class ProcessReport {
 
     void Add(const RunningProgram& process) {
         const Text path = checker_.GetFullFileNameFromShortFilename(process.path);
-        bool isReported = !IsSystemProcess(path) && !detector_.IsGoodRunningModule(path);
+        // The list holds one name in the form in which the system reports it.
+        const bool isSystem = IsSystemProcess(process.path) || IsSystemProcess(path);
+        bool isReported = !isSystem && !detector_.IsGoodRunningModule(path);
         if (isReported) Open(process, path);
         for (const Text& loaded : process.modules) {
             SysUtil::PumpMessages();

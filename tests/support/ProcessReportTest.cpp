@@ -30,6 +30,8 @@ TEST(ProcessReport, NamesOnlyWhatIsUnknown) {
         {16, u"C:\\WINDOWS\\system32\\lsass.exe", {u"C:\\WINDOWS\\system32\\NTDLL.DLL"}});
     machine.AddProcess({20, u"C:\\denied.exe", {}, true});
     machine.AddProcess({24, u"C:\\a.exe", {u"C:\\b.dll", u"C:\\a.exe"}});
+    machine.AddFile(u"C:\\WINDOWS\\system32\\winlogon.exe", "x");
+    machine.AddProcess({28, u"\\??\\C:\\WINDOWS\\system32\\winlogon.exe", {}});
 
     int pumps = 0;
     fixture.toolkit.onPump = [&] { ++pumps; };
