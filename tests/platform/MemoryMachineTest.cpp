@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include "common/CodePageDigests.h"
+#include "platform/model/CodePage.h"
 #include "platform/witness/WitnessMachine.h"
 #include "testing/FaultMachine.h"
 #include "testing/MachineDump.h"
@@ -201,6 +203,9 @@ TEST(MemoryMachine, CodePagesConvertCharacterByCharacter) {
         {932, u"\u65E5a", "\x93\xFA\x61", u"\u65E5a"},
         {65001, u"\U0001F600\u00E9", "\xF0\x9F\x98\x80\xC3\xA9", u"\U0001F600\u00E9"},
         {1252, Text(1, char16_t{0xD800}) + u"a", "?a", u"?a"},
+        {1252, u"\u0142\uFF21\U0001F600", "lA??", u"lA??"},
+        {1255, u"\u05D0", "\xE0", u"\u05D0"},
+        {1253, u"\uF8F9", "\xAA", u"\uF8F9"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.page);
@@ -208,6 +213,15 @@ TEST(MemoryMachine, CodePagesConvertCharacterByCharacter) {
         machine.SetCodePage(row.page);
         EXPECT_EQ(machine.System().WideCharToMultiByte(row.text), row.bytes);
         EXPECT_EQ(machine.System().MultiByteToWideChar(row.bytes), row.back);
+    }
+}
+
+TEST(MemoryMachine, CodePagesAreThoseOfWindows) {
+    for (const auto& row : kCodePageDigests) {
+        CodePage page(row.page);
+        const std::uint32_t digest =
+            DigestOfCodePage([&](char16_t unit) { return page.Encode(Text(1, unit)); });
+        EXPECT_EQ(digest, row.digest) << row.page;
     }
 }
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
+#include <span>
 
 namespace bkfd {
 namespace {
@@ -25,6 +27,39 @@ std::string IconvName(std::uint32_t number) {
     }
     if (number > 28590 && number < 28606) return "ISO-8859-" + std::to_string(number - 28590);
     return "CP" + std::to_string(number);
+}
+
+/// Where a page differs from iconv's: `count` characters or codes from `first` on, which become
+/// those from `value` on, in the pages whose bits are set.
+struct CodeRun {
+    std::uint16_t first;
+    std::uint16_t count;
+    std::uint16_t value;
+    std::uint16_t pages;
+};
+
+#include "platform/model/CodePageTable.inc"
+
+/// The bit of a page in the table, 0 for one that isn't in it.
+std::uint16_t PageBit(std::uint32_t number) {
+    const auto* const found = std::ranges::find(kTablePages, number);
+    if (found == std::end(kTablePages)) return 0;
+    return static_cast<std::uint16_t>(1U << (found - std::begin(kTablePages)));
+}
+
+std::optional<std::uint16_t> Mapped(std::span<const CodeRun> runs, std::uint16_t page,
+                                    std::uint32_t from) {
+    for (const CodeRun& run : runs)
+        if ((run.pages & page) != 0 && from >= run.first && from < run.first + run.count)
+            return static_cast<std::uint16_t>(run.value + (from - run.first));
+    return std::nullopt;
+}
+
+std::string BytesOfCode(std::uint16_t code) {
+    std::string bytes;
+    if (code > 0xFF) bytes.push_back(static_cast<char>(code >> 8));
+    bytes.push_back(static_cast<char>(code & 0xFF));
+    return bytes;
 }
 
 bool IsHighSurrogate(char16_t unit) {
@@ -71,7 +106,8 @@ class CodePage::Converter {
 };
 
 CodePage::CodePage(std::uint32_t number)
-    : toBytes_(std::make_unique<Converter>(IconvName(number), "UTF-16LE")),
+    : tablePage_(PageBit(number)),
+      toBytes_(std::make_unique<Converter>(IconvName(number), "UTF-16LE")),
       toText_(std::make_unique<Converter>("UTF-16LE", IconvName(number))) {}
 
 CodePage::~CodePage() = default;
@@ -90,8 +126,9 @@ std::string CodePage::Encode(TextView text) {
             bytes.push_back(static_cast<char>(text[i++]));
             continue;
         }
-        const bool isPair =
-            IsHighSurrogate(text[i]) && i + 1 < text.size() && IsLowSurrogate(text[i + 1]);
+        // A page of a table has no character for a pair, and one "?" for each of its units.
+        const bool isPair = tablePage_ == 0 && IsHighSurrogate(text[i]) && i + 1 < text.size() &&
+                            IsLowSurrogate(text[i + 1]);
         const std::size_t length = isPair ? 2 : 1;
         bytes += EncodeCharacter(text.substr(i, length));
         i += length;
@@ -115,6 +152,10 @@ Text CodePage::Decode(std::string_view bytes) {
 const std::string& CodePage::EncodeCharacter(TextView character) {
     const auto [entry, isNew] = encoded_.try_emplace(Text(character));
     if (!isNew) return entry->second;
+    if (const auto code = Mapped(kEncodeRuns, tablePage_, character[0])) {
+        entry->second = BytesOfCode(*code);
+        return entry->second;
+    }
     std::string input;
     for (const char16_t unit : character) {
         input.push_back(static_cast<char>(unit & 0xFF));
@@ -130,7 +171,13 @@ const std::string& CodePage::EncodeCharacter(TextView character) {
 /// Takes the shortest sequence that is a character; returns how many bytes it took.
 std::size_t CodePage::DecodeCharacter(std::string_view bytes, Text& out) {
     const std::size_t longest = std::min(bytes.size(), kLongestCharacter);
+    std::uint32_t code = 0;
     for (std::size_t length = 1; length <= longest; ++length) {
+        code = code << 8 | static_cast<unsigned char>(bytes[length - 1]);
+        if (const auto unit = Mapped(kDecodeRuns, tablePage_, code)) {
+            out.push_back(*unit);
+            return length;
+        }
         std::string units;
         if (!toText_->Convert(bytes.substr(0, length), units)) continue;
         for (std::size_t i = 0; i + 1 < units.size(); i += 2) {

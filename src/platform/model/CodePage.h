@@ -10,8 +10,9 @@
 
 namespace bkfd {
 
-/// A Windows code page, converted one character at a time by the C library's iconv. What a page
-/// lacks becomes "?"; a byte without a meaning keeps its value, as on Windows.
+/// A Windows code page, converted one character at a time by the C library's iconv, and by a table
+/// where Windows differs. What a page lacks becomes what Windows takes for alike, else "?"; a byte
+/// without a meaning keeps its value or gets a private character, as on Windows.
 class CodePage {
   public:
     /// Windows' number: 1252, 932, 65001. See `IsKnown` for a number that may be none.
@@ -31,6 +32,7 @@ class CodePage {
     const std::string& EncodeCharacter(TextView character);
     std::size_t DecodeCharacter(std::string_view bytes, Text& out);
 
+    std::uint16_t tablePage_;  // its bit in the table, 0 for a page that isn't in it
     std::unique_ptr<Converter> toBytes_;
     std::unique_ptr<Converter> toText_;
     std::unordered_map<Text, std::string> encoded_;
