@@ -47,13 +47,17 @@ void ExpectedChanges::AddFailuresTo(CleanResult& result) const {
     const auto add = [&](const char* kind, const Text& name, const Text& error) {
         if (known.insert(ToLower(name)).second) found.push_back({kind, name, error});
     };
-    for (const Text& file : files_)
-        if (FileUtil::FileExists(WindowsPath::FoldReported(file, gWindowsPath)))
+    for (const Text& file : files_) {
+        if (FileUtil::FileExists(WindowsPath::FoldReported(file, gWindowsPath))) {
             add("file", file, u"The file is still there under its name.");
+        }
+    }
     const std::unordered_set<Text> registered = RegisteredHelperObjects();
-    for (const Text& clsid : helperObjects_)
-        if (registered.contains(clsid))
+    for (const Text& clsid : helperObjects_) {
+        if (registered.contains(clsid)) {
             add("registry", HelperObjectPath(clsid), u"The helper object is still registered.");
+        }
+    }
     result.failed.insert(result.failed.begin(), found.begin(), found.end());
 }
 

@@ -13,8 +13,9 @@ Text AsideName(const Text& path, int number) {
 
 Text LastAside(const Text& path) {
     Text last;
-    for (int number = 1; FileUtil::FileExists(AsideName(path, number)); ++number)
+    for (int number = 1; FileUtil::FileExists(AsideName(path, number)); ++number) {
         last = AsideName(path, number);
+    }
     return last;
 }
 

@@ -84,8 +84,9 @@ class Replacement {
     Status Move() {
         const Status cleared = form_.setAttributes(source_, FileAttribute::Archive);
         // Nothing will take the target's place: what lies there needn't move.
-        if (!cleared.IsNotThere() && FileUtil::FileExists(target_))
+        if (!cleared.IsNotThere() && FileUtil::FileExists(target_)) {
             (void)form_.move(target_, FreeAsideName(target_));
+        }
         const Status moved = form_.move(source_, target_);
         if (moved.IsOk()) {
             DeleteAsides();

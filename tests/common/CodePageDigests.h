@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
+#include <string>
 
 namespace bkfd {
 
@@ -13,8 +13,8 @@ std::uint32_t DigestOfCodePage(Encode encode) {
     const auto add = [&digest](std::uint8_t byte) { digest = (digest ^ byte) * 16'777'619; };
     for (std::uint32_t unit = 0x80; unit < 0x1'0000; ++unit) {
         if (unit >= 0xD800 && unit < 0xE000) continue;
-        for (const char byte : std::string_view(encode(static_cast<char16_t>(unit))))
-            add(static_cast<std::uint8_t>(byte));
+        const std::string bytes = encode(static_cast<char16_t>(unit));
+        for (const char byte : bytes) add(static_cast<std::uint8_t>(byte));
         add(0);
     }
     return digest;

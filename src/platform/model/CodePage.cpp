@@ -49,9 +49,11 @@ std::uint16_t PageBit(std::uint32_t number) {
 
 std::optional<std::uint16_t> Mapped(std::span<const CodeRun> runs, std::uint16_t page,
                                     std::uint32_t from) {
-    for (const CodeRun& run : runs)
-        if ((run.pages & page) != 0 && from >= run.first && from < run.first + run.count)
+    for (const CodeRun& run : runs) {
+        if ((run.pages & page) != 0 && from >= run.first && from < run.first + run.count) {
             return static_cast<std::uint16_t>(run.value + (from - run.first));
+        }
+    }
     return std::nullopt;
 }
 
