@@ -84,13 +84,19 @@ class DeletedKeyPlace final : public UndoPlace {
         if (names.IsNotThere()) return {};
         if (!names.IsOk()) return names;
         now_ = ToText(static_cast<std::int64_t>(names.value.size())) + u" values";
-        state_ = State::AsBefore;
+        if (change_.values.empty() && IsHalfMade(names.value)) return {};
+        std::size_t same = 0;
         for (const auto& [name, value] : change_.values) {
             OptionalValue there;
             const Status read = ReadValue(registry, change_.root, change_.name, name, there);
             if (!read.IsOk()) return read;
-            if (there != value) state_ = State::Other;
+            if (there == value) ++same;
         }
+        // A part of what was there is what an undo came to that failed, or what a key below it
+        // brought back.
+        state_ = same == change_.values.size() ? State::AsBefore
+                 : same == names.value.size()  ? State::AsAfter
+                                               : State::Other;
         conflict_ = u"the key was made again with something else in it";
         return {};
     }
@@ -106,6 +112,13 @@ class DeletedKeyPlace final : public UndoPlace {
     }
 
   private:
+    /// Whether an undo was stopped while it made an empty key.
+    bool IsHalfMade(const std::vector<Text>& names) {
+        if (names.size() != 1 || !names.front().empty()) return false;
+        const auto value = machine_.RegistryKeys().RegQueryValueExW(change_.root, change_.name, {});
+        return value.IsOk() && value.value == RegistryValue();
+    }
+
     /// The calls make a key with a value alone.
     Status MakeEmptyKey() {
         Registry& registry = machine_.RegistryKeys();
