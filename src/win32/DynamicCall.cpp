@@ -31,6 +31,8 @@ void LoadLibrariesOfTheSystemAlone() {
     constexpr DWORD kSystemFolder = 0x800;  // LOAD_LIBRARY_SEARCH_SYSTEM32
     const DynamicCall<BOOL(WINAPI*)(DWORD)> call("kernel32.dll", "SetDefaultDllDirectories");
     if (call.IsThere()) call(kSystemFolder);
+    // The system's controls ask for it by its bare name, and take one that is there already.
+    LoadSystemLibrary("uxtheme.dll");
 }
 
 }  // namespace bkfd

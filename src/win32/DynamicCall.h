@@ -13,8 +13,8 @@ Text SystemFolder();
 void* FindProcedure(const char* library, const char* name);
 
 /// From now on, what the system's own libraries load by a bare name comes from the system folder
-/// too. Nothing happens where the system can't do that, before Windows 8 (or an update of Vista's
-/// and 7's).
+/// too. Before Windows 8 (or an update of Vista's and 7's) the system can't do that: there it holds
+/// for the library of visual styles alone. To be called before any window is made.
 void LoadLibrariesOfTheSystemAlone();
 
 /// A function that old systems lack, looked up when the object is made. `Function` is the type of

@@ -106,11 +106,11 @@ replaced_logger() {
 }
 
 # planted_libraries: what lies beside the program under the names of libraries that it looks up, or that
-# Windows loads for it, isn't taken for them.
+# Windows loads for it, isn't taken for them. Wine is told to prefer such files to its own libraries.
 planted_libraries() {
-    local name
+    local name WINEDLLOVERRIDES="$WINEDLLOVERRIDES;uxtheme,psapi,winmm=n,b;winedbg.exe=d"
     new_install "$1 planted" "$build/BKFDCustom.dll"
-    for name in uxtheme psapi winmm version; do
+    for name in uxtheme psapi winmm; do
         cp "$build/tests/windows/planted_library.dll" "$install/$name.dll"
     done
     starts_up || return 1
