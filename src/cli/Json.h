@@ -10,9 +10,10 @@ namespace bkfd {
 /// A document whose members keep the order in which they were made.
 using Json = nlohmann::ordered_json;
 
-/// A lone surrogate becomes U+FFFD: JSON is UTF-8.
+/// A text that `PrintJson` writes whole, lone surrogates too.
 Json TextToJson(TextView text);
-/// Writes a document, indented, with a line end.
+/// Writes a document, indented, with a line end. What a terminal must not be given is escaped, as a
+/// lone surrogate is, so that the document parses back to the same texts.
 void PrintJson(std::ostream& out, const Json& document);
 
 }  // namespace bkfd

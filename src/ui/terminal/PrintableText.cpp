@@ -12,10 +12,14 @@ struct Range {
     char32_t last;
 };
 
-// C0 and C1 controls, and the marks that reorder or hide what stands around them.
+// C0 and C1 controls, format characters (general category Cf), surrogates and specials.
 constexpr Range kUnprintable[] = {
-    {0x0000, 0x001F}, {0x007F, 0x009F}, {0x200B, 0x200F}, {0x2028, 0x202E},
-    {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB},
+    {0x0000, 0x001F},   {0x007F, 0x009F},   {0x00AD, 0x00AD},   {0x0600, 0x0605},
+    {0x061C, 0x061C},   {0x06DD, 0x06DD},   {0x070F, 0x070F},   {0x0890, 0x0891},
+    {0x08E2, 0x08E2},   {0x180E, 0x180E},   {0x200B, 0x200F},   {0x2028, 0x202E},
+    {0x2060, 0x206F},   {0xD800, 0xDFFF},   {0xFEFF, 0xFEFF},   {0xFFF0, 0xFFFC},
+    {0xFFFE, 0xFFFF},   {0x110BD, 0x110BD}, {0x110CD, 0x110CD}, {0x13430, 0x1343F},
+    {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF},
 };
 constexpr Range kCombining[] = {
     {0x0300, 0x036F}, {0x0483, 0x0489}, {0x0591, 0x05BD}, {0x0610, 0x061A}, {0x064B, 0x065F},
@@ -42,6 +46,21 @@ std::string Numbered(char16_t unit) {
     return buffer;
 }
 
+bool IsPair(TextView units) {
+    return units.size() == 2 && units[0] >= 0xD800 && units[0] <= 0xDBFF && units[1] >= 0xDC00 &&
+           units[1] <= 0xDFFF;
+}
+
+/// Two units for a pair of surrogates, else one.
+std::size_t LengthOfCharacter(TextView text, std::size_t at) {
+    return IsPair(text.substr(at, 2)) ? 2 : 1;
+}
+
+char32_t CharacterOf(TextView units) {
+    if (!IsPair(units)) return units[0];
+    return 0x10000 + (static_cast<char32_t>(units[0] - 0xD800) << 10 | (units[1] - 0xDC00U));
+}
+
 /// The code point at `position` of valid UTF-8, which moves on behind it.
 char32_t Next(std::string_view utf8, std::size_t& position) {
     const auto lead = static_cast<unsigned char>(utf8[position++]);
@@ -55,6 +74,10 @@ char32_t Next(std::string_view utf8, std::size_t& position) {
 
 }  // namespace
 
+bool IsPrintable(char32_t character) {
+    return !IsIn(kUnprintable, character);
+}
+
 std::string PrintableText(TextView text, bool keepLines) {
     Text kept;
     std::string result;
@@ -62,15 +85,16 @@ std::string PrintableText(TextView text, bool keepLines) {
         result += ToUtf8(kept);
         kept.clear();
     };
-    for (const char16_t unit : text) {
-        const bool isPrintable = !IsIn(kUnprintable, unit) || (keepLines && unit == u'\n');
-        if (isPrintable) {
-            kept += unit;
+    for (std::size_t at = 0; at < text.size();) {
+        const TextView units = text.substr(at, LengthOfCharacter(text, at));
+        at += units.size();
+        if (IsPrintable(CharacterOf(units)) || (keepLines && units == u"\n")) {
+            kept += units;
             continue;
         }
-        if (keepLines && unit == u'\r') continue;
+        if (keepLines && units == u"\r") continue;
         flush();
-        result += Numbered(unit);
+        for (const char16_t unit : units) result += Numbered(unit);
     }
     flush();
     return result;

@@ -6,9 +6,13 @@
 
 namespace bkfd {
 
-/// Text as UTF-8 for a terminal: control characters, which could command the terminal, and
-/// characters that turn the writing direction are shown by their number, "\u001b". Line ends stay
-/// where `keepLines` says so.
+/// Whether a terminal may be given the character. Not controls, which could command it, nor
+/// characters without a shape: those that turn the writing direction or hide what stands around
+/// them, lone surrogates.
+bool IsPrintable(char32_t character);
+
+/// Text as UTF-8 for a terminal: what isn't printable is shown by its number, "\u001b", that beyond
+/// the basic plane by its two surrogates'. Line ends stay where `keepLines` says so.
 std::string PrintableText(TextView text, bool keepLines = false);
 
 /// How many columns of a terminal a printable text takes: combining marks none, the wide characters
