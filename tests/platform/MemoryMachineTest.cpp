@@ -289,5 +289,36 @@ TEST(WitnessMachine, NotesOnceWhatIsThereAndCantBeRead) {
                   {u"process", u"12", SystemError::AccessDenied}}));
 }
 
+TEST(WitnessMachine, NotesAListOfProcessesThatCantBeRead) {
+    for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
+        MemoryMachine memory(family);
+        FaultMachine faulty(memory);
+        faulty.FailCall(1, FaultPlan::Lasting::FromThenOn, SystemError::AccessDenied);
+        WitnessMachine machine(faulty);
+        std::uint32_t needed = 0;
+        if (family == WindowsFamily::NT) {
+            (void)machine.ProcessTable().EnumProcesses({}, needed);
+        } else {
+            (void)machine.ProcessTable().CreateToolhelp32Snapshot(SnapshotHolds::Processes, 0);
+        }
+        EXPECT_EQ(
+            machine.Unreadable(),
+            (std::vector<UnreadableItem>{{u"process-list", u"all", SystemError::AccessDenied}}));
+    }
+}
+
+TEST(WitnessMachine, NotesAFileThatASearchCantSee) {
+    MemoryMachine memory(WindowsFamily::NT);
+    memory.AddFile(kFile, "x");
+    FaultMachine faulty(memory);
+    faulty.FailCall(1, FaultPlan::Lasting::FromThenOn, SystemError::AccessDenied);
+    WitnessMachine machine(faulty);
+    FindData data;
+    EXPECT_EQ(machine.FileSystem().FindFirstFileA("C:\\WINDOWS\\system32\\a.dll", data),
+              kInvalidHandle);
+    EXPECT_EQ(machine.Unreadable(),
+              (std::vector<UnreadableItem>{{u"file", Text(kFile), SystemError::AccessDenied}}));
+}
+
 }  // namespace
 }  // namespace bkfd

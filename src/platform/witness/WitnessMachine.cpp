@@ -53,7 +53,7 @@ void Witness::Note(TextView kind, TextView name, Status outcome) {
 WitnessMachine::WitnessMachine(Machine& target)
     : ForwardMachine(target, OpenGate()),
       registry_(target.RegistryKeys(), witness_),
-      files_(target.FileSystem(), witness_),
+      files_(target, witness_),
       processes_(target.ProcessTable(), witness_) {}
 
 template <class Outcome>
@@ -101,6 +101,23 @@ Result<std::unique_ptr<OpenFile>> WitnessMachine::WitnessFiles::CreateFileW(Text
         std::make_unique<WitnessOpenFile>(std::move(opened.value), Text(path), witness_));
 }
 
+/// A failure tells no reason. A file that isn't found though it is there lies in a folder that
+/// can't be read.
+Handle WitnessMachine::WitnessFiles::FindFirstFileA(std::string_view path, FindData& data) {
+    const Handle search = target_.FindFirstFileA(path, data);
+    if (search == kInvalidHandle) {
+        static_cast<void>(GetFileAttributesW(system_.MultiByteToWideChar(path)));
+    }
+    return search;
+}
+
+Status WitnessMachine::WitnessProcesses::EnumProcesses(std::span<std::uint32_t> ids,
+                                                       std::uint32_t& needed) {
+    const Status outcome = target_.EnumProcesses(ids, needed);
+    witness_.Note(u"process-list", u"all", outcome);
+    return outcome;
+}
+
 Result<Handle> WitnessMachine::WitnessProcesses::OpenProcess(std::uint32_t access,
                                                              std::uint32_t processId) {
     const auto opened = target_.OpenProcess(access, processId);
@@ -123,8 +140,11 @@ Status WitnessMachine::WitnessProcesses::EnumProcessModules(Handle process,
 Handle WitnessMachine::WitnessProcesses::CreateToolhelp32Snapshot(std::uint32_t flags,
                                                                   std::uint32_t processId) {
     const Handle snapshot = target_.CreateToolhelp32Snapshot(flags, processId);
-    if (snapshot == kInvalidHandle && (flags & SnapshotHolds::Modules) != 0) {
+    if (snapshot != kInvalidHandle) return snapshot;
+    if ((flags & SnapshotHolds::Modules) != 0) {
         witness_.Note(u"process", ToText(processId), {SystemError::AccessDenied});
+    } else {
+        witness_.Note(u"process-list", u"all", {SystemError::AccessDenied});
     }
     return snapshot;
 }

@@ -10,7 +10,7 @@ namespace bkfd {
 
 /// Something that is there and could not be read.
 struct UnreadableItem {
-    Text kind;  // "registry", "file" or "process"
+    Text kind;  // "registry", "file", "process" or, for all processes, "process-list"
     Text name;  // the key, the path, or the process's identifier
     std::uint32_t error = 0;
 
@@ -61,12 +61,16 @@ class WitnessMachine final : public ForwardMachine {
 
     class WitnessFiles final : public ForwardFiles {
       public:
-        WitnessFiles(Files& target, Witness& witness)
-            : ForwardFiles(target, OpenGate()), witness_(witness) {}
+        WitnessFiles(Machine& target, Witness& witness)
+            : ForwardFiles(target.FileSystem(), OpenGate()),
+              system_(target.System()),
+              witness_(witness) {}
         Result<std::uint32_t> GetFileAttributesW(TextView path) override;
         Result<std::unique_ptr<OpenFile>> CreateFileW(TextView path, FileMode mode) override;
+        Handle FindFirstFileA(std::string_view path, FindData& data) override;
 
       private:
+        SystemFacts& system_;
         Witness& witness_;
     };
 
@@ -74,6 +78,7 @@ class WitnessMachine final : public ForwardMachine {
       public:
         WitnessProcesses(Processes& target, Witness& witness)
             : ForwardProcesses(target, OpenGate()), witness_(witness) {}
+        Status EnumProcesses(std::span<std::uint32_t> ids, std::uint32_t& needed) override;
         Result<Handle> OpenProcess(std::uint32_t access, std::uint32_t processId) override;
         Status EnumProcessModules(Handle process, std::span<ModuleHandle> modules,
                                   std::uint32_t bytes, std::uint32_t& needed) override;
