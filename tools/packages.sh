@@ -1,11 +1,11 @@
 # Debian 12 packages that this project builds, tests and runs with. Sourced by ./run and ./test.
 
 packages_native="cmake ninja-build g++ pkg-config googletest libbenchmark-dev zlib1g-dev
-    libcurl4-openssl-dev libcli11-dev nlohmann-json3-dev libexpat1-dev rapidjson-dev python3"
+    libcurl4-openssl-dev libssl-dev libcli11-dev nlohmann-json3-dev libexpat1-dev rapidjson-dev python3"
 packages_windows="g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 libz-mingw-w64-dev
     librsvg2-bin icoutils imagemagick"
 packages_wine="wine wine64 fonts-wine xvfb xauth xdotool imagemagick faketime"
-packages_checks="clang-format clang-tidy clang libclang-rt-dev shellcheck libxml2-utils zip unzip p7zip-full git"
+packages_checks="python3-jsonschema clang-format clang-tidy clang libclang-rt-dev shellcheck libxml2-utils zip unzip p7zip-full git"
 
 # need_packages NAME...: installs those that are missing; needs root or sudo for that alone.
 need_packages() {

@@ -17,11 +17,24 @@
 namespace bkfd {
 
 const char kChangeDocumentHelp[] =
-    "With --json: {\"record\": for undo, \"removedFiles\": [paths], \"deletedBhos\": [classes], "
+    "With --json: {\"record\": for undo, \"changes\": [{\"kind\", \"place\", \"before\", "
+    "\"after\", "
+    "\"done\"}],\n\"removedFiles\": [paths], \"deletedBhos\": [classes], "
     "\"deletedStartup\": [{\"key\",\n\"valueName\", \"data\"}], \"endedProcesses\": "
     "[{\"id\", \"path\"}], \"changedSettings\": [{\"key\",\n\"valueName\", \"before\", "
     "\"after\"}], \"failed\": [{\"kind\", \"name\", \"error\"}]}. Without --yes\nit "
     "changes nothing, since nobody is asked.";
+
+namespace {
+
+void PrintResult(CommandContext& context, const MachineSession& session,
+                 const CleanResult& result) {
+    Json document = session.NewDocument();
+    AddToDocument(result, document);
+    PrintJson(context.console.out, document);
+}
+
+}  // namespace
 
 void BackUpBeforeChange() {
     try {
@@ -55,7 +68,7 @@ int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId qu
         // With the restart the program's work is done; what it did is still to be told.
     }
     if (!isWanted) {
-        if (context.asJson) PrintJson(context.console.out, CleanToJson({}));
+        if (context.asJson) PrintResult(context, session, {});
         context.console.err << "brackenfold: nothing was changed" << std::endl;
         return ExitCode::Failed;
     }
@@ -67,7 +80,7 @@ int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId qu
         result.failed = {{"record", UndoFolderPath(TheMachine().System()), why}};
     }
     if (context.asJson) {
-        PrintJson(context.console.out, CleanToJson(result));
+        PrintResult(context, session, result);
     } else {
         PrintClean(context.console, result, done, isDryRun_);
     }

@@ -19,6 +19,7 @@ constexpr TextView kOwnKey = u"software\\tarnwick labs\\";
 class Summary {
   public:
     void Add(const RecordedChange& change) {
+        NoteChange(change);
         using Kind = RecordedChange::Kind;
         switch (change.kind) {
             case Kind::MoveFile:
@@ -51,6 +52,40 @@ class Summary {
     }
     void Fail(const char* kind, const Text& name, Status outcome) {
         Fail(kind, name, SysUtil::SystemErrorText(outcome.code));
+    }
+
+    /// What wasn't there to be changed, or is as it was, is no change.
+    void NoteChange(const RecordedChange& change) {
+        using Kind = RecordedChange::Kind;
+        if (change.outcome.IsNotThere()) return;
+        ToldChange noted{"value", change.name, nullptr, nullptr, change.outcome.IsOk()};
+        switch (change.kind) {
+            case Kind::SetValue:
+            case Kind::DeleteValue:
+                if (noted.isDone && change.before == change.after) return;
+                noted.place = FullKey(change) + u'\\' + change.valueName;
+                noted.before = RegistryValueToJson(change.before);
+                noted.after = RegistryValueToJson(change.after);
+                break;
+            case Kind::DeleteKey:
+                noted.kind = "key";
+                noted.place = FullKey(change);
+                break;
+            case Kind::MoveFile:
+                noted.kind = "file";
+                noted.before = TextToJson(change.name);
+                noted.after = TextToJson(change.target);
+                break;
+            case Kind::EndProcess:
+                noted.kind = "process";
+                noted.before = change.processId;
+                break;
+            case Kind::Restart:
+                noted.kind = "restart";
+                noted.place = u"Windows";
+                break;
+        }
+        result_.changes.push_back(std::move(noted));
     }
 
     // A file that fails at first may succeed when its holders have ended.
@@ -102,10 +137,8 @@ class Summary {
         if (!change.outcome.IsOk()) return Fail("registry", place, change.outcome);
         if (ToLower(change.name).starts_with(kOwnKey) || change.before == change.after) return;
         if (IsStartupPlace(change.root, change.name)) {
-            const Json data = RegistryValueToJson(change.before);
-            result_.deletedStartup.push_back(
-                {FullKey(change), change.valueName,
-                 data.is_string() ? FromUtf8(data.get<std::string>()) : Text()});
+            result_.deletedStartup.push_back({FullKey(change), change.valueName,
+                                              RegistryValueText(change.before).value_or(Text())});
         } else {
             result_.changedSettings.push_back(
                 {FullKey(change), change.valueName, change.before, change.after, false});
@@ -142,23 +175,36 @@ CleanResult SummarizeChanges(const std::vector<RecordedChange>& changes,
     return summary.Take();
 }
 
-Json RegistryValueToJson(const std::optional<RegistryValue>& value) {
-    if (!value) return nullptr;
+std::optional<Text> RegistryValueText(const std::optional<RegistryValue>& value) {
+    if (!value) return std::nullopt;
     switch (value->type) {
         case RegistryType::String:
         case RegistryType::ExpandString:
         case RegistryType::MultiString:
-            return TextToJson(TextOfValue(*value));
-        case RegistryType::Dword:
-            if (const auto number = NumberOfValue(*value)) return *number;
-            break;
+            return TextOfValue(*value);
         default:
-            break;
+            return std::nullopt;
+    }
+}
+
+Json RegistryValueToJson(const std::optional<RegistryValue>& value) {
+    if (!value) return nullptr;
+    if (const auto text = RegistryValueText(value)) return TextToJson(*text);
+    if (value->type == RegistryType::Dword) {
+        if (const auto number = NumberOfValue(*value)) return *number;
     }
     return HexOf(value->data);
 }
 
-Json CleanToJson(const CleanResult& result) {
+void AddToDocument(const CleanResult& result, Json& document) {
+    Json changes = Json::array();
+    for (const ToldChange& change : result.changes) {
+        changes.push_back({{"kind", change.kind},
+                           {"place", TextToJson(change.place)},
+                           {"before", change.before},
+                           {"after", change.after},
+                           {"done", change.isDone}});
+    }
     Json startup = Json::array();
     for (const DeletedStartup& entry : result.deletedStartup) {
         startup.push_back({{"key", TextToJson(entry.key)},
@@ -185,13 +231,14 @@ Json CleanToJson(const CleanResult& result) {
                           {"name", TextToJson(change.name)},
                           {"error", TextToJson(change.error)}});
     }
-    return {{"record", result.record == 0 ? Json(nullptr) : Json(result.record)},
-            {"removedFiles", TextsToJson(result.removedFiles)},
-            {"deletedBhos", TextsToJson(result.deletedBhos)},
-            {"deletedStartup", std::move(startup)},
-            {"endedProcesses", std::move(processes)},
-            {"changedSettings", std::move(settings)},
-            {"failed", std::move(failed)}};
+    document["record"] = result.record == 0 ? Json(nullptr) : Json(result.record);
+    document["changes"] = std::move(changes);
+    document["failed"] = std::move(failed);
+    document["removedFiles"] = TextsToJson(result.removedFiles);
+    document["deletedBhos"] = TextsToJson(result.deletedBhos);
+    document["deletedStartup"] = std::move(startup);
+    document["endedProcesses"] = std::move(processes);
+    document["changedSettings"] = std::move(settings);
 }
 
 }  // namespace bkfd

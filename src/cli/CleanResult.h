@@ -1,5 +1,6 @@
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <vector>
 
@@ -29,6 +30,15 @@ struct ChangedSetting {
     bool isDeletedKey = false;
 };
 
+/// One change of the machine, in the order in which they were asked for.
+struct ToldChange {
+    const char* kind;  // "value", "key", "file", "process" or "restart"
+    Text place;        // a value's key with its root, a backslash and its name; a path
+    Json before;       // a value's data; a path; a process's identifier; null for nothing
+    Json after;
+    bool isDone = false;
+};
+
 struct FailedChange {
     const char* kind;  // "file", "registry", "process", "restart" or "step"
     Text name;
@@ -42,6 +52,7 @@ struct CleanResult {
     std::vector<DeletedStartup> deletedStartup;
     std::vector<EndedProcess> endedProcesses;
     std::vector<ChangedSetting> changedSettings;
+    std::vector<ToldChange> changes;
     std::vector<FailedChange> failed;
     bool isRestarted = false;
     RecordId record = 0;  // by which it can be undone; 0 if nothing was kept
@@ -49,8 +60,11 @@ struct CleanResult {
 
 CleanResult SummarizeChanges(const std::vector<RecordedChange>& changes,
                              const std::vector<MemoryLog::Line>& log);
-Json CleanToJson(const CleanResult& result);
+/// Adds the result to a document that says which machine it is about.
+void AddToDocument(const CleanResult& result, Json& document);
 /// A text or a number as it is, other data as hexadecimal text; null for no value.
 Json RegistryValueToJson(const std::optional<RegistryValue>& value);
+/// The text of a value's data, nothing for data that isn't text.
+std::optional<Text> RegistryValueText(const std::optional<RegistryValue>& value);
 
 }  // namespace bkfd

@@ -40,11 +40,14 @@ void PrintProcesses(const Console& console, const std::vector<EndedProcess>& pro
 }
 
 std::string ValueText(const std::optional<RegistryValue>& value) {
+    if (const auto text = RegistryValueText(value)) {
+        return text->empty() ? "(empty)" : PrintableText(*text);
+    }
     const Json json = RegistryValueToJson(value);
     if (json.is_null()) return "(none)";
     if (!json.is_string()) return json.dump();
-    const Text text = FromUtf8(json.get<std::string>());
-    return text.empty() ? "(empty)" : PrintableText(text);
+    const auto hex = json.get<std::string>();
+    return hex.empty() ? "(empty)" : hex;
 }
 
 void PrintSettings(const Console& console, const std::vector<ChangedSetting>& settings) {

@@ -116,7 +116,7 @@ class IdentifyCommand final : public Command {
         options.Explain(
             "Prints size, content hash, manufacturer and description of each file and how it would "
             "be judged\nas a running program or module, and as a browser helper object.\n\n"
-            "With --json: a list of {\"path\", \"size\", \"hash\", \"manufacturer\", "
+            "With --json: items of {\"path\", \"size\", \"hash\", \"manufacturer\", "
             "\"description\", \"good\",\n\"suspicious\", \"parasite\", \"suspiciousBho\", "
             "\"parasiteBho\"}.");
     }
@@ -126,7 +126,7 @@ class IdentifyCommand final : public Command {
         MachineSession session(context);
         std::vector<NamedFile> files;
         for (const std::string& path : paths_) files.push_back({FromUtf8(path), path});
-        return IdentifyAll(context, files, session.Log());
+        return IdentifyAll(context, files, session.Log(), session.NewDocument());
     }
 
   private:
@@ -139,13 +139,13 @@ class IdentifyCommand final : public Command {
         for (const std::string& path : paths_) {
             files.push_back({machine.HostFiles().Add(path), path});
         }
-        return IdentifyAll(context, files, std::make_shared<MemoryLog>());
+        return IdentifyAll(context, files, std::make_shared<MemoryLog>(), NewHostDocument());
     }
 
     static int IdentifyAll(CommandContext& context, const std::vector<NamedFile>& files,
-                           const LoggerRef& logger) {
+                           const LoggerRef& logger, Json document) {
         int code = ExitCode::Done;
-        Json list = Json::array();
+        Json& list = document["items"] = Json::array();
         for (const NamedFile& file : files) {
             const int problem = CheckReadable(file, context.console);
             if (problem != ExitCode::Done) {
@@ -159,7 +159,7 @@ class IdentifyCommand final : public Command {
                 PrintIdentity(context.console, identity);
             }
         }
-        if (context.asJson) PrintJson(context.console.out, list);
+        if (context.asJson) PrintJson(context.console.out, document);
         return code;
     }
 

@@ -34,9 +34,10 @@ class InventoryCommand : public Command {
         PrintUnreadable(context.console, unreadable);
         if (!items) throw CommandError("the list of " + std::string(name_) + " failed");
         if (context.asJson) {
-            Json list = Json::array();
+            Json document = session.NewDocument();
+            Json& list = document["items"] = Json::array();
             for (const Item& item : *items) list.push_back(ToJson(item));
-            PrintJson(context.console.out, list);
+            PrintJson(context.console.out, document);
         } else {
             Print(context.console, *items);
         }
@@ -59,7 +60,7 @@ class BhosCommand final : public InventoryCommand<HelperObject> {
   public:
     BhosCommand()
         : InventoryCommand("bhos", "List the browser helper objects",
-                           "With --json: a list of {\"id\": class, \"name\", \"dll\"}.") {}
+                           "With --json: items of {\"id\": class, \"name\", \"dll\"}.") {}
 
   private:
     std::optional<std::vector<HelperObject>> List(const LoggerRef& logger) override {
@@ -88,7 +89,7 @@ class StartupCommand final : public InventoryCommand<StartupItem> {
   public:
     StartupCommand()
         : InventoryCommand("startup", "List the programs that Windows starts at logon",
-                           "With --json: a list of {\"id\", \"name\", \"dll\", \"manufacturer\",\n"
+                           "With --json: items of {\"id\", \"name\", \"dll\", \"manufacturer\",\n"
                            "\"key\": the root's number, \"hive\": the key's path, \"valueName\",\n"
                            "\"icon\": \"OK\" for a component of Windows, else \"IE\"}. The "
                            "identifiers are new in each run.") {}
@@ -127,7 +128,7 @@ class ProcessesCommand final : public InventoryCommand<RunningProgram> {
   public:
     ProcessesCommand()
         : InventoryCommand("processes", "List the running processes with their modules",
-                           "With --json: a list of {\"id\": path, \"modules\": [paths]}. A process "
+                           "With --json: items of {\"id\": path, \"modules\": [paths]}. A process "
                            "that can't be\nopened is left out, with a message.") {}
 
   private:

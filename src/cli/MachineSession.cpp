@@ -1,6 +1,7 @@
 #include "cli/MachineSession.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -16,6 +17,12 @@
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
+namespace {
+
+constexpr int kSchema = 2;  // docs/schema
+
+}  // namespace
+
 InstalledEngine::InstalledEngine(Machine& machine, Toolkit& toolkit)
     : machineBefore_(InstallMachine(&machine)), toolkitBefore_(InstallToolkit(&toolkit)) {
     SetApplicationState();
@@ -64,6 +71,7 @@ MachineSession::MachineSession(CommandContext& context, SessionUse use)
                                      context.console, use);
     if (!context.console.isInTerminal) parts_->toolkit.ReadKeysFromLines();
     parts_->toolkit.DropTypedAheadBy(context.console.dropTypedAhead);
+    name_ = std::filesystem::weakly_canonical(context.machine).filename().string();
     if (!use.changes) return;
     log_->PassOnTo([&messages = messages_] { return OpenLogFiles(messages); });
 }
@@ -136,6 +144,20 @@ std::string MachineSession::WindowsText() const {
     std::int32_t platformId = 0;
     Text servicePack;
     return PrintableText(SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack));
+}
+
+Json MachineSession::NewDocument() const {
+    return {{"schema", kSchema},
+            {"machine",
+             {{"kind", "image"},
+              {"name", TextToJson(FromUtf8(name_))},
+              {"windows", WindowsText()},
+              {"family", gIsNT ? "nt" : "9x"},
+              {"users", Json::array()}}}};
+}
+
+Json NewHostDocument() {
+    return {{"schema", kSchema}, {"machine", nullptr}};
 }
 
 Json UnreadableToJson(const std::vector<Unreadable>& unreadable) {

@@ -28,7 +28,7 @@ class InstalledEngine {
 
 /// Something that could not be read, so that results may lack something.
 struct Unreadable {
-    Text kind;  // "registry", "file", "process", or "step" for a failed operation of the engine
+    Text kind;  // as the witness says, or "step" for a failed operation of the engine
     Text name;
     Text error;
 
@@ -71,8 +71,10 @@ class MachineSession {
     RecordId Record() const;
     /// What the engine has logged as failed, in its words, one line each.
     std::vector<std::string> Failures() const;
-    /// One line: "Windows XP, version 5.1.2600 Service Pack 2".
+    /// One line: "Windows XP 5.1.2600 Service Pack 2".
     std::string WindowsText() const;
+    /// The beginning of every document of this machine: the schema's version, and which machine.
+    Json NewDocument() const;
 
   private:
     struct Parts;
@@ -81,11 +83,14 @@ class MachineSession {
     static LoggerRef OpenLogFiles(std::ostream& messages);
 
     std::ostream& messages_;
+    std::string name_;  // of the image's folder
     std::shared_ptr<MemoryLog> log_ = std::make_shared<MemoryLog>();
     LoggerRef logger_ = log_;
     std::unique_ptr<Parts> parts_;
 };
 
+/// The beginning of a document about files of this computer.
+Json NewHostDocument();
 Json UnreadableToJson(const std::vector<Unreadable>& unreadable);
 /// Says what could not be read as messages, for a reader of the results.
 void PrintUnreadable(Console& console, const std::vector<Unreadable>& unreadable);

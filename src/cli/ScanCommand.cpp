@@ -20,10 +20,11 @@ class ScanCommand final : public Command {
             "Prints the files to disable and the helper objects to delete, and why. Exit code 1 "
             "if\n"
             "there are any, 3 if none was found but something could not be read.\n\n"
-            "With --json: {\"verdict\": \"clean\", \"parasites\" or \"incomplete\", \"files\": "
-            "[...],\n"
-            "\"bhos\": [...], \"suspicious\": [...], \"unreadable\": [{\"kind\", \"name\", "
-            "\"error\"}]}");
+            "With --json: {\"verdict\": \"clean\", \"parasites\" or \"incomplete\",\n"
+            "\"files\": [{\"path\", \"reasons\", \"places\", \"exists\", \"size\", \"hash\", "
+            "\"sha256\",\n"
+            "\"company\", \"description\"}], \"bhos\", \"suspicious\": as files, \"settings\",\n"
+            "\"unreadable\": [{\"kind\", \"name\", \"error\"}]}");
     }
 
     int Run(CommandContext& context) override {
@@ -34,7 +35,9 @@ class ScanCommand final : public Command {
                         [&] { return session.CollectUnreadable(); });
         }();
         if (context.asJson) {
-            PrintJson(context.console.out, ScanToJson(result));
+            Json document = session.NewDocument();
+            AddToDocument(result, document);
+            PrintJson(context.console.out, document);
         } else {
             PrintScan(context.console, session.WindowsText(), result);
         }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "cli/FileSha256.h"
 #include "detection/CPaDetector.h"
 #include "identity/CHashier.h"
 #include "platform/Machine.h"
@@ -21,6 +22,7 @@ FoundFile DescribeFile(Finding finding, CFileInfoManager& information) {
     FoundFile found;
     found.exists = Exists(finding.path);
     found.hash = gHashier->HashFromFullFileName(finding.path, found.size);
+    found.sha256 = FileSha256(finding.path);
     information.GetFileInfo(finding.path, found.company, found.description);
     found.finding = std::move(finding);
     return found;
@@ -56,6 +58,77 @@ const char* NameOf(Verdict verdict) {
     return "incomplete";
 }
 
+const char* NameOf(Reason reason) {
+    switch (reason) {
+        case Reason::HelperObject:
+            return "helper-object";
+        case Reason::StartupNonamer:
+            return "startup-nonamer";
+        case Reason::Process:
+            return "process";
+        case Reason::Module:
+            break;
+    }
+    return "module";
+}
+
+const char* NameOf(Place::Kind kind) {
+    switch (kind) {
+        case Place::Kind::HelperObject:
+            return "helper-object";
+        case Place::Kind::Startup:
+            return "startup";
+        case Place::Kind::Process:
+            return "process";
+        case Place::Kind::Module:
+            break;
+    }
+    return "module";
+}
+
+Json PlaceToJson(const Place& place) {
+    return {{"kind", NameOf(place.kind)},
+            {"name", TextToJson(place.key.empty() ? place.name : place.key + u'\\' + place.name)},
+            {"user", nullptr},
+            {"view", nullptr}};
+}
+
+Json FilesToJson(const std::vector<FoundFile>& files) {
+    Json list = Json::array();
+    for (const FoundFile& file : files) {
+        Json reasons = Json::array();
+        for (const Reason reason : file.finding.reasons) reasons.push_back(NameOf(reason));
+        Json places = Json::array();
+        for (const Place& place : file.finding.places) places.push_back(PlaceToJson(place));
+        list.push_back({{"path", TextToJson(file.finding.path)},
+                        {"reasons", std::move(reasons)},
+                        {"places", std::move(places)},
+                        {"exists", file.exists},
+                        {"size", file.size},
+                        {"hash", file.hash},
+                        {"sha256", file.sha256 ? Json(*file.sha256) : Json()},
+                        {"company", TextToJson(file.company)},
+                        {"description", TextToJson(file.description)}});
+    }
+    return list;
+}
+
+Json SettingsToJson(const std::vector<SettingInfo>& settings) {
+    Json list = Json::array();
+    int number = 0;
+    for (const SettingInfo& setting : settings) {
+        list.push_back({{"number", ++number},
+                        {"description", TextToJson(setting.description)},
+                        {"key", TextToJson(RegistryAccess::RootName(setting.place.root) + u'\\' +
+                                           Text(setting.place.key))},
+                        {"valueName", TextToJson(setting.place.name)},
+                        {"value", TextToJson(setting.value)},
+                        {"status", TextToJson(setting.status)},
+                        {"user", nullptr}});
+    }
+    return list;
+}
+
 }  // namespace
 
 ScanResult Scan(const LoggerRef& logger, bool wantsSuspicious,
@@ -67,6 +140,10 @@ ScanResult Scan(const LoggerRef& logger, bool wantsSuspicious,
     if (wantsSuspicious) suspicious = detector.FindSuspicious(detection);
 
     ScanResult result;
+    RegistryAccess registry;
+    for (int number = 1; number <= kSettingCount; ++number) {
+        result.settings.push_back(GetSettingInfo(registry, number));
+    }
     result.unreadable = unreadable();  // before more is read for the description only
     result.helperObjectsSeen = detection.helperObjects.size();
     result.startupItemsSeen = detection.startupItems.size();
@@ -90,20 +167,20 @@ int ExitCodeOf(Verdict verdict) {
     return ExitCode::Incomplete;
 }
 
-Json ScanToJson(const ScanResult& result) {
-    Json files = Json::array();
-    for (const FoundFile& file : result.files) files.push_back(TextToJson(file.finding.path));
-    Json helpers = Json::array();
-    for (const HelperObject& helper : result.bhos) helpers.push_back(TextToJson(helper.clsid));
-    Json suspicious = Json::array();
-    for (const FoundFile& file : result.suspicious) {
-        suspicious.push_back(TextToJson(file.finding.path));
+void AddToDocument(const ScanResult& result, Json& document) {
+    document["verdict"] = NameOf(result.verdict);
+    document["files"] = FilesToJson(result.files);
+    Json& bhos = document["bhos"] = Json::array();
+    for (const HelperObject& object : result.bhos) {
+        bhos.push_back({{"clsid", TextToJson(object.clsid)},
+                        {"name", TextToJson(object.name)},
+                        {"file", TextToJson(object.file)},
+                        {"user", nullptr},
+                        {"view", nullptr}});
     }
-    return {{"verdict", NameOf(result.verdict)},
-            {"files", std::move(files)},
-            {"bhos", std::move(helpers)},
-            {"suspicious", std::move(suspicious)},
-            {"unreadable", UnreadableToJson(result.unreadable)}};
+    document["suspicious"] = FilesToJson(result.suspicious);
+    document["settings"] = SettingsToJson(result.settings);
+    document["unreadable"] = UnreadableToJson(result.unreadable);
 }
 
 }  // namespace bkfd

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "cli/MachineSession.h"
 #include "detection/Finding.h"
+#include "panels/SettingInfo.h"
 
 namespace bkfd {
 
@@ -16,6 +18,7 @@ struct FoundFile {
     bool exists = false;
     std::int32_t size = 0;  // 0 for a file that isn't there or can't be read
     std::int32_t hash = 0;
+    std::optional<std::string> sha256;  // nothing for one that can't be read
     Text company;
     Text description;
 };
@@ -25,6 +28,7 @@ struct ScanResult {
     std::vector<FoundFile> files;       // to disable
     std::vector<HelperObject> bhos;     // to delete
     std::vector<FoundFile> suspicious;  // those that aren't among the files to disable
+    std::vector<SettingInfo> settings;  // all, by number from 1
     std::vector<Unreadable> unreadable;
     std::size_t helperObjectsSeen = 0;
     std::size_t startupItemsSeen = 0;
@@ -32,11 +36,13 @@ struct ScanResult {
 };
 
 /// Runs the detection of parasites on the installed machine and, if wanted, the search for
-/// suspicious files. `unreadable` tells what could not be read when both are done.
+/// suspicious files, and judges the browser's settings. `unreadable` tells what could not be read
+/// when all of that is done.
 ScanResult Scan(const LoggerRef& logger, bool wantsSuspicious,
                 const std::function<std::vector<Unreadable>()>& unreadable);
 int ExitCodeOf(Verdict verdict);
-Json ScanToJson(const ScanResult& result);
+/// Adds the result to a document that says which machine it is about.
+void AddToDocument(const ScanResult& result, Json& document);
 /// The result for people.
 void PrintScan(const Console& console, const std::string& windowsText, const ScanResult& result);
 

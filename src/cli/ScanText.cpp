@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <ostream>
 
 #include "cli/ScanResult.h"
@@ -111,19 +112,51 @@ void PrintUnreadableTable(const Console& console, const std::vector<Unreadable>&
     table.Print(console, "  ");
 }
 
-std::string VerdictText(const ScanResult& result) {
-    switch (result.verdict) {
-        case Verdict::Clean:
-            return "Clean: no parasite found.";
-        case Verdict::Parasites:
-            return "Parasites found: " +
-                   Counted(result.files.size(), "file to disable, ", "files to disable, ") +
-                   Counted(result.bhos.size(), "helper object to delete.",
-                           "helper objects to delete.");
-        case Verdict::Incomplete:
-            break;
+/// "3 processes and 1 file could not be read", empty where all could.
+std::string UnreadText(const std::vector<Unreadable>& unreadable) {
+    constexpr struct {
+        TextView kind;
+        const char* one;
+        const char* many;
+    } kKinds[] = {{u"process-list", "list of processes", "lists of processes"},
+                  {u"process", "process", "processes"},
+                  {u"registry", "registry key", "registry keys"},
+                  {u"file", "file", "files"},
+                  {u"step", "step of the search", "steps of the search"}};
+    std::vector<std::string> counts;
+    for (const auto& kind : kKinds) {
+        const auto count = static_cast<std::size_t>(std::ranges::count_if(
+            unreadable, [&](const Unreadable& entry) { return entry.kind == kind.kind; }));
+        if (count > 0) counts.push_back(Counted(count, kind.one, kind.many));
     }
-    return "Incomplete: no parasite found, but not all could be read.";
+    std::string text;
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == counts.size() ? " and " : ", ") + counts[i];
+    }
+    return text.empty() ? text : text + " could not be read";
+}
+
+std::string VerdictText(const ScanResult& result) {
+    const std::string unread = UnreadText(result.unreadable);
+    if (result.verdict == Verdict::Parasites) {
+        return "Parasites found: " +
+               Counted(result.files.size(), "file to disable, ", "files to disable, ") +
+               Counted(result.bhos.size(), "helper object to delete", "helper objects to delete") +
+               (unread.empty() ? "." : "; " + unread + ".");
+    }
+    const char* const verdict = result.verdict == Verdict::Clean ? "Clean" : "Incomplete";
+    return verdict + std::string(": no parasite found") +
+           (unread.empty() ? "." : ", but " + unread + ".");
+}
+
+/// Cleanups put them right, but they are no parasites and don't count for the verdict.
+void PrintSettings(const Console& console, const std::vector<SettingInfo>& settings) {
+    const auto suspects = static_cast<std::size_t>(
+        std::ranges::count(settings, SettingStatus::kSuspect, &SettingInfo::status));
+    if (suspects == 0) return;
+    console.out << '\n'
+                << Counted(suspects, "setting of the browser is", "settings of the browser are")
+                << " suspect: brackenfold settings lists them.\n";
 }
 
 }  // namespace
@@ -137,6 +170,7 @@ void PrintScan(const Console& console, const std::string& windowsText, const Sca
     PrintFiles(console, result.files);
     PrintHelpers(console, result.bhos);
     PrintSuspicious(console, result.suspicious);
+    PrintSettings(console, result.settings);
     PrintUnreadableTable(console, result.unreadable);
     console.out << '\n' << console.Bold(VerdictText(result)) << '\n';
 }

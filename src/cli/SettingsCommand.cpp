@@ -67,7 +67,7 @@ class SettingsCommand final : public Command {
         options.Explain(
             "Lists the settings that decide which page the browser opens: the pages, and of the "
             "rest\nonly what is suspect.\n\n"
-            "With --json: a list of all 26, {\"number\", \"description\", \"value\", \"status\": "
+            "With --json: items for all 26, {\"number\", \"description\", \"value\", \"status\": "
             "\"OK\",\n\"i\" for suspect, \"IE\" for a start page that merely isn't a known one, "
             "or \"\", \"shown\"}.");
     }
@@ -77,7 +77,9 @@ class SettingsCommand final : public Command {
         const int code = restores_ ? Restore(context, session) : ExitCode::Done;
         const std::vector<NumberedSetting> settings = ReadSettings();
         if (context.asJson) {
-            PrintJson(context.console.out, SettingsToJson(settings));
+            Json document = session.NewDocument();
+            document["items"] = SettingsToJson(settings);
+            PrintJson(context.console.out, document);
         } else {
             PrintSettings(context.console, settings);
         }

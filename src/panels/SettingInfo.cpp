@@ -171,6 +171,7 @@ SettingInfo GetSettingInfo(RegistryAccess& registry, int settingNumber) {
     const Setting& setting = kSettings[settingNumber - 1];
     SettingInfo info;
     info.description = setting.description;
+    info.place = setting.place;
     if (setting.isOfNTOnly && !IsWindowsNT()) return info;
     if (setting.judge == Switch) {
         ReadSwitch(registry, setting, info);

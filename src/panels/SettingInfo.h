@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Text.h"
+#include "removal/SettingPlaces.h"
 #include "services/RegistryAccess.h"
 
 namespace bkfd {
@@ -21,6 +22,7 @@ struct SettingInfo {
     Text status;  // one of `SettingStatus`, or empty for a value that reads empty
     Text description;
     Text value;  // as it stands in the registry
+    SettingPlace place{};
 };
 
 /// Reads and judges one setting. A value that can't be read counts as empty, and an empty one isn't

@@ -20,7 +20,8 @@ using testing::Not;
 /// The numbers of the suspicious ones, each with a blank.
 std::string Suspects(const CliRun& run) {
     std::string numbers;
-    for (const auto& setting : run.Document()) {
+    const auto document = run.Document();
+    for (const auto& setting : document["items"]) {
         if (setting["status"] == "i") numbers += setting["number"].dump() + " ";
     }
     return numbers;
@@ -38,7 +39,7 @@ TEST(Settings, AreJudgedAndRestored) {
         const MachineCopy machine(row.machine);
         const CliRun list = RunOn(machine, {"--json", "settings"});
         EXPECT_EQ(list.code, 0) << list.err;
-        EXPECT_EQ(list.Document().size(), 26U);
+        EXPECT_EQ(list.Document()["items"].size(), 26U);
         EXPECT_EQ(Suspects(list), row.suspects);
 
         const CliRun restored = RunOn(machine, {"--json", "settings", "--restore", "--yes"});
@@ -154,7 +155,7 @@ TEST(Clean, DoesTheWorkAndTellsWhatReallyHappened) {
         EXPECT_EQ(RunOn(machine, {"identify", file}).code, 2) << file;
     }
     EXPECT_EQ(document["deletedBhos"].size(), 7U);
-    EXPECT_EQ(RunOn(machine, {"--json", "bhos"}).Document().size(), 5U);
+    EXPECT_EQ(RunOn(machine, {"--json", "bhos"}).Document()["items"].size(), 5U);
     // Only the name that the code page lacks loses its startup entry.
     EXPECT_EQ(document["deletedStartup"].dump(),
               R"([{"data":"C:\\WINDOWS\\system32\\обновление.exe",)"
@@ -166,6 +167,11 @@ TEST(Clean, DoesTheWorkAndTellsWhatReallyHappened) {
         HasSubstr(R"({"after":"about:blank","before":"res://hpjk.dll/sp.html#29126",)"
                   R"("key":"HKEY_CURRENT_USER\\Software\\Microsoft\\Internet Explorer\\Main",)"
                   R"("valueName":"Start Page"})"));
+    EXPECT_THAT(
+        document["changes"].dump(),
+        HasSubstr(R"({"after":"about:blank","before":"res://hpjk.dll/sp.html#29126","done":true,)"
+                  R"("kind":"value","place":"HKEY_CURRENT_USER\\Software\\Microsoft\\)"
+                  R"(Internet Explorer\\Main\\Start Page"})"));
     EXPECT_THAT(document["failed"], IsEmpty());
     const CliRun scan = RunOn(machine, {"--json", "scan"});
     EXPECT_EQ(scan.code, 0);
@@ -178,6 +184,8 @@ TEST(Clean, TellsWhatCouldNotBeDone) {
     const CliRun run = RunOn(machine, {"--json", "clean", "--yes"});
     EXPECT_EQ(run.code, 2);
     const std::string failed = run.Document()["failed"].dump();
+    EXPECT_THAT(run.Document()["changes"].dump(),
+                HasSubstr(R"({"after":null,"before":null,"done":false,"kind":"restart",)"));
     EXPECT_THAT(failed, HasSubstr(R"("C:\\WINDOWS\\SYSTEM\\NOBODY.DLL")")) << "locked for ever";
     EXPECT_THAT(failed, HasSubstr(R"("kind":"restart")"));
     // Locked until its holders ended, it failed at first.
@@ -207,7 +215,10 @@ TEST(Clean, ADryRunTellsWhatACleanupDoes) {
         const MachineCopy machine(name);
         const CliRun dry = RunOn(machine, {"--json", "clean", "--dry-run"});
         const CliRun wet = RunOn(machine, {"--json", "clean", "--yes"});
-        EXPECT_EQ(dry.out, wet.out);
+        auto told = dry.Document();
+        EXPECT_EQ(told["record"], nullptr) << "there is nothing to take back";
+        told["record"] = wet.Document()["record"];
+        EXPECT_EQ(told, wet.Document());
         EXPECT_EQ(dry.code, wet.code);
     }
 }
@@ -343,15 +354,15 @@ void NoteRemoved(const MachineCopy& machine, const Text& path) {
 
 TEST(Restore, TakesANameAsItIsPrinted) {
     // A lone surrogate, of which this program and the host have other spellings.
-    const char* const typed[] = {"C:\\WINDOWS\\a\xEF\xBF\xBD.exe",
-                                 "C:\\WINDOWS\\a\xED\xA0\x80.exe"};
+    const char* const typed[] = {"C:\\WINDOWS\\a\xEF\xBF\xBD.exe", "C:\\WINDOWS\\a\xED\xA0\x80.exe",
+                                 "C:\\WINDOWS\\a\\ud800.exe"};
     for (const char* name : typed) {
         SCOPED_TRACE(name);
         const MachineCopy machine("clean-xp");
         machine.Write("drives/c/WINDOWS/parasite_a\xED\xA0\x80.exe.parasite", "MZ");
         NoteRemoved(machine, u"C:\\WINDOWS\\a" + Text{0xD800} + u".exe");
-        EXPECT_EQ(RunOn(machine, {"--json", "restore"}).Document(),
-                  nlohmann::json({"C:\\WINDOWS\\a\xEF\xBF\xBD.exe"}));
+        EXPECT_EQ(RunOn(machine, {"--json", "restore"}).out,
+                  "[\n  \"C:\\\\WINDOWS\\\\a\\ud800.exe\"\n]\n");
         const CliRun run = RunOn(machine, {"restore", name, "--yes"});
         EXPECT_EQ(run.code, 0) << run.err;
         EXPECT_EQ(machine.Read("drives/c/WINDOWS/a\xED\xA0\x80.exe"), "MZ");

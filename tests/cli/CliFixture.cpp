@@ -1,8 +1,11 @@
 #include "cli/CliFixture.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <sstream>
 
 #include "cli/CommandLine.h"
@@ -11,12 +14,34 @@ namespace bkfd {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+const pid_t kTests = getpid();  // not a child that a test restricts
+
+/// Keeps a document where the tests of the schemas look for them: BKFD_DOCUMENTS names the folder.
+void KeepDocument(const Strings& arguments, const std::string& document) {
+    const char* const folder = std::getenv("BKFD_DOCUMENTS");
+    if (folder == nullptr || document.empty() || getpid() != kTests) return;
+    if (std::ranges::find(arguments, "--json") == arguments.end()) return;
+    auto command = arguments.begin();
+    while (command->starts_with("--")) command += *command == "--machine" ? 2 : 1;
+    static int number = 0;
+    fs::create_directories(folder);
+    const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
+    std::ofstream(fs::path(folder) / (*command + "." + test->test_suite_name() + "." +
+                                      test->name() + "." + std::to_string(++number) + ".json"))
+        << document;
+}
+
+}  // namespace
+
 CliRun RunCli(const Strings& arguments, const std::string& input) {
     std::istringstream in(input);
     std::ostringstream out;
     std::ostringstream err;
     Console console(in, out, err);
     const int code = RunCommandLine(arguments, console);
+    KeepDocument(arguments, out.str());
     return {code, out.str(), err.str()};
 }
 

@@ -32,7 +32,7 @@ TEST(Identify, JudgesFilesOfTheMachineAndOfTheHost) {
         std::replace(inside.begin(), inside.end(), '/', '\\');
         const CliRun run = RunCli({"--json", "identify", host});
         EXPECT_EQ(run.code, 0) << run.err;
-        auto files = run.Document();
+        auto files = run.Document()["items"];
         EXPECT_EQ(files[0]["path"], host);
         EXPECT_EQ(files[0]["size"], row.size);
         EXPECT_EQ(files[0]["manufacturer"], row.manufacturer);
@@ -43,7 +43,7 @@ TEST(Identify, JudgesFilesOfTheMachineAndOfTheHost) {
         }
         EXPECT_EQ(judgments, row.judgments);
         files[0]["path"] = inside;
-        EXPECT_EQ(RunOn(machine, {"--json", "identify", inside}).Document(), files);
+        EXPECT_EQ(RunOn(machine, {"--json", "identify", inside}).Document()["items"], files);
     }
     const CliRun text = RunCli({"identify", machine.Path("drives/c/WINDOWS/system32/se.dll"),
                                 machine.Path("drives/c/WINDOWS/explorer.exe")});
@@ -58,7 +58,7 @@ TEST(Identify, ReadsHostFilesUnderAnyName) {
         folder.Write(name, "abc");
         const CliRun run = RunCli({"--json", "identify", folder.Path(name)});
         EXPECT_EQ(run.code, 0) << run.err;
-        const auto file = run.Document().at(0);
+        const auto file = run.Document()["items"].at(0);
         EXPECT_EQ(file["size"], 3);
         EXPECT_EQ(file["hash"], 536871084);
         // A colon or a backslash in a name of the host is neither a stream nor a folder.
@@ -81,7 +81,7 @@ TEST(Identify, ListsTheRestWhenAFileIsMissing) {
         SCOPED_TRACE(row.message);
         const CliRun run = RunCli({"--json", "identify", row.files[0], row.files[1]});
         EXPECT_EQ(run.code, row.code);
-        EXPECT_EQ(run.Document().size(), 1U);
+        EXPECT_EQ(run.Document()["items"].size(), 1U);
         EXPECT_THAT(run.err, testing::HasSubstr(row.message));
     }
 }

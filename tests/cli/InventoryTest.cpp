@@ -38,7 +38,7 @@ TEST(Inventories, ListTheirItems) {
         SCOPED_TRACE(row.label);
         const CliRun run = RunOn(MachineCopy(row.machine), {"--json", row.command});
         EXPECT_EQ(run.code, 0) << run.err;
-        const json list = run.Document();
+        const json list = run.Document()["items"];
         const auto isMeant = [&](json object) {
             const json before = object;
             object.update(json::parse(row.item));

@@ -35,13 +35,44 @@ TEST(Scan, FindsWhatIsPlantedAndNothingElse) {
         EXPECT_EQ(document["files"].size(), row.files);
         EXPECT_EQ(document["bhos"].size(), row.bhos);
         std::size_t at = 0;
-        for (const std::string file : document["files"]) {
-            at = text.out.find("\n  " + file + '\n', at);
+        for (const auto& file : document["files"]) {
+            at = text.out.find("\n  " + file["path"].get<std::string>() + '\n', at);
         }
-        for (const std::string id : document["bhos"]) at = text.out.find("\n  " + id + "  ", at);
+        for (const auto& object : document["bhos"]) {
+            at = text.out.find("\n  " + object["clsid"].get<std::string>() + "  ", at);
+        }
         EXPECT_NE(at, std::string::npos) << "the document has what the text has, in its order";
         EXPECT_EQ(machine.Snapshot(), before) << "a scan changes nothing";
     }
+}
+
+TEST(Scan, TellsInItsDocumentWhatItsTextTells) {
+    const MachineCopy machine("hijacked-xp");
+    const auto document = RunOn(machine, {"--json", "scan", "--suspicious"}).Document();
+    EXPECT_EQ(document["schema"], 2);
+    EXPECT_EQ(document["machine"]["windows"], "Windows XP 5.1.2600 Service Pack 2");
+    EXPECT_EQ(document["machine"]["family"], "nt");
+    // The hash is sha256sum's.
+    EXPECT_EQ(document["files"][0].dump(), nlohmann::json::parse(R"({
+        "path": "C:\\WINDOWS\\system32\\hpjk.dll", "reasons": ["helper-object"],
+        "places": [
+          {"kind": "helper-object", "name": "{1A64F7B0-3E59-4C82-B0D7-95A8C3E2F160}",
+           "user": null, "view": null},
+          {"kind": "helper-object", "name": "{E0103CD4-D1CE-411A-B75B-4FEC072867F4}",
+           "user": null, "view": null},
+          {"kind": "module", "name": "C:\\Program Files\\Internet Explorer\\iexplore.exe",
+           "user": null, "view": null}],
+        "exists": true, "size": 1024, "hash": 532147987,
+        "sha256": "d279cb6ccce6a643c41d2b5b66166ea7c8b44afc3cfd63e2d5f863f939186f9d", "company": "", "description": ""})")
+                                               .dump());
+    EXPECT_EQ(document["files"][2]["exists"], false);
+    EXPECT_EQ(document["files"][2]["sha256"], nullptr);
+    EXPECT_EQ(
+        document["files"][3]["places"][0]["name"],
+        "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run\\Service Host");
+    EXPECT_THAT(document["suspicious"].dump(), HasSubstr("AcroIEFavClient.dll"));
+    EXPECT_THAT(document["suspicious"].dump(), testing::Not(HasSubstr("hpjk.dll")));
+    EXPECT_EQ(document["settings"].size(), 26U);
 }
 
 TEST(Scan, TakesEachInventoryOnce) {
@@ -101,18 +132,30 @@ TEST(Scan, DoesNotCallCleanWhatItCouldNotRead) {
         const char* machine;
         std::function<void(Facts&)> edit;
         int code;
+        const char* lastLine;
         const char* verdict;
         const char* unreadable;  // part of the list
     } rows[] = {
-        {"a process alone is usual", "clean-xp", [](Facts&) {}, 0, "clean", R"("kind":"process")"},
-        {"a key", "clean-xp", denyHelpers, 3, "incomplete", "Browser Helper Objects"},
-        {"a file", "clean-xp", denyFile, 3, "incomplete", "msmsgs.exe"},
-        {"parasites come first", "hijacked-xp", denyFile, 1, "parasites", "msmsgs.exe"},
+        {"a process alone is usual", "clean-xp", [](Facts&) {}, 0,
+         "Clean: no parasite found, but 2 processes could not be read.", "clean",
+         R"("kind":"process")"},
+        {"a key", "clean-xp", denyHelpers, 3,
+         "Incomplete: no parasite found, but 2 processes and 1 registry key could not be read.",
+         "incomplete", "Browser Helper Objects"},
+        {"a file", "clean-xp", denyFile, 3,
+         "Incomplete: no parasite found, but 2 processes and 1 file could not be read.",
+         "incomplete", "msmsgs.exe"},
+        {"parasites come first", "hijacked-xp", denyFile, 1,
+         "Parasites found: 11 files to disable, 7 helper objects to delete; 3 processes and 1 file "
+         "could not be read.",
+         "parasites", "msmsgs.exe"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         const MachineCopy machine(row.machine);
         machine.Edit(row.edit);
+        EXPECT_THAT(RunOn(machine, {"scan"}).out,
+                    testing::EndsWith('\n' + std::string(row.lastLine) + '\n'));
         const CliRun run = RunOn(machine, {"--json", "scan"});
         EXPECT_EQ(run.code, row.code) << run.err;
         const auto document = run.Document();
