@@ -200,7 +200,7 @@ class Reader {
             file.remove_prefix(end + 1);
             const State outcome = TakeLine(line);
             if (outcome == State::Complete) continue;
-            const bool isCutOff = outcome == State::Damaged && file.empty() && !hasFoot_;
+            const bool isCutOff = !isSealed_ && file.empty() && !hasFoot_;
             if (!isCutOff) return Unusable(outcome);
         }
         return std::move(record_);
@@ -215,9 +215,11 @@ class Reader {
 
     /// Complete if the line is as it should be.
     State TakeLine(std::string_view line) {
+        isSealed_ = false;
         if (line.size() <= RecordTerms::kSealLength || hasFoot_) return State::Damaged;
         const std::string_view sealed = line.substr(0, line.size() - RecordTerms::kSealLength);
         if (RecordTerms::Seal(sealed) != line.substr(sealed.size())) return State::Damaged;
+        isSealed_ = true;
         rapidjson::Document document;
         document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
         if (document.HasParseError() || !document.IsObject()) return State::Damaged;
@@ -277,6 +279,7 @@ class Reader {
     UndoRecord record_;
     bool hasHead_ = false;
     bool hasFoot_ = false;
+    bool isSealed_ = false;  // the last line
 };
 
 }  // namespace
