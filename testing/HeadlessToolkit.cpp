@@ -1,5 +1,7 @@
 #include "testing/HeadlessToolkit.h"
 
+#include <algorithm>
+
 #include "base/RuntimeError.h"
 #include "ui/Form.h"
 #include "ui/Timer.h"
@@ -73,6 +75,12 @@ MenuItem* HeadlessToolkit::ShowPopupMenu(Form&, MenuItem& menu) {
         throw RuntimeError(ErrorNumber::Internal, u"The popup menu doesn't offer " + pick);
     }
     return chosen;
+}
+
+std::uintptr_t HeadlessToolkit::NativeHandle(const Control& form) {
+    const auto& forms = Windows().Forms();
+    const auto found = std::find(forms.begin(), forms.end(), &form);
+    return found == forms.end() ? 0 : static_cast<std::uintptr_t>(found - forms.begin()) + 1;
 }
 
 }  // namespace bkfd

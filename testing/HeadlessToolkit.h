@@ -51,6 +51,8 @@ class HeadlessToolkit : public Toolkit {
     void StartTimer(Timer& timer, int milliseconds) override;
     void StopTimer(Timer& timer) override;
     MenuItem* ShowPopupMenu(Form& form, MenuItem& menu) override;
+    /// The place of a loaded form among the others, from 1.
+    std::uintptr_t NativeHandle(const Control& form) override;
 
   private:
     std::deque<MessageResult> answers_;

@@ -35,9 +35,10 @@ class TellingMachine final : public ForwardMachine {
             Tell(FromAscii(verb), machine.System().MultiByteToWideChar(file));
             return machine.ShellCommands().ShellExecuteA(verb, file);
         }
-        Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask) override {
+        Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask,
+                               std::uintptr_t window) override {
             Tell(verb, file);
-            return machine.ShellCommands().ShellExecuteExW(verb, file, mask);
+            return machine.ShellCommands().ShellExecuteExW(verb, file, mask, window);
         }
         Status WinExec(TextView commandLine) override {
             Tell(u"run", commandLine);

@@ -10,8 +10,11 @@ constexpr std::uint32_t kMask =
 
 }  // namespace
 
-bool ShowFileProperties(const Text& fileName) {
-    return TheMachine().ShellCommands().ShellExecuteExW(u"properties", fileName, kMask).IsOk();
+bool ShowFileProperties(const Text& fileName, std::uintptr_t windowHandle) {
+    return TheMachine()
+        .ShellCommands()
+        .ShellExecuteExW(u"properties", fileName, kMask, windowHandle)
+        .IsOk();
 }
 
 }  // namespace bkfd

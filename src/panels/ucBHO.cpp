@@ -144,7 +144,7 @@ void ucBHO::mnuProperties_Click() {
         if (contextItem_ == nullptr) return;
         const Text file = FileOf(*contextItem_);
         if (FileUtil::FileExists(file)) {
-            ShowFileProperties(file);
+            ShowFileProperties(file, TheToolkit().NativeHandle(*HostForm()));
             return;
         }
         ShowMessage(SysUtil::FormatTemplate(ResourceString(StringId::FileNotFound), {file}),

@@ -289,8 +289,10 @@ class Shell {
     /// Opens a file or folder with a verb, in a normal window.
     virtual Status ShellExecuteA(std::string_view verb, std::string_view file) = 0;
     /// The verb on the file's item, such as "properties", without messages of the system's own.
-    /// `mask` is a sum of `ExecuteMask`.
-    virtual Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask) = 0;
+    /// `mask` is a sum of `ExecuteMask`. `window` is the native handle of the window that asks,
+    /// before which the item's window comes up, or 0.
+    virtual Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask,
+                                   std::uintptr_t window) = 0;
     /// Starts a command line in a normal window.
     virtual Status WinExec(TextView commandLine) = 0;
 };

@@ -121,7 +121,7 @@ TEST(ucBHO, TheContextMenuFollowsTheSelection) {
     const std::vector<Text> whole = {u"&Delete", u"-", u"&Properties"};
     const std::vector<std::vector<Text>> popups = {whole, whole, {u"&Delete"}};
     EXPECT_EQ(it.toolkit.Popups(), popups);
-    const std::vector<Text> launched(2, u"properties C:\\plain.dll");
+    const std::vector<Text> launched(2, u"properties C:\\plain.dll (window 1)");
     EXPECT_EQ(it.machine.Launched(), launched);
     EXPECT_EQ(it.Messages(),
               "48 File 'C:\\gone.dll' not found. \n48 File 'C:\\gone.dll' not found. \n");

@@ -137,9 +137,10 @@ Status ForwardShell::ShellExecuteA(std::string_view verb, std::string_view file)
                            [&] { return target_.ShellExecuteA(verb, file); });
 }
 
-Status ForwardShell::ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask) {
+Status ForwardShell::ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask,
+                                     std::uintptr_t window) {
     return Through<Status>(gate_, "ShellExecuteExW",
-                           [&] { return target_.ShellExecuteExW(verb, file, mask); });
+                           [&] { return target_.ShellExecuteExW(verb, file, mask, window); });
 }
 
 Status ForwardShell::WinExec(TextView commandLine) {

@@ -150,7 +150,8 @@ class ForwardShell : public Shell {
     ForwardShell(Shell& target, CallGate& gate) : target_(target), gate_(gate) {}
 
     Status ShellExecuteA(std::string_view verb, std::string_view file) override;
-    Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask) override;
+    Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask,
+                           std::uintptr_t window) override;
     Status WinExec(TextView commandLine) override;
 
   protected:

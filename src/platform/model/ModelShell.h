@@ -4,7 +4,8 @@
 
 namespace bkfd {
 
-/// A shell that opens nothing and notes what it was asked for: "verb file" or the command line.
+/// A shell that opens nothing and notes what it was asked for: "verb file" or the command line, and
+/// behind it the window that asked, if one is named.
 class ModelShell final : public Shell {
   public:
     const std::vector<Text>& Launched() const { return launched_; }
@@ -13,8 +14,11 @@ class ModelShell final : public Shell {
         return Note(FromAscii(verb) + u" " +
                     FromBytes({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}));
     }
-    Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t) override {
-        return Note(Text(verb) + u" " + Text(file));
+    Status ShellExecuteExW(TextView verb, TextView file, std::uint32_t,
+                           std::uintptr_t window) override {
+        const auto number = static_cast<std::int32_t>(window);
+        return Note(Text(verb) + u" " + Text(file) +
+                    (window == 0 ? Text() : u" (window " + ToText(number) + u")"));
     }
     Status WinExec(TextView commandLine) override { return Note(Text(commandLine)); }
 

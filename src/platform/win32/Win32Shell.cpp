@@ -27,11 +27,12 @@ Status Win32Shell::ShellExecuteA(std::string_view verb, std::string_view file) {
                         nullptr, nullptr, SW_SHOWNORMAL)));
 }
 
-Status Win32Shell::ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask) {
-    const auto fill = [mask](auto& info) {
+Status Win32Shell::ShellExecuteExW(TextView verb, TextView file, std::uint32_t mask,
+                                   std::uintptr_t window) {
+    const auto fill = [mask, window](auto& info) {
         info.cbSize = sizeof info;
         info.fMask = mask;
-        info.hwnd = ::GetActiveWindow();
+        info.hwnd = reinterpret_cast<HWND>(window);
     };
     const Text verbText(verb);
     return StatusOf(CallWithTexts(
