@@ -63,6 +63,10 @@ const Ratio kRatios[] = {
      "Process/Report/manual_time:envelope_KiB", "at most 12"},
     {"packing the envelope as processes: zip -6 / ours", "Process/zip-6/manual_time",
      "Process/Packing/manual_time", "at least 1"},
+    {"all of a 15 MB hive as processes: hivexml / registry", "Process/hivexml/manual_time",
+     "Process/registry/manual_time", "at least 2"},
+    {"all of a 15 MB hive as processes: reglookup / registry", "Process/reglookup/manual_time",
+     "Process/registry/manual_time", "at least 5"},
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {
