@@ -175,7 +175,9 @@ CellOffset HiveMaker::AddData(const Bytes& data) {
     for (std::size_t at = 0; at < data.size(); at += kLongestCellData) {
         const auto start = data.begin() + static_cast<std::ptrdiff_t>(at);
         const std::size_t size = std::min<std::size_t>(kLongestCellData, data.size() - at);
-        Append(list, AddCell(Bytes(start, start + static_cast<std::ptrdiff_t>(size))), 4);
+        Bytes segment(start, start + static_cast<std::ptrdiff_t>(size));
+        segment.resize(kLongestCellData);  // as Windows has the last one too
+        Append(list, AddCell(segment), 4);
     }
     Bytes record = {'d', 'b'};
     Append(record, list.size() / 4, 2);

@@ -1,0 +1,63 @@
+// WriteHiveSamples FOLDER: registry files for foreign_readers_test.py, in folders made before.
+
+#include <fstream>
+#include <string>
+
+#include "formats/CregSample.h"
+#include "formats/HiveLogSamples.h"
+#include "formats/HiveSamples.h"
+
+namespace bkfd {
+namespace {
+
+void Write(const std::string& path, const Bytes& content) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(content.data()),
+               static_cast<std::streamsize>(content.size()));
+}
+
+/// 700 subkeys in leaves of 300 under one list, and data of every kind of length.
+HiveMakerKey ManyThings() {
+    HiveMakerKey root{u"ROOT"};
+    root.entriesALeaf = 300;
+    for (std::size_t i = 0; i < 700; ++i) {
+        root.subkeys.push_back({FromAscii("key" + std::to_string(1000 + i))});
+    }
+    for (const std::size_t size : {0U, 1U, 2U, 3U, 4U, 5U, 1000U, 16'344U, 16'345U, 50'000U}) {
+        Bytes data(size);
+        for (std::size_t i = 0; i < size; ++i) data[i] = static_cast<std::uint8_t>(i / 256 + i);
+        root.values.push_back({FromAscii("data" + std::to_string(size)), 3, std::move(data)});
+    }
+    for (std::uint32_t type = 0; type < 14; ++type) {
+        const Text text = u"text of type " + ToText(type) + u"\u20AC\\/,%\n";
+        root.values.push_back({u"type, " + ToText(type), type, ToUtf16Bytes(text + u'\0')});
+    }
+    return root;
+}
+
+void WriteAll(const std::string& folder) {
+    for (const std::uint32_t minor : {3U, 4U, 5U}) {
+        const std::string name = "/of_version_" + std::to_string(minor);
+        Write(folder + name, HiveMaker(samples::SmallRoot(), minor).File());
+        // Data in segments is known to two of the readers from version 1.5 on.
+        if (minor != 4) Write(folder + name + "_large", HiveMaker(ManyThings(), minor).File());
+    }
+    Write(folder + "/USER.DAT", samples::CregFile());
+    Bytes dirty = samples::Version(0);
+    samples::SetSequences(dirty, 8, 7);
+    Write(folder + "/new/Hive", dirty);
+    Write(folder + "/new/HIVE.LOG1", samples::NewLog(9, {3}));
+    Write(folder + "/new/hive.log2", samples::NewLog(7, {1, 2}));
+    Write(folder + "/new/RecoveredHive", samples::Version(3));
+    Write(folder + "/old/Hive", dirty);
+    Write(folder + "/old/Hive.LOG", samples::OldLog(8, 4));
+}
+
+}  // namespace
+}  // namespace bkfd
+
+int main(int count, char** values) {
+    if (count != 2) return 2;
+    bkfd::WriteAll(values[1]);
+    return 0;
+}

@@ -1,0 +1,64 @@
+#!/usr/bin/env python3
+"""Registry files of ours, read by the program and by foreign readers; a fault in ours is noticed."""
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import jsonschema
+
+WRITER, PROGRAM = sys.argv[-2:]
+del sys.argv[-2:]
+ROOT = pathlib.Path(__file__).parents[2]
+COMPARE = ROOT / "tools/compare_hives.py"
+SCHEMA = ROOT / "docs/schema/lines/registry.json"
+
+
+class ForeignReaders(unittest.TestCase):
+    def setUp(self):
+        self.scratch = tempfile.TemporaryDirectory()
+        self.folder = pathlib.Path(self.scratch.name)
+        for name in ("new", "old"):
+            (self.folder / name).mkdir()
+        subprocess.run([WRITER, self.folder], check=True)
+        state = [{"k": ""}, {"k": "", "v": "version", "t": 4, "d": "04000000"}]
+        self.recovered = self.folder / "old/Hive.recovered.jsonl"
+        self.recovered.write_text("\n".join(map(json.dumps, state)), encoding="utf-8")
+
+    def tearDown(self):
+        self.scratch.cleanup()
+
+    def compare(self):
+        # Debian's own Python has libhivex's binding.
+        run = subprocess.run(["/usr/bin/python3", COMPARE, PROGRAM, self.folder], timeout=300,
+                             capture_output=True, text=True)
+        return run.returncode, run.stdout
+
+    def test_all_agree(self):
+        code, text = self.compare()
+        self.assertEqual((code, text.splitlines()[-1]),
+                         (0, "9 files, 1449 keys, 70 values, 0 differences"), text)
+        # A name with a lone surrogate is too much for one reader of three.
+        self.assertEqual(text.count("refuses"), 3, text)
+
+    def test_what_differs_is_told(self):
+        self.recovered.write_text(json.dumps({"k": "", "v": "version", "t": 4, "d": "05000000"}))
+        code, text = self.compare()
+        self.assertEqual(code, 1)
+        self.assertEqual(text.splitlines()[-1], "9 files, 1449 keys, 70 values, 2 differences")
+
+    def test_lines_fit_their_schema(self):
+        schema = jsonschema.Draft202012Validator(json.loads(SCHEMA.read_text(encoding="utf-8")))
+        for name in ("of_version_3", "of_version_5_large", "USER.DAT"):
+            run = subprocess.run([PROGRAM, "registry", self.folder / name], check=True, timeout=60,
+                                 capture_output=True, text=True)
+            for line in run.stdout.splitlines():
+                schema.validate(json.loads(line))
+        self.assertFalse(schema.is_valid({"key": "A"}))
+        self.assertFalse(schema.is_valid({"key": "\\A", "name": "", "type": 1}))
+
+
+if __name__ == "__main__":
+    unittest.main()
