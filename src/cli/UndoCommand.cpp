@@ -127,8 +127,8 @@ class UndoCommand final : public Command {
     int WriteReg(const CommandContext& context, RecordId id) const {
         const UndoRecord record = Reported([&] { return ReadRecord(id); });
         if (!record.IsUsable()) {
-            throw CommandError("record " + std::to_string(id) + " can't be used: " +
-                               ToUtf8(StateTitle({.id = id, .state = record.state})));
+            throw CommandError("record " + std::to_string(id) +
+                               " can't be used: " + ToUtf8(StateTitle(record.state)));
         }
         Bytes content = {0xFF, 0xFE};
         const Bytes text = ToUtf16Bytes(ExportBefore(record));

@@ -29,9 +29,9 @@ std::vector<RecordId> InterruptedUndoes(RecordId id) {
 UndoRecord UsableRecord(RecordId id) {
     UndoRecord record = ReadRecord(id);
     if (record.IsUsable()) return record;
-    throw RuntimeError(ErrorNumber::InvalidProcedureCall,
-                       u"Record " + ToText(id) + u" can't be used: " +
-                           StateTitle({.id = id, .state = record.state}) + u".");
+    throw RuntimeError(
+        ErrorNumber::InvalidProcedureCall,
+        u"Record " + ToText(id) + u" can't be used: " + StateTitle(record.state) + u".");
 }
 
 /// Walks a record backwards.

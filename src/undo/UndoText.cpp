@@ -62,21 +62,27 @@ Text OperationTitle(TextView operation) {
     return Text(operation);
 }
 
-Text StateTitle(const UndoSummary& record) {
-    switch (record.state) {
+Text StateTitle(UndoRecord::State state) {
+    switch (state) {
+        case UndoRecord::State::Complete:
+            return u"complete";
+        case UndoRecord::State::Failed:
+            return u"partly failed";
+        case UndoRecord::State::Interrupted:
+            return u"interrupted";
         case UndoRecord::State::Damaged:
             return u"damaged record";
         case UndoRecord::State::Foreign:
             return u"not a record of this program";
         case UndoRecord::State::Newer:
-            return u"record of a newer version";
-        default:
             break;
     }
+    return u"record of a newer version";
+}
+
+Text StateTitle(const UndoSummary& record) {
     if (record.isUndone) return u"undone";
-    if (record.isPartlyUndone) return u"partly undone";
-    if (record.state == UndoRecord::State::Interrupted) return u"interrupted";
-    return record.state == UndoRecord::State::Failed ? u"partly failed" : u"complete";
+    return record.isPartlyUndone ? Text(u"partly undone") : StateTitle(record.state);
 }
 
 Text OutcomeTitle(UndoStep::Outcome outcome) {

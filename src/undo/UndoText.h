@@ -10,6 +10,7 @@ namespace bkfd {
 Text OperationTitle(TextView operation);
 /// "complete", "undone", "damaged record" and so on.
 Text StateTitle(const UndoSummary& record);
+Text StateTitle(UndoRecord::State state);
 Text OutcomeTitle(UndoStep::Outcome outcome);
 /// "set value", "delete file" and so on.
 Text KindTitle(UndoChange::Kind kind);
