@@ -72,7 +72,9 @@ Status UndoMachine::UndoFiles::DeleteFileW(TextView path) {
     if (isRefused || IsOwn(path)) return target_.DeleteFileW(path);
     const Status opened = recorder_.Open();
     if (!opened.IsOk()) return opened;
-    UndoChange change = ChangeOf(Kind::DeleteFile, Spelled(path));
+    const auto spelled = Spelled(path);
+    if (!spelled.IsOk()) return spelled;
+    UndoChange change = ChangeOf(Kind::DeleteFile, spelled.value);
     change.target = recorder_.KeptName();
     change.content = ContentOf(target_, path);
     const Status noted = recorder_.Note({change});
@@ -84,17 +86,19 @@ Status UndoMachine::UndoFiles::DeleteFileA(std::string_view path) {
 }
 
 /// The path with its last name as the disk has it.
-Text UndoMachine::UndoFiles::Spelled(TextView path) {
+Result<Text> UndoMachine::UndoFiles::Spelled(TextView path) {
     Text spelled(UpToNul(path));
     FindData data;
     const Handle search = target_.FindFirstFileW(spelled, data);
-    if (search == kInvalidHandle) return spelled;
+    if (search == kInvalidHandle) return Status{SystemError::IoDevice};
     (void)target_.FindClose(search);
     return spelled.substr(0, spelled.rfind(u'\\') + 1) + data.name;
 }
 
 Status UndoMachine::UndoFiles::NoteMove(TextView source, TextView target) {
-    UndoChange change = ChangeOf(Kind::MoveFile, Spelled(source));
+    const auto spelled = Spelled(source);
+    if (!spelled.IsOk()) return spelled;
+    UndoChange change = ChangeOf(Kind::MoveFile, spelled.value);
     change.target = UpToNul(target);
     change.content = ContentOf(target_, source);
     return recorder_.Note({change});

@@ -57,13 +57,13 @@ class UndoMachine : public Machine, public UndoKeeper {
             Text key;
         };
 
-        bool Exists(const Place& place);
+        Result<bool> Exists(const Place& place);
         bool Shows(RegistryRoot root);
-        Place PlaceOf(RegistryRoot root, TextView subkey, const TextView* value);
-        void AddMissingKeys(const Place& place, std::vector<UndoChange>& changes);
+        Result<Place> PlaceOf(RegistryRoot root, TextView subkey, const TextView* value);
+        Status AddMissingKeys(const Place& place, std::vector<UndoChange>& changes);
         Status AddOrder(const Place& place, std::vector<UndoChange>& changes);
         Result<std::vector<NamedRegistryValue>> ValuesOf(const Place& place);
-        Text Spelled(const Place& place);
+        Result<Text> Spelled(const Place& place);
 
         SystemFacts& system_;
         UndoRecorder& recorder_;
@@ -90,7 +90,7 @@ class UndoMachine : public Machine, public UndoKeeper {
       private:
         bool IsOwn(TextView path);
         Status NoteAttributes(TextView path, std::uint32_t attributes);
-        Text Spelled(TextView path);
+        Result<Text> Spelled(TextView path);
         Status NoteMove(TextView source, TextView target);
         Status NoteContent(TextView path);
         Status KeepCopy(TextView path, const Text& kept);

@@ -46,8 +46,12 @@ bool IsRefused(TextView subkey) {
 
 }  // namespace
 
-bool UndoMachine::UndoRegistry::Exists(const Place& place) {
-    return place.key.empty() || !target_.RegEnumValueW(place.root, place.key).IsNotThere();
+/// A failure where the registry doesn't tell.
+Result<bool> UndoMachine::UndoRegistry::Exists(const Place& place) {
+    if (place.key.empty()) return true;
+    const auto values = target_.RegEnumValueW(place.root, place.key);
+    if (values.IsOk() || values.IsNotThere()) return values.IsOk();
+    return Status(values);
 }
 
 /// Whether the view of all classes shows those of the root: the user's from Windows 2000 on.
@@ -59,41 +63,55 @@ bool UndoMachine::UndoRegistry::Shows(RegistryRoot root) {
 }
 
 /// Where the system looks for a key, and where a `value` is named, for that value.
-UndoMachine::UndoRegistry::Place UndoMachine::UndoRegistry::PlaceOf(RegistryRoot root,
-                                                                    TextView subkey,
-                                                                    const TextView* value) {
+Result<UndoMachine::UndoRegistry::Place> UndoMachine::UndoRegistry::PlaceOf(RegistryRoot root,
+                                                                            TextView subkey,
+                                                                            const TextView* value) {
     const Text key = Normal(subkey);
-    if (root != RegistryRoot::ClassesRoot) return {root, key};
+    if (root != RegistryRoot::ClassesRoot) return Place{root, key};
     const Text below = key.empty() ? Text(kClasses) : Text(kClasses) + u"\\" + key;
-    const Place user{RegistryRoot::CurrentUser, below};
-    const bool isUsers =
-        Shows(user.root) &&
-        (value != nullptr ? target_.RegQueryValueExW(user.root, user.key, *value).IsOk()
-                          : Exists(user));
-    return isUsers ? user : Place{RegistryRoot::LocalMachine, below};
+    const Place machines{RegistryRoot::LocalMachine, below};
+    const Place users{RegistryRoot::CurrentUser, below};
+    if (!Shows(users.root)) return machines;
+    if (value == nullptr) {
+        const auto exists = Exists(users);
+        if (!exists.IsOk()) return Status(exists);
+        return exists.value ? users : machines;
+    }
+    const auto read = target_.RegQueryValueExW(users.root, users.key, *value);
+    if (!read.IsOk() && !read.IsNotThere()) return Status(read);
+    return read.IsOk() ? users : machines;
 }
 
-void UndoMachine::UndoRegistry::AddMissingKeys(const Place& place,
-                                               std::vector<UndoChange>& changes) {
+Status UndoMachine::UndoRegistry::AddMissingKeys(const Place& place,
+                                                 std::vector<UndoChange>& changes) {
     std::vector<Text> missing;
-    for (Text key = place.key; !Exists({place.root, key}); key = ParentOf(key)) {
+    for (Text key = place.key;; key = ParentOf(key)) {
+        const auto exists = Exists({place.root, key});
+        if (!exists.IsOk()) return exists;
+        if (exists.value) break;
         missing.push_back(key);
     }
     for (auto key = missing.rbegin(); key != missing.rend(); ++key) {
         changes.push_back(ChangeOf(UndoChange::Kind::MakeKey, place.root, *key));
     }
+    return {};
 }
 
 Status UndoMachine::UndoRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
                                                  const RegistryValue& value) {
     const auto set = [&] { return target_.RegSetValueExW(root, subkey, name, value); };
     if (IsRefused(subkey)) return set();
-    const Place place = PlaceOf(root, subkey, nullptr);
+    const auto found = PlaceOf(root, subkey, nullptr);
+    if (!found.IsOk()) return found;
+    const Place& place = found.value;
     const auto before = target_.RegQueryValueExW(place.root, place.key, name);
     if (!before.IsOk() && !before.IsNotThere()) return before;
     if (before.IsOk() && before.value == value) return set();
     std::vector<UndoChange> changes;
-    if (!before.IsOk()) AddMissingKeys(place, changes);
+    if (!before.IsOk()) {
+        const Status added = AddMissingKeys(place, changes);
+        if (!added.IsOk()) return added;
+    }
     UndoChange change = ChangeOf(UndoChange::Kind::SetValue, place.root, place.key);
     change.value = UpToNul(name);
     if (before.IsOk()) change.before = before.value;
@@ -134,7 +152,9 @@ Status UndoMachine::UndoRegistry::RegDeleteValueW(RegistryRoot root, TextView su
     const auto remove = [&] { return target_.RegDeleteValueW(root, subkey, name); };
     if (IsRefused(subkey)) return remove();
     name = UpToNul(name);
-    const Place place = PlaceOf(root, subkey, &name);
+    const auto found = PlaceOf(root, subkey, &name);
+    if (!found.IsOk()) return found;
+    const Place& place = found.value;
     const auto before = target_.RegQueryValueExW(place.root, place.key, name);
     if (before.IsNotThere()) return remove();
     if (!before.IsOk()) return before;
@@ -153,7 +173,7 @@ Status UndoMachine::UndoRegistry::RegDeleteValueW(RegistryRoot root, TextView su
 }
 
 /// The key with its last name as the registry has it.
-Text UndoMachine::UndoRegistry::Spelled(const Place& place) {
+Result<Text> UndoMachine::UndoRegistry::Spelled(const Place& place) {
     const Text parent = ParentOf(place.key);
     const Text name = parent.empty() ? place.key : place.key.substr(parent.size() + 1);
     const Text folded = FoldedPlace(place.root, parent);
@@ -161,6 +181,7 @@ Text UndoMachine::UndoRegistry::Spelled(const Place& place) {
         spelledParent_ = folded;
         spelled_.clear();
         const auto names = target_.RegEnumKeyExW(place.root, parent);
+        if (!names.IsOk()) return Status(names);
         for (const Text& one : names.value) spelled_[ToLower(one)] = one;
     }
     const auto found = spelled_.find(ToLower(name));
@@ -172,14 +193,18 @@ Text UndoMachine::UndoRegistry::Spelled(const Place& place) {
 
 Status UndoMachine::UndoRegistry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
     const auto remove = [&] { return target_.RegDeleteKeyW(root, subkey); };
-    const Place place = PlaceOf(root, subkey, nullptr);
+    const auto found = PlaceOf(root, subkey, nullptr);
+    if (!found.IsOk()) return found;
+    const Place& place = found.value;
     if (IsRefused(subkey) || place.key.empty()) return remove();
     const auto below = target_.RegEnumKeyExW(place.root, place.key);
     if (below.IsNotThere() || (below.IsOk() && !below.value.empty())) return remove();
     if (!below.IsOk()) return below;
     auto values = ValuesOf(place);
     if (!values.IsOk()) return values;
-    UndoChange change = ChangeOf(UndoChange::Kind::DeleteKey, place.root, Spelled(place));
+    const auto spelled = Spelled(place);
+    if (!spelled.IsOk()) return spelled;
+    UndoChange change = ChangeOf(UndoChange::Kind::DeleteKey, place.root, spelled.value);
     change.values = std::move(values.value);
     const Status noted = recorder_.Note({change});
     return noted.IsOk() ? recorder_.Tell(remove()) : noted;
