@@ -10,8 +10,6 @@
 namespace bkfd {
 namespace {
 
-using State = UndoRecord::State;
-
 UndoSummary SummaryOf(const UndoRecord& record) {
     UndoSummary summary;
     summary.id = record.id;
@@ -28,12 +26,12 @@ UndoSummary SummaryOf(const UndoRecord& record) {
 
 /// Later ones first, so that an undo that was undone itself counts for nothing.
 void MarkUndone(std::vector<UndoSummary>& newestFirst) {
-    std::map<RecordId, State> undone;
+    std::map<RecordId, UndoRecord::State> undone;
     for (UndoSummary& record : newestFirst) {
         const auto found = undone.find(record.id);
-        record.isUndone = found != undone.end() && found->second == State::Complete;
+        record.isUndone = found != undone.end() && found->second == UndoRecord::State::Complete;
         record.isPartlyUndone = found != undone.end() && !record.isUndone;
-        const bool isUsable = record.state <= State::Interrupted;
+        const bool isUsable = record.state <= UndoRecord::State::Interrupted;
         if (record.undoes && isUsable && !record.isUndone) {
             undone.try_emplace(*record.undoes, record.state);
         }

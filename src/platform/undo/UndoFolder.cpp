@@ -8,13 +8,13 @@ namespace bkfd {
 namespace {
 
 constexpr TextView kRecordSuffix = u".undo";
-constexpr std::size_t kDigits = 4;  // at least
+constexpr std::size_t kFewestDigits = 4;  // at least
 constexpr std::uint64_t kLargestRecord = 1u << 30;
-constexpr std::size_t kPiece = 64 * 1024;
+constexpr std::size_t kReadPiece = 64 * 1024;
 
 Text DigitsOf(RecordId id) {
     const Text digits = ToText(id);
-    return Text(kDigits - std::min(kDigits, digits.size()), u'0') + digits;
+    return Text(kFewestDigits - std::min(kFewestDigits, digits.size()), u'0') + digits;
 }
 
 template <class Take>
@@ -36,7 +36,7 @@ bool ReadPieces(Files& files, TextView path, std::uint64_t most, const Take& tak
     if (!file.IsOk()) return false;
     const auto size = file.value->GetFileSize();
     if (!size.IsOk() || size.value > most) return false;
-    Bytes piece(kPiece);
+    Bytes piece(kReadPiece);
     for (std::uint64_t done = 0; done < size.value;) {
         const auto count = file.value->ReadFile(done, piece);
         if (!count.IsOk() || count.value == 0) return false;
