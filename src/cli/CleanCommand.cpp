@@ -7,6 +7,15 @@
 namespace bkfd {
 namespace {
 
+constexpr char kHelp[] =
+    R"(Deletes the registrations of parasites, disables their files by renaming them, ends the
+processes that hold them, puts the browser's settings right and restarts Windows. A backup is
+written first; undo takes back all but ended processes and the restart. Exit code 2 if something
+could not be done, or if the answer was Cancel; 3 if something could not be read, so that parasites
+may be left.
+
+)";
+
 class CleanCommand final : public Command {
   public:
     const char* Name() const override { return "clean"; }
@@ -14,15 +23,7 @@ class CleanCommand final : public Command {
 
     void Declare(CommandOptions& options) override {
         run_.Declare(options);
-        options.Explain(
-            (std::string(
-                 "Deletes the registrations of parasites, disables their files by renaming "
-                 "them, ends the\nprocesses that hold them, puts the browser's settings "
-                 "right and restarts Windows.\nundo takes back all but ended processes and the "
-                 "restart. Exit code 2 if something could not\nbe done, or if the answer was "
-                 "Cancel; 3 if something could not be read, so that\nparasites may be left.\n\n") +
-             kChangeDocumentHelp)
-                .c_str());
+        options.Explain(std::string(kHelp) + kChangeDocumentHelp);
     }
 
     int Run(CommandContext& context) override {

@@ -12,6 +12,19 @@
 namespace bkfd {
 namespace {
 
+constexpr char kHelp[] =
+    R"(Writes each entry of the report to a file of its own and prints their names: XML documents
+indented, in UTF-8; what the user wrote, in UTF-8; ZoneMap.reg, Hosts and the logs byte for
+byte. A file that is there already is never overwritten. Exit code 3 if an entry is damaged, which
+is left as it came then, or if something of the report is in no file; what it is goes to standard
+error.
+
+--list prints below each file's name the text that stands for it: sent to the user, copied and
+pasted into the Safe Remover, it becomes the name again, whatever characters that holds.
+
+With --json: {"category", "id", "files": [{"file", "size"}], "problems": [...]}, and with --list
+a list of {"path", "encoded"}.)";
+
 /// Bytes of "--limit MIB"; the usual limit if it isn't given.
 std::size_t LimitOf(const std::string& mebibytes) {
     constexpr std::size_t kMost = 1U << 20;
@@ -115,18 +128,7 @@ class DecodeCommand final : public Command {
                          "The most that all files together may take; 64 MiB if it isn't given");
         options.AddFlag("--list", wantsList_,
                         "Write nothing; print the suspicious files, encoded for the Safe Remover");
-        options.Explain(
-            "Writes each entry of the report to a file of its own and prints their names: XML "
-            "documents\nindented, in UTF-8; what the user wrote, in UTF-8; ZoneMap.reg, Hosts and "
-            "the logs byte for\nbyte. A file that is there already is never overwritten. Exit code "
-            "3 if an entry is damaged, which\nis left as it came then, or if something of the "
-            "report "
-            "is in no file; what it is goes to standard\nerror.\n\n"
-            "--list prints below each file's name the text that stands for it: sent to the user, "
-            "copied and\npasted into the Safe Remover, it becomes the name again, whatever "
-            "characters that holds.\n\n"
-            "With --json: {\"category\", \"id\", \"files\": [{\"file\", \"size\"}], \"problems\": "
-            "[...]}, and with --list\na list of {\"path\", \"encoded\"}.");
+        options.Explain(kHelp);
     }
 
     int Run(CommandContext& context) override {

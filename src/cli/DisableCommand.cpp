@@ -9,6 +9,16 @@
 namespace bkfd {
 namespace {
 
+constexpr char kHelp[] =
+    R"(The Safe Remover: disables files that the automatic detection doesn't know, usually on the
+advice of support. Renames them, ends the processes that hold them, puts the browser's
+settings right and restarts Windows. No registration and no startup entry is deleted. restore
+gives a disabled file its name back. A backup is written first. A name without a folder is looked
+for where Windows looks; an encoded name of a log is taken as the name that it stands for. Exit
+code 2 if a file isn't there or could not be disabled, or if the answer was Cancel.
+
+)";
+
 std::string NothingThere(const std::vector<Text>& files) {
     std::string message = "nothing was changed, since there is no file";
     const char* separator = " ";
@@ -27,18 +37,7 @@ class DisableCommand final : public Command {
     void Declare(CommandOptions& options) override {
         options.AddNames("FILE", files_, "Files of the machine, by name, path or encoded name");
         run_.Declare(options);
-        options.Explain(
-            (std::string(
-                 "The Safe Remover: disables files that the automatic detection doesn't "
-                 "know, usually on the\nadvice of support. Renames them, ends the processes "
-                 "that hold them, puts the browser's\nsettings right and restarts Windows. "
-                 "No registration and no startup entry is deleted. restore\ngives a disabled "
-                 "file its name back. A name without a folder is looked for where Windows\n"
-                 "looks; an encoded name of a log is taken as the name that it stands for. "
-                 "Exit code 2 if a\nfile isn't there or could not be disabled, or if the "
-                 "answer was Cancel.\n\n") +
-             kChangeDocumentHelp)
-                .c_str());
+        options.Explain(std::string(kHelp) + kChangeDocumentHelp);
     }
 
     int Run(CommandContext& context) override {

@@ -18,6 +18,22 @@
 namespace bkfd {
 namespace {
 
+const std::string kHelpBegin =
+    R"(Gathers what the support staff need to judge the machine and posts it to
+  )";
+constexpr char kHelpEnd[] =
+    R"(
+What of name, address and description isn't given is asked for. The report holds these, the
+versions of Windows and of the browser, the suspicious files, the security zones, the hosts file,
+the program's log, and the processes and files that aren't known to be harmless; --show prints all
+of it, entry by entry. The variable http_proxy names a proxy.
+
+Sending leaves the report in the machine's temporary folder, as the Windows program does; --show
+and --out leave the machine as it is. Exit code 3 if something of the machine could not be read.
+
+With --json: {"sent": address, "unreadable": [...]}; with --out {"envelope", "archive",
+"unreadable"}; with --show {"category", "entries": [{"name", "content"}], "unreadable"}.)";
+
 const Text kSource = u"ReportCommand.Run";
 
 /// The report as the support side will read it.
@@ -59,22 +75,7 @@ class ReportCommand final : public Command {
         options.AddFlag("--show", isShown_, "Send nothing; print what would be sent");
         options.AddValue("--out", "FILE", out_,
                          "Send nothing; write the envelope to FILE.xml, the archive to FILE.zip");
-        options.Explain(
-            std::string("Gathers what the support staff need to judge the machine and posts it "
-                        "to\n  ") +
-            ToUtf8(BuildSettings::SupportEndpoint) +
-            "\n"
-            "What of name, address and description isn't given is asked for. The report holds "
-            "these, the\nversions of Windows and of the browser, the suspicious files, the "
-            "security zones, the hosts file,\nthe program's log, and the processes and files that "
-            "aren't known to be harmless; --show prints all\nof it, entry by entry. The variable "
-            "http_proxy names a proxy.\n\n"
-            "Sending leaves the report in the machine's temporary folder, as the Windows program "
-            "does; --show\nand --out leave the machine as it is. Exit code 3 if something of the "
-            "machine could not be read.\n\n"
-            "With --json: {\"sent\": address, \"unreadable\": [...]}; with --out {\"envelope\", "
-            "\"archive\",\n\"unreadable\"}; with --show {\"category\", \"entries\": [{\"name\", "
-            "\"content\"}], \"unreadable\"}.");
+        options.Explain(kHelpBegin + ToUtf8(BuildSettings::SupportEndpoint) + kHelpEnd);
     }
 
     int Run(CommandContext& context) override {

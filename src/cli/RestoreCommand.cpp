@@ -18,6 +18,12 @@
 namespace bkfd {
 namespace {
 
+constexpr char kHelp[] =
+    R"(Only the name comes back: registrations and startup entries that a cleanup deleted stay
+deleted; undo takes the whole cleanup back. A newer file of that name is replaced.
+
+With --json: the list of files that can still be restored.)";
+
 /// Former names of the disabled files that are still there under their disabled names.
 std::vector<Text> RestorableFiles() {
     std::vector<Text> files;
@@ -57,10 +63,7 @@ class RestoreCommand final : public Command {
     void Declare(CommandOptions& options) override {
         options.AddOptionalName("FILE", file_, "Former name of the file that gets it back");
         options.AddFlag("--yes", yes_, "Answer OK to the question");
-        options.Explain(
-            "Only the name comes back: registrations and startup entries that a cleanup deleted "
-            "stay\ndeleted. undo takes the whole cleanup back.\n\nWith --json: the list of files "
-            "that can still be restored.");
+        options.Explain(kHelp);
     }
 
     int Run(CommandContext& context) override {

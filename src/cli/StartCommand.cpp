@@ -14,6 +14,12 @@
 namespace bkfd {
 namespace {
 
+constexpr char kHelp[] =
+    R"(Does what the Windows program does when the user starts it: opens its logs, looks for
+parasites and offers the cleanup, or finishes an earlier one, backs up the registry and shows
+its windows, which take typed commands (help lists them). The end of the input is Cancel for
+a question and the end for a window.)";
+
 /// A machine in files opens no other windows: what would come up on Windows is told instead.
 class TellingMachine final : public ForwardMachine {
   public:
@@ -74,12 +80,7 @@ class StartCommand final : public Command {
 
     void Declare(CommandOptions& options) override {
         options.AddFlag("--yes", yes_, "Answer OK to every question, also to the restart");
-        options.Explain(
-            "Does what the Windows program does when the user starts it: opens its logs, looks "
-            "for\n"
-            "parasites and offers the cleanup, or finishes an earlier one, backs up the registry "
-            "and shows\nits windows, which take typed commands (help lists them). The end of the "
-            "input is Cancel for\na question and the end for a window.");
+        options.Explain(kHelp);
     }
 
     int Run(CommandContext& context) override {
