@@ -58,6 +58,7 @@ class FMain : public Form, public Object {
     void mnuRestore_Click();
     void mnuSafeRemover_Click();
     void mnuRestoreDisabledFiles_Click();
+    void mnuUndoChanges_Click();
     void mnuAbout_Click();
 
     LoggerRef logger_;
@@ -75,6 +76,7 @@ class FMain : public Form, public Object {
     MenuItem mnuSafeRemover{mnuTools, u"mnuSafeRemover", u"&Safe Remover..."};
     MenuItem mnuRestoreDisabledFiles{mnuTools, u"mnuRestoreDisabledFiles",
                                      u"Restore Removed &Programs..."};
+    MenuItem mnuUndoChanges{mnuTools, u"mnuUndoChanges", u"&Undo Changes..."};
     MenuItem mnuHelp{*this, u"mnuHelp", u"&Help"};
     MenuItem mnuVisitWebsite{mnuHelp, u"mnuVisitWebsite", u"Brackenfold &Home Page"};
     MenuItem mnuHelp1{mnuHelp, u"mnuHelp1", u"-"};

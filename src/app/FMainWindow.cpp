@@ -1,6 +1,7 @@
 // The main window's tabs, menus and keys.
 #include "app/FAbout.h"
 #include "app/FMain.h"
+#include "app/FUndoChanges.h"
 #include "app/HomePage.h"
 #include "base/RuntimeError.h"
 #include "panels/RegistryBackup.h"
@@ -57,6 +58,7 @@ void FMain::ConnectWindow() {
     mnuRestore.onClick = [this] { mnuRestore_Click(); };
     mnuSafeRemover.onClick = [this] { mnuSafeRemover_Click(); };
     mnuRestoreDisabledFiles.onClick = [this] { mnuRestoreDisabledFiles_Click(); };
+    mnuUndoChanges.onClick = [this] { mnuUndoChanges_Click(); };
     mnuVisitWebsite.onClick = OpenHomePage;
     mnuAbout.onClick = [this] { mnuAbout_Click(); };
     // Should a panel fail to start, the others don't cover the first.
@@ -222,6 +224,21 @@ void FMain::mnuRestoreDisabledFiles_Click() {
             window.ShowModal(this);
         } else {
             ShowMessage(ResourceString(StringId::NothingToRestore), MessageStyle::Information);
+        }
+        ContinueOnError()([&] { window.Unload(); });
+    });
+}
+
+void FMain::mnuUndoChanges_Click() {
+    LogErrors(*logger_, LogLevel::SystemFailure, u"FMain.mnuUndoChanges_Click", [this] {
+        FUndoChanges window;
+        bool hasEntries = false;
+        window.Init(logger_, hasEntries);
+        window.Undone = [this] { mnuRefresh_Click(); };
+        if (hasEntries) {
+            window.ShowModal(this);
+        } else {
+            ShowMessage(ResourceString(StringId::NothingToUndo), MessageStyle::Information);
         }
         ContinueOnError()([&] { window.Unload(); });
     });

@@ -47,6 +47,7 @@ TEST(FMain, IsShownAfterTheStartUpAndDescribesTheMachine) {
         "    menu mnuRestore \"&Restore...\"\n    -\n"
         "    menu mnuSafeRemover \"&Safe Remover...\"\n"
         "    menu mnuRestoreDisabledFiles \"Restore Removed &Programs...\"\n"
+        "    menu mnuUndoChanges \"&Undo Changes...\"\n"
         "  menu mnuHelp \"&Help\"\n    menu mnuVisitWebsite \"Brackenfold &Home Page\"\n    -\n"
         "    menu mnuAbout \"&About Brackenfold...\"\n"
         "  tabs ts (focus)\n    > help \"Help\"\n"
