@@ -171,11 +171,25 @@ take_all() {
     wait_for_window "Restore Removed Programs"
     take restore
     close_window
+    clean_up_and_undo
     choose alt+h a
     wait_for_window "About"
     take about
     close_window
     take_progress
+}
+
+clean_up_and_undo() {
+    window=$main
+    key F12
+    wait_for_window "question"
+    key Return
+    wait_for_window "end of the cleanup"
+    close_window
+    choose alt+t u
+    wait_for_window "Undo Changes"
+    take undo
+    close_window
 }
 
 take_progress() {
