@@ -293,15 +293,36 @@ END
     set_values <<END || return 1
 $start_page|http://again.example/
 END
-    steps <<END && logged 'CPaRemover.CleanUp: CleanUp started'
+    steps <<END || return 1
 keys F5
 shows row $row | http://again.example/
+END
+    exported >"$work/uncleaned"
+    steps <<END && logged 'CPaRemover.CleanUp: CleanUp started'
 keys F12
 ok $question
 cancel $complete_box
 shows row $row | about:blank
 ready
 END
+}
+
+# By keys alone: the registry, as its editor exports it, is as it was before the cleanup.
+undoes_changes() {
+    local row='Start page for the user who is currently logged on'
+    exported | cmp -s - "$work/uncleaned" && { echo "nothing was cleaned up"; return 1; }
+    steps <<END || return 1
+keys alt+t u
+window Undo Changes
+keys alt+u
+ok
+ok
+shows button Undo Changes (grey)
+keys Escape
+gone Undo Changes
+shows row $row | http://again.example/
+END
+    logged 'FUndoChanges.cmdUndo_Click: Undone: ' && exported | is_same "undo" "$work/uncleaned"
 }
 
 # The lists follow the registry, and the tab stays. A name may be as long as the registry allows.
@@ -362,14 +383,16 @@ END
     return $outcome
 }
 
-# exported: the parts of the registry that a backup holds, with more around them; nothing for one that
-# isn't there.
+# exported: the parts of the registry that a cleanup may change, with more around them; nothing for one
+# that isn't there.
 exported() {
     local key part="Z:${work//\//\\}\\part.reg"
     for key in 'HKEY_CURRENT_USER\Software\Microsoft\Internet Explorer' \
         'HKEY_CURRENT_USER\Software\Policies' \
         'HKEY_LOCAL_MACHINE\Software\Microsoft\Internet Explorer' \
         "$helpers_key" \
+        'HKEY_CURRENT_USER\Software\Tarnwick Labs' \
+        'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Run' \
         'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\URL' \
         'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\Windows' \
         'HKEY_CLASSES_ROOT\PROTOCOLS'; do
@@ -460,6 +483,8 @@ walk_checks() {
     check "$1: Safe Remover, paste and search" pastes_files
     check "$1: one file restored, then the last" restores_files
     check "$1: cleanup by F12; keys during the question" asks_for_cleanup
+    # On the 9x family the registry editor exports a name outside the code page once as "??", once as it is.
+    [ "$1" != win10 ] || check "$1: cleanup undone by keys" undoes_changes
     check "$1: refresh by F5" refreshes
     check "$1: About by keys" shows_about
     check "$1: second instance" second_instance
