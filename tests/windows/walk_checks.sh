@@ -483,7 +483,7 @@ walk_checks() {
     check "$1: Safe Remover, paste and search" pastes_files
     check "$1: one file restored, then the last" restores_files
     check "$1: cleanup by F12; keys during the question" asks_for_cleanup
-    # On the 9x family the registry editor exports a name outside the code page once as "??", once as it is.
+    # On the 9x family a text outside the code page stands in the export as "??" before, as itself behind.
     [ "$1" != win10 ] || check "$1: cleanup undone by keys" undoes_changes
     check "$1: refresh by F5" refreshes
     check "$1: About by keys" shows_about
