@@ -3,8 +3,8 @@
 #include <optional>
 #include <ostream>
 
+#include "cli/CommandFiles.h"
 #include "cli/Commands.h"
-#include "cli/HostOutput.h"
 #include "cli/Json.h"
 #include "cli/decode/ReportDecoder.h"
 #include "ui/terminal/PrintableText.h"
@@ -40,7 +40,7 @@ std::size_t LimitOf(const std::string& mebibytes) {
 
 DecodedReport Decode(const std::string& path, Console& console, std::size_t limit,
                      const DecodedFileSink& sink) {
-    auto decoded = DecodeReport(ReadHostFile(path, console.in), limit, sink);
+    auto decoded = DecodeReport(ReadInput(path, console.in), limit, sink);
     if (const auto* error = std::get_if<std::string>(&decoded)) {
         throw CommandError(PrintableText(FromUtf8(path)) + ": " + PrintableText(FromUtf8(*error)));
     }

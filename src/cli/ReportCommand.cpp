@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "cli/CommandFiles.h"
 #include "cli/Commands.h"
-#include "cli/HostOutput.h"
 #include "cli/MachineSession.h"
 #include "cli/ProgressLine.h"
 #include "cli/ReportRequest.h"

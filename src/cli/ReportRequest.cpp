@@ -4,7 +4,7 @@
 #include <ostream>
 
 #include "cli/Command.h"
-#include "cli/HostOutput.h"
+#include "cli/CommandFiles.h"
 #include "resources/StringTable.h"
 
 namespace bkfd {
@@ -32,7 +32,7 @@ Text ReadLines(Console& console, const char* question) {
 SupportRequest RequestFrom(const RequestOptions& options, Console& console) {
     SupportRequest request{FromUtf8(options.name), FromUtf8(options.email), {}};
     if (!options.textFile.empty()) {
-        const Bytes text = ReadHostFile(options.textFile, console.in);
+        const Bytes text = ReadInput(options.textFile, console.in);
         const Text lines = FromUtf8({reinterpret_cast<const char*>(text.data()), text.size()});
         request.answer = Replace(Replace(lines, u"\r\n", u"\n"), u"\n", u"\r\n");
     }

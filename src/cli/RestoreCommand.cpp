@@ -3,7 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 #include "platform/undo/RecordedOperation.h"
 #include "processes/AsideFiles.h"
 #include "processes/CProcessManager.h"

@@ -5,8 +5,8 @@
 
 #include "base/RuntimeError.h"
 #include "base/Utf16Bytes.h"
+#include "cli/CommandFiles.h"
 #include "cli/Commands.h"
-#include "cli/HostOutput.h"
 #include "cli/MachineSession.h"
 #include "cli/UndoDocument.h"
 #include "services/MAPI.h"

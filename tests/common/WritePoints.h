@@ -6,7 +6,7 @@
 
 #include <functional>
 
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 
 namespace bkfd {
 

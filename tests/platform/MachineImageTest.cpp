@@ -3,7 +3,7 @@
 #include "platform/RegistryValues.h"
 #include "platform/RootNames.h"
 #include "platform/ScratchImage.h"
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 #include "platform/image/ImageJson.h"
 #include "platform/model/RegistryTree.h"
 #include "platform/overlay/OverlayMachine.h"

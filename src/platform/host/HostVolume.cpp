@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/image/DiskFile.h"
+#include "platform/files/DiskFile.h"
 
 namespace bkfd {
 namespace {

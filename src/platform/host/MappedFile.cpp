@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 
 namespace bkfd {
 namespace {

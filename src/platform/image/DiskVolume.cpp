@@ -10,7 +10,7 @@
 #include <climits>
 #include <cstdlib>
 
-#include "platform/image/DiskFile.h"
+#include "platform/files/DiskFile.h"
 #include "platform/model/WindowsPath.h"
 
 namespace bkfd {

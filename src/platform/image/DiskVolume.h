@@ -5,7 +5,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 #include "platform/model/Volume.h"
 
 namespace bkfd {

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 
 namespace bkfd {
 namespace {

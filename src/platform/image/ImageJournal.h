@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 #include "platform/image/ImageError.h"
 #include "platform/image/ImageJson.h"
 

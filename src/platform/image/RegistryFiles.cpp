@@ -8,7 +8,7 @@
 
 #include "base/Utf16Bytes.h"
 #include "platform/RootNames.h"
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 
 namespace bkfd {
 namespace {

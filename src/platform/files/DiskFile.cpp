@@ -1,4 +1,4 @@
-#include "platform/image/DiskFile.h"
+#include "platform/files/DiskFile.h"
 
 #include <dirent.h>
 #include <fcntl.h>

@@ -12,7 +12,7 @@
 namespace bkfd {
 
 /// The whole file, or all that `standardInput` still has for "-"; at most 1 GiB.
-Bytes ReadHostFile(const std::string& path, std::istream& standardInput);
+Bytes ReadInput(const std::string& path, std::istream& standardInput);
 
 /// New files of one folder, made all or none: until `Keep` is called, the destructor takes away
 /// what was made. A file that is there already, be it a link, is never touched.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 
 namespace bkfd {
 

@@ -1,4 +1,4 @@
-#include "platform/image/HostFiles.h"
+#include "platform/files/HostFiles.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

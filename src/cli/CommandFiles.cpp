@@ -1,4 +1,4 @@
-#include "cli/HostOutput.h"
+#include "cli/CommandFiles.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,6 +10,7 @@
 #include <istream>
 
 #include "cli/Command.h"
+#include "platform/files/HostFiles.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
@@ -19,29 +20,10 @@ namespace {
     throw CommandError(PrintableText(FromUtf8(path)) + ": " + what);
 }
 
-/// An open file descriptor.
-class Descriptor {
-  public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0) close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int Get() const { return number_; }
-
-  private:
-    int number_;
-};
-
-bool WriteAll(int file, std::span<const std::uint8_t> content) {
-    while (!content.empty()) {
-        const ssize_t count = write(file, content.data(), content.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return false;
-        content = content.subspan(static_cast<std::size_t>(count));
-    }
-    return fsync(file) == 0 || errno == EINVAL;
+/// What can't be synced, as a pipe, is done when it is written.
+bool WriteDurably(const HostFile& file, std::span<const std::uint8_t> content) {
+    const std::string_view bytes{reinterpret_cast<const char*>(content.data()), content.size()};
+    return WriteAll(file.Get(), bytes).IsOk() && (fsync(file.Get()) == 0 || errno == EINVAL);
 }
 
 // No report or text is larger; a device may have no end.
@@ -60,7 +42,7 @@ Bytes ReadAll(std::istream& stream, const std::string& path) {
 
 }  // namespace
 
-Bytes ReadHostFile(const std::string& path, std::istream& standardInput) {
+Bytes ReadInput(const std::string& path, std::istream& standardInput) {
     if (path == "-") return ReadAll(standardInput, "standard input");
     struct stat facts {};
     if (stat(path.c_str(), &facts) != 0) Fail(path, std::strerror(errno));
@@ -91,11 +73,11 @@ NewHostFiles::~NewHostFiles() {
 std::string NewHostFiles::Write(const std::string& name, std::span<const std::uint8_t> content) {
     const char* const join = folder_.ends_with('/') ? "" : "/";
     const std::string path = folder_ == "." ? name : folder_ + join + name;
-    const Descriptor file(openat(directory_, name.c_str(),
-                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
-    if (file.Get() < 0) Fail(path, std::strerror(errno));
+    const HostFile file(openat(directory_, name.c_str(),
+                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    if (!file.IsOpen()) Fail(path, std::strerror(errno));
     written_.push_back(name);
-    if (!WriteAll(file.Get(), content)) Fail(path, std::strerror(errno));
+    if (!WriteDurably(file, content)) Fail(path, std::strerror(errno));
     return path;
 }
 
