@@ -199,7 +199,7 @@ TEST(MemoryMachine, CodePagesConvertCharacterByCharacter) {
     } rows[] = {
         {1252, u"\u20AC\u00E9\u0416z", "\x80\xE9?z", u"\u20AC\u00E9?z"},
         {1252, u"\u0081", "\x81", u"\u0081"},
-        {1251, u"\u0416\u00E9", "\xC6\x65", u"\u0416e"},
+        {1251, u"\u0416\u00E9", "\xC6\x65", u"\u0416\u0065"},
         {932, u"\u65E5a", "\x93\xFA\x61", u"\u65E5a"},
         {65001, u"\U0001F600\u00E9", "\xF0\x9F\x98\x80\xC3\xA9", u"\U0001F600\u00E9"},
         {1252, Text(1, char16_t{0xD800}) + u"a", "?a", u"?a"},

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace bkfd {
 namespace {
@@ -47,14 +49,23 @@ std::uint16_t PageBit(std::uint32_t number) {
     return static_cast<std::uint16_t>(1U << (found - std::begin(kTablePages)));
 }
 
-std::optional<std::uint16_t> Mapped(std::span<const CodeRun> runs, std::uint16_t page,
-                                    std::uint32_t from) {
-    for (const CodeRun& run : runs) {
-        if ((run.pages & page) != 0 && from >= run.first && from < run.first + run.count) {
-            return static_cast<std::uint16_t>(run.value + (from - run.first));
-        }
-    }
-    return std::nullopt;
+/// Of one page, sorted; they don't overlap.
+using CodeRuns = std::vector<CodeRun>;
+
+CodeRuns RunsOf(std::span<const CodeRun> all, std::uint16_t page) {
+    CodeRuns runs;
+    std::ranges::copy_if(all, std::back_inserter(runs),
+                         [page](const CodeRun& run) { return (run.pages & page) != 0; });
+    return runs;
+}
+
+std::optional<std::uint16_t> Mapped(const CodeRuns& runs, std::uint32_t from) {
+    const auto behind = std::ranges::upper_bound(runs, from, {}, &CodeRun::first);
+    if (behind == runs.begin()) return std::nullopt;
+    const CodeRun& run = *std::prev(behind);
+    const std::uint32_t offset = from - run.first;
+    if (offset >= run.count) return std::nullopt;
+    return static_cast<std::uint16_t>(run.value + offset);
 }
 
 std::string BytesOfCode(std::uint16_t code) {
@@ -73,6 +84,20 @@ bool IsLowSurrogate(char16_t unit) {
 }
 
 }  // namespace
+
+/// What a page has otherwise than iconv.
+class CodePage::Table {
+  public:
+    explicit Table(std::uint16_t page)
+        : encode_(RunsOf(kEncodeRuns, page)), decode_(RunsOf(kDecodeRuns, page)) {}
+
+    std::optional<std::uint16_t> Code(char16_t unit) const { return Mapped(encode_, unit); }
+    std::optional<std::uint16_t> Unit(std::uint32_t code) const { return Mapped(decode_, code); }
+
+  private:
+    CodeRuns encode_;
+    CodeRuns decode_;
+};
 
 /// An open iconv conversion.
 class CodePage::Converter {
@@ -108,7 +133,7 @@ class CodePage::Converter {
 };
 
 CodePage::CodePage(std::uint32_t number)
-    : tablePage_(PageBit(number)),
+    : table_(PageBit(number) == 0 ? nullptr : std::make_unique<Table>(PageBit(number))),
       toBytes_(std::make_unique<Converter>(IconvName(number), "UTF-16LE")),
       toText_(std::make_unique<Converter>("UTF-16LE", IconvName(number))) {}
 
@@ -129,7 +154,7 @@ std::string CodePage::Encode(TextView text) {
             continue;
         }
         // A page of a table has no character for a pair, and one "?" for each of its units.
-        const bool isPair = tablePage_ == 0 && IsHighSurrogate(text[i]) && i + 1 < text.size() &&
+        const bool isPair = table_ == nullptr && IsHighSurrogate(text[i]) && i + 1 < text.size() &&
                             IsLowSurrogate(text[i + 1]);
         const std::size_t length = isPair ? 2 : 1;
         bytes += EncodeCharacter(text.substr(i, length));
@@ -154,7 +179,7 @@ Text CodePage::Decode(std::string_view bytes) {
 const std::string& CodePage::EncodeCharacter(TextView character) {
     const auto [entry, isNew] = encoded_.try_emplace(Text(character));
     if (!isNew) return entry->second;
-    if (const auto code = Mapped(kEncodeRuns, tablePage_, character[0])) {
+    if (const auto code = table_ ? table_->Code(character[0]) : std::nullopt) {
         entry->second = BytesOfCode(*code);
         return entry->second;
     }
@@ -176,7 +201,7 @@ std::size_t CodePage::DecodeCharacter(std::string_view bytes, Text& out) {
     std::uint32_t code = 0;
     for (std::size_t length = 1; length <= longest; ++length) {
         code = code << 8 | static_cast<unsigned char>(bytes[length - 1]);
-        if (const auto unit = Mapped(kDecodeRuns, tablePage_, code)) {
+        if (const auto unit = table_ ? table_->Unit(code) : std::nullopt) {
             out.push_back(*unit);
             return length;
         }

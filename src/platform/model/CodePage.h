@@ -28,11 +28,12 @@ class CodePage {
 
   private:
     class Converter;
+    class Table;
 
     const std::string& EncodeCharacter(TextView character);
     std::size_t DecodeCharacter(std::string_view bytes, Text& out);
 
-    std::uint16_t tablePage_;  // its bit in the table, 0 for a page that isn't in it
+    std::unique_ptr<const Table> table_;  // null for a page that isn't in it
     std::unique_ptr<Converter> toBytes_;
     std::unique_ptr<Converter> toText_;
     std::unordered_map<Text, std::string> encoded_;
