@@ -138,6 +138,7 @@ TEST(Backup, WritesAFileThatHoldsTheSettings) {
     std::string saved = machine.Read("drives/c" + file.substr(2));
     std::erase(saved, '\0');  // as good as UTF-16 to 8 bits for what is looked for
     EXPECT_NE(saved.find("Browser Helper Objects"), std::string::npos);
+    EXPECT_NE(RunOn(machine, {"--json", "backup"}).out, run.out) << "a file of its own";
 }
 
 TEST(Clean, DoesTheWorkAndTellsWhatReallyHappened) {

@@ -73,13 +73,18 @@ constexpr Step kSteps[] = {
     },
 };
 
+/// It tells restarts apart; the time itself moves on with each use.
+Date BootTime(Machine& machine) {
+    return AddSeconds(machine.System().GetLocalTime(),
+                      -static_cast<std::int64_t>(machine.System().GetTickCount() / 1000));
+}
+
 std::string State(ImageMachine& machine) {
     auto moved = machine.FileSystem().CreateFileW(u"C:\\c.txt", FileMode::Read);
     Bytes content(20);
     if (moved.IsOk()) content.resize(moved.value->ReadFile(0, content).value);
     return Dump(machine) + "c.txt: " + std::string(content.begin(), content.end()) +
-           "\nboot: " + ToUtf8(FormatDate(machine.System().GetLocalTime())) + " " +
-           std::to_string(machine.System().GetTickCount()) + "\n";
+           "\nboot: " + ToUtf8(FormatDate(BootTime(machine))) + "\n";
 }
 
 /// A crash now would leave the machine's changes in its image.
@@ -273,7 +278,8 @@ TEST(ImageDurability, AJournalThatWasCutLosesItsLastRecordOnly) {
     ScratchImage image;
     Fill(image);
     auto machine = image.Load();
-    std::vector<std::string> states{DumpRegistry(*machine)};
+    // The first record is that of the time.
+    std::vector<std::string> states(2, DumpRegistry(*machine));
     for (int i = 0; i < 4; ++i) {
         (void)Set(*machine, u"Software\\A", u"x", ToText(i + 10));
         states.push_back(DumpRegistry(*machine));
@@ -338,6 +344,7 @@ TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
     ScratchImage image;
     Fill(image);
     const std::string other = image.Read("registry/2.reg");
+    image.Write("machine.json", R"({"family": "nt"})");
     const std::string settings = image.Read("machine.json");
     {
         auto machine = image.Load();
@@ -354,6 +361,54 @@ TEST(ImageDurability, ValuesGoBackIntoTheFileOfTheirKey) {
     EXPECT_TRUE(Set(*image.Load(), u"Software\\B", u"\u03B1", u"\u03B2"));
     EXPECT_EQ(image.Read("registry/2.reg").substr(0, 2), "\xFF\xFE");
     EXPECT_THAT(DumpRegistry(*image.Load()), testing::HasSubstr("\u03B1 = \"\u03B2\""));
+}
+
+TEST(ImageDurability, ATimeOfItsOwnGoesOnFromUseToUse) {
+    ScratchImage image;
+    Fill(image);
+    Date bootTime = 0;
+    const auto now = [&] {
+        const auto machine = image.Load();
+        const Date time = machine->System().GetLocalTime();
+        bootTime = BootTime(*machine);
+        return time;
+    };
+    const Date begin = now();
+    const Date booted = bootTime;
+    EXPECT_EQ(now(), begin) << "nothing was changed";
+    const Step changes[] = {
+        [](Machine& m) { WriteFileWhole(m, u"C:\\new.txt", "x"); },
+        [](Machine& m) { (void)m.FileSystem().CreateDirectoryW(u"C:\\folder"); },
+        [](Machine& m) { (void)m.FileSystem().CreateFileW(u"C:\\c.txt", FileMode::Append); },
+        [](Machine& m) { (void)Set(m, u"Software\\A", u"x", u"2"); },
+        [](Machine& m) {
+            m.System().Sleep(600'000);
+            (void)m.FileSystem().MoveFileW(u"C:\\a.exe", u"C:\\t.exe");
+        },
+    };
+    Date last = begin;
+    for (const Step& change : changes) {
+        change(*image.Load());
+        EXPECT_GE(now(), AddSeconds(last, 1));
+        EXPECT_NEAR(bootTime, booted, 1e-6);
+        last = now();
+    }
+    EXPECT_GE(last, AddSeconds(begin, 600));
+}
+
+TEST(ImageDurability, NoTimeIsSeenTwiceBesideAChangeWhereverTheProcessEnds) {
+    int point = 0;
+    for (bool wasEnded = true; wasEnded && !HasFailure();) {
+        SCOPED_TRACE(++point);
+        ScratchImage image;
+        Fill(image);
+        const Date begin = image.Load()->System().GetLocalTime();
+        wasEnded = EndsAt(point, [&] { WriteFileWhole(*image.Load(), u"C:\\new.txt", "x"); });
+        if (image.Has("drives/c/new.txt")) {
+            EXPECT_GT(image.Load()->System().GetLocalTime(), begin);
+        }
+    }
+    EXPECT_GT(point, 5);
 }
 
 TEST(ImageDurability, WhatIsntChangedInTheSettingsKeepsItsForm) {

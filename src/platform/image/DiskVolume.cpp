@@ -168,6 +168,8 @@ Result<std::unique_ptr<OpenFile>> DiskVolume::OpenToRead(const VolumeEntry& file
 Result<std::unique_ptr<OpenFile>> DiskVolume::OpenToAppend(const VolumeEntry& file) {
     const auto place = Locate(file.path);
     if (!place.IsOk()) return Status(place);
+    const Status noted = journal_.NoteWriting();
+    if (!noted.IsOk()) return noted;
     return DiskFile::OpenToAppend(place.value.resolved);
 }
 
@@ -192,6 +194,8 @@ Result<std::string> DiskVolume::HostFolder(TextView path) {
 }
 
 Result<std::unique_ptr<OpenFile>> DiskVolume::Create(TextView path) {
+    const Status noted = journal_.NoteWriting();
+    if (!noted.IsOk()) return noted;
     const auto folder = HostFolder(WindowsPath::Parent(path));
     if (!folder.IsOk()) return Status(folder);
     if (swept_.insert(folder.value).second) DiskFile::RemoveUnfinished(folder.value);
@@ -200,6 +204,8 @@ Result<std::unique_ptr<OpenFile>> DiskVolume::Create(TextView path) {
 }
 
 Status DiskVolume::MakeFolder(TextView path) {
+    const Status noted = journal_.NoteWriting();
+    if (!noted.IsOk()) return noted;
     const auto folder = HostFolder(WindowsPath::Parent(path));
     if (!folder.IsOk()) return folder;
     ReachWritePoint("make folder");

@@ -13,10 +13,12 @@ namespace bkfd {
 /// A move that is about to be made, by Windows paths.
 using VolumeMoves = std::vector<std::pair<Text, Text>>;
 
-/// Is told of changes of names before and after they are made.
+/// Is told of changes of the drives before they are made, and of those of names afterwards too.
 class DiskJournal {
   public:
     virtual ~DiskJournal() = default;
+    /// Something is about to be made or written.
+    virtual Status NoteWriting() = 0;
     virtual Status NoteMoves(const VolumeMoves& moves) = 0;
     virtual Status NoteRemoval(const Text& path) = 0;
     /// The noted change was made, or couldn't be.

@@ -12,6 +12,8 @@ namespace {
 /// How long a restart takes on a machine with a time of its own. Boot times are told apart from two
 /// minutes on, so it is more.
 constexpr std::int64_t kRestartSeconds = 180;
+/// How long a use takes that changes something, for the time of the next one.
+constexpr std::int64_t kSecondsAUse = 60;
 constexpr double kSecondsADay = 86'400;
 /// What an image of the host's clock has been up for beyond the host itself.
 constexpr std::uint64_t kUpBeforeHost = 3'600'000;
@@ -51,6 +53,15 @@ void ImageClock::Sleep(std::uint32_t milliseconds) {
     }
     const timespec span{milliseconds / 1000, static_cast<long>(milliseconds % 1000) * 1'000'000};
     nanosleep(&span, nullptr);
+}
+
+ImageTime ImageClock::ForNextUse() {
+    if (!time_.now) return time_;
+    ImageTime next = time_;
+    next.now = AddSeconds(Now(), kSecondsAUse);
+    // Given, so that Windows started when it did.
+    next.uptimeMs = TickCount() + static_cast<std::uint32_t>(kSecondsAUse * 1000);
+    return next;
 }
 
 Date ImageClock::BootTime() {

@@ -78,14 +78,19 @@ void ReplayChange(const MachineChange& change, ReplayTargets& targets) {
     targets.registryFiles.Apply(change);
 }
 
-bool ReplayRestart(const ImageJson& record, ReplayTargets& targets) {
+bool ReplayTime(const ImageJson& record, ReplayTargets& targets) {
     ImageTime time;
+    if (!TimeFromJson(record, time)) return false;
+    targets.clock.SetTime(time);
+    return true;
+}
+
+bool ReplayRestart(const ImageJson& record, ReplayTargets& targets) {
     std::vector<ProcessRecord> processes;
-    if (!TimeFromJson(record, time) || !record.contains("processes") ||
-        !ProcessesFromJson(record["processes"], processes)) {
+    if (!record.contains("processes") || !ProcessesFromJson(record["processes"], processes) ||
+        !ReplayTime(record, targets)) {
         return false;
     }
-    targets.clock.SetTime(time);
     targets.processes.Replace(std::move(processes));
     return true;
 }
@@ -144,6 +149,12 @@ ImageJson ChangeRecord(const MachineChange& change) {
     return record;
 }
 
+ImageJson TimeRecord(const ImageTime& time) {
+    ImageJson record = TimeToJson(time);
+    record["change"] = "time";
+    return record;
+}
+
 ImageJson RestartRecord(const ImageTime& time, const std::vector<ProcessRecord>& processes) {
     ImageJson record = TimeToJson(time);
     record["change"] = "restart";
@@ -193,6 +204,7 @@ bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets) 
             SettlePending(targets, RedoNames(record, targets.volume).IsOk());
             return true;
         }
+        if (kind == "time") return ReplayTime(record, targets);
         if (kind == "restart") return ReplayRestart(record, targets);
         for (const KindName& row : kKindNames) {
             if (kind != row.name) continue;

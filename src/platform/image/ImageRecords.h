@@ -15,6 +15,8 @@
 namespace bkfd {
 
 ImageJson ChangeRecord(const MachineChange& change);
+/// The time with which the next use begins.
+ImageJson TimeRecord(const ImageTime& time);
 ImageJson RestartRecord(const ImageTime& time, const std::vector<ProcessRecord>& processes);
 /// `rules` are those before the moves.
 ImageJson MoveRecord(const VolumeMoves& moves, const FileRules& rules);

@@ -68,6 +68,7 @@ class LoadedImage final : private ImageParts,
                               "holds a change of a kind that isn't known"};
         }
         isChanged_ = journal.IsThere();
+        timeForNextUse_ = clock.Time();
         // An image that can't be written keeps its journal; what it says holds all the same.
         (void)Fold();
         return std::nullopt;
@@ -90,9 +91,10 @@ class LoadedImage final : private ImageParts,
         ModelProcesses restarted(facts_, nullptr);
         for (ProcessRecord& record : processes_.All()) restarted.Add(std::move(record));
         restarted.DropMissing(isThere);
-        const Status noted = Append(RestartRecord(clock.Time(), restarted.All()));
+        const Status noted = Write(RestartRecord(clock.Time(), restarted.All()));
         if (noted.IsOk()) {
             processes_.DropMissing(isThere);
+            timeForNextUse_ = clock.Time();
         } else {
             clock.SetTime(before);
         }
@@ -112,9 +114,27 @@ class LoadedImage final : private ImageParts,
 
     Status NoteRemoval(const Text& file) override { return Append(RemovalRecord(file)); }
 
-    void NoteOutcome(bool isDone) override { (void)Append(OutcomeRecord(isDone)); }
+    Status NoteWriting() override { return MoveTimeOn(); }
+
+    // Directly behind the record of the change.
+    void NoteOutcome(bool isDone) override { (void)Write(OutcomeRecord(isDone)); }
+
+    /// No use of an image with a time of its own begins at a time that an earlier use has seen when
+    /// it changed something: names of files are made of it.
+    Status MoveTimeOn() {
+        if (!timeForNextUse_.now || clock.Now() < *timeForNextUse_.now) return {};
+        const ImageTime next = clock.ForNextUse();
+        const Status written = Write(TimeRecord(next));
+        if (written.IsOk()) timeForNextUse_ = next;
+        return written;
+    }
 
     Status Append(const ImageJson& record) {
+        const Status moved = MoveTimeOn();
+        return moved.IsOk() ? Write(record) : moved;
+    }
+
+    Status Write(const ImageJson& record) {
         const Status appended = journal.Append(record);
         if (appended.IsOk()) isChanged_ = true;
         return appended;
@@ -134,7 +154,7 @@ class LoadedImage final : private ImageParts,
         const auto* saved = std::get_if<ImageSettings>(&parsed);
         if (saved == nullptr) return {SystemError::InvalidData};
         const std::string changed =
-            UpdateImageSettings(*content, *saved, {clock.Time(), processes_.All(), rules_});
+            UpdateImageSettings(*content, *saved, {timeForNextUse_, processes_.All(), rules_});
         return changed == *content ? Status{} : ReplaceHostFile(file, changed);
     }
 
@@ -142,6 +162,7 @@ class LoadedImage final : private ImageParts,
     HostFile lock_;
     RegistryFiles registryFiles_;
     PendingNames pending_;
+    ImageTime timeForNextUse_;
     bool isChanged_ = false;
 };
 
