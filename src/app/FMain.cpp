@@ -111,7 +111,7 @@ void FMain::LogPendingError(ContinueOnError& step) {
     const auto pending = step.TakePending();
     if (!pending) return;
     step([&] { logger_->Failure(*pending, LogLevel::SystemFailure, kInitialize); });
-    static_cast<void>(step.TakePending());
+    (void)step.TakePending();
 }
 
 LoggerRef FMain::CastToLogger(const Variant& variable) {

@@ -75,7 +75,7 @@ bool CheckComponents(Text& message) {
         }
         return true;
     } catch (...) {
-        static_cast<void>(CurrentError());
+        (void)CurrentError();
         message = FailureMessage(name, wantsLongMessage);
         return false;
     }

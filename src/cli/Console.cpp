@@ -6,7 +6,6 @@
 
 #include <csignal>
 #include <iostream>
-#include <tuple>
 #include <utility>
 
 namespace bkfd {
@@ -100,7 +99,7 @@ Console ProcessConsole() {
     console.isInTerminal = isatty(STDIN_FILENO) != 0;
     if (console.isInTerminal) {
         console.readKey = ReadTerminalKey;
-        console.dropTypedAhead = [] { std::ignore = tcflush(STDIN_FILENO, TCIFLUSH); };
+        console.dropTypedAhead = [] { (void)tcflush(STDIN_FILENO, TCIFLUSH); };
     }
     return console;
 }

@@ -47,7 +47,7 @@ Text FolderPath(Folder folder) {
 
 Text ValueData(RegistryAccess& registry, RegistryRoot root, const Text& key, const Text& name) {
     Text data;
-    static_cast<void>(registry.ReadString(root, key, name, data));
+    (void)registry.ReadString(root, key, name, data);
     return data;
 }
 

@@ -15,8 +15,7 @@ Text HelperObjectKey(const Text& clsid) {
 
 HelperObject ReadHelperObject(RegistryAccess& registry, CFileChecker& checker, const Text& clsid) {
     HelperObject object{clsid, {}, {}};
-    static_cast<void>(
-        registry.ReadString(RegistryRoot::LocalMachine, HelperObjectKey(clsid), u"", object.name));
+    (void)registry.ReadString(RegistryRoot::LocalMachine, HelperObjectKey(clsid), u"", object.name);
     object.file = checker.GetFullFileNameFromShortFilename(
         checker.GetFileNameFromCommandLine(ServerOfClass(registry, clsid)));
     return object;

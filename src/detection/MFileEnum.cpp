@@ -11,8 +11,8 @@ std::int32_t GetFileSizeLow(const Text& path) {
         machine.FileSystem().FindFirstFileA(machine.System().WideCharToMultiByte(path), data);
     if (search == kInvalidHandle) return 0;
     // Closed twice over, on purpose: the second closing reports a bad handle, which is ignored.
-    static_cast<void>(machine.FileSystem().FindClose(search));
-    static_cast<void>(machine.ProcessTable().CloseHandle(search));
+    (void)machine.FileSystem().FindClose(search);
+    (void)machine.ProcessTable().CloseHandle(search);
     return static_cast<std::int32_t>(data.sizeLow);
 }
 

@@ -8,8 +8,8 @@ namespace bkfd {
 Text ServerOfClass(RegistryAccess& registry, const Text& clsid) {
     Text server;
     for (const TextView kind : {u"\\InProcServer32", u"\\LocalServer32"}) {
-        static_cast<void>(registry.ReadString(
-            RegistryRoot::ClassesRoot, Text(u"CLSID\\").append(clsid).append(kind), u"", server));
+        (void)registry.ReadString(RegistryRoot::ClassesRoot,
+                                  Text(u"CLSID\\").append(clsid).append(kind), u"", server);
         if (!server.empty()) break;
     }
     return server;

@@ -81,7 +81,7 @@ void DropOldLines(const Text& path) {
     try {
         FileUtil::WriteTextFile(path, FromBytes(*kept));
     } catch (...) {
-        static_cast<void>(CurrentError());
+        (void)CurrentError();
     }
 }
 
@@ -99,7 +99,7 @@ class FileLogger final : public Logger {
     void Open(const Text& fullLogPath, const Text& shortLogPath) override {
         DropOldLines(fullLogPath);
         // One that remains is written to as well, so failing here is no reason to stop.
-        static_cast<void>(TheMachine().FileSystem().DeleteFileW(shortLogPath));
+        (void)TheMachine().FileSystem().DeleteFileW(shortLogPath);
         const Status fullOpened = full_.Open(fullLogPath);
         const Status shortOpened = short_.Open(shortLogPath);
         Check(fullOpened, fullLogPath);
@@ -114,7 +114,7 @@ class FileLogger final : public Logger {
             if (level != LogLevel::Trace || source == kStartSource) short_.Append(line);
         } catch (...) {
             // The line is lost, not the work.
-            static_cast<void>(CurrentError());
+            (void)CurrentError();
         }
     }
 

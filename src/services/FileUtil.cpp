@@ -65,7 +65,7 @@ class TemporaryFile {
         Check(neighbour, status);
     }
     ~TemporaryFile() {
-        if (!path_.empty()) std::ignore = Discard();
+        if (!path_.empty()) (void)Discard();
     }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;

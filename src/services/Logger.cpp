@@ -15,7 +15,7 @@ class ForeignLogger final : public Logger {
             object_->Invoke(u"Write", arguments);
         } catch (...) {
             // The line is lost, not the work; what is no error goes on its way.
-            static_cast<void>(CurrentError());
+            (void)CurrentError();
         }
     }
 

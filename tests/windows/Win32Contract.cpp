@@ -44,7 +44,7 @@ class Windows : public MachineUnderTest {
         for (const Text& below : registry.RegEnumKeyExW(RegistryRoot::CurrentUser, key).value) {
             DeleteTree(key + u"\\" + below);
         }
-        static_cast<void>(registry.RegDeleteKeyW(RegistryRoot::CurrentUser, key));
+        (void)registry.RegDeleteKeyW(RegistryRoot::CurrentUser, key);
     }
 
     Win32Machine machine_;

@@ -69,6 +69,7 @@ std::pair<Text, std::size_t> FirstCharacter(std::string_view name) {
 void KeepOwnerAndMode(const std::string& path, const HostFile& file) {
     struct stat old {};
     if (stat(path.c_str(), &old) != 0) return;
+    // Some builds of the C library don't take (void) for an answer.
     std::ignore = fchown(file.Get(), old.st_uid, old.st_gid);
     std::ignore = fchmod(file.Get(), old.st_mode & 0777);
 }

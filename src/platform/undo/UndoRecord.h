@@ -11,8 +11,7 @@
 /// later: JSON lines in UTF-8, each with the CRC-32 of what stands before it as its last member.
 ///
 ///     {"brackenfold":"undo record","format":1,"id":3,"operation":"cleanup",...,"crc":"1b2c3d4e"}
-///     {"kind":"set
-///     value","key":"HKEY_CURRENT_USER\\A","name":"b","before":{...},"after":{...},...}
+///     {"kind":"set value","key":"HKEY_CURRENT_USER\\A","name":"b","before":{...},...}
 ///     {"end":"complete","changes":12,"failed":0,...}
 ///
 /// A text that no UTF-8 holds (lone surrogates) is the list of its UTF-16 units instead of a

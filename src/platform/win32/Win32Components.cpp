@@ -127,7 +127,7 @@ Result<ObjectRef> CreateFromFile(const ComponentClass& component) {
 
 Win32Components::Win32Components() {
     // Without COM each creation fails with its own code.
-    static_cast<void>(::CoInitialize(nullptr));
+    (void)::CoInitialize(nullptr);
 }
 
 Result<ObjectRef> Win32Components::CoCreateInstance(const ComponentClass& component) {

@@ -106,7 +106,7 @@ Result<std::unique_ptr<OpenFile>> WitnessMachine::WitnessFiles::CreateFileW(Text
 Handle WitnessMachine::WitnessFiles::FindFirstFileA(std::string_view path, FindData& data) {
     const Handle search = target_.FindFirstFileA(path, data);
     if (search == kInvalidHandle) {
-        static_cast<void>(GetFileAttributesW(system_.MultiByteToWideChar(path)));
+        (void)GetFileAttributesW(system_.MultiByteToWideChar(path));
     }
     return search;
 }
