@@ -27,6 +27,7 @@ class ScratchFolder {
 };
 
 class SilentJournal final : public DiskJournal {
+    Status NoteWriting() override { return {}; }
     Status NoteMoves(const VolumeMoves&) override { return {}; }
     Status NoteRemoval(const Text&) override { return {}; }
     void NoteOutcome(bool) override {}
