@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 
 namespace bkfd {
 namespace {
@@ -17,6 +18,10 @@ double Seconds(const timeval& time) {
 }
 
 }  // namespace
+
+std::string ThisProgram() {
+    return std::filesystem::read_symlink("/proc/self/exe").string();
+}
 
 ChildResult RunChild(const std::vector<std::string>& command) {
     std::vector<char*> arguments;

@@ -13,6 +13,9 @@ struct ChildResult {
     long peakKilobytes = 0;       // at least that of the program that started it: see RunSmall
 };
 
+/// The path of the running program.
+std::string ThisProgram();
+
 /// Runs a program, looked up in PATH, to its end. What it prints is dropped.
 ChildResult RunChild(const std::vector<std::string>& command);
 

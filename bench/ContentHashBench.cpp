@@ -73,8 +73,7 @@ void HashAsProcess(benchmark::State& state, std::vector<std::string> command) {
         state.SetIterationTime(result.processorSeconds);
     }
 }
-const std::string kThisProgram = std::filesystem::read_symlink("/proc/self/exe").string();
-BENCHMARK_CAPTURE(HashAsProcess, ContentHash, {kThisProgram, "--hash"})
+BENCHMARK_CAPTURE(HashAsProcess, ContentHash, {ThisProgram(), "--hash"})
     ->Name("Process/ContentHash")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);

@@ -22,8 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kThisProgram = fs::read_symlink("/proc/self/exe").string();
-
 constexpr std::size_t kModulesAProcess = 150;
 constexpr std::size_t kFilesAProcess = 10;
 
@@ -36,7 +34,7 @@ std::size_t ModuleOf(std::size_t process, std::size_t module, std::size_t files)
     return (process * 31 + module * (files / kModulesAProcess)) % files;
 }
 
-std::string ModuleContent(std::size_t number) {
+std::string ReportedContent(std::size_t number) {
     std::string content(1000 + 3 * (number % 1000), '\0');
     for (std::size_t i = 0; i < content.size(); ++i) {
         content[i] = static_cast<char>(i * number >> 3);
@@ -48,7 +46,7 @@ void Populate(MemoryMachine& machine, std::size_t processes) {
     const Text folder = u"C:\\Program Files\\Maker\\Application\\";
     const std::size_t files = processes * kFilesAProcess;
     const auto path = [&](std::size_t number) { return folder + FromUtf8(ModuleName(number)); };
-    for (std::size_t i = 0; i < files; ++i) machine.AddFile(path(i), ModuleContent(i));
+    for (std::size_t i = 0; i < files; ++i) machine.AddFile(path(i), ReportedContent(i));
     for (std::size_t process = 0; process < processes; ++process) {
         ProcessRecord record;
         record.id = static_cast<std::uint32_t>(4 * process + 100);
@@ -98,7 +96,7 @@ class ManyModules {
         fs::create_directories(path_ / "drives/c/modules");
         for (std::size_t i = 0; i < kFiles; ++i) {
             std::ofstream(path_ / "drives/c/modules" / ModuleName(i), std::ios::binary)
-                << ModuleContent(i);
+                << ReportedContent(i);
         }
         const auto quoted = [](std::size_t number) {
             return "\"C:\\\\modules\\\\" + ModuleName(number) + '"';
@@ -159,7 +157,7 @@ void WriteReport(benchmark::State& state) {
         state.SetIterationTime(result.seconds);
     }
     state.counters["peak_KiB"] =
-        static_cast<double>(RunSmall(kThisProgram, machine.ReportCommand()).peakKilobytes);
+        static_cast<double>(RunSmall(ThisProgram(), machine.ReportCommand()).peakKilobytes);
     state.counters["envelope_KiB"] =
         static_cast<double>(fs::file_size(machine.Envelope())) / 1024.0;
 }
@@ -182,7 +180,7 @@ void PackAsProcess(benchmark::State& state, std::vector<std::string> command) {
     }
     state.counters["archive_KiB"] = static_cast<double>(fs::file_size(machine.Archive())) / 1024.0;
 }
-BENCHMARK_CAPTURE(PackAsProcess, ours, {kThisProgram, "--zip"})
+BENCHMARK_CAPTURE(PackAsProcess, ours, {ThisProgram(), "--zip"})
     ->Name("Process/Packing")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);

@@ -7,7 +7,7 @@
 namespace bkfd {
 namespace {
 
-constexpr char kHelp[] =
+constexpr char kCleanHelp[] =
     R"(Deletes the registrations of parasites, disables their files by renaming them, ends the
 processes that hold them, puts the browser's settings right and restarts Windows. A backup is
 written first; undo takes back all but ended processes and the restart. Exit code 2 if something
@@ -23,7 +23,7 @@ class CleanCommand final : public Command {
 
     void Declare(CommandOptions& options) override {
         run_.Declare(options);
-        options.Explain(std::string(kHelp) + kChangeDocumentHelp);
+        options.Explain(std::string(kCleanHelp) + kChangeDocumentHelp);
     }
 
     int Run(CommandContext& context) override {

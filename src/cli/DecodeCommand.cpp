@@ -12,7 +12,7 @@
 namespace bkfd {
 namespace {
 
-constexpr char kHelp[] =
+constexpr char kDecodeHelp[] =
     R"(Writes each entry of the report to a file of its own and prints their names: XML documents
 indented, in UTF-8; what the user wrote, in UTF-8; ZoneMap.reg, Hosts and the logs byte for
 byte. A file that is there already is never overwritten. Exit code 3 if an entry is damaged, which
@@ -128,7 +128,7 @@ class DecodeCommand final : public Command {
                          "The most that all files together may take; 64 MiB if it isn't given");
         options.AddFlag("--list", wantsList_,
                         "Write nothing; print the suspicious files, encoded for the Safe Remover");
-        options.Explain(kHelp);
+        options.Explain(kDecodeHelp);
     }
 
     int Run(CommandContext& context) override {

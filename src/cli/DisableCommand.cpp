@@ -9,7 +9,7 @@
 namespace bkfd {
 namespace {
 
-constexpr char kHelp[] =
+constexpr char kDisableHelp[] =
     R"(The Safe Remover: disables files that the automatic detection doesn't know, usually on the
 advice of support. Renames them, ends the processes that hold them, puts the browser's
 settings right and restarts Windows. No registration and no startup entry is deleted. restore
@@ -37,7 +37,7 @@ class DisableCommand final : public Command {
     void Declare(CommandOptions& options) override {
         options.AddNames("FILE", files_, "Files of the machine, by name, path or encoded name");
         run_.Declare(options);
-        options.Explain(std::string(kHelp) + kChangeDocumentHelp);
+        options.Explain(std::string(kDisableHelp) + kChangeDocumentHelp);
     }
 
     int Run(CommandContext& context) override {

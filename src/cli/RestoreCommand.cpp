@@ -18,7 +18,7 @@
 namespace bkfd {
 namespace {
 
-constexpr char kHelp[] =
+constexpr char kRestoreHelp[] =
     R"(Only the name comes back: registrations and startup entries that a cleanup deleted stay
 deleted; undo takes the whole cleanup back. A newer file of that name is replaced.
 
@@ -63,7 +63,7 @@ class RestoreCommand final : public Command {
     void Declare(CommandOptions& options) override {
         options.AddOptionalName("FILE", file_, "Former name of the file that gets it back");
         options.AddFlag("--yes", yes_, "Answer OK to the question");
-        options.Explain(kHelp);
+        options.Explain(kRestoreHelp);
     }
 
     int Run(CommandContext& context) override {

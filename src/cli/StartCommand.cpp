@@ -14,7 +14,7 @@
 namespace bkfd {
 namespace {
 
-constexpr char kHelp[] =
+constexpr char kStartHelp[] =
     R"(Does what the Windows program does when the user starts it: opens its logs, looks for
 parasites and offers the cleanup, or finishes an earlier one, backs up the registry and shows
 its windows, which take typed commands (help lists them). The end of the input is Cancel for
@@ -80,7 +80,7 @@ class StartCommand final : public Command {
 
     void Declare(CommandOptions& options) override {
         options.AddFlag("--yes", yes_, "Answer OK to every question, also to the restart");
-        options.Explain(kHelp);
+        options.Explain(kStartHelp);
     }
 
     int Run(CommandContext& context) override {

@@ -17,7 +17,7 @@
 namespace bkfd {
 namespace {
 
-const char kHelp[] =
+const char kUndoHelp[] =
     R"(Every operation that changes the machine keeps what was there before: clean, disable, restore,
 settings --restore, and those of the program's windows. Without ID: the list of these records, the
 newest first. With ID, or last for the newest that isn't undone: takes that operation back, change
@@ -64,7 +64,7 @@ class UndoCommand final : public Command {
         options.AddValue("--reg", "FILE", regFile_,
                          "Change nothing; write what the registry held before to a new .reg file");
         options.AddValue("--forget", "ID", forgotten_, "Remove a record for good");
-        options.Explain(kHelp);
+        options.Explain(kUndoHelp);
     }
 
     int Run(CommandContext& context) override {

@@ -8,13 +8,13 @@
 /// A small registry file of the 95 family.
 namespace bkfd::samples {
 
-inline void Put(Bytes& bytes, std::uint64_t value, std::size_t count) {
+inline void PutField(Bytes& bytes, std::uint64_t value, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         bytes.push_back(static_cast<std::uint8_t>(value >> 8 * i));
     }
 }
 
-inline void Put(Bytes& bytes, std::string_view text) {
+inline void PutField(Bytes& bytes, std::string_view text) {
     bytes.insert(bytes.end(), text.begin(), text.end());
 }
 
@@ -27,24 +27,24 @@ struct CregValue {
 /// A record of a block, with 8 bytes that it doesn't use.
 inline Bytes Record(std::uint32_t id, std::string_view name, const std::vector<CregValue>& values) {
     Bytes rest;
-    Put(rest, name.size(), 2);
-    Put(rest, values.size(), 2);
-    Put(rest, 0, 4);
-    Put(rest, name);
+    PutField(rest, name.size(), 2);
+    PutField(rest, values.size(), 2);
+    PutField(rest, 0, 4);
+    PutField(rest, name);
     for (const CregValue& value : values) {
-        Put(rest, value.type, 4);
-        Put(rest, 0, 4);
-        Put(rest, value.name.size(), 2);
-        Put(rest, value.data.size(), 2);
-        Put(rest, value.name);
-        Put(rest, value.data);
+        PutField(rest, value.type, 4);
+        PutField(rest, 0, 4);
+        PutField(rest, value.name.size(), 2);
+        PutField(rest, value.data.size(), 2);
+        PutField(rest, value.name);
+        PutField(rest, value.data);
     }
     Bytes record;
-    Put(record, rest.size() + 12 + 8, 4);
-    Put(record, id, 4);
-    Put(record, rest.size() + 12, 4);
+    PutField(record, rest.size() + 12 + 8, 4);
+    PutField(record, id, 4);
+    PutField(record, rest.size() + 12, 4);
     record.insert(record.end(), rest.begin(), rest.end());
-    Put(record, 0, 8);
+    PutField(record, 0, 8);
     return record;
 }
 
@@ -64,20 +64,20 @@ inline Bytes CregFile() {
                    {kNone, kNone, 0x10000},
                    {kNone, kNone, 0x10001}};
     Bytes file;
-    Put(file, "CREG");
-    Put(file, 0x10000, 4);
-    Put(file, 32 + 32 + (std::size(entries) + 12) * 28, 4);
-    Put(file, 0, 4);
-    Put(file, 2, 2);
+    PutField(file, "CREG");
+    PutField(file, 0x10000, 4);
+    PutField(file, 32 + 32 + (std::size(entries) + 12) * 28, 4);
+    PutField(file, 0, 4);
+    PutField(file, 2, 2);
     file.resize(32);
-    Put(file, "RGKN");
-    Put(file, 32 + (std::size(entries) + 12) * 28, 4);
-    Put(file, 32, 4);
-    Put(file, 32 + std::size(entries) * 28, 4);  // where the free ones begin
+    PutField(file, "RGKN");
+    PutField(file, 32 + (std::size(entries) + 12) * 28, 4);
+    PutField(file, 32, 4);
+    PutField(file, 32 + std::size(entries) * 28, 4);  // where the free ones begin
     file.resize(64);
     for (const auto& entry : entries) {
         for (const std::uint32_t field : {0U, 0U, kNone, 0U, entry.child, entry.next, entry.id}) {
-            Put(file, field, 4);
+            PutField(file, field, 4);
         }
     }
     file.resize(file.size() + 12 * 28);  // room for more
@@ -88,8 +88,8 @@ inline Bytes CregFile() {
          Record(0x10001, "D", {})}};
     for (const auto& block : records) {
         const std::size_t start = file.size();
-        Put(file, "RGDB");
-        Put(file, 32 + block[0].size() + block[1].size(), 4);
+        PutField(file, "RGDB");
+        PutField(file, 32 + block[0].size() + block[1].size(), 4);
         file.resize(start + 32);
         for (const Bytes& record : block) file.insert(file.end(), record.begin(), record.end());
     }

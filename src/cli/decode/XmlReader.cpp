@@ -11,7 +11,7 @@ namespace {
 constexpr int kDeepestElement = 64;
 // The parser goes through what it has of a tag or comment anew with each piece.
 constexpr std::size_t kLongestToken = std::size_t{1} << 20;
-constexpr std::size_t kPiece = 64 * 1024;
+constexpr std::size_t kParsedPiece = 64 * 1024;
 
 }  // namespace
 
@@ -71,7 +71,7 @@ XmlReader::~XmlReader() {
 
 bool XmlReader::Parse(std::string_view piece, bool isLast) {
     do {
-        const std::string_view part = piece.substr(0, kPiece);
+        const std::string_view part = piece.substr(0, kParsedPiece);
         piece.remove_prefix(part.size());
         const bool isEnd = isLast && piece.empty();
         const auto status = XML_Parse(parser_, part.data(), static_cast<int>(part.size()), isEnd);
