@@ -1,0 +1,87 @@
+#!/usr/bin/env python3
+"""clang-tidy over everything that is compiled for Linux.
+
+Without an argument: a short list over all of it, and the list of .clang-tidy over the folders that
+parse input from outside. With "all": that list over all of src/.
+
+Each library is one file here, so that headers are read once for all its sources. What passed isn't
+checked again until one of its files, of the headers that they include or of the lists has changed.
+"""
+import concurrent.futures
+import hashlib
+import json
+import os
+import pathlib
+import shlex
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = ROOT / "build" / "lint"
+SHORT = "--checks=-*,readability-braces-around-statements,bugprone-unused-return-value,bugprone-use-after-move"
+LONG = "--checks=-bugprone-suspicious-include"  # besides what .clang-tidy says: a library includes its sources
+PARSERS = ("src/base/", "src/formats/", "src/platform/image/")
+
+
+def configure():
+    """The build folder, of clang's since it can't read what GCC precompiles; returns its compile commands."""
+    for command in (["cmake", "--preset", "linux", "-B", BUILD, "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_C_COMPILER=clang",
+                     "-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=0"],
+                    ["cmake", "--build", BUILD, "--target", "bkfd_resources"]):
+        done = subprocess.run(command, cwd=ROOT, capture_output=True, text=True)
+        if done.returncode != 0:
+            raise SystemExit(done.stdout + done.stderr)
+    entries = json.loads((BUILD / "compile_commands.json").read_text())
+    return [entry for entry in entries if "/googletest/" not in entry["file"]]
+
+
+def digest(files, options):
+    total = hashlib.sha256(repr(options).encode())
+    for file in [ROOT / ".clang-tidy", *files]:
+        total.update(pathlib.Path(file).read_bytes())
+    return total.hexdigest()
+
+
+def parts(entry):
+    """The entry's file, and what of ours it includes, as the compiler names them."""
+    words = shlex.split(entry["command"])
+    at = words.index("-o")
+    del words[at:at + 2]
+    words[words.index("-c")] = "-MM"
+    rule = subprocess.run(words, cwd=entry["directory"], capture_output=True, text=True, check=True).stdout
+    names = rule.replace("\\\n", " ").split(": ", 1)[1].split()
+    return [os.path.normpath(os.path.join(entry["directory"], name)) for name in names]
+
+
+def check(entry, options):
+    """What clang-tidy says of the library; nothing if it passed."""
+    stamp = BUILD / "passed" / hashlib.sha256(entry["file"].encode()).hexdigest()[:24]
+    if stamp.exists():
+        known = json.loads(stamp.read_text())
+        if all(map(os.path.exists, known["files"])) and digest(known["files"], options) == known["digest"]:
+            return ""
+    done = subprocess.run(["clang-tidy", "-p", BUILD, "--quiet", "--extra-arg=-Wno-unknown-warning-option",
+                           "--header-filter=/(src|testing|tests|bench)/", *options, entry["file"]],
+                          cwd=ROOT, capture_output=True, text=True)
+    if done.returncode != 0:
+        return done.stdout + "".join(line for line in done.stderr.splitlines(True) if "error" in line)
+    files = parts(entry)
+    stamp.parent.mkdir(exist_ok=True)
+    stamp.write_text(json.dumps({"files": files, "digest": digest(files, options)}))
+    return ""
+
+
+def main():
+    if sys.argv[1:] not in ([], ["all"]):
+        raise SystemExit("usage: tools/check_lint.py [all]")
+    thorough = ("src/",) if sys.argv[1:] else PARSERS
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        jobs = [pool.submit(check, entry, [LONG if entry["file"].startswith(tuple(f"{BUILD}/{folder}" for folder in thorough))
+                                           else SHORT]) for entry in configure()]
+        said = [job.result() for job in jobs]
+    print("".join(said), end="")
+    return 1 if any(said) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
