@@ -1,5 +1,7 @@
 #include "platform/image/ImageJson.h"
 
+#include <cstdint>
+
 namespace bkfd {
 namespace {
 
@@ -25,6 +27,10 @@ void AppendPoint(Text& out, char32_t point) {
 }
 
 }  // namespace
+
+bool IsUint32(const ImageJson& value) {
+    return value.is_number_integer() && value >= 0 && value <= std::uint64_t{UINT32_MAX};
+}
 
 std::string ToImageJson(TextView text) {
     Text out;

@@ -29,19 +29,33 @@ std::string HexOf(const Bytes& bytes) {
     return hex;
 }
 
+int DigitOf(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    throw std::out_of_range("data");
+}
+
 Bytes BytesOfHex(const std::string& hex) {
-    const auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
+    if (hex.size() % 2 != 0) throw std::out_of_range("data");
     Bytes bytes;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-        bytes.push_back(static_cast<std::uint8_t>(digit(hex[i]) << 4 | digit(hex[i + 1])));
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        bytes.push_back(static_cast<std::uint8_t>(DigitOf(hex[i]) << 4 | DigitOf(hex[i + 1])));
     }
     return bytes;
+}
+
+/// A member that is a number of 32 bits; 0 if it is missing.
+std::uint32_t NumberOf(const ImageJson& record, const char* name) {
+    const auto found = record.find(name);
+    if (found == record.end()) return 0;
+    if (!IsUint32(*found)) throw std::out_of_range(name);
+    return found->get<std::uint32_t>();
 }
 
 MachineChange ChangeFrom(const ImageJson& record, MachineChange::Kind kind) {
     MachineChange change;
     change.kind = kind;
-    change.root = RegistryRoot{record.value("root", std::uint32_t{0})};
+    change.root = RegistryRoot{NumberOf(record, "root")};
     change.key = FromImageJson(record.value("key", ""));
     TextView components = change.key;
     const bool isRoot = NextKeyComponent(components).empty();
@@ -49,9 +63,9 @@ MachineChange ChangeFrom(const ImageJson& record, MachineChange::Kind kind) {
         throw std::out_of_range("key");
     }
     change.name = FromImageJson(record.value("name", ""));
-    change.value.type = RegistryType{record.value("type", std::uint32_t{0})};
+    change.value.type = RegistryType{NumberOf(record, "type")};
     change.value.data = BytesOfHex(record.value("data", ""));
-    change.number = record.value("number", std::uint32_t{0});
+    change.number = NumberOf(record, "number");
     return change;
 }
 
@@ -214,7 +228,7 @@ bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets) 
         return false;
     } catch (const ImageJson::exception&) {
         return false;
-    } catch (const std::out_of_range&) {  // no such root, or no key that can be changed so
+    } catch (const std::out_of_range&) {  // no such root, no key that can be changed so, no number
         return false;
     }
 }

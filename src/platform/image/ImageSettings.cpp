@@ -13,12 +13,6 @@ namespace {
 /// Reads one key's value; an empty text is success, else what is wrong with it.
 using KeyReader = std::string (*)(const ImageJson& value, ImageSettings& settings);
 
-constexpr std::uint64_t kMaxUint32 = 0xFFFF'FFFF;
-
-bool IsUint32(const ImageJson& value) {
-    return value.is_number_integer() && value >= 0 && value <= kMaxUint32;
-}
-
 bool IsVersionPart(const ImageJson& value) {
     return IsUint32(value) && value <= 0xFFFF;
 }
