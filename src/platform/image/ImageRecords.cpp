@@ -86,7 +86,8 @@ void ReplayChange(const MachineChange& change, ReplayTargets& targets) {
             }
             break;
         case MachineChange::Kind::DeleteKey:
-            targets.tree.Root(change.root).Remove(change.key);
+            // The files would gain the key above it.
+            if (!targets.tree.Root(change.root).Remove(change.key)) return;
             break;
     }
     targets.registryFiles.Apply(change);
