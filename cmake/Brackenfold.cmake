@@ -37,7 +37,7 @@ function(bkfd_library name)
 endfunction()
 
 # bkfd_precompile(NAME HEADERS): in the build with sanitizers, which would else spend a third of its time
-# on the same headers again and again. The other builds show that each file includes what it needs.
+# on the same headers again and again. The optimised build shows that each file includes what it needs.
 function(bkfd_precompile name headers)
   if(BKFD_SANITIZE)
     target_precompile_headers(${name} REUSE_FROM ${headers})

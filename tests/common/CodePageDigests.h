@@ -10,7 +10,7 @@ namespace bkfd {
 template <class Encode>
 std::uint32_t DigestOfCodePage(Encode encode) {
     std::uint32_t digest = 2'166'136'261;  // FNV-1a
-    const auto add = [&digest](std::uint8_t byte) { digest = (digest ^ byte) * 16'777'619; };
+    const auto add = [&digest](std::uint8_t added) { digest = (digest ^ added) * 16'777'619; };
     for (std::uint32_t unit = 0x80; unit < 0x1'0000; ++unit) {
         if (unit >= 0xD800 && unit < 0xE000) continue;
         const std::string bytes = encode(static_cast<char16_t>(unit));
