@@ -54,14 +54,6 @@ function(bkfd_header_library name)
   endif()
 endfunction()
 
-# bkfd_compile_together(NAME...): the build with sanitizers compiles several files of these at once, since
-# each would spend most of its time on templates of the same headers.
-function(bkfd_compile_together)
-  if(BKFD_SANITIZE)
-    set_target_properties(${ARGN} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 5)
-  endif()
-endfunction()
-
 # bkfd_run_often(NAME...): these libraries are where the tests spend their time, so the build with
 # sanitizers optimises them; all else compiles faster without.
 function(bkfd_run_often)
