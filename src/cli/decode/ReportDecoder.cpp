@@ -214,7 +214,7 @@ class EntryDecoder {
             return FromText(utf8);
         }
         if (writer.HasRemarks()) {
-            report_.problems.push_back(name + " holds comments; that is in no file");
+            report_.problems.push_back(name + " holds comments or instructions; that is in no file");
         }
         if (name == "SuspiciousFiles") std::ranges::move(writer.TakePaths(), Paths());
         return FromString(writer.TakeDocument());
@@ -250,13 +250,13 @@ class EnvelopeReader final : public XmlHandler {
     }
 
     void OnStart(const char* name, const char** attributes) override {
-        if (*attributes != nullptr) Leave(depth_ == 0 ? "the envelope" : name, "attributes");
         if (++depth_ == 2) {
             name_ = name;
             text_.clear();
         } else if (depth_ > 2) {
-            Leave(name_, "elements");
+            Leave("elements");
         }
+        if (*attributes != nullptr) Leave("attributes");
     }
 
     void OnEnd(const char*) override {
@@ -276,15 +276,17 @@ class EnvelopeReader final : public XmlHandler {
         if (depth_ == 2) {
             text_ += text;
         } else if (depth_ == 1 && text.find_first_not_of(" \t\r\n") != std::string_view::npos) {
-            Leave("the envelope", "text between its entries");
+            Leave("text between its entries");
         }
     }
 
-    void OnRemark() override { Leave(depth_ == 2 ? name_ : "the envelope", "comments"); }
+    void OnRemark() override { Leave("comments or instructions"); }
 
   private:
-    /// Tells of something that no file shows, once an entry.
-    void Leave(const std::string& where, const char* what) {
+    /// Tells of something that no file shows, once an entry, whatever the names inside it are: there
+    /// are no more problems than entries allow.
+    void Leave(const char* what) {
+        const std::string where = depth_ < 2 ? "the envelope" : name_;
         if (!lost_.insert(where + what).second) return;
         report_.problems.push_back(where + " holds " + what + "; that is in no file");
     }
