@@ -90,7 +90,10 @@ class ReceiverTest(unittest.TestCase):
                 ("two lengths", b"Content-Length: 35\r\nContent-Length: 35\r\n"),
                 ("lengths that differ", b"Content-Length: 1\r\nContent-Length: 35\r\n"),
                 ("chunks", b"Transfer-Encoding: chunked\r\n"),
-                ("chunks beside a length", b"Content-Length: 35\r\nTransfer-Encoding: chunked\r\n")]:
+                ("chunks beside a length", b"Content-Length: 35\r\nTransfer-Encoding: chunked\r\n"),
+                ("chunks behind no header", b"Content-Length: 35\r\nx\r\nTransfer-Encoding: chunked\r\n"),
+                ("a blank before the colon", b"Content-Length: 35\r\nTransfer-Encoding : chunked\r\n"),
+                ("a header of two lines", b"Content-Length: 35\r\nX: y\r\n Content-Length: 1\r\n")]:
             with self.subTest(label):
                 self.assertEqual(self.exchange(b"POST /php/ic.php HTTP/1.1\r\nHost: x\r\n" + headers +
                                                b"\r\n" + REPORT), 400)

@@ -8,7 +8,7 @@ Listens on loopback unless told otherwise; port 0 takes a free one. "listening o
 printed when it is ready. A POST to /php/ic.php is stored in a new folder below FOLDER: `body` as it
 came, `subject` decoded, and `received` with the time and the sender. The answer is 200. Everything
 else is refused: another path 404, another method 405, no length 411, several or one beside chunks
-400, more than 64 MiB 413, no report or one without an archive 400, no room to store it 507. Read the
+400, malformed headers 400, more than 64 MiB 413, no report or one without an archive 400, no room to store it 507. Read the
 reports with `brackenfold decode FOLDER/.../body`. It also serves as the sender's HTTP proxy, which
 makes tests of the real address simple.
 
@@ -79,6 +79,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
         super().handle_one_request()
 
     def do_POST(self):
+        if not self.has_plain_headers():
+            return self.refuse(400, "malformed headers")
         if not self.is_support_address():
             return self.refuse(404, "no such page")
         if self.headers.get_all("Transfer-Encoding"):
@@ -131,6 +133,12 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 length -= len(piece)
             file.flush()
             os.fsync(file.fileno())
+
+    def has_plain_headers(self):
+        """A line that is no header hides all behind it from us, but not from a proxy before us; so may
+        a header of several lines."""
+        return not self.headers.defects and not any(
+            "\n" in value or "\r" in value for value in self.headers.values())
 
     def is_support_address(self):
         """A proxy is given the whole address, a server its path."""
