@@ -64,14 +64,20 @@ function(bkfd_run_often)
 endfunction()
 
 # bkfd_test(NAME SOURCES ... DEPENDS ... [PARTS N]): a GoogleTest program, run by ctest as a whole. A
-# program of long tests is run first, in N parts side by side, with shorter memory of who allocated what.
+# program of long tests is optimised and run first, in N parts side by side, with shorter memory of who
+# allocated what.
 function(bkfd_test name)
   cmake_parse_arguments(ARG "" "PARTS" "SOURCES;DEPENDS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE bkfd_options ${ARG_DEPENDS} gmock_main)
   target_compile_definitions(${name} PRIVATE BKFD_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
-  bkfd_precompile(${name} bkfd_test_headers)
+  if(ARG_PARTS)
+    target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/common/OptimisedTemplates.cpp)
+    set_target_properties(${name} PROPERTIES BKFD_IS_OPTIMISED ON)
+  else()
+    bkfd_precompile(${name} bkfd_test_headers)
+  endif()
   if(WIN32)
     return()
   elseif(NOT ARG_PARTS)
@@ -82,6 +88,6 @@ function(bkfd_test name)
   foreach(part RANGE ${last})
     add_test(NAME ${name}_${part} COMMAND ${name})
     set_tests_properties(${name}_${part} PROPERTIES COST 100
-      ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_PARTS};GTEST_SHARD_INDEX=${part};ASAN_OPTIONS=malloc_context_size=1:quarantine_size_mb=16")
+      ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_PARTS};GTEST_SHARD_INDEX=${part};ASAN_OPTIONS=malloc_context_size=1:quarantine_size_mb=4")
   endforeach()
 endfunction()

@@ -1,12 +1,15 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <string>
 
 #include "common/HostFolder.h"
 #include "common/RemovalFixture.h"
+#include "platform/files/HostFiles.h"
 #include "platform/image/MachineImage.h"
 #include "removal/CPaRemover.h"
 
@@ -27,6 +30,29 @@ struct ExampleCopy : HostFolder {
         return std::get<std::unique_ptr<ImageMachine>>(LoadMachineImage(Path()));
     }
 };
+
+/// What the machine's folder holds at the durable writes of the work, in their order: what is left
+/// there if the process ends at that point. What two points in a row leave alike is there once; the
+/// last one is of the work's end.
+inline std::list<ExampleCopy> StatesAtWritePoints(const ExampleCopy& machine,
+                                                  const std::function<void()>& work) {
+    std::list<ExampleCopy> states;
+    std::map<std::string, std::string> last;
+    const auto keep = [&](const char*) {
+        auto now = machine.Snapshot();
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(machine.Path())) {
+            if (entry.is_directory()) now.emplace(entry.path().string(), "");
+        }
+        if (now == last) return;
+        last = std::move(now);
+        states.emplace_back(ImageFolder{machine.Path()});
+    };
+    SetWritePointHook(keep);
+    work();
+    SetWritePointHook({});
+    keep("end");
+    return states;
+}
 
 /// A user who says OK to everything.
 class WillingToolkit final : public HeadlessToolkit {

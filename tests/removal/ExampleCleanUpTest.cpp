@@ -5,14 +5,13 @@
 
 #include "common/BrowserKeys.h"
 #include "common/ExampleMachine.h"
-#include "common/WritePoints.h"
+#include "common/FaultSweep.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "processes/AsideFiles.h"
 #include "processes/CProcessManager.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
 #include "services/FileUtil.h"
-#include "testing/FaultMachine.h"
 
 namespace bkfd {
 namespace {
@@ -59,24 +58,20 @@ TEST_P(ExampleFaultSweep, LosesNothingWhateverCallFails) {
     const ExampleCopy copy(example);
     const auto image = copy.Load();
     const FileSet before = FilesOf(*image);
-    std::size_t call = 0;
-    std::size_t calls = 0;
-    do {
-        SCOPED_TRACE("call " + std::to_string(++call));
-        OverlayMachine overlay(*image);
-        FaultMachine faulty(overlay);
-        std::string log;
-        {
-            Engine engine(faulty);
-            faulty.FailCall(call, lasting);
+    OverlayMachine overlay(*image);
+    std::string log;
+    SweepFaults(
+        overlay, lasting,
+        [&](SplittingMachine& splitting) {
+            Engine engine(splitting);
+            splitting.Begin();
             (void)engine.CleanUp();
-            calls = faulty.CallCount();
             log = engine.log->text;
-        }
-        ExpectNothingLost(overlay, before, log, listing);
-        ExpectNormalEnd(overlay, before, log, listing);
-    } while (calls >= call && !HasFailure());
-    EXPECT_GT(call, 100U);
+        },
+        [&] {
+            ExpectNothingLost(overlay, before, log, listing);
+            ExpectNormalEnd(overlay, before, log, listing);
+        });
 }
 
 INSTANTIATE_TEST_SUITE_P(Sweep, ExampleFaultSweep,
@@ -89,24 +84,19 @@ INSTANTIATE_TEST_SUITE_P(Sweep, ExampleFaultSweep,
                                                                                 : "ForGood");
                          });
 
-/// Cleans the image in a process that ends at that write.
-bool CleanUntil(const ExampleCopy& copy, int point) {
-    return EndsAt(point, [&] {
-        const auto image = copy.Load();
-        Engine engine(*image);
-        if (!engine.CleanUp()) _exit(2);
-    });
-}
-
 TEST(ExampleKillSweep, LosesNothingWhereverTheProcessEnds) {
-    const FileSet before = FilesOf(*ExampleCopy("hijacked-xp").Load());
-    int point = 0;
-    for (bool wasEnded = true; wasEnded && !HasFailure();) {
-        SCOPED_TRACE("write point " + std::to_string(++point));
-        const ExampleCopy copy("hijacked-xp");
-        wasEnded = CleanUntil(copy, point);
+    const ExampleCopy copy("hijacked-xp");
+    const FileSet before = FilesOf(*copy.Load());
+    const auto states = StatesAtWritePoints(copy, [&] {
         const auto image = copy.Load();
+        EXPECT_TRUE(Engine(*image).CleanUp());
+    });
+    int point = 0;
+    for (const ExampleCopy& state : states) {
+        SCOPED_TRACE("write point " + std::to_string(++point));
+        const auto image = state.Load();
         ExpectNormalEnd(*image, before, "", Listing::Whole);
+        if (HasFailure()) return;
     }
     EXPECT_GT(point, 20);
 }
@@ -119,33 +109,33 @@ bool HasContent(const FileSet& files, std::string_view content) {
 
 TEST(ReplacementKillSweep, LosesNeitherFileWhereverTheProcessEnds) {
     constexpr char16_t kBad[] = u"C:\\bad.dll";
+    const auto disable = [&](const ExampleCopy& on) {
+        const auto image = on.Load();
+        Engine engine(*image);
+        CProcessManager manager;
+        manager.Init(engine.log);
+        manager.RenameParasiteFileEx(kBad);
+    };
+    const ExampleCopy copy("clean-xp");
+    copy.Write("drives/c/bad.dll", "fresh");
+    copy.Write("drives/c/parasite_bad.dll.parasite", "earlier");
     int point = 0;
-    for (bool wasEnded = true; wasEnded && !HasFailure();) {
+    for (const ExampleCopy& state : StatesAtWritePoints(copy, [&] { disable(copy); })) {
         SCOPED_TRACE("write point " + std::to_string(++point));
-        const ExampleCopy copy("clean-xp");
-        copy.Write("drives/c/bad.dll", "fresh");
-        copy.Write("drives/c/parasite_bad.dll.parasite", "earlier");
-        const auto disable = [&] {
-            const auto image = copy.Load();
-            Engine engine(*image);
-            CProcessManager manager;
-            manager.Init(engine.log);
-            manager.RenameParasiteFileEx(kBad);
-        };
-        wasEnded = EndsAt(point, disable);
         {
-            const auto image = copy.Load();
+            const auto image = state.Load();
             const Engine engine(*image);
             const FileSet files = FilesOf(*image);
             EXPECT_TRUE(HasContent(files, "fresh"));
             EXPECT_TRUE(HasContent(files, "earlier") || !files.contains(u"c:\\bad.dll"));
             EXPECT_TRUE(HasDisabledFile(kBad));
         }
-        copy.Write("drives/c/bad.dll", "fresh");
-        disable();
-        EXPECT_FALSE(HasContent(FilesOf(*copy.Load()), "earlier"));
-        EXPECT_EQ(copy.Read("drives/c/parasite_bad.dll.parasite"), "fresh");
-        EXPECT_FALSE(copy.Has("drives/c/bad.dll"));
+        state.Write("drives/c/bad.dll", "fresh");
+        disable(state);
+        EXPECT_FALSE(HasContent(FilesOf(*state.Load()), "earlier"));
+        EXPECT_EQ(state.Read("drives/c/parasite_bad.dll.parasite"), "fresh");
+        EXPECT_FALSE(state.Has("drives/c/bad.dll"));
+        if (HasFailure()) return;
     }
     EXPECT_GT(point, 10);
 }

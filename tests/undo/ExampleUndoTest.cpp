@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "common/ExampleMachine.h"
-#include "common/WritePoints.h"
+#include "common/FaultSweep.h"
 #include "platform/RootNames.h"
-#include "platform/forward/ForwardMachine.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/undo/UndoMachine.h"
 #include "services/RegistryAccess.h"
-#include "testing/FaultMachine.h"
 #include "undo/TakeBack.h"
 #include "undo/UndoRecords.h"
 #include "undo/UndoText.h"
@@ -86,51 +84,27 @@ TEST(ExampleUndo, GivesEveryMachineBackAsItWas) {
     }
 }
 
-/// Counts the calls before the first that changes something.
-class FirstChange final : private CallGate, public ForwardMachine {
-  public:
-    explicit FirstChange(Machine& target) : ForwardMachine(target, static_cast<CallGate&>(*this)) {}
-
-    std::size_t CallsBefore() const { return before_; }
-
-  private:
-    Status Enter(const char* call) override {
-        hasChanged_ = hasChanged_ || call == std::string("CreateDirectoryW");
-        if (!hasChanged_) ++before_;
-        return {};
-    }
-
-    std::size_t before_ = 0;
-    bool hasChanged_ = false;
-};
-
 class UndoFaultSweep : public testing::TestWithParam<std::tuple<std::string, Lasting>> {
   protected:
     UndoFaultSweep() : copy_(std::get<0>(GetParam())), image_(copy_.Load()), engine_(*image_) {
         before_ = StateOf(*image_);
     }
 
-    /// Lets one call after the other fail while `work` runs on a machine over `below`. Then all
-    /// works again, and all that is left is taken back.
-    template <class Work>
-    void Sweep(ModelMachine& below, const Work& work, std::size_t first = 0) {
-        std::size_t calls = 0;
-        std::size_t call = first;
-        do {
-            SCOPED_TRACE("call " + std::to_string(++call));
-            OverlayMachine overlay(below);
-            FaultMachine faulty(overlay);
-            {
-                KeptEngine kept(faulty);
-                faulty.FailCall(call, std::get<1>(GetParam()));
+    /// Lets each call fail while `work` runs on the machine, from the first of that name on. Then
+    /// all works again, and all that is left is taken back.
+    void Sweep(Machine& machine, const std::function<void(Engine&)>& work, const char* from) {
+        SweepFaults(
+            machine, std::get<1>(GetParam()),
+            [&](SplittingMachine& splitting) {
+                KeptEngine kept(splitting);
+                splitting.Begin(from);
                 work(kept.engine);
-                calls = faulty.CallCount();
-            }
-            KeptEngine kept(overlay);
-            EXPECT_EQ(TakeAllBack(), "") << faulty.FailedCall();
-            EXPECT_TRUE(StateOf(overlay) == before_) << faulty.FailedCall();
-        } while (calls >= call && !HasFailure());
-        EXPECT_GT(call - first, 100U);
+            },
+            [&] {
+                KeptEngine kept(machine);
+                EXPECT_EQ(TakeAllBack(), "");
+                EXPECT_TRUE(StateOf(machine) == before_);
+            });
     }
 
     ExampleCopy copy_;
@@ -142,25 +116,21 @@ class UndoFaultSweep : public testing::TestWithParam<std::tuple<std::string, Las
 TEST_P(UndoFaultSweep, BringsBackTheStateBeforeTheCleanUp) {
     // What fails before the record is made changes what is found, and nothing else.
     OverlayMachine overlay(*image_);
-    FirstChange counting(overlay);
-    KeptEngine(counting).engine.CleanUp();
     Sweep(
-        *image_, [](Engine& engine) { (void)engine.CleanUp(); }, counting.CallsBefore());
+        overlay, [](Engine& engine) { (void)engine.CleanUp(); }, "CreateDirectoryW");
 }
 
 TEST_P(UndoFaultSweep, BringsItBackAfterAFailedUndo) {
     OverlayMachine cleaned(*image_);
-    {
-        KeptEngine kept(cleaned);
-        EXPECT_TRUE(kept.engine.CleanUp());
-    }
-    Sweep(cleaned, [](Engine&) {
+    EXPECT_TRUE(KeptEngine(cleaned).engine.CleanUp());
+    const auto undo = [](Engine&) {
         try {
             (void)TakeBack(1);
         } catch (const RuntimeError&) {
             // Told, and nothing done.
         }
-    });
+    };
+    Sweep(cleaned, undo, "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Sweep, UndoFaultSweep,
@@ -172,22 +142,22 @@ INSTANTIATE_TEST_SUITE_P(Sweep, UndoFaultSweep,
                                         : std::string("XPForGood");
                          });
 
-/// Ends the process at each durable write of `work` on a copy of the image, then takes all back.
-void KillSweep(const std::string& from, const std::string& before,
+/// Takes all back in each state in which the process can have ended while `work` ran.
+void KillSweep(const ExampleCopy& copy, const std::string& before,
                const std::function<void(Engine&)>& work) {
-    int point = 0;
-    for (bool wasEnded = true; wasEnded && !testing::Test::HasFailure();) {
-        SCOPED_TRACE("write point " + std::to_string(++point));
-        const ExampleCopy copy(ImageFolder{from});
-        wasEnded = EndsAt(point, [&] {
-            const auto image = copy.Load();
-            KeptEngine kept(*image);
-            work(kept.engine);
-        });
+    const auto states = StatesAtWritePoints(copy, [&] {
         const auto image = copy.Load();
+        KeptEngine kept(*image);
+        work(kept.engine);
+    });
+    int point = 0;
+    for (const ExampleCopy& state : states) {
+        SCOPED_TRACE("write point " + std::to_string(++point));
+        const auto image = state.Load();
         KeptEngine kept(*image);
         EXPECT_EQ(TakeAllBack(), "");
         EXPECT_TRUE(StateOf(*image) == before);
+        if (testing::Test::HasFailure()) return;
     }
     EXPECT_GT(point, 100);
 }
@@ -200,13 +170,9 @@ TEST(UndoKillSweep, BringsBackTheStateWhereverTheProcessEnds) {
         const Engine engine(*image);
         before = StateOf(*image);
     }
-    KillSweep(copy.Path(), before, [](Engine& engine) { (void)engine.CleanUp(); });
-    {
-        const auto image = copy.Load();
-        KeptEngine kept(*image);
-        EXPECT_TRUE(kept.engine.CleanUp());
-    }
-    KillSweep(copy.Path(), before, [](Engine&) { (void)TakeBack(1); });
+    KillSweep(copy, before, [](Engine& engine) { EXPECT_TRUE(engine.CleanUp()); });
+    // The cleanup stands; the same for its undo.
+    KillSweep(copy, before, [](Engine&) { EXPECT_TRUE(TakeBack(1).IsWhole()); });
 }
 
 }  // namespace
