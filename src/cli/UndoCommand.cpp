@@ -29,9 +29,9 @@ undo is recorded too and can be undone in turn.
 Exit code 0 if all that can be undone is as before; 2 if something failed, or if the answer was
 Cancel; 3 if something was left alone. What the registry editor imports isn't recorded.
 
-With --json: without ID {"schema", "items": [{"record", "time", "operation", "changes",
-"notUndoable", "state", "undoes", "canBeUndone"}]}; with ID {"schema", "record": of this undo,
-"undone": ID, "changes": [{"kind", "place", "before", "after", "now", "outcome", "done"}],
+With --json: without ID {"schema", "machine", "items": [{"record", "time", "operation", "changes",
+"notUndoable", "state", "undoes", "canBeUndone"}]}; with ID {"schema", "machine", "record": of this
+undo, "undone": ID, "changes": [{"kind", "place", "before", "after", "now", "outcome", "done"}],
 "failed": [{"kind", "name", "error"}]}. Without --yes it changes nothing, since nobody is asked.)";
 
 /// Errors of the engine are the command's.
@@ -72,17 +72,25 @@ class UndoCommand final : public Command {
         SessionUse use = isChange ? ChangingUse(context, yes_ || isDryRun_) : SessionUse{};
         use.isDryRun = isDryRun_;
         MachineSession session(context, use);
-        if (!forgotten_.empty()) return Forget(context, NumberOf(forgotten_));
-        if (id_.empty()) return List(context);
+        if (!forgotten_.empty()) return Forget(context, session, NumberOf(forgotten_));
+        if (id_.empty()) return List(context, session);
         const RecordId id = ChosenRecord();
-        return regFile_.empty() ? Undo(context, id) : WriteReg(context, id);
+        return regFile_.empty() ? Undo(context, session, id) : WriteReg(context, session, id);
     }
 
   private:
-    static int List(const CommandContext& context) {
+    /// The beginning of the session's document with more members.
+    static void PrintDocument(const CommandContext& context, const MachineSession& session,
+                              const Json& members) {
+        Json document = session.NewDocument();
+        document.update(members);
+        PrintJson(context.console.out, document);
+    }
+
+    static int List(const CommandContext& context, const MachineSession& session) {
         const std::vector<UndoSummary> records = ListUndoRecords();
         if (context.asJson) {
-            PrintJson(context.console.out, {{"schema", 2}, {"items", RecordsToJson(records)}});
+            PrintDocument(context, session, {{"items", RecordsToJson(records)}});
         } else {
             PrintRecords(context.console, records);
         }
@@ -104,7 +112,7 @@ class UndoCommand final : public Command {
         return false;
     }
 
-    int Undo(CommandContext& context, RecordId id) const {
+    int Undo(CommandContext& context, const MachineSession& session, RecordId id) const {
         const UndoRecord record = Reported([&] { return ReadRecord(id); });
         const std::string question = "Are you sure you want to undo '" +
                                      ToUtf8(OperationTitle(record.operation)) + "' of " +
@@ -112,9 +120,7 @@ class UndoCommand final : public Command {
         if (!isDryRun_ && !IsWanted(context, question)) return ExitCode::Failed;
         const UndoResult result = Reported([&] { return TakeBack(id, {isForced_}); });
         if (context.asJson) {
-            Json document = {{"schema", 2}};
-            document.update(UndoToJson(result));
-            PrintJson(context.console.out, document);
+            PrintDocument(context, session, UndoToJson(result));
         } else {
             PrintUndo(context.console, result, isDryRun_);
         }
@@ -124,7 +130,7 @@ class UndoCommand final : public Command {
         return hasFailed ? ExitCode::Failed : ExitCode::Incomplete;
     }
 
-    int WriteReg(const CommandContext& context, RecordId id) const {
+    int WriteReg(const CommandContext& context, const MachineSession& session, RecordId id) const {
         const UndoRecord record = Reported([&] { return ReadRecord(id); });
         if (!record.IsUsable()) {
             throw CommandError("record " + std::to_string(id) +
@@ -138,21 +144,21 @@ class UndoCommand final : public Command {
         const std::string written = files.Write(regFile_.substr(cut), content);
         files.Keep();
         if (context.asJson) {
-            PrintJson(context.console.out, {{"schema", 2}, {"file", written}});
+            PrintDocument(context, session, {{"file", TextToJson(FromUtf8(written))}});
         } else {
             context.console.out << PrintableText(FromUtf8(written)) << '\n';
         }
         return ExitCode::Done;
     }
 
-    static int Forget(CommandContext& context, RecordId id) {
+    static int Forget(CommandContext& context, const MachineSession& session, RecordId id) {
         (void)Reported([&] { return ReadRecord(id); });
         if (!IsWanted(context, "Are you sure you want to remove record " + std::to_string(id) +
                                    "? What it tells of can't be undone any more.")) {
             return ExitCode::Failed;
         }
         Reported([&] { ForgetRecord(id); });
-        if (context.asJson) PrintJson(context.console.out, {{"schema", 2}, {"forgotten", id}});
+        if (context.asJson) PrintDocument(context, session, {{"forgotten", id}});
         return ExitCode::Done;
     }
 

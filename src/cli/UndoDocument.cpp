@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "cli/TextTable.h"
+#include "platform/undo/UndoFolder.h"
 #include "ui/terminal/PrintableText.h"
 #include "undo/UndoText.h"
 
@@ -97,8 +98,9 @@ Json UndoToJson(const UndoResult& result) {
                           {"error", TextToJson(step.error)}});
     }
     if (!result.failure.empty()) {
-        failed.push_back(
-            {{"kind", "record"}, {"name", nullptr}, {"error", TextToJson(result.failure)}});
+        failed.push_back({{"kind", "record"},
+                          {"name", TextToJson(UndoFolderPath(TheMachine().System()))},
+                          {"error", TextToJson(result.failure)}});
     }
     return {{"record", IdOrNull(result.record)},
             {"undone", result.undone},

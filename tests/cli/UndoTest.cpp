@@ -67,6 +67,8 @@ TEST(Undo, LeavesWhatSomethingElseChangedUnlessForced) {
     machine.Write(kOther,
                   "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\"
                   "Microsoft\\Internet Explorer\\Main]\r\n\"Start Page\"=\"theirs\"\r\n\r\n");
+    const CliRun told = RunOn(machine, {"undo", "last", "--dry-run", "--json"});
+    EXPECT_EQ(told.Document()["failed"][0]["error"], "the value was set to something else");
     const CliRun careful = RunOn(machine, {"undo", "last", "--yes"});
     EXPECT_EQ(careful.code, ExitCode::Incomplete);
     EXPECT_THAT(careful.out, HasSubstr("now:    \"theirs\""));
@@ -82,7 +84,7 @@ TEST(Undo, WritesForgetsAndRefusesRecords) {
     ASSERT_EQ(RunOn(machine, {"settings", "--restore", "--yes"}).code, ExitCode::Done);
     const HostFolder folder;
     const std::string file = folder.Path("before.reg");
-    EXPECT_EQ(RunOn(machine, {"undo", "1", "--reg", file}).code, ExitCode::Done);
+    EXPECT_EQ(RunOn(machine, {"undo", "1", "--reg", file, "--json"}).Document()["file"], file);
     EXPECT_EQ(folder.Read("before.reg").substr(0, 4), std::string("\xFF\xFEW\0", 4));
     EXPECT_EQ(RunOn(machine, {"undo", "1", "--reg", file}).code, ExitCode::Failed);
 
@@ -93,11 +95,13 @@ TEST(Undo, WritesForgetsAndRefusesRecords) {
     machine.Write(kRecord, record.substr(0, 300) + "x" + record.substr(301));
     const CliRun damaged = RunOn(machine, {"undo", "1", "--yes"});
     EXPECT_EQ(damaged.code, ExitCode::Failed);
+    EXPECT_EQ(RunOn(machine, {"undo", "--json"}).Document()["items"][0]["state"], "damaged record");
     EXPECT_THAT(damaged.err, HasSubstr("damaged record"));
 
     EXPECT_EQ(RunOn(machine, {"undo", "--forget", "1"}, "c\n").code, ExitCode::Failed);
     EXPECT_TRUE(machine.Has(kRecord));
-    EXPECT_EQ(RunOn(machine, {"undo", "--forget", "1", "--yes"}).code, ExitCode::Done);
+    EXPECT_EQ(RunOn(machine, {"undo", "--forget", "1", "--yes", "--json"}).Document()["forgotten"],
+              1);
     EXPECT_FALSE(machine.Has(kRecord));
 }
 
