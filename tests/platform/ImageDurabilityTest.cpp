@@ -394,6 +394,11 @@ TEST(ImageDurability, ATimeOfItsOwnGoesOnFromUseToUse) {
         last = now();
     }
     EXPECT_GE(last, AddSeconds(begin, 600));
+
+    // No later time could be read back.
+    image.Write("machine.json", R"({"family": "nt", "now": "9999-12-31T23:59:30"})");
+    for (const Step& step : {kSteps[0], *std::rbegin(kSteps)}) step(*image.Load());
+    EXPECT_EQ(FormatDate(now()), u"9999-12-31 23:59:59");
 }
 
 TEST(ImageDurability, NoTimeIsSeenTwiceBesideAChangeWhereverTheProcessEnds) {

@@ -2,6 +2,7 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "platform/files/HostFiles.h"
@@ -17,6 +18,12 @@ constexpr std::int64_t kSecondsAUse = 60;
 constexpr double kSecondsADay = 86'400;
 /// What an image of the host's clock has been up for beyond the host itself.
 constexpr std::uint64_t kUpBeforeHost = 3'600'000;
+
+/// For machine.json, which can't tell of a time behind the year 9999.
+Date LaterToKeep(Date date, std::int64_t seconds) {
+    static const Date last = ToDate({9999, 12, 31, 23, 59, 59, 0});
+    return std::min(AddSeconds(date, seconds), last);
+}
 
 Date HostNow() {
     timespec now{};
@@ -58,7 +65,7 @@ void ImageClock::Sleep(std::uint32_t milliseconds) {
 ImageTime ImageClock::ForNextUse() {
     if (!time_.now) return time_;
     ImageTime next = time_;
-    next.now = AddSeconds(Now(), kSecondsAUse);
+    next.now = LaterToKeep(Now(), kSecondsAUse);
     // Given, so that Windows started when it did.
     next.uptimeMs = TickCount() + static_cast<std::uint32_t>(kSecondsAUse * 1000);
     return next;
@@ -70,7 +77,7 @@ Date ImageClock::BootTime() {
 
 void ImageClock::Restart() {
     if (time_.now) {
-        time_.now = AddSeconds(Now(), kRestartSeconds);
+        time_.now = LaterToKeep(Now(), kRestartSeconds);
         time_.uptimeMs = 0;
         slept_ = 0;
         return;
