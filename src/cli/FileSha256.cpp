@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "cli/JsonLine.h"
+#include "base/Hex.h"
 #include "platform/Machine.h"
 
 namespace bkfd {

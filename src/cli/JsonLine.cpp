@@ -51,14 +51,4 @@ void AppendJsonString(std::string& line, TextView text) {
     line += '"';
 }
 
-void AppendHex(std::string& line, ByteView bytes) {
-    const std::size_t start = line.size();
-    line.resize(start + 2 * bytes.size());
-    char* digit = line.data() + start;
-    for (const std::uint8_t byte : bytes) {
-        *digit++ = kDigits[byte >> 4];
-        *digit++ = kDigits[byte & 15];
-    }
-}
-
 }  // namespace bkfd

@@ -3,14 +3,11 @@
 #include <string>
 
 #include "base/Text.h"
-#include "formats/LittleEndian.h"
 
 namespace bkfd {
 
 /// Appends a text as a JSON string with its quotes. Every unit comes back: a lone surrogate is
 /// written as an escape, and so are control characters and those that turn the writing direction.
 void AppendJsonString(std::string& line, TextView text);
-/// Appends two lower-case hexadecimal digits for each byte.
-void AppendHex(std::string& line, ByteView bytes);
 
 }  // namespace bkfd

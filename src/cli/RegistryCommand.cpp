@@ -1,6 +1,7 @@
 #include <charconv>
 #include <ostream>
 
+#include "base/Hex.h"
 #include "cli/Commands.h"
 #include "cli/JsonLine.h"
 #include "cli/RegistryFile.h"

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
+
+#include "base/Hex.h"
 
 namespace bkfd {
 namespace {
@@ -18,16 +21,6 @@ constexpr KindName kKindNames[] = {
     {MachineChange::Kind::EndProcess, "end process"},
     {MachineChange::Kind::SetAttributes, "set attributes"},
 };
-
-std::string HexOf(const Bytes& bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string hex;
-    for (const std::uint8_t byte : bytes) {
-        hex.push_back(kDigits[byte >> 4]);
-        hex.push_back(kDigits[byte & 15]);
-    }
-    return hex;
-}
 
 int DigitOf(char c) {
     if (c >= '0' && c <= '9') return c - '0';
@@ -160,7 +153,9 @@ ImageJson ChangeRecord(const MachineChange& change) {
     record["name"] = ToImageJson(change.name);
     if (change.kind != MachineChange::Kind::SetValue) return record;
     record["type"] = static_cast<std::uint32_t>(change.value.type);
-    record["data"] = HexOf(change.value.data);
+    std::string digits;
+    AppendHex(digits, change.value.data);
+    record["data"] = std::move(digits);
     return record;
 }
 
