@@ -5,7 +5,6 @@
 #include "cli/MachineSession.h"
 #include "platform/files/HostFiles.h"
 #include "platform/undo/RecordedOperation.h"
-#include "processes/AsideFiles.h"
 #include "processes/CProcessManager.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
@@ -23,16 +22,6 @@ constexpr char kRestoreHelp[] =
 deleted; undo takes the whole cleanup back. A newer file of that name is replaced.
 
 With --json: the list of files that can still be restored.)";
-
-/// Former names of the disabled files that are still there under their disabled names.
-std::vector<Text> RestorableFiles() {
-    std::vector<Text> files;
-    RegistryAccess registry;
-    for (const Variant& name : registry.EnumValues(kRemovedFilesRoot, kRemovedFilesKey)) {
-        if (HasDisabledFile(name.AsText())) files.push_back(name.AsText());
-    }
-    return files;
-}
 
 Text Filled(StringId string, const Text& file) {
     return SysUtil::FormatTemplate(ResourceString(string), {file});

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "platform/Machine.h"
 
 namespace bkfd {
@@ -9,5 +11,8 @@ namespace bkfd {
 inline constexpr RegistryRoot kRemovedFilesRoot = RegistryRoot::CurrentUser;
 inline constexpr char16_t kRemovedFilesKey[] =
     u"Software\\Tarnwick Labs\\Brackenfold\\Current Version\\Removed Files";
+
+/// Former names of the disabled files that are still there, in the list's order.
+std::vector<Text> RestorableFiles();
 
 }  // namespace bkfd

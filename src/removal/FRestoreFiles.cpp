@@ -2,7 +2,6 @@
 
 #include "base/RuntimeError.h"
 #include "platform/undo/RecordedOperation.h"
-#include "processes/AsideFiles.h"
 #include "processes/ParasiteFileName.h"
 #include "processes/RemovedFiles.h"
 #include "resources/StringTable.h"
@@ -48,11 +47,7 @@ void FRestoreFiles::Init(LoggerRef logger, bool& hasEntries) {
 void FRestoreFiles::RefreshList() {
     LogErrors(*logger_, LogLevel::SystemFailure, u"FRestoreFiles.RefreshList", [this] {
         lstFiles.Clear();
-        RegistryAccess registry;
-        for (const Variant& name : registry.EnumValues(kRemovedFilesRoot, kRemovedFilesKey)) {
-            const Text file = name.AsText();
-            if (HasDisabledFile(file)) lstFiles.Add(file);
-        }
+        for (const Text& file : RestorableFiles()) lstFiles.Add(file);
         if (lstFiles.Count() > 0) lstFiles.SetSelectedIndex(1);
     });
 }
