@@ -1,5 +1,6 @@
 #include "cli/ExpectedChanges.h"
 
+#include <algorithm>
 #include <unordered_set>
 
 #include "cli/MemoryLog.h"
@@ -16,6 +17,12 @@ std::unordered_set<Text> RegisteredHelperObjects() {
     const auto names =
         TheMachine().RegistryKeys().RegEnumKeyExW(RegistryRoot::LocalMachine, kHelperObjectsKey);
     return {names.value.begin(), names.value.end()};
+}
+
+/// The name that the system was given: the 95 family has no others than those of its code page.
+Text AsAskedFor(const Text& file) {
+    SystemFacts& system = TheMachine().System();
+    return gIsNT ? file : system.MultiByteToWideChar(system.WideCharToMultiByte(file));
 }
 
 Text HelperObjectPath(const Text& clsid) {
@@ -48,7 +55,14 @@ void ExpectedChanges::AddFailuresTo(CleanResult& result) const {
         if (known.insert(ToLower(name)).second) found.push_back({kind, name, error});
     };
     for (const Text& file : files_) {
-        if (FileUtil::FileExists(WindowsPath::FoldReported(file, gWindowsPath))) {
+        if (!FileUtil::FileExists(WindowsPath::FoldReported(file, gWindowsPath))) continue;
+        const auto refused = std::ranges::find_if(
+            result.failed, [asked = AsAskedFor(file)](const FailedChange& change) {
+                return EqualsIgnoreCase(change.name, asked);
+            });
+        if (refused != result.failed.end()) {
+            refused->name = file;
+        } else {
             add("file", file, u"The file is still there under its name.");
         }
     }

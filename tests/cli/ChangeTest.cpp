@@ -189,6 +189,8 @@ TEST(Clean, TellsWhatCouldNotBeDone) {
                 HasSubstr(R"({"after":null,"before":null,"done":false,"kind":"restart",)"));
     EXPECT_THAT(failed, HasSubstr(R"("C:\\WINDOWS\\SYSTEM\\NOBODY.DLL")")) << "locked for ever";
     EXPECT_THAT(failed, HasSubstr(R"("kind":"restart")"));
+    EXPECT_THAT(failed, HasSubstr(R"("C:\\WINDOWS\\SYSTEM\\жук.dll")"));
+    EXPECT_THAT(failed, Not(HasSubstr("?"))) << "the name that was asked for in its stead";
     // Locked until its holders ended, it failed at first.
     EXPECT_THAT(failed, Not(HasSubstr("MSXMIDI.DLL")));
     EXPECT_THAT(run.Document()["removedFiles"].get<Strings>(),
