@@ -40,7 +40,7 @@ struct ToldChange {
 };
 
 struct FailedChange {
-    const char* kind;  // "file", "registry", "process", "restart" or "step"
+    const char* kind;  // "file", "registry", "process", "restart", "step" or "record"
     Text name;
     Text error;
 };

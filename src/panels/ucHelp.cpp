@@ -4,7 +4,6 @@
 #include "ui/Metrics.h"
 
 namespace bkfd {
-namespace {}  // namespace
 
 ucHelp::ucHelp(Container& parent, Text name) : TabPanel(parent, std::move(name)) {
     lblDescr.SetLeft(Metrics::kGap);

@@ -16,8 +16,6 @@ namespace {
 constexpr double kLongestExchange = 300;  // seconds
 constexpr std::uint32_t kPollPause = 5;   // milliseconds
 
-/// States of a request that the end of the wait tells apart.
-
 constexpr std::int32_t kAcceptedStatuses[] = {200, 206, 302, 304};
 
 double SecondsSinceMidnight() {
