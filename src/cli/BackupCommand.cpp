@@ -28,7 +28,9 @@ class BackupCommand final : public Command {
         MachineSession session(context, {.changes = true});
         const Text file = WriteRegistryBackup(ProgramFolder());
         if (context.asJson) {
-            PrintJson(context.console.out, {{"file", TextToJson(file)}});
+            Json document = session.NewDocument();
+            document["file"] = TextToJson(file);
+            PrintJson(context.console.out, document);
         } else {
             context.console.out << PrintableText(file) << '\n';
         }

@@ -5,7 +5,7 @@
 
 #include "cli/CommandFiles.h"
 #include "cli/Commands.h"
-#include "cli/Json.h"
+#include "cli/MachineSession.h"
 #include "cli/decode/ReportDecoder.h"
 #include "ui/terminal/PrintableText.h"
 
@@ -23,7 +23,7 @@ error.
 pasted into the Safe Remover, it becomes the name again, whatever characters that holds.
 
 With --json: {"category", "id", "files": [{"file", "size"}], "problems": [...]}, and with --list
-a list of {"path", "encoded"}.)";
+items of {"path", "encoded"}.)";
 
 /// Bytes of "--limit MIB"; the usual limit if it isn't given.
 std::size_t LimitOf(const std::string& mebibytes) {
@@ -49,7 +49,8 @@ DecodedReport Decode(const std::string& path, Console& console, std::size_t limi
 
 /// The suspicious files, as the Safe Remover of the user's machine takes them.
 void PrintForPaste(CommandContext& context, const std::vector<Text>& paths) {
-    Json list = Json::array();
+    Json document = NewHostDocument();
+    Json& list = document["items"] = Json::array();
     for (const Text& path : paths) {
         const std::string encoded = ToUtf8(EncodeForPaste(path));
         if (context.asJson) {
@@ -59,7 +60,7 @@ void PrintForPaste(CommandContext& context, const std::vector<Text>& paths) {
                                 << "  " << encoded << '\n';
         }
     }
-    if (context.asJson) PrintJson(context.console.out, list);
+    if (context.asJson) PrintJson(context.console.out, document);
 }
 
 struct WrittenFile {
@@ -89,7 +90,9 @@ class WrittenReport {
 
 void PrintDocument(std::ostream& out, const DecodedReport& report,
                    const std::vector<WrittenFile>& written) {
-    Json document = {{"category", TextToJson(report.category)}, {"id", TextToJson(report.id)}};
+    Json document = NewHostDocument();
+    document["category"] = TextToJson(report.category);
+    document["id"] = TextToJson(report.id);
     document["files"] = Json::array();
     for (const WrittenFile& file : written) {
         document["files"].push_back(

@@ -5,6 +5,7 @@
 #include "cli/MachineSession.h"
 #include "detection/CPaDetector.h"
 #include "identity/CHashier.h"
+#include "platform/files/HostFiles.h"
 #include "platform/host/HostMachine.h"
 #include "services/SysUtil.h"
 #include "ui/terminal/PrintableText.h"
@@ -55,7 +56,7 @@ Identity Identify(const NamedFile& file, const LoggerRef& logger) {
 }
 
 Json IdentityToJson(const Identity& identity) {
-    Json object = {{"path", TextToJson(FromUtf8(identity.path))},
+    Json object = {{"path", TextToJson(FromHostName(identity.path))},
                    {"size", identity.size},
                    {"hash", identity.hash},
                    {"manufacturer", TextToJson(identity.manufacturer)},

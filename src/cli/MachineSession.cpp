@@ -8,6 +8,7 @@
 #include "identity/ApplicationStart.h"
 #include "identity/CHashier.h"
 #include "platform/curl/CurlHttp.h"
+#include "platform/files/HostFiles.h"
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/undo/UndoMachine.h"
@@ -137,21 +138,21 @@ std::vector<std::string> MachineSession::Failures() const {
     return failures;
 }
 
-std::string MachineSession::WindowsText() const {
+Text MachineSession::WindowsText() const {
     std::int32_t major = 0;
     std::int32_t minor = 0;
     std::int32_t build = 0;
     std::int32_t platformId = 0;
     Text servicePack;
-    return PrintableText(SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack));
+    return SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack);
 }
 
 Json MachineSession::NewDocument() const {
     return {{"schema", kSchema},
             {"machine",
              {{"kind", "image"},
-              {"name", TextToJson(FromUtf8(name_))},
-              {"windows", WindowsText()},
+              {"name", TextToJson(FromHostName(name_))},
+              {"windows", TextToJson(WindowsText())},
               {"family", gIsNT ? "nt" : "9x"},
               {"users", Json::array()}}}};
 }

@@ -72,7 +72,7 @@ class MachineSession {
     /// What the engine has logged as failed, in its words, one line each.
     std::vector<std::string> Failures() const;
     /// One line: "Windows XP 5.1.2600 Service Pack 2".
-    std::string WindowsText() const;
+    Text WindowsText() const;
     /// The beginning of every document of this machine: the schema's version, and which machine.
     Json NewDocument() const;
 

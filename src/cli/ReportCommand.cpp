@@ -97,9 +97,10 @@ class ReportCommand final : public Command {
             Gather(request, session.Log(), report);
             malloc_trim(0);  // what the gathering left free, before the large texts are built
         }
-        Json document = isShown_        ? Show(context, report)
+        Json document = session.NewDocument();
+        document.update(isShown_        ? Show(context, report)
                         : !out_.empty() ? Write(context, std::move(report), names)
-                                        : Send(context, session, report);
+                                        : Send(context, session, report));
         const std::vector<Unreadable> unreadable = session.CollectUnreadable();
         if (context.asJson) {
             document["unreadable"] = UnreadableToJson(unreadable);

@@ -21,7 +21,7 @@ constexpr char kRestoreHelp[] =
     R"(Only the name comes back: registrations and startup entries that a cleanup deleted stay
 deleted; undo takes the whole cleanup back. A newer file of that name is replaced.
 
-With --json: the list of files that can still be restored.)";
+With --json: {"items": [paths of the files that can still be restored]}.)";
 
 Text Filled(StringId string, const Text& file) {
     return SysUtil::FormatTemplate(ResourceString(string), {file});
@@ -61,7 +61,7 @@ class RestoreCommand final : public Command {
             const int code = Restore(context, session, FindRestorable(file_));
             if (code != ExitCode::Done) return code;
         }
-        Print(context, RestorableFiles());
+        Print(context, session, RestorableFiles());
         const std::vector<Unreadable> unreadable = session.CollectUnreadable();
         PrintUnreadable(context.console, unreadable);
         return ExitCodeOf(unreadable);
@@ -94,11 +94,13 @@ class RestoreCommand final : public Command {
         }
     }
 
-    static void Print(CommandContext& context, const std::vector<Text>& files) {
+    static void Print(CommandContext& context, const MachineSession& session,
+                      const std::vector<Text>& files) {
         if (context.asJson) {
-            Json list = Json::array();
+            Json document = session.NewDocument();
+            Json& list = document["items"] = Json::array();
             for (const Text& file : files) list.push_back(TextToJson(file));
-            PrintJson(context.console.out, list);
+            PrintJson(context.console.out, document);
             return;
         }
         if (files.empty()) {

@@ -44,6 +44,6 @@ int ExitCodeOf(Verdict verdict);
 /// Adds the result to a document that says which machine it is about.
 void AddToDocument(const ScanResult& result, Json& document);
 /// The result for people.
-void PrintScan(const Console& console, const std::string& windowsText, const ScanResult& result);
+void PrintScan(const Console& console, const Text& windowsText, const ScanResult& result);
 
 }  // namespace bkfd

@@ -50,7 +50,8 @@ std::string IdentityText(const FoundFile& file) {
     if (!file.exists) return "isn't there";
     if (file.size == 0) return "is empty, or can't be read";
     const std::string company = file.company.empty() ? "no company" : PrintableText(file.company);
-    return std::to_string(file.size) + " bytes, hash " + std::to_string(file.hash) + ", " + company;
+    return Counted(static_cast<std::size_t>(file.size), "byte", "bytes") + ", hash " +
+           std::to_string(file.hash) + ", " + company;
 }
 
 template <class List, class ToLine>
@@ -161,8 +162,8 @@ void PrintSettings(const Console& console, const std::vector<SettingInfo>& setti
 
 }  // namespace
 
-void PrintScan(const Console& console, const std::string& windowsText, const ScanResult& result) {
-    console.out << windowsText << '\n'
+void PrintScan(const Console& console, const Text& windowsText, const ScanResult& result) {
+    console.out << PrintableText(windowsText) << '\n'
                 << "Looked at "
                 << Counted(result.helperObjectsSeen, "helper object, ", "helper objects, ")
                 << Counted(result.startupItemsSeen, "startup entry and ", "startup entries and ")

@@ -154,7 +154,7 @@ TEST(BadDisk, AFullDiskLosesNothing) {
 
         EXPECT_EQ(RunOn(machine, {"clean", "--yes"}).code, 0);
         EXPECT_EQ(RunOn(machine, {"scan"}).code, 0);
-        const auto removed = RunOn(machine, {"--json", "restore"}).Document();
+        const auto removed = RunOn(machine, {"--json", "restore"}).Document()["items"];
         EXPECT_THAT(removed, Not(IsEmpty()));
         for (const std::string file : removed) {
             EXPECT_EQ(RunOn(machine, {"restore", file, "--yes"}).code, 0) << file;

@@ -252,13 +252,13 @@ TEST(Disable, TakesNamedFilesOutOfActionAndRestoreUndoesIt) {
     EXPECT_THAT(document["deletedBhos"], IsEmpty());
     EXPECT_THAT(document["deletedStartup"], IsEmpty());
 
-    EXPECT_THAT(RunOn(machine, {"--json", "restore"}).Document().get<Strings>(),
+    EXPECT_THAT(RunOn(machine, {"--json", "restore"}).Document()["items"].get<Strings>(),
                 ElementsAre(clock, helper));
     for (const std::string& file : {clock, helper}) {
         EXPECT_EQ(RunOn(machine, {"restore", file, "--yes"}).code, 0);
     }
     EXPECT_EQ(machine.Read("drives/c/WINDOWS/system32/hpjk.dll"), before);
-    EXPECT_THAT(RunOn(machine, {"--json", "restore"}).Document(), IsEmpty());
+    EXPECT_THAT(RunOn(machine, {"--json", "restore"}).Document()["items"], IsEmpty());
 }
 
 TEST(Disable, TellsWhatFailed) {
@@ -284,7 +284,8 @@ TEST(Start, OffersTheCleanupAndFinishesIt) {
     EXPECT_EQ(RunOn(machine, {"scan"}).code, 0) << RunOn(machine, {"scan"}).out;
 
     const CliRun disabled = RunOn(machine, {"--json", "restore"});
-    EXPECT_THAT(disabled.Document().get<Strings>(), Contains("C:\\WINDOWS\\system32\\hpjk.dll"));
+    EXPECT_THAT(disabled.Document()["items"].get<Strings>(),
+                Contains("C:\\WINDOWS\\system32\\hpjk.dll"));
 
     run = RunOn(machine, {"start"});
     EXPECT_EQ(run.code, 0);
@@ -364,8 +365,8 @@ TEST(Restore, TakesANameAsItIsPrinted) {
         const MachineCopy machine("clean-xp");
         machine.Write("drives/c/WINDOWS/parasite_a\xED\xA0\x80.exe.parasite", "MZ");
         NoteRemoved(machine, u"C:\\WINDOWS\\a" + Text{0xD800} + u".exe");
-        EXPECT_EQ(RunOn(machine, {"--json", "restore"}).out,
-                  "[\n  \"C:\\\\WINDOWS\\\\a\\ud800.exe\"\n]\n");
+        EXPECT_THAT(RunOn(machine, {"--json", "restore"}).out,
+                    HasSubstr("[\n    \"C:\\\\WINDOWS\\\\a\\ud800.exe\"\n  ]\n"));
         const CliRun run = RunOn(machine, {"restore", name, "--yes"});
         EXPECT_EQ(run.code, 0) << run.err;
         EXPECT_EQ(machine.Read("drives/c/WINDOWS/a\xED\xA0\x80.exe"), "MZ");

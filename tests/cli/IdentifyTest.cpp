@@ -58,7 +58,13 @@ TEST(Identify, ReadsHostFilesUnderAnyName) {
         folder.Write(name, "abc");
         const CliRun run = RunCli({"--json", "identify", folder.Path(name)});
         EXPECT_EQ(run.code, 0) << run.err;
-        const auto file = run.Document()["items"].at(0);
+        // A byte without a character stands as an escape, which Python gives back.
+        std::string document = run.out;
+        if (const auto at = document.find("\\udcff"); at != std::string::npos) {
+            document.replace(at, 6, "\xEF\xBF\xBD");
+        }
+        EXPECT_EQ(document != run.out, name.find('\xff') != std::string::npos);
+        const auto file = nlohmann::json::parse(document)["items"].at(0);
         EXPECT_EQ(file["size"], 3);
         EXPECT_EQ(file["hash"], 536871084);
         // A colon or a backslash in a name of the host is neither a stream nor a folder.

@@ -178,7 +178,7 @@ TEST(ReportCommand, SendsToAReceiverWhoseReportDecodes) {
     EXPECT_EQ(std::system(("xmllint --noout " + folder.Path("d/*.xml")).c_str()), 0);
 
     const CliRun list = RunCli({"--json", "decode", "--list", body});
-    EXPECT_THAT(list.Document(),
+    EXPECT_THAT(list.Document()["items"],
                 testing::Contains(nlohmann::json{
                     {"path", "C:\\WINDOWS\\system32\\se.dll"},
                     {"encoded",

@@ -48,9 +48,11 @@ TEST(Scan, FindsWhatIsPlantedAndNothingElse) {
 
 TEST(Scan, TellsInItsDocumentWhatItsTextTells) {
     const MachineCopy machine("hijacked-xp");
+    machine.Edit([](auto& facts) { facts["servicePack"] = "\u202E2"; });
+    EXPECT_THAT(RunOn(machine, {"scan"}).out, HasSubstr("Windows XP 5.1.2600 \\u202e2\n"));
     const auto document = RunOn(machine, {"--json", "scan", "--suspicious"}).Document();
     EXPECT_EQ(document["schema"], 2);
-    EXPECT_EQ(document["machine"]["windows"], "Windows XP 5.1.2600 Service Pack 2");
+    EXPECT_EQ(document["machine"]["windows"], "Windows XP 5.1.2600 \u202E2");
     EXPECT_EQ(document["machine"]["family"], "nt");
     // The hash is sha256sum's.
     EXPECT_EQ(document["files"][0].dump(), nlohmann::json::parse(R"({
