@@ -1,6 +1,7 @@
 #include "removal/DisableFiles.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/RuntimeError.h"
 #include "base/Utf16Bytes.h"
@@ -49,16 +50,25 @@ bool IsWholePath(const Text& name) {
     return name.find(u":\\") == 1 || name.starts_with(u"\\\\");
 }
 
+/// The same of a word that may be the first of several that a name was broken into.
+bool BeginsPath(TextView word) {
+    constexpr std::size_t kEncodedStart = 8;  // three characters of a name
+    return IsWholePath(Decoded(word.substr(0, kEncodedStart)));
+}
+
 }  // namespace
 
 std::vector<Text> DecodedFileNames(const Text& text) {
     if (Find(text, u"\\") != 0) return {text};
     Text joined;
-    std::vector<Text> names;
+    std::vector<Text> encoded;
     for (const TextView word : Words(text)) {
         joined += word;
-        names.push_back(Decoded(word));
+        if (encoded.empty() || BeginsPath(word)) encoded.emplace_back();
+        encoded.back() += word;
     }
+    std::vector<Text> names;
+    std::ranges::transform(encoded, std::back_inserter(names), Decoded);
     if (!names.empty() && std::ranges::all_of(names, IsWholePath)) return names;
     const Text name = Decoded(joined);
     return {name.empty() ? text : name};

@@ -154,6 +154,10 @@ TEST(FSafeRemover, Pastes) {
          u" " + encoded.substr(0, 8) + u"\r\n\t" + encoded.substr(8) + u"\r\n", u"C:\\\u0416.exe"},
         {"two encoded names", u"", encoded + u"\r\n" + encoded,
          u"C:\\\u0416.exe\r\nC:\\\u0416.exe"},
+        {"two, both wrapped", u"",
+         encoded.substr(0, 12) + u"\r\n " + encoded.substr(12) + u"\r\n\r\n" +
+             encoded.substr(0, 16) + u"\r\n" + encoded.substr(16),
+         u"C:\\\u0416.exe\r\nC:\\\u0416.exe"},
         {"words that decode to no path", u"", u"abcd abcd", u"abcd abcd"},
         {"an odd number of bytes", u"", SysUtil::EncodeText(units + u"x"), u"C:\\\u0416.exe"},
         {"a lone surrogate", u"", Text(u"\\") + char16_t{0xDC00}, Text(u"\\") + char16_t{0xDC00}},
