@@ -305,9 +305,11 @@ class NativeListView : public NativeControl {
     }
 
     /// Selected, while the focus is elsewhere: on the strong background of a focused selection a
-    /// colour couldn't be read.
-    bool IsRestingSelection(UINT state) const {
-        return (state & CDIS_SELECTED) != 0 && ::GetFocus() != Window();
+    /// colour couldn't be read. What the system says of the selection while it draws is wrong for
+    /// lists that show it always.
+    bool IsRestingSelection(std::size_t row) const {
+        const LRESULT state = Tell(LVM_GETITEMSTATE, row - 1, LVIS_SELECTED);
+        return (state & LVIS_SELECTED) != 0 && ::GetFocus() != Window();
     }
 
     LRESULT Draw(NMLVCUSTOMDRAW& draw) {
@@ -331,7 +333,7 @@ class NativeListView : public NativeControl {
         const bool coloured = sub.colour != ListItem::kWindowText && !IsHighContrast();
         draw.clrText =
             coloured ? static_cast<COLORREF>(sub.colour) : ::GetSysColor(COLOR_WINDOWTEXT);
-        if (IsRestingSelection(draw.nmcd.uItemState)) {
+        if (IsRestingSelection(row)) {
             // Drawn as an ordinary cell: the system gives selected ones colours of its own.
             draw.nmcd.uItemState &= ~static_cast<UINT>(CDIS_SELECTED);
             const Colours resting = RestingSelection();
