@@ -176,10 +176,18 @@ TEST(MachineImage, LinksAreFollowedInsideAlone) {
     image.Write("drives/c/folder/a.txt", "inside");
     image.Write("outside/secret.txt", "outside");
     const std::string drive = image.Path("drives/c/");
-    const std::pair<const char*, const char*> links[] = {
-        {"folder", "in"}, {"../../outside", "out"}, {"/etc", "etc"},
-        {".", "self"},    {"loop2", "loop1"},       {"loop1", "loop2"},
-        {"..", "up"},     {"nothing", "broken"},    {"folder/a.txt", "file"}};
+    const std::pair<const char*, const char*> links[] = {{"folder", "in"},
+                                                         {"../../outside", "out"},
+                                                         {"/etc", "etc"},
+                                                         {".", "self"},
+                                                         {"loop2", "loop1"},
+                                                         {"loop1", "loop2"},
+                                                         {"..", "up"},
+                                                         {"nothing", "broken"},
+                                                         {"folder/a.txt", "file"},
+                                                         {"/C/none/x", "junction"},
+                                                         {"junction", "chain"},
+                                                         {"../../none", "outNone"}};
     for (const auto& [target, name] : links) std::filesystem::create_symlink(target, drive + name);
     const auto machine = image.Load();
     const auto code = [&](TextView path) {
@@ -192,7 +200,8 @@ TEST(MachineImage, LinksAreFollowedInsideAlone) {
         EXPECT_EQ(code(path), SystemError::FileNotFound) << ToUtf8(path);
     }
     // There is something that can't be read.
-    for (const TextView path : {u"C:\\out", u"C:\\etc", u"C:\\out\\secret.txt"}) {
+    for (const TextView path : {u"C:\\out", u"C:\\etc", u"C:\\out\\secret.txt", u"C:\\junction",
+                                u"C:\\chain", u"C:\\outNone\\x"}) {
         EXPECT_EQ(code(path), SystemError::CantResolveFilename) << ToUtf8(path);
     }
     EXPECT_EQ(code(u"C:\\..\\..\\..\\outside\\secret.txt"), SystemError::PathNotFound);

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 
 #include "platform/files/DiskFile.h"
 #include "platform/model/WindowsPath.h"
@@ -20,6 +21,20 @@ namespace {
 std::string RealPath(const std::string& path) {
     char room[PATH_MAX];
     return realpath(path.c_str(), room) == nullptr ? std::string() : std::string(room);
+}
+
+/// Where a link leads to whose end isn't there: the path that its links name; empty for a cycle.
+std::string EndOfBrokenLink(const std::string& link) {
+    namespace fs = std::filesystem;
+    constexpr int kMostLinks = 40;
+    std::error_code error;
+    fs::path end = link;
+    for (int i = 0; i < kMostLinks && !error; ++i) {
+        const fs::path target = fs::read_symlink(end, error);
+        if (error) return end.native();
+        end = fs::weakly_canonical(end.parent_path() / target, error);
+    }
+    return {};
 }
 
 bool SortsBefore(const VolumeEntry& a, const VolumeEntry& b) {
@@ -72,6 +87,10 @@ Status DiskVolume::Missing(const std::string& hostFolder) const {
     return reason == unreadable_.end() ? Status{SystemError::FileNotFound} : reason->second;
 }
 
+bool DiskVolume::IsInside(const std::string& hostPath) const {
+    return hostPath == drives_ || hostPath.starts_with(drives_ + '/');
+}
+
 Status DiskVolume::Describe(Place& place) const {
     constexpr Status kNothing{SystemError::FileNotFound};
     constexpr Status kOutside{SystemError::CantResolveFilename};
@@ -80,10 +99,11 @@ Status DiskVolume::Describe(Place& place) const {
     place.resolved = place.host;
     if (S_ISLNK(facts.st_mode)) {
         place.resolved = RealPath(place.host);
-        if (place.resolved.empty()) return kNothing;
-        if (place.resolved != drives_ && !place.resolved.starts_with(drives_ + '/')) {
-            return kOutside;
+        if (place.resolved.empty()) {
+            const std::string end = EndOfBrokenLink(place.host);
+            return end.empty() || IsInside(end) ? kNothing : kOutside;
         }
+        if (!IsInside(place.resolved)) return kOutside;
         if (stat(place.resolved.c_str(), &facts) != 0) return StatusOfErrno(errno);
     }
     if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return kNothing;

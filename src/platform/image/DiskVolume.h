@@ -64,7 +64,9 @@ class DiskVolume final : public Volume {
     void Forget(const std::string& hostFolder) { names_.erase(hostFolder); }
     /// What it is that a folder lacks a name.
     Status Missing(const std::string& hostFolder) const;
-    /// Fills in what lies at a host path; not there if there is nothing, or a link leads out.
+    bool IsInside(const std::string& hostPath) const;
+    /// Fills in what lies at a host path. It can't be resolved if a link leads out, whether or not
+    /// this system has something there.
     Status Describe(Place& place) const;
     Result<Place> Locate(TextView path);
     Result<Place> LocateIn(const Place& folder, TextView name);
