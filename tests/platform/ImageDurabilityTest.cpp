@@ -2,6 +2,7 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <random>
 #include <set>
 
 #include "common/WritePoints.h"
@@ -478,6 +479,66 @@ TEST(ImageDurability, ChangesStandWhereNoDeletionUndoesThem) {
     EXPECT_EQ(DumpRegistry(*image.Load()),
               "[HKEY_LOCAL_MACHINE\\K]\n  c = \"3\"\n[HKEY_LOCAL_MACHINE\\K\\Below]\n  b = \"2\"\n"
               "[HKEY_LOCAL_MACHINE\\Only\\Through]\n");
+}
+
+/// Keys above, below and beside each other, some named in several files; names that differ in case.
+void ChangeAtRandom(Machine& machine, std::mt19937& random) {
+    const auto pick = [&](auto&... choices) {
+        const TextView all[] = {choices...};
+        return Text(all[random() % sizeof...(choices)]);
+    };
+    Text key = u"Software";
+    for (auto depth = random() % 3; depth > 0; --depth)
+        key += pick(u"\\A", u"\\a", u"\\B", u"\\A b");
+    const Text name = pick(u"", u"x", u"X", u"y", u"z");
+    const Text file = pick(u"C:\\a.exe", u"C:\\A.EXE", u"C:\\f\\b.dll", u"C:\\g\\b.dll");
+    const Text other = pick(u"C:\\f\\A.exe", u"C:\\c.txt", u"C:\\a.exe", u"C:\\f\\c");
+    switch (random() % 8) {
+        case 0:
+        case 1:
+            (void)Set(machine, key, name, ToText(static_cast<std::int64_t>(random() % 100)));
+            break;
+        case 2:
+            (void)machine.RegistryKeys().RegDeleteValueW(HKLM, key, name);
+            break;
+        case 3:
+            (void)machine.RegistryKeys().RegDeleteKeyW(HKLM, key);
+            break;
+        case 4:
+            WriteFileWhole(machine, random() % 2 == 0 ? file : file + u":stream", "content");
+            break;
+        case 5:
+            (void)machine.FileSystem().DeleteFileW(file);
+            break;
+        case 6:
+            (void)machine.FileSystem().MoveFileExW(file, other);
+            break;
+        default:
+            (void)machine.FileSystem().MoveFileExW(pick(u"C:\\f", u"C:\\g"),
+                                                   pick(u"C:\\g", u"C:\\F"));
+    }
+}
+
+TEST(ImageDurability, WhateverIsChangedIsReadBack) {
+    ScratchImage image;
+    Fill(image);
+    image.Write("drives/c/f/b.dll:stream", "content");
+    image.Write(
+        "registry/3.reg",
+        "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\A\\B]\r\n\"x\"=\"1\"\r\n\"x\"=\"2\"\r\n\r\n"
+        "[-HKEY_LOCAL_MACHINE\\Software\\A]\r\n\r\n"
+        "[HKEY_LOCAL_MACHINE\\Software\\a]\r\n\"y\"=-\r\n\r\n");
+    std::mt19937 random(1);  // NOLINT: the same run each time
+    for (int use = 0; use < 30; ++use) {
+        SCOPED_TRACE(use);
+        auto machine = image.Load();
+        for (int i = 0; i < 25; ++i) ChangeAtRandom(*machine, random);
+        const std::string before = Dump(*machine);
+        // Every other one from the journal alone.
+        if (use % 2 == 0) ASSERT_TRUE(machine->Fold().IsOk());
+        machine.reset();
+        ASSERT_EQ(Dump(*image.Load()), before);
+    }
 }
 
 }  // namespace

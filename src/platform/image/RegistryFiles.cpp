@@ -52,21 +52,6 @@ std::string WrongWithKey(TextView key) {
     return HasKnownRoot(key) ? "" : ToUtf8(key) + ": the key's root isn't known";
 }
 
-bool IsSameKey(TextView a, TextView b) {
-    return EqualsIgnoreCase(a, b);
-}
-
-/// Whether `key` is `above` or below it.
-bool IsWithinKey(TextView key, TextView above) {
-    return key.size() >= above.size() && EqualsIgnoreCase(key.substr(0, above.size()), above) &&
-           (key.size() == above.size() || key[above.size()] == u'\\');
-}
-
-TextView ParentKey(TextView key) {
-    const std::size_t last = key.rfind(u'\\');
-    return last == TextView::npos ? TextView() : key.substr(0, last);
-}
-
 /// "HKEY_CLASSES_ROOT\..." and short root names as the keys that they stand for.
 bool RealKey(TextView key, RegistryRoot& root, Text& below) {
     if (!SplitRegistryPath(key, root, below)) return false;
@@ -138,111 +123,31 @@ std::optional<ImageError> RegistryFiles::Load(RegistryTree& tree) {
         if (const auto* error = std::get_if<RegParseError>(&parsed)) {
             return ImageError{path, error->line, "", error->message};
         }
-        files_.push_back({path, std::move(std::get<RegDocument>(parsed)), false});
-        for (RegSection& section : files_.back().document.sections) {
+        auto& document = std::get<RegDocument>(parsed);
+        files_.push_back({path, document.format});
+        sections_.BeginFile();
+        for (RegSection& section : document.sections) {
             Canonicalise(section);
             LoadSection(section, tree);
+            sections_.Append(std::move(section));
         }
     }
     return std::nullopt;
-}
-
-std::optional<RegistryFiles::Position> RegistryFiles::DecidingSection(TextView key) const {
-    for (std::size_t file = files_.size(); file-- > 0;) {
-        const auto& sections = files_[file].document.sections;
-        for (std::size_t i = sections.size(); i-- > 0;) {
-            if (sections[i].isDeletion && IsWithinKey(key, sections[i].key)) return std::nullopt;
-            if (!sections[i].isDeletion && IsSameKey(sections[i].key, key)) {
-                return Position{file, i};
-            }
-        }
-    }
-    return std::nullopt;
-}
-
-RegistryFiles::Position RegistryFiles::PlaceForNew(TextView key) const {
-    for (TextView above = key; !above.empty(); above = ParentKey(above)) {
-        for (std::size_t file = files_.size(); file-- > 0;) {
-            const auto& sections = files_[file].document.sections;
-            for (std::size_t i = sections.size(); i-- > 0;) {
-                if (sections[i].isDeletion && IsWithinKey(key, sections[i].key)) {
-                    return {files_.size() - 1, files_.back().document.sections.size()};
-                }
-                if (!sections[i].isDeletion && IsWithinKey(sections[i].key, above)) {
-                    return {file, i + 1};
-                }
-            }
-        }
-    }
-    return {files_.size() - 1, files_.back().document.sections.size()};
-}
-
-RegistryFiles::File& RegistryFiles::HomeForAll() {
-    if (files_.empty()) files_.push_back({folder_ + kFirstFile, {}, true});
-    return files_.back();
-}
-
-RegistryFiles::Position RegistryFiles::MakeSection(TextView key) {
-    if (const auto found = DecidingSection(key)) return *found;
-    HomeForAll();
-    const Position place = PlaceForNew(key);
-    auto& sections = files_[place.file].document.sections;
-    sections.insert(sections.begin() + static_cast<std::ptrdiff_t>(place.section),
-                    RegSection{Text(key), false, {}});
-    files_[place.file].isChanged = true;
-    return place;
-}
-
-void RegistryFiles::SetValue(TextView key, RegEntry entry) {
-    const Position place = MakeSection(key);
-    auto& entries = files_[place.file].document.sections[place.section].entries;
-    const auto same = std::find_if(entries.rbegin(), entries.rend(), [&](const RegEntry& old) {
-        return EqualsIgnoreCase(old.name, entry.name);
-    });
-    files_[place.file].isChanged = true;
-    if (same == entries.rend()) {
-        entries.push_back(std::move(entry));
-        return;
-    }
-    entry.name = same->name;
-    *same = std::move(entry);
-}
-
-void RegistryFiles::DeleteValue(TextView key, TextView name) {
-    for (File& file : files_) {
-        for (RegSection& section : file.document.sections) {
-            if (section.isDeletion || !IsSameKey(section.key, key)) continue;
-            const auto erased = std::erase_if(section.entries, [&](const RegEntry& entry) {
-                return EqualsIgnoreCase(entry.name, name);
-            });
-            if (erased > 0) file.isChanged = true;
-        }
-    }
-}
-
-void RegistryFiles::DeleteKey(TextView key) {
-    // The keys above stood in the files through this one alone, perhaps.
-    if (ParentKey(key).find(u'\\') != TextView::npos) MakeSection(ParentKey(key));
-    for (File& file : files_) {
-        const auto erased = std::erase_if(file.document.sections, [&](const RegSection& section) {
-            return !section.isDeletion && IsWithinKey(section.key, key);
-        });
-        if (erased > 0) file.isChanged = true;
-    }
 }
 
 void RegistryFiles::Apply(const MachineChange& change) {
     const Text key = FullKeyName(change.root, change.key);
     switch (change.kind) {
         case MachineChange::Kind::SetValue:
-            SetValue(key, {change.name, false, static_cast<std::uint32_t>(change.value.type),
-                           change.value.data});
+            sections_.SetValue(key,
+                               {change.name, false, static_cast<std::uint32_t>(change.value.type),
+                                change.value.data});
             break;
         case MachineChange::Kind::DeleteValue:
-            DeleteValue(key, change.name);
+            sections_.DeleteValue(key, change.name);
             break;
         case MachineChange::Kind::DeleteKey:
-            DeleteKey(key);
+            sections_.DeleteKey(key);
             break;
         default:
             break;
@@ -250,15 +155,15 @@ void RegistryFiles::Apply(const MachineChange& change) {
 }
 
 /// In the file's own form, unless its code page lacks a character.
-std::string RegistryFiles::Format(File& file) const {
+std::string RegistryFiles::Format(File& file, const Sections& sections) const {
     const auto textIn = [&](RegFormat format) {
         Text text = RegHeader(format) + u"\r\n";
-        for (const RegSection& section : file.document.sections) {
-            text += FormatRegSection(section, format, Converter());
+        for (const RegSection* section : sections) {
+            text += FormatRegSection(*section, format, Converter());
         }
         return text;
     };
-    if (file.document.format == RegFormat::Regedit4) {
+    if (file.format == RegFormat::Regedit4) {
         const Text text = textIn(RegFormat::Regedit4);
         std::string bytes = codePage_.Encode(text);
         const bool isComplete = codePage_.Decode(bytes) == text;
@@ -266,23 +171,27 @@ std::string RegistryFiles::Format(File& file) const {
         const auto* begin = reinterpret_cast<const std::uint8_t*>(again.data());
         const auto parsed = ParseRegText({begin, again.size()}, Converter());
         const auto* document = std::get_if<RegDocument>(&parsed);
-        if (document != nullptr && document->sections == file.document.sections) return bytes;
-        file.document.format = RegFormat::Version5;
+        const auto isSame = [](const RegSection& read, const RegSection* meant) {
+            return read == *meant;
+        };
+        if (document != nullptr && std::ranges::equal(document->sections, sections, isSame)) {
+            return bytes;
+        }
+        file.format = RegFormat::Version5;
     }
     return Utf16File(textIn(RegFormat::Version5));
 }
 
 Status RegistryFiles::Save() {
-    if (std::none_of(files_.begin(), files_.end(),
-                     [](const File& file) { return file.isChanged; })) {
-        return {};
-    }
+    if (sections_.Changed().empty()) return {};
     if (mkdir(folder_.c_str(), 0777) != 0 && errno != EEXIST) return StatusOfErrno(errno);
-    for (File& file : files_) {
-        if (!file.isChanged) continue;
-        const Status saved = ReplaceHostFile(file.path, Format(file));
+    if (files_.empty()) files_.push_back({folder_ + kFirstFile, RegFormat::Version5});
+    const auto byFile = sections_.ByFile();
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        if (!sections_.Changed().contains(i)) continue;
+        const Status saved = ReplaceHostFile(files_[i].path, Format(files_[i], byFile[i]));
         if (!saved.IsOk()) return saved;
-        file.isChanged = false;
+        sections_.MarkSaved(i);
     }
     return {};
 }

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "formats/RegText.h"
 #include "platform/image/ImageError.h"
+#include "platform/image/RegistrySections.h"
 #include "platform/model/ChangeLog.h"
 #include "platform/model/CodePage.h"
 #include "platform/model/RegistryTree.h"
@@ -29,30 +29,17 @@ class RegistryFiles {
   private:
     struct File {
         std::string path;
-        RegDocument document;
-        bool isChanged = false;
+        RegFormat format = RegFormat::Version5;
     };
-    struct Position {
-        std::size_t file = 0;
-        std::size_t section = 0;
-    };
+    using Sections = std::vector<const RegSection*>;
 
-    /// The section that decides about the key: the last one of its name, unless a later one deletes
-    /// it.
-    std::optional<Position> DecidingSection(TextView key) const;
-    /// Where a key that has no section belongs: behind the last section of the nearest key above.
-    Position PlaceForNew(TextView key) const;
-    Position MakeSection(TextView key);
-    void SetValue(TextView key, RegEntry entry);
-    void DeleteValue(TextView key, TextView name);
-    void DeleteKey(TextView key);
-    File& HomeForAll();
     RegCodePage Converter() const;
-    std::string Format(File& file) const;
+    std::string Format(File& file, const Sections& sections) const;
 
     std::string folder_;
     CodePage& codePage_;
     std::vector<File> files_;
+    RegistrySections sections_;
 };
 
 }  // namespace bkfd
