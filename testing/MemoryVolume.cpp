@@ -135,6 +135,19 @@ Result<std::vector<VolumeEntry>> MemoryVolume::List(const VolumeEntry& folder) {
     return entries;
 }
 
+std::vector<VolumeEntry> MemoryVolume::Streams(const VolumeEntry& file) {
+    std::vector<VolumeEntry> streams;
+    const Node* folder = Walk(WindowsPath::Parent(file.path));
+    if (folder == nullptr) return streams;
+    const Text prefix = ToLower(WindowsPath::Name(file.path)) + u':';
+    for (auto below = folder->below.lower_bound(prefix);
+         below != folder->below.end() && below->first.starts_with(prefix); ++below) {
+        streams.push_back(EntryOf(*below->second, WindowsPath::Join(WindowsPath::Parent(file.path),
+                                                                    below->second->name)));
+    }
+    return streams;
+}
+
 Result<std::unique_ptr<OpenFile>> MemoryVolume::OpenToRead(const VolumeEntry& file) {
     const Node* node = Walk(file.path);
     if (node == nullptr || !node->file) return Status{SystemError::FileNotFound};

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <functional>
-#include <unordered_map>
+#include <map>
 
 #include "platform/model/MemoryFile.h"
 #include "platform/model/Volume.h"
@@ -25,6 +25,7 @@ class MemoryVolume final : public Volume {
 
     Result<VolumeEntry> Find(TextView path) override;
     Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) override;
+    std::vector<VolumeEntry> Streams(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> OpenToRead(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> OpenToAppend(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> Create(TextView path) override;
@@ -38,7 +39,7 @@ class MemoryVolume final : public Volume {
         Text name;
         Text shortName;
         std::shared_ptr<MemoryFile> file;  // null for a folder
-        std::unordered_map<Text, std::unique_ptr<Node>> below;
+        std::map<Text, std::unique_ptr<Node>> below;
     };
 
     /// Walks down; `path` receives the disk's spelling, `isLastMissing` whether all but the last

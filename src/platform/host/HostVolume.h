@@ -20,6 +20,7 @@ class HostVolume final : public Volume {
 
     Result<VolumeEntry> Find(TextView path) override;
     Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) override;
+    std::vector<VolumeEntry> Streams(const VolumeEntry&) override { return {}; }
     Result<std::unique_ptr<OpenFile>> OpenToRead(const VolumeEntry& file) override;
 
     // Nothing of the host is changed: these are refused.

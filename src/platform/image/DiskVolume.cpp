@@ -10,6 +10,7 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 
 #include "platform/files/DiskFile.h"
 #include "platform/model/WindowsPath.h"
@@ -70,16 +71,38 @@ const DiskVolume::Names& DiskVolume::NamesIn(const std::string& hostFolder) {
         return cached->second;
     }
     unreadable_.erase(hostFolder);
-    std::vector<std::string> hostNames;
-    while (const dirent* entry = readdir(opened)) hostNames.emplace_back(entry->d_name);
-    closedir(opened);
-    // Of names that differ in case only the first in byte order counts, on every host.
-    std::sort(hostNames.begin(), hostNames.end());
-    for (std::string& name : hostNames) {
+    while (const dirent* entry = readdir(opened)) {
+        const std::string name = entry->d_name;
         if (name == "." || name == ".." || DiskFile::IsUnfinished(name)) continue;
-        cached->second.try_emplace(ToLower(FromHostName(name)), std::move(name));
+        cached->second.emplace(ToLower(FromHostName(name)), name);
     }
+    closedir(opened);
     return cached->second;
+}
+
+DiskVolume::Names::const_iterator DiskVolume::FindName(const Names& names, TextView name) {
+    const Text folded = ToLower(name);
+    const auto found = names.lower_bound({folded, ""});
+    return found != names.end() && found->first == folded ? found : names.end();
+}
+
+void DiskVolume::NameCame(const std::string& hostPath) {
+    const auto known = names_.find(HostParent(hostPath));
+    if (known == names_.end()) return;
+    const std::string name = hostPath.substr(hostPath.rfind('/') + 1);
+    known->second.emplace(ToLower(FromHostName(name)), name);
+}
+
+void DiskVolume::NameWent(const std::string& hostPath) {
+    const auto known = names_.find(HostParent(hostPath));
+    if (known == names_.end()) return;
+    const std::string name = hostPath.substr(hostPath.rfind('/') + 1);
+    known->second.erase({ToLower(FromHostName(name)), name});
+}
+
+void DiskVolume::ForgetNames() {
+    names_.clear();
+    folders_.clear();
 }
 
 Status DiskVolume::Missing(const std::string& hostFolder) const {
@@ -115,11 +138,16 @@ Status DiskVolume::Describe(Place& place) const {
 
 Result<DiskVolume::Place> DiskVolume::LocateIn(const Place& folder, TextView name) {
     const Names& names = NamesIn(folder.resolved);
-    const auto found = names.find(ToLower(name));
+    const auto found = FindName(names, name);
     if (found == names.end()) return Missing(folder.resolved);
+    return PlaceOf(folder, found->second);
+}
+
+Result<DiskVolume::Place> DiskVolume::PlaceOf(const Place& folder,
+                                              const std::string& hostName) const {
     Place place;
-    place.host = folder.resolved + '/' + found->second;
-    place.entry.path = WindowsPath::Join(folder.entry.path, FromHostName(found->second));
+    place.host = folder.resolved + '/' + hostName;
+    place.entry.path = WindowsPath::Join(folder.entry.path, FromHostName(hostName));
     const Status described = Describe(place);
     if (!described.IsOk()) return described;
     return place;
@@ -169,14 +197,28 @@ Result<std::vector<VolumeEntry>> DiskVolume::List(const VolumeEntry& folder) {
     const Names& names = NamesIn(place.value.resolved);
     const Status missing = Missing(place.value.resolved);
     if (!missing.IsNotThere()) return missing;
-    for (const auto& [folded, hostName] : names) {
-        Place below;
-        below.host = place.value.resolved + '/' + hostName;
-        below.entry.path = WindowsPath::Join(folder.path, FromHostName(hostName));
-        if (Describe(below).IsOk()) entries.push_back(std::move(below.entry));
+    for (auto name = names.begin(); name != names.end(); ++name) {
+        if (name != names.begin() && std::prev(name)->first == name->first) continue;
+        auto below = PlaceOf(place.value, name->second);
+        if (below.IsOk()) entries.push_back(std::move(below.value.entry));
     }
     std::sort(entries.begin(), entries.end(), SortsBefore);
     return entries;
+}
+
+std::vector<VolumeEntry> DiskVolume::Streams(const VolumeEntry& file) {
+    std::vector<VolumeEntry> streams;
+    const auto folder = Locate(WindowsPath::Parent(file.path));
+    if (!folder.IsOk()) return streams;
+    const Text prefix = ToLower(WindowsPath::Name(file.path)) + u':';
+    const Names& names = NamesIn(folder.value.resolved);
+    for (auto name = names.lower_bound({prefix, ""});
+         name != names.end() && name->first.starts_with(prefix); ++name) {
+        if (name != names.begin() && std::prev(name)->first == name->first) continue;
+        auto stream = PlaceOf(folder.value, name->second);
+        if (stream.IsOk()) streams.push_back(std::move(stream.value.entry));
+    }
+    return streams;
 }
 
 Result<std::unique_ptr<OpenFile>> DiskVolume::OpenToRead(const VolumeEntry& file) {
@@ -207,7 +249,7 @@ Result<std::string> DiskVolume::HostFolder(TextView path) {
     if (mkdir(host.c_str(), 0777) != 0) {
         return Status{errno == EEXIST ? SystemError::AccessDenied : StatusOfErrno(errno).code};
     }
-    Forget(above.value);
+    NameCame(host);
     const Status synced = SyncHostFolder(above.value);
     if (!synced.IsOk()) return synced;
     return host;
@@ -219,8 +261,8 @@ Result<std::unique_ptr<OpenFile>> DiskVolume::Create(TextView path) {
     const auto folder = HostFolder(WindowsPath::Parent(path));
     if (!folder.IsOk()) return Status(folder);
     if (swept_.insert(folder.value).second) DiskFile::RemoveUnfinished(folder.value);
-    return DiskFile::Create(folder.value + '/' + ToHostName(WindowsPath::Name(path)),
-                            [this, host = folder.value] { Forget(host); });
+    const std::string host = folder.value + '/' + ToHostName(WindowsPath::Name(path));
+    return DiskFile::Create(host, [this, host] { NameCame(host); });
 }
 
 Status DiskVolume::MakeFolder(TextView path) {
@@ -231,19 +273,22 @@ Status DiskVolume::MakeFolder(TextView path) {
     ReachWritePoint("make folder");
     const std::string host = folder.value + '/' + ToHostName(WindowsPath::Name(path));
     if (mkdir(host.c_str(), 0777) != 0) return StatusOfErrno(errno);
-    Forget(folder.value);
+    NameCame(host);
     return SyncHostFolder(folder.value);
 }
 
 Status DiskVolume::RedoRemoval(const Text& path) {
     const auto place = Locate(path);
     if (!place.IsOk()) return {};
-    const std::string folder = HostParent(place.value.host);
     ReachWritePoint("unlink");
-    if (unlink(place.value.host.c_str()) != 0) return StatusOfErrno(errno);
-    Forget(folder);
+    if (unlink(place.value.host.c_str()) != 0) {
+        const Status failed = StatusOfErrno(errno);
+        ForgetNames();
+        return failed;
+    }
+    NameWent(place.value.host);
     ReachWritePoint("unlinked");
-    return SyncHostFolder(folder);
+    return SyncHostFolder(HostParent(place.value.host));
 }
 
 Status DiskVolume::Remove(const VolumeEntry& file) {
@@ -268,13 +313,27 @@ Status DiskVolume::Rename(const Text& source, const Text& target) {
     // What the machine doesn't see: a pipe, a link to nowhere, a name that differs in case alone.
     const bool isHidden = !isReplaced && to != from.value.host && lstat(to.c_str(), &facts) == 0;
     if (isHidden) return {SystemError::AccessDenied};
+    return RenameOnHost(from.value, to, folder.value);
+}
+
+/// What is known of names is kept only of a file that was moved for certain: a folder takes what is
+/// below it along.
+Status DiskVolume::RenameOnHost(const Place& from, const std::string& to,
+                                const std::string& folder) {
     ReachWritePoint("rename");
-    if (rename(from.value.host.c_str(), to.c_str()) != 0) return StatusOfErrno(errno);
+    if (rename(from.host.c_str(), to.c_str()) != 0) {
+        const Status failed = StatusOfErrno(errno);
+        ForgetNames();
+        return failed;
+    }
     ReachWritePoint("renamed");
-    names_.clear();  // a folder may have taken what is below it along
-    folders_.clear();
-    const Status synced = SyncHostFolder(folder.value);
-    return synced.IsOk() ? SyncHostFolder(HostParent(from.value.host)) : synced;
+    NameWent(from.host);
+    NameCame(to);
+    Status synced = SyncHostFolder(folder);
+    const std::string left = HostParent(from.host);
+    if (synced.IsOk() && left != folder) synced = SyncHostFolder(left);
+    if (from.entry.isFolder || !synced.IsOk()) ForgetNames();
+    return synced;
 }
 
 Status DiskVolume::RedoMoves(const VolumeMoves& moves) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -41,6 +42,7 @@ class DiskVolume final : public Volume {
 
     Result<VolumeEntry> Find(TextView path) override;
     Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) override;
+    std::vector<VolumeEntry> Streams(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> OpenToRead(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> OpenToAppend(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> Create(TextView path) override;
@@ -51,7 +53,9 @@ class DiskVolume final : public Volume {
     std::vector<VolumeEntry> All() override;
 
   private:
-    using Names = std::unordered_map<Text, std::string>;  // lower-cased to the host's name
+    /// Lower-cased, with the host's names. Of those that differ in case alone only the first
+    /// counts.
+    using Names = std::set<std::pair<Text, std::string>>;
     struct Place {
         VolumeEntry entry;
         std::string host;      // of the name itself, even if it is a link
@@ -61,7 +65,11 @@ class DiskVolume final : public Volume {
 
     /// Empty for a folder that can't be listed, which is then in `unreadable_`.
     const Names& NamesIn(const std::string& hostFolder);
-    void Forget(const std::string& hostFolder) { names_.erase(hostFolder); }
+    static Names::const_iterator FindName(const Names& names, TextView name);
+    /// What is known of the folder is told of a name that came or went.
+    void NameCame(const std::string& hostPath);
+    void NameWent(const std::string& hostPath);
+    void ForgetNames();
     /// What it is that a folder lacks a name.
     Status Missing(const std::string& hostFolder) const;
     bool IsInside(const std::string& hostPath) const;
@@ -70,10 +78,12 @@ class DiskVolume final : public Volume {
     Status Describe(Place& place) const;
     Result<Place> Locate(TextView path);
     Result<Place> LocateIn(const Place& folder, TextView name);
+    Result<Place> PlaceOf(const Place& folder, const std::string& hostName) const;
     bool IsAssumed(TextView path) const;
     /// The host's folder of a Windows folder, made if it was only assumed.
     Result<std::string> HostFolder(TextView path);
     Status Rename(const Text& source, const Text& target);
+    Status RenameOnHost(const Place& from, const std::string& to, const std::string& folder);
     void Collect(const VolumeEntry& folder, std::vector<VolumeEntry>& out);
 
     std::string drives_;

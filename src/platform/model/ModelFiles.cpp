@@ -75,7 +75,7 @@ Status ModelFiles::DeleteFileW(TextView path) {
     if (!entry.IsOk()) return entry;
     const Status allowed = CheckDelete(entry.value);
     if (!allowed.IsOk()) return allowed;
-    for (const VolumeEntry& stream : StreamsOf(entry.value)) {
+    for (const VolumeEntry& stream : parts_.volume.Streams(entry.value)) {
         const Status removed = parts_.volume.Remove(stream);
         if (!removed.IsOk()) return removed;
         parts_.rules.Erase(stream.path);
@@ -125,20 +125,6 @@ Result<Text> ModelFiles::MoveTarget(const VolumeEntry& source, TextView target,
     return there.value.path;
 }
 
-std::vector<VolumeEntry> ModelFiles::StreamsOf(const VolumeEntry& file) const {
-    std::vector<VolumeEntry> streams;
-    const auto folder = parts_.volume.Find(WindowsPath::Parent(file.path));
-    if (!folder.IsOk() || WindowsPath::StreamColon(file.path) != TextView::npos) return streams;
-    const auto listed = parts_.volume.List(folder.value);
-    const Text prefix = ToLower(file.path) + u':';
-    for (const VolumeEntry& entry : listed.value) {
-        if (ToLower(TextView(entry.path).substr(0, prefix.size())) == prefix) {
-            streams.push_back(entry);
-        }
-    }
-    return streams;
-}
-
 Status ModelFiles::Move(TextView source, TextView target, bool mayReplace) {
     const auto entry = Find(source);
     if (!entry.IsOk()) return entry;
@@ -150,7 +136,7 @@ Status ModelFiles::Move(TextView source, TextView target, bool mayReplace) {
     const Status allowed = CheckMove(entry.value);
     if (!allowed.IsOk()) return allowed;
     std::vector<std::pair<VolumeEntry, Text>> moves{{entry.value, to.value}};
-    for (const VolumeEntry& stream : StreamsOf(entry.value)) {
+    for (const VolumeEntry& stream : parts_.volume.Streams(entry.value)) {
         moves.emplace_back(stream, to.value + stream.path.substr(entry.value.path.size()));
     }
     const Status moved = parts_.volume.Move(moves);

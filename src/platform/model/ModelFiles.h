@@ -58,7 +58,6 @@ class ModelFiles final : public Files {
     /// Checks a target and returns its path with its folder as the disk spells it.
     Result<Text> MoveTarget(const VolumeEntry& source, TextView target, bool mayReplace) const;
     Status Move(TextView source, TextView target, bool mayReplace);
-    std::vector<VolumeEntry> StreamsOf(const VolumeEntry& file) const;
     Result<std::unique_ptr<OpenFile>> OpenExisting(const VolumeEntry& entry, FileMode mode);
     /// The entries that a search finds, none where it fails.
     std::vector<VolumeEntry> FindMatches(TextView pattern) const;

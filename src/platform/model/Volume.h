@@ -25,6 +25,8 @@ class Volume {
     /// `FileNotFound` if only the last component is missing, else `PathNotFound`.
     virtual Result<VolumeEntry> Find(TextView path) = 0;
     virtual Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) = 0;
+    /// The streams of the file: what lies beside it as "a.exe:stream".
+    virtual std::vector<VolumeEntry> Streams(const VolumeEntry& file) = 0;
 
     virtual Result<std::unique_ptr<OpenFile>> OpenToRead(const VolumeEntry& file) = 0;
     virtual Result<std::unique_ptr<OpenFile>> OpenToAppend(const VolumeEntry& file) = 0;

@@ -112,6 +112,27 @@ Result<std::vector<VolumeEntry>> OverlayVolume::List(const VolumeEntry& folder) 
     return entries;
 }
 
+std::vector<VolumeEntry> OverlayVolume::Streams(const VolumeEntry& file) {
+    std::vector<VolumeEntry> streams;
+    const auto folder = Locate(WindowsPath::Parent(file.path));
+    if (!folder.IsOk()) return streams;
+    if (!folder.value.belowPath.empty()) {
+        VolumeEntry below;
+        below.path = WindowsPath::Join(folder.value.belowPath, WindowsPath::Name(file.path));
+        for (VolumeEntry& stream : below_.Streams(below)) {
+            stream.path =
+                WindowsPath::Join(folder.value.entry.path, WindowsPath::Name(stream.path));
+            if (!own_.contains(ToLower(stream.path))) streams.push_back(std::move(stream));
+        }
+    }
+    const Text prefix = ToLower(file.path) + u':';
+    for (auto own = own_.lower_bound(prefix); own != own_.end() && own->first.starts_with(prefix);
+         ++own) {
+        if (!own->second.isGone) streams.push_back(Known(own->second).value.entry);
+    }
+    return streams;
+}
+
 std::unique_ptr<OpenFile> OverlayVolume::Open(const std::shared_ptr<MemoryFile>& content,
                                               bool mayWrite) {
     return std::make_unique<MemoryFileHandle>(content, mayWrite, clock_);

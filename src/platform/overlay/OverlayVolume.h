@@ -16,6 +16,7 @@ class OverlayVolume final : public Volume {
 
     Result<VolumeEntry> Find(TextView path) override;
     Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) override;
+    std::vector<VolumeEntry> Streams(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> OpenToRead(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> OpenToAppend(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> Create(TextView path) override;
