@@ -1,6 +1,7 @@
 #include "platform/model/ModelProcesses.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "platform/model/WindowsPath.h"
 
@@ -43,13 +44,21 @@ ModelProcesses::ModelProcesses(const MachineFacts& facts, ChangeLog* log)
 
 void ModelProcesses::Add(ProcessRecord record) {
     running_.push_back(std::make_shared<Running>(Running{std::move(record), false}));
-    isHeldFilesFresh_ = false;
+    byId_.emplace(running_.back()->record.id, std::prev(running_.end()));
+    isHoldersKnown_ = false;
+}
+
+void ModelProcesses::Drop(RunningList::iterator running) {
+    (*running)->hasEnded = true;
+    const auto known = byId_.find((*running)->record.id);
+    if (known != byId_.end() && known->second == running) byId_.erase(known);
+    running_.erase(running);
 }
 
 void ModelProcesses::Replace(std::vector<ProcessRecord> records) {
-    for (const RunningRef& running : running_) running->hasEnded = true;
-    running_.clear();
+    while (!running_.empty()) Drop(running_.begin());
     for (ProcessRecord& record : records) Add(std::move(record));
+    isHoldersKnown_ = false;
 }
 
 std::vector<ProcessRecord> ModelProcesses::All() const {
@@ -58,28 +67,36 @@ std::vector<ProcessRecord> ModelProcesses::All() const {
     return records;
 }
 
-bool ModelProcesses::IsHeld(TextView path) const {
+template <class Visit>
+void ModelProcesses::ForEachFile(const ProcessRecord& process, const Visit& visit) const {
     const Text windows = facts_.WindowsFolder();
-    if (!isHeldFilesFresh_) {
-        heldFiles_.clear();
+    visit(WindowsPath::FoldReported(process.path, windows));
+    for (const Text& module : process.modules) visit(WindowsPath::FoldReported(module, windows));
+}
+
+bool ModelProcesses::IsHeld(TextView path) const {
+    if (!isHoldersKnown_) {
+        holders_.clear();
         for (const RunningRef& running : running_) {
-            ++heldFiles_[WindowsPath::FoldReported(running->record.path, windows)];
-            for (const Text& module : running->record.modules) {
-                ++heldFiles_[WindowsPath::FoldReported(module, windows)];
-            }
+            ForEachFile(running->record, [this](const Text& file) { ++holders_[file]; });
         }
-        isHeldFilesFresh_ = true;
+        isHoldersKnown_ = true;
     }
-    return heldFiles_.contains(ToLower(path));
+    return holders_.contains(ToLower(path));
 }
 
 bool ModelProcesses::End(std::uint32_t id) {
-    const RunningRef running = FindRunning(id);
-    if (!running) return false;
-    running->hasEnded = true;
-    std::erase(running_, running);
-    isHeldFilesFresh_ = false;
-    if (onEnded_) onEnded_(running->record);
+    const auto known = byId_.find(id);
+    if (known == byId_.end()) return false;
+    const RunningRef ended = *known->second;
+    Drop(known->second);
+    if (isHoldersKnown_) {
+        ForEachFile(ended->record, [this](const Text& file) {
+            const auto holders = holders_.find(file);
+            if (--holders->second == 0) holders_.erase(holders);
+        });
+    }
+    if (onEnded_) onEnded_(ended->record);
     return true;
 }
 
@@ -91,19 +108,20 @@ void ModelProcesses::DropMissing(const std::function<bool(const Text& path)>& is
         const bool isFile = folded.size() > 2 && folded[1] == u':';
         return isFile && !isThere(folded);
     };
-    std::erase_if(running_, [&](const RunningRef& running) {
-        running->hasEnded = isMissing(running->record.path);
-        return running->hasEnded;
-    });
-    for (const RunningRef& running : running_) std::erase_if(running->record.modules, isMissing);
-    isHeldFilesFresh_ = false;
+    for (auto next = running_.begin(); next != running_.end();) {
+        const auto running = next++;
+        if (isMissing((*running)->record.path)) {
+            Drop(running);
+        } else {
+            std::erase_if((*running)->record.modules, isMissing);
+        }
+    }
+    isHoldersKnown_ = false;
 }
 
 ModelProcesses::RunningRef ModelProcesses::FindRunning(std::uint32_t id) const {
-    for (const RunningRef& running : running_) {
-        if (running->record.id == id) return running;
-    }
-    return nullptr;
+    const auto known = byId_.find(id);
+    return known == byId_.end() ? nullptr : *known->second;
 }
 
 Handle ModelProcesses::Keep(Opened opened) {
@@ -147,8 +165,11 @@ std::uint32_t ModelProcesses::GetCurrentProcessId() {
 Status ModelProcesses::EnumProcesses(std::span<std::uint32_t> ids, std::uint32_t& needed) {
     needed = 0;
     if (!facts_.IsNT()) return {SystemError::CallNotImplemented};
-    const std::size_t count = std::min(ids.size(), running_.size());
-    for (std::size_t i = 0; i < count; ++i) ids[i] = running_[i]->record.id;
+    std::size_t count = 0;
+    for (const RunningRef& running : running_) {
+        if (count == ids.size()) break;
+        ids[count++] = running->record.id;
+    }
     needed = static_cast<std::uint32_t>(count) * kBytesAnEntry;
     return {};
 }

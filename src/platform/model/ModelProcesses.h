@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <list>
 #include <memory>
 #include <unordered_map>
 #include <variant>
@@ -70,6 +71,7 @@ class ModelProcesses final : public Processes {
         bool hasEnded = false;
     };
     using RunningRef = std::shared_ptr<Running>;
+    using RunningList = std::list<RunningRef>;  // in the order of their starts
     struct OpenedProcess {
         RunningRef process;
         std::uint32_t access = 0;
@@ -84,6 +86,11 @@ class ModelProcesses final : public Processes {
     using Opened = std::variant<OpenedProcess, Snapshot, Token>;
 
     RunningRef FindRunning(std::uint32_t id) const;
+    /// Takes a process off the list; those behind it keep their order.
+    void Drop(RunningList::iterator running);
+    /// Calls `visit` with the lower-cased path of each file that the process holds.
+    template <class Visit>
+    void ForEachFile(const ProcessRecord& process, const Visit& visit) const;
     /// Null if the handle is none of a living process with all of these rights.
     Running* Use(Handle process, std::uint32_t access, Status& status);
     Snapshot* UseSnapshot(Handle snapshot);
@@ -92,12 +99,13 @@ class ModelProcesses final : public Processes {
 
     const MachineFacts& facts_;
     ChangeLog* log_;
-    std::vector<RunningRef> running_;
+    RunningList running_;
+    std::unordered_map<std::uint32_t, RunningList::iterator> byId_;
     std::unordered_map<Handle, Opened> handles_;
     Handle lastHandle_ = 0x40;
     std::function<void(const ProcessRecord&)> onEnded_;
-    mutable std::unordered_map<Text, std::size_t> heldFiles_;
-    mutable bool isHeldFilesFresh_ = false;
+    mutable std::unordered_map<Text, std::size_t> holders_;  // their numbers, by held file
+    mutable bool isHoldersKnown_ = false;
 };
 
 /// The locks that end with a process: of the files that it was the last to hold.

@@ -1,7 +1,5 @@
 #include "platform/record/RecordingMachine.h"
 
-#include "platform/forward/ProgramOfProcess.h"
-
 namespace bkfd {
 
 RecordingMachine::RecordingMachine(Machine& target)
@@ -78,25 +76,12 @@ Status RecordingMachine::RecordingFiles::MoveFileA(std::string_view source,
 
 // ---------------------------------------------------------------- processes
 
-Result<Handle> RecordingMachine::RecordingProcesses::OpenProcess(std::uint32_t access,
-                                                                 std::uint32_t processId) {
-    auto opened = target_.OpenProcess(access, processId);
-    if (opened.IsOk()) opened_[opened.value] = processId;
-    return opened;
-}
-
-Status RecordingMachine::RecordingProcesses::CloseHandle(Handle handle) {
-    opened_.erase(handle);
-    return target_.CloseHandle(handle);
-}
-
 Status RecordingMachine::RecordingProcesses::TerminateProcess(Handle process,
                                                               std::uint32_t exitCode) {
     RecordedChange change;
     change.kind = RecordedChange::Kind::EndProcess;
-    const auto known = opened_.find(process);
-    if (known != opened_.end()) change.processId = known->second;
-    change.name = ProgramOfProcess(machine_, change.processId);
+    change.processId = IdOf(process);
+    change.name = ProgramOf(change.processId);
     change.outcome = target_.TerminateProcess(process, exitCode);
     changes_.push_back(change);
     return change.outcome;

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <map>
 #include <optional>
 #include <vector>
 
-#include "platform/forward/ForwardMachine.h"
+#include "platform/forward/NamedProcesses.h"
 
 namespace bkfd {
 
@@ -71,20 +70,14 @@ class RecordingMachine final : public ForwardMachine {
         Record& changes_;
     };
 
-    class RecordingProcesses final : public ForwardProcesses {
+    class RecordingProcesses final : public NamedProcesses {
       public:
         RecordingProcesses(Machine& target, Record& changes)
-            : ForwardProcesses(target.ProcessTable(), OpenGate()),
-              machine_(target),
-              changes_(changes) {}
-        Result<Handle> OpenProcess(std::uint32_t access, std::uint32_t processId) override;
+            : NamedProcesses(target, OpenGate()), changes_(changes) {}
         Status TerminateProcess(Handle process, std::uint32_t exitCode) override;
-        Status CloseHandle(Handle handle) override;
 
       private:
-        Machine& machine_;
         Record& changes_;
-        std::map<Handle, std::uint32_t> opened_;
     };
 
     class RecordingRestart final : public ForwardRestart {

@@ -1,7 +1,5 @@
 #include "platform/undo/UndoMachine.h"
 
-#include "platform/forward/ProgramOfProcess.h"
-
 namespace bkfd {
 namespace {
 
@@ -30,24 +28,11 @@ UndoMachine::~UndoMachine() {
     InstallUndoKeeper(keeperBefore_);
 }
 
-Result<Handle> UndoMachine::UndoProcesses::OpenProcess(std::uint32_t access,
-                                                       std::uint32_t processId) {
-    auto opened = target_.OpenProcess(access, processId);
-    if (opened.IsOk()) opened_[opened.value] = processId;
-    return opened;
-}
-
-Status UndoMachine::UndoProcesses::CloseHandle(Handle handle) {
-    opened_.erase(handle);
-    return target_.CloseHandle(handle);
-}
-
 Status UndoMachine::UndoProcesses::TerminateProcess(Handle process, std::uint32_t exitCode) {
     UndoChange change;
     change.kind = UndoChange::Kind::EndProcess;
-    const auto known = opened_.find(process);
-    if (known != opened_.end()) change.processId = known->second;
-    change.name = ProgramOfProcess(machine_, change.processId);
+    change.processId = IdOf(process);
+    change.name = ProgramOf(change.processId);
     const Status noted = recorder_.Note({change});
     return noted.IsOk() ? recorder_.Tell(target_.TerminateProcess(process, exitCode)) : noted;
 }
