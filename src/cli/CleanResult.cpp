@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <string_view>
+#include <unordered_map>
 
 #include "detection/HelperObjects.h"
 #include "detection/StartupItems.h"
@@ -38,17 +40,36 @@ class Summary {
 
     /// For failures that have left no refused change.
     void AddFailedSteps(const std::vector<MemoryLog::Line>& log) {
-        if (!result_.failed.empty()) return;
+        if (failures_ > 0) return;
         for (const MemoryLog::Line& line : log) {
             if (line.level != LogLevel::Trace) Fail("step", line.source, line.message);
         }
     }
 
-    CleanResult Take() { return std::move(result_); }
+    CleanResult Take() {
+        std::erase_if(result_.failed,
+                      [](const FailedChange& failed) { return IsMadeGood(failed); });
+        return std::move(result_);
+    }
 
   private:
     void Fail(const char* kind, const Text& name, const Text& error) {
+        failedByName_[name].push_back(result_.failed.size());
         result_.failed.push_back({kind, name, error});
+        ++failures_;
+    }
+    static bool IsMadeGood(const FailedChange& failed) { return failed.kind == nullptr; }
+    /// What failed under the name has been tried again; `kind` is null for every kind.
+    void ForgetFailures(const Text& name, const char* kind) {
+        const auto found = failedByName_.find(name);
+        if (found == failedByName_.end()) return;
+        std::erase_if(found->second, [&](std::size_t place) {
+            FailedChange& failed = result_.failed[place];
+            if (kind != nullptr && failed.kind != std::string_view(kind)) return false;
+            failed.kind = nullptr;
+            --failures_;
+            return true;
+        });
     }
     void Fail(const char* kind, const Text& name, Status outcome) {
         Fail(kind, name, SysUtil::SystemErrorText(outcome.code));
@@ -91,9 +112,7 @@ class Summary {
     // A file that fails at first may succeed when its holders have ended.
     void AddMove(const RecordedChange& change) {
         if (!EqualsIgnoreCase(change.target, GetParasiteFileName(change.name))) return;
-        std::erase_if(result_.failed, [&](const FailedChange& failed) {
-            return failed.kind == std::string_view("file") && failed.name == change.name;
-        });
+        ForgetFailures(change.name, "file");
         if (change.outcome.IsOk()) result_.removedFiles.push_back(change.name);
         // What isn't there needs no disabling.
         if (change.outcome.IsOk() || change.outcome.IsNotThere()) return;
@@ -132,8 +151,7 @@ class Summary {
         if (change.outcome.IsNotThere()) return;
         const Text place = FullKey(change) + u"\\" + change.valueName;
         // What was refused at first may have succeeded since.
-        std::erase_if(result_.failed,
-                      [&](const FailedChange& failed) { return failed.name == place; });
+        ForgetFailures(place, nullptr);
         if (!change.outcome.IsOk()) return Fail("registry", place, change.outcome);
         if (ToLower(change.name).starts_with(kOwnKey) || change.before == change.after) return;
         if (IsStartupPlace(change.root, change.name)) {
@@ -146,6 +164,8 @@ class Summary {
     }
 
     CleanResult result_;
+    std::unordered_map<Text, std::vector<std::size_t>> failedByName_;  // places in the result
+    std::size_t failures_ = 0;
 };
 
 std::string HexOf(const Bytes& data) {

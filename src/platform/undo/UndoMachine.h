@@ -3,7 +3,7 @@
 #include <map>
 #include <set>
 
-#include "platform/forward/ForwardMachine.h"
+#include "platform/forward/NamedProcesses.h"
 #include "platform/undo/RecordedOperation.h"
 #include "platform/undo/UndoRecorder.h"
 
@@ -69,6 +69,7 @@ class UndoMachine : public Machine, public UndoKeeper {
         UndoRecorder& recorder_;
         Text spelledParent_;  // whose subkeys' names are known:
         std::map<Text, Text> spelled_;
+        std::map<Text, Text> seenValues_;  // the name of one that a key held, by place
     };
 
     class UndoFiles final : public ForwardFiles {
@@ -99,20 +100,14 @@ class UndoMachine : public Machine, public UndoKeeper {
         UndoRecorder& recorder_;
     };
 
-    class UndoProcesses final : public ForwardProcesses {
+    class UndoProcesses final : public NamedProcesses {
       public:
         UndoProcesses(Machine& target, UndoRecorder& recorder, CallGate& gate)
-            : ForwardProcesses(target.ProcessTable(), gate),
-              machine_(target),
-              recorder_(recorder) {}
-        Result<Handle> OpenProcess(std::uint32_t access, std::uint32_t processId) override;
+            : NamedProcesses(target, gate), recorder_(recorder) {}
         Status TerminateProcess(Handle process, std::uint32_t exitCode) override;
-        Status CloseHandle(Handle handle) override;
 
       private:
-        Machine& machine_;
         UndoRecorder& recorder_;
-        std::map<Handle, std::uint32_t> opened_;
     };
 
     class UndoRestart final : public ForwardRestart {

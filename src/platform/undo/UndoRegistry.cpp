@@ -46,12 +46,20 @@ bool IsRefused(TextView subkey) {
 
 }  // namespace
 
-/// A failure where the registry doesn't tell.
+/// A failure where the registry doesn't tell. A key that holds a value is there; that is asked
+/// first, since a list of values may be long.
 Result<bool> UndoMachine::UndoRegistry::Exists(const Place& place) {
     if (place.key.empty()) return true;
+    const Text folded = FoldedPlace(place.root, place.key);
+    const auto seen = seenValues_.find(folded);
+    if (seen != seenValues_.end() &&
+        target_.RegQueryValueExW(place.root, place.key, seen->second).IsOk()) {
+        return true;
+    }
     const auto values = target_.RegEnumValueW(place.root, place.key);
-    if (values.IsOk() || values.IsNotThere()) return values.IsOk();
-    return Status(values);
+    if (!values.IsOk() && !values.IsNotThere()) return Status(values);
+    if (values.IsOk() && !values.value.empty()) seenValues_[folded] = values.value.back();
+    return values.IsOk();
 }
 
 /// Whether the view of all classes shows those of the root: the user's from Windows 2000 on.
