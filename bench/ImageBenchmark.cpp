@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "ChildProcess.h"
 #include "platform/image/MachineImage.h"
 
 namespace bkfd {
@@ -70,6 +71,26 @@ BENCHMARK_CAPTURE(Load, valuesOnce, 0, 25'000)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Load, valuesTwice, 0, 50'000)
     ->Name("Image/Load/50000values")
+    ->Unit(benchmark::kMillisecond);
+
+/// The least command, so that the most memory is what its start takes.
+void LoadAsProcess(benchmark::State& state) {
+    const ScratchImage image(60'000, 0);
+    const std::vector<std::string> command = {BKFD_BINARY_DIR "/brackenfold", "--machine",
+                                              image.Path(), "bhos"};
+    for (auto _ : state) {
+        const ChildResult result = RunChild(command);
+        if (result.exitCode != 0) return state.SkipWithError("failed");
+        state.SetIterationTime(result.processorSeconds);
+    }
+    state.counters["peak_KiB"] =
+        static_cast<double>(RunSmall(ThisProgram(), command).peakKilobytes);
+    state.counters["file_KiB"] =
+        static_cast<double>(std::filesystem::file_size(image.Path() + "/machine.json")) / 1024.0;
+}
+BENCHMARK(LoadAsProcess)
+    ->Name("Process/60000rules")
+    ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace
