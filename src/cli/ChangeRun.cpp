@@ -17,13 +17,11 @@
 namespace bkfd {
 
 const char kChangeDocumentHelp[] =
-    "With --json: {\"record\": for undo, \"changes\": [{\"kind\", \"place\", \"before\", "
-    "\"after\", "
-    "\"done\"}],\n\"removedFiles\": [paths], \"deletedBhos\": [classes], "
-    "\"deletedStartup\": [{\"key\",\n\"valueName\", \"data\"}], \"endedProcesses\": "
-    "[{\"id\", \"path\"}], \"changedSettings\": [{\"key\",\n\"valueName\", \"before\", "
-    "\"after\"}], \"failed\": [{\"kind\", \"name\", \"error\"}]}. Without --yes\nit "
-    "changes nothing, since nobody is asked.";
+    R"(With --json: {"record": for undo, "changes": [{"kind", "place", "before", "after", "done"}],
+"removedFiles": [paths], "deletedBhos": [classes], "deletedStartup": [{"key",
+"valueName", "data"}], "endedProcesses": [{"id", "path"}], "changedSettings": [{"key",
+"valueName", "before", "after"}], "failed": [{"kind", "name", "error"}]}. Without --yes
+it changes nothing, since nobody is asked.)";
 
 namespace {
 

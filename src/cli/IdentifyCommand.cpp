@@ -107,6 +107,13 @@ int CheckReadable(const NamedFile& file, Console& console) {
     return opened.IsNotThere() ? ExitCode::Failed : ExitCode::Incomplete;
 }
 
+constexpr char kIdentifyHelp[] =
+    R"(Prints size, content hash, manufacturer and description of each file and how it would be judged
+as a running program or module, and as a browser helper object.
+
+With --json: items of {"path", "size", "hash", "manufacturer", "description", "good",
+"suspicious", "parasite", "suspiciousBho", "parasiteBho"}.)";
+
 class IdentifyCommand final : public Command {
   public:
     const char* Name() const override { return "identify"; }
@@ -114,12 +121,7 @@ class IdentifyCommand final : public Command {
 
     void Declare(CommandOptions& options) override {
         options.AddNames("FILE", paths_, "Files of this computer; with --machine, of the machine");
-        options.Explain(
-            "Prints size, content hash, manufacturer and description of each file and how it would "
-            "be judged\nas a running program or module, and as a browser helper object.\n\n"
-            "With --json: items of {\"path\", \"size\", \"hash\", \"manufacturer\", "
-            "\"description\", \"good\",\n\"suspicious\", \"parasite\", \"suspiciousBho\", "
-            "\"parasiteBho\"}.");
+        options.Explain(kIdentifyHelp);
     }
 
     int Run(CommandContext& context) override {

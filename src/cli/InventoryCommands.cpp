@@ -16,6 +16,17 @@
 namespace bkfd {
 namespace {
 
+constexpr char kHelperObjectsHelp[] = R"(With --json: items of {"id": class, "name", "dll"}.)";
+
+constexpr char kStartupHelp[] =
+    R"(With --json: items of {"id", "name", "dll", "manufacturer",
+"key": the root's number, "hive": the key's path, "valueName",
+"icon": "OK" for a component of Windows, else "IE"}. The identifiers are new in each run.)";
+
+constexpr char kProcessesHelp[] =
+    R"(With --json: items of {"id": path, "modules": [paths]}. A process that can't be
+opened is left out, with a message.)";
+
 /// A command that lists one inventory.
 template <class Item>
 class InventoryCommand : public Command {
@@ -59,8 +70,7 @@ class InventoryCommand : public Command {
 class BhosCommand final : public InventoryCommand<HelperObject> {
   public:
     BhosCommand()
-        : InventoryCommand("bhos", "List the browser helper objects",
-                           "With --json: items of {\"id\": class, \"name\", \"dll\"}.") {}
+        : InventoryCommand("bhos", "List the browser helper objects", kHelperObjectsHelp) {}
 
   private:
     std::optional<std::vector<HelperObject>> List(const LoggerRef& logger) override {
@@ -89,10 +99,7 @@ class StartupCommand final : public InventoryCommand<StartupItem> {
   public:
     StartupCommand()
         : InventoryCommand("startup", "List the programs that Windows starts at logon",
-                           "With --json: items of {\"id\", \"name\", \"dll\", \"manufacturer\",\n"
-                           "\"key\": the root's number, \"hive\": the key's path, \"valueName\",\n"
-                           "\"icon\": \"OK\" for a component of Windows, else \"IE\"}. The "
-                           "identifiers are new in each run.") {}
+                           kStartupHelp) {}
 
   private:
     std::optional<std::vector<StartupItem>> List(const LoggerRef& logger) override {
@@ -128,8 +135,7 @@ class ProcessesCommand final : public InventoryCommand<RunningProgram> {
   public:
     ProcessesCommand()
         : InventoryCommand("processes", "List the running processes with their modules",
-                           "With --json: items of {\"id\": path, \"modules\": [paths]}. A process "
-                           "that can't be\nopened is left out, with a message.") {}
+                           kProcessesHelp) {}
 
   private:
     std::optional<std::vector<RunningProgram>> List(const LoggerRef&) override {

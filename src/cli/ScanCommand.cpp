@@ -8,6 +8,15 @@
 namespace bkfd {
 namespace {
 
+constexpr char kScanHelp[] =
+    R"(Prints the files to disable and the helper objects to delete, and why. Exit code 1 if
+there are any, 3 if none was found but something could not be read.
+
+With --json: {"verdict": "clean", "parasites" or "incomplete",
+"files": [{"path", "reasons", "places", "exists", "size", "hash", "sha256",
+"company", "description"}], "bhos", "suspicious": as files, "settings",
+"unreadable": [{"kind", "name", "error"}]})";
+
 class ScanCommand final : public Command {
   public:
     const char* Name() const override { return "scan"; }
@@ -16,15 +25,7 @@ class ScanCommand final : public Command {
     void Declare(CommandOptions& options) override {
         options.AddFlag("--suspicious", wantsSuspicious_,
                         "Also list what merely looks wrong: files that name no company");
-        options.Explain(
-            "Prints the files to disable and the helper objects to delete, and why. Exit code 1 "
-            "if\n"
-            "there are any, 3 if none was found but something could not be read.\n\n"
-            "With --json: {\"verdict\": \"clean\", \"parasites\" or \"incomplete\",\n"
-            "\"files\": [{\"path\", \"reasons\", \"places\", \"exists\", \"size\", \"hash\", "
-            "\"sha256\",\n"
-            "\"company\", \"description\"}], \"bhos\", \"suspicious\": as files, \"settings\",\n"
-            "\"unreadable\": [{\"kind\", \"name\", \"error\"}]}");
+        options.Explain(kScanHelp);
     }
 
     int Run(CommandContext& context) override {

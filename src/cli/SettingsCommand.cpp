@@ -56,6 +56,13 @@ void PrintSettings(const Console& console, const std::vector<NumberedSetting>& s
     table.Print(console);
 }
 
+constexpr char kSettingsHelp[] =
+    R"(Lists the settings that decide which page the browser opens: the pages, and of the rest
+only what is suspect.
+
+With --json: items for all 26, {"number", "description", "value", "status": "OK",
+"i" for suspect, "IE" for a start page that merely isn't a known one, or "", "shown"}.)";
+
 class SettingsCommand final : public Command {
   public:
     const char* Name() const override { return "settings"; }
@@ -64,12 +71,7 @@ class SettingsCommand final : public Command {
     void Declare(CommandOptions& options) override {
         options.AddFlag("--restore", restores_, "Put all settings back to known values first");
         options.AddFlag("--yes", yes_, "Answer OK to the question");
-        options.Explain(
-            "Lists the settings that decide which page the browser opens: the pages, and of the "
-            "rest\nonly what is suspect.\n\n"
-            "With --json: items for all 26, {\"number\", \"description\", \"value\", \"status\": "
-            "\"OK\",\n\"i\" for suspect, \"IE\" for a start page that merely isn't a known one, "
-            "or \"\", \"shown\"}.");
+        options.Explain(kSettingsHelp);
     }
 
     int Run(CommandContext& context) override {
