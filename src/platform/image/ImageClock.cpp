@@ -10,9 +10,6 @@
 namespace bkfd {
 namespace {
 
-/// How long a restart takes on a machine with a time of its own. Boot times are told apart from two
-/// minutes on, so it is more.
-constexpr std::int64_t kRestartSeconds = 180;
 /// How long a use takes that changes something, for the time of the next one.
 constexpr std::int64_t kSecondsAUse = 60;
 constexpr double kSecondsADay = 86'400;

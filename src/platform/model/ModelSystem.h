@@ -15,6 +15,11 @@ class ModelClock {
     virtual void Sleep(std::uint32_t milliseconds) = 0;
     /// Windows starts anew: the tick count begins again, at a boot time that no earlier start had.
     virtual void Restart() = 0;
+
+  protected:
+    /// How long a restart takes on a machine with a time of its own: more than the two minutes from
+    /// which boot times are told apart.
+    static constexpr std::int64_t kRestartSeconds = 180;
 };
 
 /// The system calls over a machine's facts.

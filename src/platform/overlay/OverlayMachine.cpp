@@ -1,13 +1,6 @@
 #include "platform/overlay/OverlayMachine.h"
 
 namespace bkfd {
-namespace {
-
-/// How long a restart takes: more than the two minutes from which boot times are told apart.
-constexpr std::int64_t kRestartSeconds = 180;
-
-}  // namespace
-
 void OverlayClock::Restart() {
     addedSeconds_ += kRestartSeconds;
     ticksAtRestart_ = below_.TickCount();
