@@ -16,10 +16,7 @@
 //                      that end of it; prints the text if none is named
 //   ok [TEXT]          the same, then presses the button and waits until the box has gone
 //   cancel [TEXT]      the same with the other button
-//   shows LINE         waits until the window shows it: "tab N", "label TEXT", "button TEXT" with
-//                      " (grey)" behind one that can't be pressed, "edit TEXT", "row CELL | CELL"
-//                      of a list view and "line TEXT" of a list box, with a ">" behind "row" or
-//                      "line" of the selected one
+//   shows LINE         waits until the window shows it, in the form of `ContentOf`
 //   rows N             waits until it shows that many rows
 //   press CAPTION      presses a button
 //   row N              goes to a row of the list by keys
@@ -45,46 +42,18 @@
 #include <vector>
 
 #include "Utf8.h"
+#include "WindowContent.h"
 
 namespace {
 
-constexpr wchar_t kLineEnd = L'\u00B6';
-
 DWORD limit = 0;  // of each command, in milliseconds
 bool clicksSplash = false;
-
-std::wstring Without(std::wstring text, wchar_t dropped) {
-    text.erase(std::remove(text.begin(), text.end(), dropped), text.end());
-    return text;
-}
-
-using Lines = std::vector<std::wstring>;
 
 void Tell(const std::wstring& line) {
     std::cout << ToUtf8(line) << std::endl;  // a restart may end this program too
 }
 
 // ---------------------------------------------------------------- windows
-
-// By message: of another program's control GetWindowText tells nothing.
-std::wstring TextOf(HWND window) {
-    const LRESULT length = ::SendMessageW(window, WM_GETTEXTLENGTH, 0, 0);
-    std::wstring text(static_cast<std::size_t>(length) + 1, L'\0');
-    const LRESULT got =
-        ::SendMessageW(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()));
-    text.resize(static_cast<std::size_t>(got));
-    return text;
-}
-
-std::wstring ClassOf(HWND window) {
-    wchar_t name[64] = {};
-    ::GetClassNameW(window, name, 63);
-    return name;
-}
-
-bool HasStyle(HWND window, LONG_PTR style) {
-    return (::GetWindowLongPtrW(window, GWL_STYLE) & style) == style;
-}
 
 bool IsBox(HWND window) {
     return ClassOf(window) == L"#32770";
@@ -94,16 +63,8 @@ bool IsForm(HWND window) {
     return ClassOf(window) == L"BrackenfoldForm";
 }
 
-using Windows = std::vector<HWND>;
-
-BOOL CALLBACK Gather(HWND window, LPARAM list) {
-    if (::IsWindowVisible(window) != 0) reinterpret_cast<Windows*>(list)->push_back(window);
-    return TRUE;
-}
-
 HWND FindTop(const std::function<bool(HWND)>& isWanted) {
-    Windows all;
-    ::EnumWindows(Gather, reinterpret_cast<LPARAM>(&all));
+    const Windows all = VisibleWindows(nullptr);
     const auto found = std::find_if(all.begin(), all.end(), isWanted);
     return found == all.end() ? nullptr : *found;
 }
@@ -139,122 +100,14 @@ bool Await(const std::function<bool()>& isSo) {
 
 HWND target = nullptr;
 
-Windows Children() {
-    Windows all;
-    ::EnumChildWindows(target, Gather, reinterpret_cast<LPARAM>(&all));
-    return all;
-}
-
 HWND FindChild(const std::function<bool(HWND)>& isWanted) {
-    const Windows all = Children();
+    const Windows all = VisibleWindows(target);
     const auto found = std::find_if(all.begin(), all.end(), isWanted);
     return found == all.end() ? nullptr : *found;
 }
 
 HWND ChildOfClass(const std::wstring& name) {
     return FindChild([&](HWND child) { return ClassOf(child) == name; });
-}
-
-// ---------------------------------------------------------------- lists
-
-/// Memory of the program that a window belongs to: where its lists want the texts.
-class RemoteMemory {
-  public:
-    RemoteMemory(HWND window, std::size_t size) {
-        DWORD id = 0;
-        ::GetWindowThreadProcessId(window, &id);
-        process_ =
-            ::OpenProcess(PROCESS_VM_OPERATION | PROCESS_VM_READ | PROCESS_VM_WRITE, FALSE, id);
-        memory_ = ::VirtualAllocEx(process_, nullptr, size, MEM_COMMIT, PAGE_READWRITE);
-    }
-    RemoteMemory(const RemoteMemory&) = delete;
-    RemoteMemory& operator=(const RemoteMemory&) = delete;
-    ~RemoteMemory() {
-        ::VirtualFreeEx(process_, memory_, 0, MEM_RELEASE);
-        ::CloseHandle(process_);
-    }
-    char* At(std::size_t place) const { return static_cast<char*>(memory_) + place; }
-    void Write(const void* data, std::size_t size) const {
-        ::WriteProcessMemory(process_, memory_, data, size, nullptr);
-    }
-    void Read(std::size_t place, void* data, std::size_t size) const {
-        ::ReadProcessMemory(process_, At(place), data, size, nullptr);
-    }
-
-  private:
-    HANDLE process_ = nullptr;
-    void* memory_ = nullptr;
-};
-
-std::wstring CellOf(HWND list, int row, int column) {
-    constexpr int kLongest = 40'000;
-    const RemoteMemory memory(list, sizeof(LVITEMW) + kLongest * sizeof(wchar_t));
-    LVITEMW item = {};
-    item.iSubItem = column;
-    item.pszText = reinterpret_cast<wchar_t*>(memory.At(sizeof(LVITEMW)));
-    item.cchTextMax = kLongest;
-    memory.Write(&item, sizeof item);
-    const LRESULT length = ::SendMessageW(list, LVM_GETITEMTEXTW, static_cast<WPARAM>(row),
-                                          reinterpret_cast<LPARAM>(memory.At(0)));
-    std::wstring text(static_cast<std::size_t>(length), L'\0');
-    memory.Read(sizeof(LVITEMW), text.data(), text.size() * sizeof(wchar_t));
-    return text;
-}
-
-void AddRows(HWND list, Lines& lines) {
-    const LRESULT rows = ::SendMessageW(list, LVM_GETITEMCOUNT, 0, 0);
-    const auto header = reinterpret_cast<HWND>(::SendMessageW(list, LVM_GETHEADER, 0, 0));
-    const LRESULT columns = ::SendMessageW(header, HDM_GETITEMCOUNT, 0, 0);
-    const LRESULT selected =
-        ::SendMessageW(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED);
-    for (int row = 0; row < rows; ++row) {
-        std::wstring line = row == selected ? L"row>" : L"row";
-        for (int column = 0; column < columns; ++column) {
-            line += (column == 0 ? L" " : L" | ") + CellOf(list, row, column);
-        }
-        lines.push_back(line);
-    }
-}
-
-void AddLines(HWND list, Lines& lines) {
-    const LRESULT rows = ::SendMessageW(list, LB_GETCOUNT, 0, 0);
-    const LRESULT selected = ::SendMessageW(list, LB_GETCURSEL, 0, 0);
-    for (LRESULT row = 0; row < rows; ++row) {
-        const auto place = static_cast<WPARAM>(row);
-        std::wstring line(static_cast<std::size_t>(::SendMessageW(list, LB_GETTEXTLEN, place, 0)),
-                          L'\0');
-        ::SendMessageW(list, LB_GETTEXT, place, reinterpret_cast<LPARAM>(line.data()));
-        lines.push_back((row == selected ? L"line> " : L"line ") + line);
-    }
-}
-
-void AddText(const wchar_t* kind, HWND child, Lines& lines) {
-    std::wstring text = Without(TextOf(child), L'\r');
-    if (kind == std::wstring(L"button")) {
-        text = Without(text, L'&') + (::IsWindowEnabled(child) != 0 ? L"" : L" (grey)");
-    }
-    std::replace(text.begin(), text.end(), L'\n', kLineEnd);
-    lines.push_back(std::wstring(kind) + L" " + text);
-}
-
-/// As the first line, wherever the strip stands.
-void AddTab(HWND strip, Lines& lines) {
-    const LRESULT tab = ::SendMessageW(strip, TCM_GETCURSEL, 0, 0);
-    lines.insert(lines.begin(), L"tab " + std::to_wstring(tab + 1));
-}
-
-Lines Content() {
-    Lines lines;
-    for (const HWND child : Children()) {
-        const std::wstring name = ClassOf(child);
-        if (name == L"SysListView32") AddRows(child, lines);
-        if (name == L"ListBox") AddLines(child, lines);
-        if (name == L"Button") AddText(L"button", child, lines);
-        if (name == L"Edit") AddText(L"edit", child, lines);
-        if (name == L"Static" && TextOf(child) != L"") AddText(L"label", child, lines);
-        if (name == L"SysTabControl32") AddTab(child, lines);
-    }
-    return lines;
 }
 
 // ---------------------------------------------------------------- commands
@@ -354,8 +207,8 @@ bool PressCancel(Argument text) {
 }
 
 bool AwaitContent(const std::function<bool(const Lines&)>& isWanted) {
-    if (Await([&] { return isWanted(Content()); })) return true;
-    for (const std::wstring& line : Content()) Tell(line);
+    if (Await([&] { return isWanted(ContentOf(target)); })) return true;
+    for (const std::wstring& line : ContentOf(target)) Tell(line);
     return false;
 }
 
