@@ -52,6 +52,16 @@ Text HiveName::ToText() const {
     return text;
 }
 
+int HiveName::Compare(TextView name) const {
+    const std::size_t length = Length();
+    const std::size_t common = std::min(length, name.size());
+    for (std::size_t i = 0; i < common; ++i) {
+        const int difference = HiveUpperCase((*this)[i]) - HiveUpperCase(name[i]);
+        if (difference != 0) return difference;
+    }
+    return length == name.size() ? 0 : length < name.size() ? -1 : 1;
+}
+
 HiveName HiveKey::Name() const {
     return {cell_.subspan(kKeySize, Read16(cell_, 72)), (Flags() & kIsNameLatin1) != 0};
 }
@@ -143,13 +153,32 @@ bool Hive::ForEachEntry(CellOffset list, bool isNested, const EntrySink& sink) c
 }
 
 HiveResult<HiveKey> Hive::FindSubkey(const HiveKey& key, TextView name) const {
-    HiveResult<HiveKey> found = Fault<HiveKey>(HiveRule::KeySignature, kNoCell);
+    auto found = FindSubkey(key, name, true);
+    // Others have written hashes that aren't those of Windows.
+    return found ? found : FindSubkey(key, name, false);
+}
+
+HiveResult<HiveKey> Hive::FindSubkey(const HiveKey& key, TextView name, bool byHash) const {
+    auto found = Fault<HiveKey>(HiveRule::NoSuchName, key.Offset());
+    const std::uint32_t hash = HiveNameHash(name);
     ForEachSubkey(key, [&](const HiveResult<HiveListEntry>& entry) {
-        if (!entry) return true;
-        const auto subkey = Key(entry->key);
-        if (!subkey || CompareHiveNames(subkey->Name().ToText(), name) != 0) return true;
-        found = subkey;
-        return false;
+        const bool isOther = entry && entry->kind == HiveListKind::Hashes && entry->hint != hash;
+        if (byHash && (!entry || isOther)) return true;
+        const auto subkey = entry ? Key(entry->key) : HiveResult<HiveKey>{{}, entry.fault};
+        if (subkey && subkey->Name().Compare(name) != 0) return true;
+        const bool isDamaged = !found && found.fault->rule != HiveRule::NoSuchName;
+        if (subkey || !isDamaged) found = subkey;
+        return !subkey;
+    });
+    return found;
+}
+
+HiveResult<HiveValue> Hive::FindValue(const HiveKey& key, TextView name) const {
+    auto found = Fault<HiveValue>(HiveRule::NoSuchName, key.Offset());
+    ForEachValue(key, [&](const HiveResult<HiveValue>& value) {
+        if (value && value->Name().Compare(name) != 0) return true;
+        if (value || found.fault->rule == HiveRule::NoSuchName) found = value;
+        return !value;
     });
     return found;
 }

@@ -28,6 +28,11 @@ struct HiveName {
     bool isLatin1 = false;
 
     std::size_t Length() const { return isLatin1 ? bytes.size() : bytes.size() / 2; }
+    char16_t operator[](std::size_t i) const {
+        return isLatin1 ? bytes[i] : static_cast<char16_t>(Read16(bytes, 2 * i));
+    }
+    /// As names are ordered in lists: negative, zero or positive.
+    int Compare(TextView name) const;
     void AppendTo(Text& text) const;
     Text ToText() const;
 };
@@ -112,8 +117,12 @@ class Hive {
     using EntrySink = std::function<bool(const HiveResult<HiveListEntry>&)>;
     /// The entries of a key's lists in the file's order (lf, lh, li, and ri over these).
     void ForEachSubkey(const HiveKey& key, const EntrySink& sink) const;
-    /// The first subkey of that name, without regard to case; every entry is looked at.
+    /// The first subkey of that name, without regard to case. If no hash in the lists is that of
+    /// the name, every entry is looked at. A name that isn't there is the fault `NoSuchName`, any
+    /// other fault is one of the lists, so that it can't be said.
     HiveResult<HiveKey> FindSubkey(const HiveKey& key, TextView name) const;
+    /// A value by its name likewise.
+    HiveResult<HiveValue> FindValue(const HiveKey& key, TextView name) const;
 
     using ValueSink = std::function<bool(const HiveResult<HiveValue>&)>;
     /// A key's values in the file's order, or their faults; false ends it.
@@ -130,6 +139,7 @@ class Hive {
   private:
     Hive(const HiveBaseBlock& base, ByteView bins) : base_(base), bins_(bins) {}
 
+    HiveResult<HiveKey> FindSubkey(const HiveKey& key, TextView name, bool byHash) const;
     bool ForEachEntry(CellOffset list, bool isNested, const EntrySink& sink) const;
     std::optional<HiveFault> SegmentedData(const HiveValue& value, ByteView record,
                                            std::vector<ByteView>& pieces) const;

@@ -234,9 +234,10 @@ class Checker {
 
     /// Versions of Windows differ in what they write for names that aren't ASCII.
     static bool IsHintRight(std::uint32_t hint, const Text& name) {
+        const TextView first = TextView(name).substr(0, 4);
+        if (std::ranges::any_of(first, [](char16_t unit) { return unit >= 0x80; })) return true;
         for (std::size_t i = 0; i < 4; ++i) {
-            const char16_t unit = i < name.size() ? name[i] : u'\0';
-            if (unit >= 0x80) return true;
+            const char16_t unit = i < first.size() ? first[i] : u'\0';
             if (HiveUpperCase(static_cast<char16_t>(hint >> 8 * i & 0xFF)) != HiveUpperCase(unit)) {
                 return false;
             }

@@ -59,6 +59,7 @@ constexpr std::pair<HiveRule, const char*> kRules[] = {
     {HiveRule::SecuritySize, "is too short for its security descriptor"},
     {HiveRule::SecurityRing, "isn't linked into the ring of security descriptors"},
     {HiveRule::SecurityCount, "counts other keys than use this security descriptor"},
+    {HiveRule::NoSuchName, "has nothing of that name"},
 };
 
 /// The units that have no simple upper case in Windows' table although they are some letter's lower

@@ -131,6 +131,7 @@ enum class HiveRule {
     SecuritySize,
     SecurityRing,
     SecurityCount,
+    NoSuchName,  // no damage: what was looked for isn't there
 };
 /// A clause for people: "is no key".
 const char* Describe(HiveRule rule);
