@@ -17,7 +17,7 @@ using Outcome = UndoStep::Outcome;
 
 constexpr int kTimeWidth = 1800;
 constexpr int kOperationWidth = 2700;
-constexpr int kChangesWidth = 900;
+constexpr int kChangesWidth = 1050;
 constexpr int kUndoWidth = 1500;
 constexpr int kCloseWidth = 1200;
 
