@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/Machine.h"
+#include "platform/undo/RecordedOperation.h"
 #include "resources/BuildSettings.h"
 #include "services/ErrorMode.h"
 #include "services/FileUtil.h"
@@ -66,6 +67,29 @@ bool Post(const Text& body, Text& errorText) {
     return JudgeEnd(*request.value, errorText);
 }
 
+/// What is left of another report under this name would become a part of this one.
+bool IsFree(const Text& file) {
+    return TheMachine().FileSystem().GetFileAttributesW(file).IsNotThere();
+}
+
+/// The name of a temporary file and ".zip" behind it, for an archive that isn't there.
+Text NewArchiveName() {
+    constexpr int kTries = 100;
+    std::vector<Text> taken;  // they stay until the end, so that each try gives another name
+    Text archive;
+    for (int i = 0; i < kTries && archive.empty(); ++i) {
+        Text temporary = SysUtil::GetTempFileName(u"sc");
+        if (IsFree(temporary + u".zip")) {
+            archive = temporary + u".zip";
+        } else {
+            taken.push_back(std::move(temporary));
+        }
+    }
+    for (const Text& temporary : taken) (void)TheMachine().FileSystem().DeleteFileW(temporary);
+    if (archive.empty()) throw RuntimeError(ErrorNumber::PathFileAccess);
+    return archive;
+}
+
 }  // namespace
 
 void cl::Do1(LoggerRef, const Text& category, ValueBag& values, Text& errorText, bool& success) {
@@ -79,6 +103,7 @@ void cl::Do1(LoggerRef, const Text& category, ValueBag& values, Text& errorText,
     } catch (...) {
         errorText = CurrentError().Description();
         success = false;
+        const RecordedOperation operation(UndoOperation::kBookkeeping);
         (void)TheMachine().FileSystem().DeleteFileW(report.envelopeFile);
         (void)TheMachine().FileSystem().DeleteFileW(report.archiveFile);
     }
@@ -153,34 +178,10 @@ void NameReport(const Text& category, PackedReport& report) {
     report.id = SysUtil::NewUniqueId();
 }
 
-namespace {
-
-/// What is left of another report under this name would become a part of this one.
-bool IsFree(const Text& file) {
-    return TheMachine().FileSystem().GetFileAttributesW(file).IsNotThere();
-}
-
-/// The name of a temporary file and ".zip" behind it, for an archive that isn't there.
-Text NewArchiveName() {
-    constexpr int kTries = 100;
-    std::vector<Text> taken;  // they stay until the end, so that each try gives another name
-    Text archive;
-    for (int i = 0; i < kTries && archive.empty(); ++i) {
-        Text temporary = SysUtil::GetTempFileName(u"sc");
-        if (IsFree(temporary + u".zip")) {
-            archive = temporary + u".zip";
-        } else {
-            taken.push_back(std::move(temporary));
-        }
-    }
-    for (const Text& temporary : taken) (void)TheMachine().FileSystem().DeleteFileW(temporary);
-    if (archive.empty()) throw RuntimeError(ErrorNumber::PathFileAccess);
-    return archive;
-}
-
-}  // namespace
-
 void PackEnvelope(const Text& envelope, PackedReport& report) {
+    // New files alone, which nobody wants to undo. No message is pumped meanwhile, so that no other
+    // operation comes to stand inside.
+    const RecordedOperation operation(UndoOperation::kBookkeeping);
     report.envelopeFile = WithBackslash(SysUtil::GetTempPath()) + report.id + u".xml";
     report.archiveFile = NewArchiveName();
     FileUtil::WriteTextFile(report.envelopeFile, envelope);

@@ -39,9 +39,8 @@ Text MakeEnvelope(const Text& category, const Text& id, ValueBag& values);
 /// Takes the category, each "/" a "\", and a fresh identifier.
 void NameReport(const Text& category, PackedReport& report);
 /// Writes the envelope and the archive that holds it to the temporary folder, each as a new file. A
-/// failure is a
-/// RuntimeError, and `report` then names what may have been written; one of the packing shows in
-/// the archive's absence alone.
+/// failure is a RuntimeError, and `report` then names what may have been written; one of the
+/// packing shows in the archive's absence alone. No undo records it.
 void PackEnvelope(const Text& envelope, PackedReport& report);
 
 }  // namespace bkfd

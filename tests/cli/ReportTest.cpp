@@ -149,6 +149,7 @@ TEST(ReportCommand, SendsEachReportInAnArchiveOfItsOwn) {
         EXPECT_FALSE(temporary.empty());
         for (const fs::path& path : temporary) fs::remove(path);
     }
+    EXPECT_FALSE(fs::exists(machine.Path("drives/c/Program Files/Brackenfold/Undo")));
 }
 
 TEST(ReportCommand, SendsToAReceiverWhoseReportDecodes) {
