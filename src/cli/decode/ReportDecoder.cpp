@@ -214,7 +214,8 @@ class EntryDecoder {
             return FromText(utf8);
         }
         if (writer.HasRemarks()) {
-            report_.problems.push_back(name + " holds comments or instructions; that is in no file");
+            report_.problems.push_back(name +
+                                       " holds comments or instructions; that is in no file");
         }
         if (name == "SuspiciousFiles") std::ranges::move(writer.TakePaths(), Paths());
         return FromString(writer.TakeDocument());
@@ -283,8 +284,8 @@ class EnvelopeReader final : public XmlHandler {
     void OnRemark() override { Leave("comments or instructions"); }
 
   private:
-    /// Tells of something that no file shows, once an entry, whatever the names inside it are: there
-    /// are no more problems than entries allow.
+    /// Tells of something that no file shows, once an entry, whatever the names inside it are:
+    /// there are no more problems than entries allow.
     void Leave(const char* what) {
         const std::string where = depth_ < 2 ? "the envelope" : name_;
         if (!lost_.insert(where + what).second) return;
