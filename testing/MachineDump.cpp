@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "platform/RegistryValues.h"
+#include "platform/RootNames.h"
 
 namespace bkfd {
 namespace {
@@ -29,17 +30,20 @@ std::string DumpValue(const RegistryValue& value) {
     return out;
 }
 
-void DumpKey(const RegistryKey& key, const std::string& path, std::string& out) {
-    if (!key.values.IsEmpty() || key.subkeys.empty()) out += '[' + path + "]\n";
-    std::vector<std::pair<Text, const RegistryValues::NamedValue*>> sorted;
-    for (const auto& named : key.values) sorted.emplace_back(ToLower(named.name), &named);
-    std::sort(sorted.begin(), sorted.end());
-    for (const auto& [folded, named] : sorted) {
-        out += "  " + (folded.empty() ? "@" : ToUtf8(named->name)) + " = " +
-               DumpValue(named->value) + '\n';
+void DumpKey(RegistryRoots& roots, RegistryRoot root, const Text& key, const std::string& path,
+             std::string& out) {
+    std::vector<Text> values = roots.EnumValues(root, key).value;
+    std::vector<Text> subkeys = roots.EnumKeys(root, key).value;
+    if (!values.empty() || (subkeys.empty() && !key.empty())) out += '[' + path + "]\n";
+    std::ranges::sort(values, {}, [](const Text& name) { return ToLower(name); });
+    for (const Text& name : values) {
+        out += "  " + (name.empty() ? "@" : ToUtf8(name)) + " = " +
+               DumpValue(roots.QueryValue(root, key, name).value) + '\n';
     }
-    for (const auto& [folded, below] : key.subkeys) {
-        DumpKey(*below, path + '\\' + ToUtf8(below->name), out);
+    std::ranges::sort(subkeys, {}, [](const Text& name) { return ToLower(name); });
+    for (const Text& name : subkeys) {
+        DumpKey(roots, root, key.empty() ? name : key + u'\\' + name, path + '\\' + ToUtf8(name),
+                out);
     }
 }
 
@@ -48,8 +52,7 @@ void DumpKey(const RegistryKey& key, const std::string& path, std::string& out) 
 std::string DumpRegistry(const ModelMachine& machine) {
     std::string out;
     for (const RegistryRoot root : RegistryTree::kRoots) {
-        const RegistryKey& key = machine.Tree().Root(root);
-        if (!key.subkeys.empty() || !key.values.IsEmpty()) DumpKey(key, ToUtf8(key.name), out);
+        DumpKey(machine.Roots(), root, {}, ToUtf8(RegistryRootName(root)), out);
     }
     return out;
 }

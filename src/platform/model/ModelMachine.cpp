@@ -2,12 +2,14 @@
 
 namespace bkfd {
 
-ModelMachine::ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock, ChangeLog* log)
+ModelMachine::ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock, ChangeLog* log,
+                           std::unique_ptr<RegistryRoots> roots)
     : volume_(volume),
       clock_(clock),
       facts_(std::move(facts)),
       codePage_(facts_.codePage),
-      registry_(tree_, facts_.HasUserClasses(), log),
+      roots_(roots ? std::move(roots) : std::make_unique<TreeRoots>(tree_)),
+      registry_(*roots_, facts_.HasUserClasses(), log),
       processes_(facts_, log),
       files_({volume, rules_, facts_, codePage_, processes_, log}),
       system_(facts_, codePage_, clock),
@@ -18,8 +20,7 @@ ModelMachine::ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock
 }
 
 ModelMachine::ModelMachine(const ModelMachine& from, Volume& volume, ModelClock& clock)
-    : ModelMachine(from.facts_, volume, clock, nullptr) {
-    tree_.CopyFrom(from.tree_);
+    : ModelMachine(from.facts_, volume, clock, nullptr, from.roots_->Fork()) {
     rules_ = from.rules_;
     registry_.CopyDenials(from.registry_);
     processes_.Replace(from.processes_.All());

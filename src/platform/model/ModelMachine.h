@@ -20,7 +20,7 @@ class ModelMachine : public Machine {
     const MachineFacts& Facts() const { return facts_; }
 
     // What the machine holds, for those who write it down.
-    const RegistryTree& Tree() const { return tree_; }
+    RegistryRoots& Roots() const { return *roots_; }
     const FileRules& Rules() const { return rules_; }
     std::vector<VolumeEntry> AllFiles() const { return volume_.All(); }
     std::vector<ProcessRecord> ProcessRecords() const { return processes_.All(); }
@@ -42,7 +42,9 @@ class ModelMachine : public Machine {
   protected:
     /// Keeps references to the volume, the clock and the log, which the derived class owns. `log`
     /// may be null.
-    ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock, ChangeLog* log);
+    /// The registry is `roots`, or `tree_` without them.
+    ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock, ChangeLog* log,
+                 std::unique_ptr<RegistryRoots> roots = nullptr);
 
     /// A copy of another machine's state, over a volume and a clock of its own.
     ModelMachine(const ModelMachine& from, Volume& volume, ModelClock& clock);
@@ -61,6 +63,7 @@ class ModelMachine : public Machine {
     MachineFacts facts_;
     CodePage codePage_;
     RegistryTree tree_;
+    std::unique_ptr<RegistryRoots> roots_;
     FileRules rules_;
     ModelRegistry registry_;
     ModelProcesses processes_;

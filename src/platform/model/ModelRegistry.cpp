@@ -1,7 +1,7 @@
 #include "platform/model/ModelRegistry.h"
 
 #include <algorithm>
-#include <set>
+#include <unordered_set>
 
 namespace bkfd {
 namespace {
@@ -10,8 +10,8 @@ constexpr TextView kClasses = u"Software\\Classes";
 
 }  // namespace
 
-ModelRegistry::ModelRegistry(RegistryTree& tree, bool hasUserClasses, ChangeLog* log)
-    : tree_(tree), hasUserClasses_(hasUserClasses), log_(log) {}
+ModelRegistry::ModelRegistry(RegistryRoots& roots, bool hasUserClasses, ChangeLog* log)
+    : roots_(roots), hasUserClasses_(hasUserClasses), log_(log) {}
 
 ModelRegistry::FoldedKey ModelRegistry::Fold(RegistryRoot root, TextView key) {
     Text folded;
@@ -36,8 +36,8 @@ Result<std::vector<ModelRegistry::Place>> ModelRegistry::PlacesOf(RegistryRoot r
     if (!subkey.empty() && subkey.front() == u'\\') return Status{SystemError::BadPathname};
     std::vector<Place> places;
     const auto add = [&](RegistryRoot real, Text key) {
-        RegistryKey* node = tree_.Root(real).Find(key);
-        places.push_back({real, std::move(key), node});
+        const Status found = roots_.FindKey(real, key);
+        places.push_back({real, std::move(key), found});
     };
     if (root != RegistryRoot::ClassesRoot) {
         add(root, Text(subkey));
@@ -49,17 +49,27 @@ Result<std::vector<ModelRegistry::Place>> ModelRegistry::PlacesOf(RegistryRoot r
     return places;
 }
 
+Result<std::vector<ModelRegistry::Place>> ModelRegistry::FoundPlacesOf(RegistryRoot root,
+                                                                       TextView subkey) {
+    auto places = PlacesOf(root, subkey);
+    if (!places.IsOk()) return places;
+    for (const Place& place : places.value) {
+        if (!place.found.IsOk() && !place.found.IsNotThere()) return place.found;
+    }
+    std::erase_if(places.value, [](const Place& place) { return !place.found.IsOk(); });
+    if (places.value.empty()) return Status{SystemError::FileNotFound};
+    return places;
+}
+
 Result<std::vector<ModelRegistry::Place>> ModelRegistry::ReadablePlacesOf(RegistryRoot root,
                                                                           TextView subkey) {
     if (IsWithin(deniedReads_, root, UpToNul(subkey))) return Status{SystemError::AccessDenied};
-    auto places = PlacesOf(root, subkey);
+    const auto places = PlacesOf(root, subkey);
     if (!places.IsOk()) return places;
     for (const Place& place : places.value) {
         if (IsWithin(deniedReads_, place.root, place.key)) return Status{SystemError::AccessDenied};
     }
-    std::erase_if(places.value, [](const Place& place) { return place.node == nullptr; });
-    if (places.value.empty()) return Status{SystemError::FileNotFound};
-    return places;
+    return FoundPlacesOf(root, subkey);
 }
 
 Status ModelRegistry::Note(MachineChange::Kind kind, const Place& place, TextView name,
@@ -73,7 +83,8 @@ Result<RegistryValue> ModelRegistry::RegQueryValueExW(RegistryRoot root, TextVie
     const auto places = ReadablePlacesOf(root, subkey);
     if (!places.IsOk()) return Status(places);
     for (const Place& place : places.value) {
-        if (const RegistryValue* value = place.node->values.Find(UpToNul(name))) return *value;
+        auto value = roots_.QueryValue(place.root, place.key, UpToNul(name));
+        if (!value.IsNotThere()) return value;
     }
     return Status{SystemError::FileNotFound};
 }
@@ -83,20 +94,16 @@ Status ModelRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextVie
     name = UpToNul(name);
     const auto places = PlacesOf(root, subkey);
     if (!places.IsOk()) return places;
-    const Place* target = &places.value.back();
-    for (const Place& place : places.value) {
-        if (place.node == nullptr) continue;
-        target = &place;
-        break;
-    }
+    const auto found = std::ranges::find_if(
+        places.value, [](const Place& place) { return !place.found.IsNotThere(); });
+    const Place& target = found == places.value.end() ? places.value.back() : *found;
     if (IsWithin(deniedWrites_, root, UpToNul(subkey)) ||
-        IsWithin(deniedWrites_, target->root, target->key)) {
+        IsWithin(deniedWrites_, target.root, target.key)) {
         return {SystemError::AccessDenied};
     }
-    const Status noted = Note(MachineChange::Kind::SetValue, *target, name, value);
+    const Status noted = Note(MachineChange::Kind::SetValue, target, name, value);
     if (!noted.IsOk()) return noted;
-    tree_.Root(target->root).Make(target->key).values.Set(name, value);
-    return {};
+    return roots_.SetValue(target.root, target.key, name, value);
 }
 
 Status ModelRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) {
@@ -106,37 +113,35 @@ Status ModelRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextVi
     if (IsWithin(deniedWrites_, root, UpToNul(subkey))) return {SystemError::AccessDenied};
     for (const Place& place : places.value) {
         if (IsWithin(deniedWrites_, place.root, place.key)) return {SystemError::AccessDenied};
-        if (place.node == nullptr || place.node->values.Find(name) == nullptr) continue;
+        if (place.found.IsNotThere()) continue;
+        const Status value = roots_.QueryValue(place.root, place.key, name);
+        if (value.IsNotThere()) continue;
+        if (!value.IsOk()) return value;
         const Status noted = Note(MachineChange::Kind::DeleteValue, place, name);
-        if (noted.IsOk()) place.node->values.Remove(name);
-        return noted;
+        return noted.IsOk() ? roots_.DeleteValue(place.root, place.key, name) : noted;
     }
     return {SystemError::FileNotFound};
 }
 
 Result<std::vector<Text>> ModelRegistry::RegEnumKeyExW(RegistryRoot root, TextView subkey) {
-    const auto places = ReadablePlacesOf(root, subkey);
-    if (!places.IsOk()) return Status(places);
-    std::vector<Text> names;
-    std::set<TextView> seen;
-    for (const Place& place : places.value) {
-        for (const auto& [folded, key] : place.node->subkeys) {
-            if (seen.insert(folded).second) names.push_back(key->name);
-        }
-    }
-    return names;
+    return EnumNames(root, subkey, &RegistryRoots::EnumKeys);
 }
 
 Result<std::vector<Text>> ModelRegistry::RegEnumValueW(RegistryRoot root, TextView subkey) {
+    return EnumNames(root, subkey, &RegistryRoots::EnumValues);
+}
+
+Result<std::vector<Text>> ModelRegistry::EnumNames(RegistryRoot root, TextView subkey,
+                                                   EnumCall call) {
     const auto places = ReadablePlacesOf(root, subkey);
     if (!places.IsOk()) return Status(places);
     std::vector<Text> names;
+    std::unordered_set<Text> seen;
     for (const Place& place : places.value) {
-        const bool isFirst = &place == &places.value.front();
-        for (const auto& named : place.node->values) {
-            if (isFirst || places.value.front().node->values.Find(named.name) == nullptr) {
-                names.push_back(named.name);
-            }
+        auto here = (roots_.*call)(place.root, place.key);
+        if (!here.IsOk() || places.value.size() == 1) return here;
+        for (Text& name : here.value) {
+            if (seen.insert(ToLower(name)).second) names.push_back(std::move(name));
         }
     }
     return names;
@@ -150,11 +155,12 @@ Status ModelRegistry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
     if (NextKeyComponent(rest).empty()) return {SystemError::AccessDenied};
     for (const Place& place : places.value) {
         if (IsWithin(deniedWrites_, place.root, place.key)) return {SystemError::AccessDenied};
-        if (place.node == nullptr) continue;
-        if (!place.node->subkeys.empty()) return {SystemError::AccessDenied};
+        if (place.found.IsNotThere()) continue;
+        const auto below = roots_.EnumKeys(place.root, place.key);
+        if (!below.IsOk()) return below;
+        if (!below.value.empty()) return {SystemError::AccessDenied};
         const Status noted = Note(MachineChange::Kind::DeleteKey, place);
-        if (noted.IsOk()) tree_.Root(place.root).Remove(place.key);
-        return noted;
+        return noted.IsOk() ? roots_.DeleteKey(place.root, place.key) : noted;
     }
     return {SystemError::FileNotFound};
 }

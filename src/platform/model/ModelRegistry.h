@@ -3,16 +3,16 @@
 #include <vector>
 
 #include "platform/model/ChangeLog.h"
-#include "platform/model/RegistryTree.h"
+#include "platform/model/RegistryRoots.h"
 
 namespace bkfd {
 
-/// The registry calls over a `RegistryTree`. HKEY_CLASSES_ROOT is a view of the machine's
+/// The registry calls over a machine's roots. HKEY_CLASSES_ROOT is a view of the machine's
 /// Software\Classes, and from Windows 2000 on of the user's, which are asked first.
 class ModelRegistry final : public Registry {
   public:
-    /// `log` may be null.
-    ModelRegistry(RegistryTree& tree, bool hasUserClasses, ChangeLog* log);
+    /// `log` may be null. The others must outlive this.
+    ModelRegistry(RegistryRoots& roots, bool hasUserClasses, ChangeLog* log);
 
     void SetHasUserClasses(bool hasUserClasses) { hasUserClasses_ = hasUserClasses; }
 
@@ -38,7 +38,7 @@ class ModelRegistry final : public Registry {
     struct Place {
         RegistryRoot root = RegistryRoot::LocalMachine;
         Text key;
-        RegistryKey* node = nullptr;  // null if there is no such key
+        Status found;  // whether there is such a key
     };
     using FoldedKey = std::pair<RegistryRoot, Text>;
 
@@ -46,12 +46,17 @@ class ModelRegistry final : public Registry {
     static bool IsWithin(const std::vector<FoldedKey>& denied, RegistryRoot root, TextView key);
     /// The places behind a key, the preferred one first.
     Result<std::vector<Place>> PlacesOf(RegistryRoot root, TextView subkey);
+    /// The same where the key is there, at least one; what can't be read is an error.
+    Result<std::vector<Place>> FoundPlacesOf(RegistryRoot root, TextView subkey);
     /// The same for reading: only keys that are there and may be read, at least one.
     Result<std::vector<Place>> ReadablePlacesOf(RegistryRoot root, TextView subkey);
+    using EnumCall = Result<std::vector<Text>> (RegistryRoots::*)(RegistryRoot, TextView);
+    /// The names of all places, each once, as the first place spells it.
+    Result<std::vector<Text>> EnumNames(RegistryRoot root, TextView subkey, EnumCall call);
     Status Note(MachineChange::Kind kind, const Place& place, TextView name = {},
                 const RegistryValue& value = {});
 
-    RegistryTree& tree_;
+    RegistryRoots& roots_;
     bool hasUserClasses_;
     ChangeLog* log_;
     std::vector<FoldedKey> deniedReads_;

@@ -22,6 +22,8 @@ class RegistryStore {
   public:
     virtual ~RegistryStore() = default;
 
+    /// Success if the key is there and can be read.
+    virtual Status FindKey(TextView key) { return EnumValues(key); }
     virtual Result<RegistryValue> QueryValue(TextView key, TextView name) = 0;
     /// Names of the direct subkeys, in the file's order. One that can't be read stands there as the
     /// place of the damage, "\uFFFDcell 0x1a20", and asking for it is `RegistryCorrupt`, as is
