@@ -1,10 +1,7 @@
 #include "cli/RegistryFile.h"
 
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <vector>
 
 #include "cli/Command.h"
@@ -13,13 +10,12 @@
 #include "formats/HiveWalk.h"
 #include "formats/RegText.h"
 #include "formats/WineReg.h"
-#include "platform/host/MappedFile.h"
+#include "platform/files/MappedFile.h"
+#include "platform/hive/HiveStore.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
 namespace {
-
-namespace fs = std::filesystem;
 
 [[noreturn]] void Fail(const std::string& path, const std::string& what) {
     throw CommandError(PrintableText(FromUtf8(path)) + ": " + what);
@@ -33,30 +29,11 @@ MappedFile OpenMapped(const std::string& path, std::uint64_t size = 0) {
     return file;
 }
 
-std::string LowerCase(std::string text) {
-    std::ranges::transform(text, text.begin(), [](unsigned char unit) {
-        return static_cast<char>(std::tolower(unit));
-    });
-    return text;
-}
-
 /// The logs beside a hive, in the order of their names; those that can't be read are noted.
 std::vector<MappedFile> OpenLogs(const std::string& path,
                                  const std::function<void(const std::string&)>& onNote) {
-    const fs::path hive(path);
-    const std::string name = LowerCase(hive.filename().string());
-    std::vector<std::string> found;
-    std::error_code ignored;
-    const fs::path folder = hive.has_parent_path() ? hive.parent_path() : fs::path(".");
-    for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-        const std::string other = LowerCase(entry.path().filename().string());
-        if (other == name + ".log" || other == name + ".log1" || other == name + ".log2") {
-            found.push_back(entry.path().string());
-        }
-    }
-    std::ranges::sort(found, {}, LowerCase);
     std::vector<MappedFile> logs;
-    for (const std::string& log : found) {
+    for (const std::string& log : FindHiveLogs(path)) {
         MappedFile file;
         if (file.Open(log)) {
             logs.push_back(std::move(file));
@@ -65,6 +42,12 @@ std::vector<MappedFile> OpenLogs(const std::string& path,
         }
     }
     return logs;
+}
+
+/// Zeros stand in place of what the disk didn't give.
+void TellDiskError(const MappedFile& file, RegistryVisitor& visitor) {
+    if (file.HasFailed())
+        visitor.OnUnreadable({}, "the disk gives an error for a part of the file");
 }
 
 void WalkHiveFile(const std::string& path, MappedFile file, const RegistryFileOptions& options,
@@ -90,6 +73,7 @@ void WalkHiveFile(const std::string& path, MappedFile file, const RegistryFileOp
                                        "missing");
     }
     WalkHive(std::get<Hive>(opened), visitor);
+    TellDiskError(file, visitor);
 }
 
 void WalkRegText(const std::string& path, ByteView file, const RegistryFileOptions& options,
@@ -126,8 +110,9 @@ void WalkRegistryFile(const std::string& path, const RegistryFileOptions& option
     MappedFile file = OpenMapped(path);
     const ByteView bytes = file.Bytes();
     if (HasText(bytes, 0, "regf")) {
-        WalkHiveFile(path, std::move(file), options, visitor, onNote);
-    } else if (IsCreg(bytes)) {
+        return WalkHiveFile(path, std::move(file), options, visitor, onNote);
+    }
+    if (IsCreg(bytes)) {
         const std::string error = WalkCreg(bytes, options.decode, visitor);
         if (!error.empty()) Fail(path, error);
     } else if (WineRegReader::IsWineReg(bytes)) {
@@ -135,6 +120,7 @@ void WalkRegistryFile(const std::string& path, const RegistryFileOptions& option
     } else {
         WalkRegText(path, bytes, options, visitor);
     }
+    TellDiskError(file, visitor);
 }
 
 }  // namespace bkfd

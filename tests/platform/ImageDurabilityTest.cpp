@@ -1,10 +1,9 @@
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <random>
 #include <set>
 
+#include "common/FullDisk.h"
 #include "common/WritePoints.h"
 #include "platform/RegistryValues.h"
 #include "platform/RootNames.h"
@@ -218,26 +217,6 @@ TEST(ImageDurability, AJournalBeginsAnewBehindEachFold) {
     kSteps[2](*machine);
     ExpectCrashSafe(image, *machine);
 }
-
-/// No file can grow beyond `size` as long as the object lives.
-class FullDisk {
-  public:
-    explicit FullDisk(rlim_t size) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit now{size, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &now);
-    }
-    ~FullDisk() {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, SIG_DFL);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-  private:
-    rlimit before_{};
-};
 
 TEST(ImageDurability, AFullDiskLeavesNoPartOfARecordOrFile) {
     ScratchImage image;
