@@ -1,5 +1,9 @@
 #!/usr/bin/env python3
-"""compare_hives.py PROGRAM FOLDER: reads registry files with `PROGRAM registry` and foreign readers.
+"""compare_hives.py [--change CHANGER] PROGRAM FOLDER: reads registry files with `PROGRAM registry` and
+foreign readers.
+
+With --change copies of the hives are changed by CHANGER (tests/formats/ChangeHive.cpp), which takes the
+changes back too and compares every byte; what is compared with the readers then is the changed copy.
 
 Hives are read by libhivex, reglookup and regfexport, files of the 95 family by cregexport; Wine's text
 and export files have no foreign reader here and are read by ours alone. None of the foreign readers
@@ -28,6 +32,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 
 import hive_readers
 
@@ -168,7 +173,39 @@ def is_log(head):
     return head[:4] == b"regf" and head[28:32] not in (b"", b"\0\0\0\0")
 
 
+def changed_copy(changer, file, scratch):
+    """What the changer made of a copy (None if it refused), and what went wrong."""
+    done = subprocess.run([changer, str(file), scratch], capture_output=True, text=True)
+    print(f"  {done.stdout.strip() or done.stderr.strip()[-300:]}")
+    changed = pathlib.Path(scratch) / "changed"
+    return (changed if changed.exists() else None,
+            [] if done.returncode == 0 else [f"change_hive ended with {done.returncode}"])
+
+
+def compare_hive(program, changer, file):
+    """A changed copy of a hive; its listing, the readers' verdicts, and what differs."""
+    with tempfile.TemporaryDirectory() as scratch:
+        copy, found = changed_copy(changer, file, scratch)
+        if copy is None:
+            return None, [], found
+        listing = Listing(program, copy, "--no-logs")
+        verdicts, differing = judge(listing, copy, hive_readers.HIVE_READERS)
+        return listing, verdicts, found + differing
+
+
+def compare_file(program, file, head):
+    listing = Listing(program, file, "--no-logs")
+    verdicts, found = judge(listing, file, FOREIGN_MARKS.get(head[:4], ()))
+    if head[:4] == b"regf":
+        found += compare_recovered(program, file, Listing(program, file))
+    return listing, verdicts, found
+
+
 def main():
+    changer = None
+    if sys.argv[1] == "--change":
+        changer = sys.argv[2]
+        del sys.argv[1:3]
     program, folder = sys.argv[1], pathlib.Path(sys.argv[2])
     files = keys = values = count = 0
     for file in sorted(path for path in folder.rglob("*") if path.is_file()):
@@ -177,16 +214,19 @@ def main():
         readers = FOREIGN_MARKS.get(head[:4], ())
         if is_log(head) or not (readers or head.startswith(OWN_MARKS)):
             continue
+        if changer and head[:4] != b"regf":
+            continue
         print(file.relative_to(folder))
-        listing = Listing(program, file, "--no-logs")
-        verdicts, found = judge(listing, file, readers)
-        if head[:4] == b"regf":
-            found += compare_recovered(program, file, Listing(program, file))
+        if changer:
+            listing, verdicts, found = compare_hive(program, changer, file)
+        else:
+            listing, verdicts, found = compare_file(program, file, head)
         files += 1
-        keys += sum(item[0] == "key" for item in listing.items)
-        values += sum(item[0] == "value" for item in listing.items)
+        items = listing.items if listing else []
+        keys += sum(item[0] == "key" for item in items)
+        values += sum(item[0] == "value" for item in items)
         count += len(found)
-        print(f"  {len(listing.items)} items; {', '.join(verdicts) or 'no foreign reader'}")
+        print(f"  {len(items)} items; {', '.join(verdicts) or 'no foreign reader'}")
         for text in found[:MOST_LINES]:
             print(f"  DIFFERENT: {text}".encode("utf-8", "backslashreplace").decode())
         if len(found) > MOST_LINES:

@@ -5,6 +5,7 @@
 
 #include "formats/CregSample.h"
 #include "formats/HiveLogSamples.h"
+#include "formats/HiveModel.h"
 #include "formats/HiveSamples.h"
 
 namespace bkfd {
@@ -35,7 +36,33 @@ HiveMakerKey ManyThings() {
     return root;
 }
 
+/// After many changes at random, told to the editor in the same way each time.
+Bytes Changed(const HiveMakerKey& root, std::uint32_t minor) {
+    HiveRoom room(HiveMaker(root, minor).File(), std::size_t{4} << 20);
+    HiveEditor editor = room.Edit();
+    RandomChanges changes(editor, minor);
+    changes.Learn();
+    for (int step = 0; step < 2000; ++step) (void)changes.Step();
+    return Sealed(editor.File());
+}
+
+/// 5,000 subkeys, added one by one.
+Bytes Grown(const char* list) {
+    HiveRoom room(HiveMaker({u"ROOT", {}, {{u"first"}}, list, 0, {}}).File(), std::size_t{4} << 20);
+    HiveEditor editor = room.Edit();
+    for (int i = 0; i < 5000; ++i) {
+        const Text name = u"key" + ToText(i * 2741 % 5000);
+        (void)editor.MakeKeys(editor.Cells().View().BaseBlock().root, {&name, 1});
+    }
+    return Sealed(editor.File());
+}
+
 void WriteAll(const std::string& folder) {
+    Write(folder + "/changed_5", Changed(samples::SmallRoot(), 5));
+    Write(folder + "/changed_3", Changed({u"ROOT", {}, {{u"a"}, {u"b"}}, "lf", 0, {}}, 3));
+    Write(folder + "/grown_lh", Grown("lh"));
+    Write(folder + "/grown_li", Grown("li"));
+
     for (const std::uint32_t minor : {3U, 4U, 5U}) {
         const std::string name = "/of_version_" + std::to_string(minor);
         Write(folder + name, HiveMaker(samples::SmallRoot(), minor).File());

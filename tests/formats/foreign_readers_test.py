@@ -9,8 +9,8 @@ import unittest
 
 import jsonschema
 
-WRITER, PROGRAM = sys.argv[-2:]
-del sys.argv[-2:]
+WRITER, CHANGER, PROGRAM = sys.argv[-3:]
+del sys.argv[-3:]
 ROOT = pathlib.Path(__file__).parents[2]
 COMPARE = ROOT / "tools/compare_hives.py"
 SCHEMA = ROOT / "docs/schema/lines/registry.json"
@@ -30,10 +30,10 @@ class ForeignReaders(unittest.TestCase):
     def tearDown(self):
         self.scratch.cleanup()
 
-    def compare(self):
+    def compare(self, *options):
         # Debian's own Python has libhivex's binding.
-        run = subprocess.run(["/usr/bin/python3", COMPARE, PROGRAM, self.folder], timeout=300,
-                             capture_output=True, text=True)
+        run = subprocess.run(["/usr/bin/python3", COMPARE, *options, PROGRAM, self.folder],
+                             timeout=300, capture_output=True, text=True)
         return run.returncode, run.stdout
 
     def test_all_agree(self):
@@ -48,6 +48,12 @@ class ForeignReaders(unittest.TestCase):
         code, text = self.compare()
         self.assertEqual(code, 1)
         self.assertEqual(text.splitlines()[-1], "9 files, 1449 keys, 70 values, 2 differences")
+
+    def test_changed_hives_are_read_by_all_and_come_back(self):
+        code, text = self.compare("--change", CHANGER)
+        self.assertEqual(code, 0, text)
+        self.assertRegex(text.splitlines()[-1], ", 0 differences$")
+        self.assertEqual(text.count(" keys and back"), 12, text)
 
     def test_lines_fit_their_schema(self):
         schema = jsonschema.Draft202012Validator(json.loads(SCHEMA.read_text(encoding="utf-8")))
