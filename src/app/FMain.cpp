@@ -5,7 +5,6 @@
 #include "identity/ApplicationStart.h"
 #include "platform/Machine.h"
 #include "removal/CPaRemover.h"
-#include "resources/BuildSettings.h"
 #include "resources/ComponentIds.h"
 #include "resources/StringTable.h"
 #include "services/ApplicationState.h"
@@ -19,9 +18,7 @@ constexpr char16_t kInitialize[] = u"FMain.Form_Initialize";
 constexpr char16_t kLoad[] = u"FMain.Form_Load";
 
 Text VersionLine() {
-    return ResourceString(StringId::ProgramTitle) + u" ver." + ToText(BuildSettings::VersionMajor) +
-           u"." + ToText(BuildSettings::VersionMinor) + u"." +
-           ToText(BuildSettings::VersionRevision);
+    return ResourceString(StringId::ProgramTitle) + u" ver." + ProgramVersion();
 }
 
 ObjectRef CreateCustomObject() {

@@ -7,7 +7,7 @@
 #include "base/ProgramEnd.h"
 #include "base/RuntimeError.h"
 #include "cli/Command.h"
-#include "resources/BuildSettings.h"
+#include "services/ApplicationState.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
@@ -39,12 +39,6 @@ Exit codes: 0 done, or nothing found; 1 parasites found; 2 failed or wrong usage
 
 Results go to standard output; messages, questions and progress to standard error.)";
 
-std::string VersionText() {
-    return "Brackenfold " + std::to_string(BuildSettings::VersionMajor) + "." +
-           std::to_string(BuildSettings::VersionMinor) + "." +
-           std::to_string(BuildSettings::VersionRevision);
-}
-
 std::string OneLine(std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');
     while (!text.empty() && text.back() == ' ') text.pop_back();
@@ -62,7 +56,8 @@ class Parser {
     Parser(const CommandList& commands, CommandContext& context)
         : app_(kDescription, "brackenfold") {
         app_.footer(kFooter);
-        app_.set_version_flag("--version", VersionText(), "Print the version");
+        app_.set_version_flag("--version", "Brackenfold " + ToUtf8(ProgramVersion()),
+                              "Print the version");
         app_.add_option("--machine", context.machine, "Folder of the machine image")
             ->type_name("FOLDER");
         app_.add_flag("--json", context.asJson, "Print one JSON document and never ask");
