@@ -6,21 +6,12 @@
 
 #include "base/LowerCase.h"
 #include "base/RuntimeError.h"
+#include "base/Surrogates.h"
 
 namespace bkfd {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
-
-bool IsHighSurrogate(char32_t unit) {
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-bool IsLowSurrogate(char32_t unit) {
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-bool IsSurrogate(char32_t unit) {
-    return unit >= 0xD800 && unit <= 0xDFFF;
-}
 
 void AppendUtf8(std::string& out, char32_t point) {
     const auto put = [&out](char32_t byte) { out.push_back(static_cast<char>(byte)); };
@@ -39,16 +30,6 @@ void AppendUtf8(std::string& out, char32_t point) {
         put(0x80 | ((point >> 6) & 0x3F));
         put(0x80 | (point & 0x3F));
     }
-}
-
-void AppendUtf16(Text& out, char32_t point) {
-    if (point < 0x10000) {
-        out.push_back(static_cast<char16_t>(point));
-        return;
-    }
-    point -= 0x10000;
-    out.push_back(static_cast<char16_t>(0xD800 + (point >> 10)));
-    out.push_back(static_cast<char16_t>(0xDC00 + (point & 0x3FF)));
 }
 
 /// Decodes one sequence at `position` and moves behind it. A malformed byte is taken alone.
@@ -78,7 +59,7 @@ Text Decode(std::string_view utf8, bool keepSurrogates) {
     Text out;
     out.reserve(utf8.size());
     for (std::size_t position = 0; position < utf8.size();) {
-        AppendUtf16(out, DecodeOne(utf8, position, keepSurrogates));
+        AppendCharacter(out, DecodeOne(utf8, position, keepSurrogates));
     }
     return out;
 }
@@ -86,14 +67,9 @@ Text Decode(std::string_view utf8, bool keepSurrogates) {
 std::string Encode(TextView text, bool keepSurrogates) {
     std::string out;
     out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        char32_t point = text[i];
-        if (IsHighSurrogate(point) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
-            point = 0x10000 + ((point - 0xD800) << 10) + (text[++i] - 0xDC00U);
-        } else if (IsSurrogate(point) && !keepSurrogates) {
-            point = kReplacement;
-        }
-        AppendUtf8(out, point);
+    for (std::size_t position = 0; position < text.size();) {
+        const char32_t point = NextCharacter(text, position);
+        AppendUtf8(out, IsSurrogate(point) && !keepSurrogates ? kReplacement : point);
     }
     return out;
 }

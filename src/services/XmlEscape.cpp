@@ -1,3 +1,4 @@
+#include "base/Surrogates.h"
 #include "services/SysUtil.h"
 
 namespace bkfd::SysUtil {
@@ -22,18 +23,8 @@ bool IsWhiteSpaceControl(char32_t point) {
 /// The characters of XML 1.0 (production "Char").
 bool IsAllowed(char32_t point) {
     if (point < 0x20) return IsWhiteSpaceControl(point);
-    if (point >= 0xD800 && point <= 0xDFFF) return false;
+    if (IsSurrogate(point)) return false;
     return point != 0xFFFE && point != 0xFFFF;
-}
-
-/// The character at `position`, which is moved behind it; a lone surrogate stands for itself.
-char32_t NextCharacter(TextView text, std::size_t& position) {
-    const char32_t unit = text[position++];
-    if (unit < 0xD800 || unit > 0xDBFF || position == text.size()) return unit;
-    const char32_t next = text[position];
-    if (next < 0xDC00 || next > 0xDFFF) return unit;
-    ++position;
-    return 0x10000 + ((unit - 0xD800) << 10) + (next - 0xDC00);
 }
 
 void AppendEscaped(Text& out, char32_t point) {

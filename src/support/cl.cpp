@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/Surrogates.h"
 #include "platform/Machine.h"
 #include "platform/undo/RecordedOperation.h"
 #include "resources/BuildSettings.h"
@@ -138,14 +139,10 @@ std::size_t EstimatedSize(ValueBag& values) {
     return size;
 }
 
-bool IsPair(char16_t first, char16_t second) {
-    return first >= 0xD800 && first <= 0xDBFF && second >= 0xDC00 && second <= 0xDFFF;
-}
-
 void AppendEscaped(Text& out, TextView text) {
     constexpr std::size_t kPiece = 16 * 1024;
     while (!text.empty()) {
-        const bool cutsPair = text.size() > kPiece && IsPair(text[kPiece - 1], text[kPiece]);
+        const bool cutsPair = text.size() > kPiece && IsPairAt(text, kPiece - 1);
         const TextView piece = text.substr(0, cutsPair ? kPiece + 1 : kPiece);
         out += SysUtil::XmlEscape(piece);
         text.remove_prefix(piece.size());

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <tuple>
 
+#include "base/Surrogates.h"
+
 namespace bkfd {
 namespace {
 
@@ -44,10 +46,6 @@ constexpr char16_t kByteBase = 0xDC00;
 
 bool StandsForByte(char16_t unit) {
     return unit >= kByteBase + 0x80 && unit <= kByteBase + 0xFF;
-}
-
-bool IsHighSurrogate(char16_t unit) {
-    return unit >= 0xD800 && unit <= 0xDBFF;
 }
 
 /// The character at the start of `name`, with the count of its bytes; none for a byte without one.

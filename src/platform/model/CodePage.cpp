@@ -9,6 +9,8 @@
 #include <span>
 #include <vector>
 
+#include "base/Surrogates.h"
+
 namespace bkfd {
 namespace {
 
@@ -73,14 +75,6 @@ std::string BytesOfCode(std::uint16_t code) {
     if (code > 0xFF) bytes.push_back(static_cast<char>(code >> 8));
     bytes.push_back(static_cast<char>(code & 0xFF));
     return bytes;
-}
-
-bool IsHighSurrogate(char16_t unit) {
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
-bool IsLowSurrogate(char16_t unit) {
-    return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
 }  // namespace
@@ -154,8 +148,7 @@ std::string CodePage::Encode(TextView text) {
             continue;
         }
         // A page of a table has no character for a pair, and one "?" for each of its units.
-        const bool isPair = table_ == nullptr && IsHighSurrogate(text[i]) && i + 1 < text.size() &&
-                            IsLowSurrogate(text[i + 1]);
+        const bool isPair = table_ == nullptr && IsPairAt(text, i);
         const std::size_t length = isPair ? 2 : 1;
         bytes += EncodeCharacter(text.substr(i, length));
         i += length;

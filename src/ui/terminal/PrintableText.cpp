@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <iterator>
 
+#include "base/Surrogates.h"
+
 namespace bkfd {
 namespace {
 
@@ -46,21 +48,6 @@ std::string Numbered(char16_t unit) {
     return buffer;
 }
 
-bool IsPair(TextView units) {
-    return units.size() == 2 && units[0] >= 0xD800 && units[0] <= 0xDBFF && units[1] >= 0xDC00 &&
-           units[1] <= 0xDFFF;
-}
-
-/// Two units for a pair of surrogates, else one.
-std::size_t LengthOfCharacter(TextView text, std::size_t at) {
-    return IsPair(text.substr(at, 2)) ? 2 : 1;
-}
-
-char32_t CharacterOf(TextView units) {
-    if (!IsPair(units)) return units[0];
-    return 0x10000 + (static_cast<char32_t>(units[0] - 0xD800) << 10 | (units[1] - 0xDC00U));
-}
-
 /// The code point at `position` of valid UTF-8, which moves on behind it.
 char32_t Next(std::string_view utf8, std::size_t& position) {
     const auto lead = static_cast<unsigned char>(utf8[position++]);
@@ -85,10 +72,11 @@ std::string PrintableText(TextView text, bool keepLines) {
         result += ToUtf8(kept);
         kept.clear();
     };
-    for (std::size_t at = 0; at < text.size();) {
-        const TextView units = text.substr(at, LengthOfCharacter(text, at));
-        at += units.size();
-        if (IsPrintable(CharacterOf(units)) || (keepLines && units == u"\n")) {
+    for (std::size_t position = 0; position < text.size();) {
+        const std::size_t start = position;
+        const bool isPrintable = IsPrintable(NextCharacter(text, position));
+        const TextView units = text.substr(start, position - start);
+        if (isPrintable || (keepLines && units == u"\n")) {
             kept += units;
             continue;
         }

@@ -1,5 +1,7 @@
 #include "ui/win32/LongText.h"
 
+#include "base/Surrogates.h"
+
 namespace bkfd::native {
 namespace {
 
@@ -13,12 +15,11 @@ Text WithoutMiddle(const Text& text) {
 Text Folded(const Text& text) {
     constexpr std::size_t kLongestWord = 100;
     constexpr int kMostBreaks = 10;
-    const auto isSecondHalf = [](char16_t unit) { return (unit & 0xFC00) == 0xDC00; };
     Text folded;
     std::size_t length = 0;
     int breaks = 0;
     for (const char16_t unit : text) {
-        if (length >= kLongestWord && !isSecondHalf(unit)) {
+        if (length >= kLongestWord && !IsLowSurrogate(unit)) {
             folded += u'\n';
             length = 0;
         }
