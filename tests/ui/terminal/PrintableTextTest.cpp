@@ -20,6 +20,8 @@ TEST(PrintableText, LetsNothingCommandTheTerminal) {
         {"line end", u"a\r\nb", "a\\u000d\\u000ab", 14},
         {"lone surrogate", u"a\xd800", "a\\ud800", 7},
         {"a mark that turns Arabic", u"a\u061cb", "a\\u061cb", 8},
+        {"a filler that shows nothing", u"a\u3164.exe", "a\\u3164.exe", 11},
+        {"a selector of a form", u"a\uFE0Fb", "a\\ufe0fb", 8},
         {"a tag beyond the basic plane", u"a\U000E0041b", "a\\udb40\\udc41b", 14},
         {"Cyrillic", u"жук.dll", "жук.dll", 7},
         {"wide", u"检查.exe", "检查.exe", 8},
