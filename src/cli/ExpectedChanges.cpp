@@ -55,6 +55,9 @@ void ExpectedChanges::AddFailuresTo(CleanResult& result) const {
         if (known.insert(ToLower(name)).second) found.push_back({kind, name, error});
     };
     for (const Text& file : files_) {
+        if (FileUtil::FolderExists(file)) {
+            add("file", file, u"It is a folder, which is never renamed.");
+        }
         if (!FileUtil::FileExists(WindowsPath::FoldReported(file, gWindowsPath))) continue;
         const auto refused = std::ranges::find_if(
             result.failed, [asked = AsAskedFor(file)](const FailedChange& change) {

@@ -7,6 +7,7 @@
 #include "detection/CPaDetector.h"
 #include "identity/CHashier.h"
 #include "platform/Machine.h"
+#include "services/FileUtil.h"
 
 namespace bkfd {
 namespace {
@@ -21,6 +22,7 @@ bool Exists(const Text& path) {
 FoundFile DescribeFile(Finding finding, CFileInfoManager& information) {
     FoundFile found;
     found.exists = Exists(finding.path);
+    found.isFolder = FileUtil::FolderExists(finding.path);
     found.hash = gHashier->HashFromFullFileName(finding.path, found.size);
     found.sha256 = FileSha256(finding.path);
     information.GetFileInfo(finding.path, found.company, found.description);

@@ -16,6 +16,7 @@ enum class Verdict { Clean, Parasites, Incomplete };
 struct FoundFile {
     Finding finding;
     bool exists = false;
+    bool isFolder = false;  // under that name; the file doesn't exist then
     std::int32_t size = 0;  // 0 for a file that isn't there or can't be read
     std::int32_t hash = 0;
     std::optional<std::string> sha256;  // nothing for one that can't be read

@@ -47,6 +47,7 @@ std::string TextOf(const Place& place) {
 }
 
 std::string IdentityText(const FoundFile& file) {
+    if (file.isFolder) return "is a folder";
     if (!file.exists) return "isn't there";
     if (file.size == 0) return "is empty, or can't be read";
     const std::string company = file.company.empty() ? "no company" : PrintableText(file.company);

@@ -127,7 +127,9 @@ void Rename(const RenameForm& form, Logger& logger, const Text& source, const Te
     replacement.Recover();
     std::int32_t size = 0;
     const std::int32_t hash = gHashier->HashFromFullFileName(source, size);
-    const Status moved = replacement.Move();
+    // A registration can name a folder, by a blank in a file's name: all programs may lie in it.
+    const Status moved =
+        FileUtil::FolderExists(source) ? Status{SystemError::AccessDenied} : replacement.Move();
     if (moved.IsOk()) {
         logger.Trace(SysUtil::FormatTemplate(u"File renamed sucessfullly: '%1', (%2, %3)",
                                              {source, size, hash}),

@@ -108,6 +108,11 @@ bool FileExists(const Text& path) {
     return attributes.IsOk() && (attributes.value & FileAttribute::Directory) == 0;
 }
 
+bool FolderExists(const Text& path) {
+    const auto attributes = TheMachine().FileSystem().GetFileAttributesW(path);
+    return attributes.IsOk() && (attributes.value & FileAttribute::Directory) != 0;
+}
+
 void WriteTextFile(const Text& path, TextView text) {
     TemporaryFile temporary(path);
     Check(path, temporary.Write(text));

@@ -9,6 +9,7 @@ namespace bkfd::FileUtil {
 void CreateFolder(const Text& path);
 /// True when a file of that name exists; a folder is none.
 bool FileExists(const Text& path);
+bool FolderExists(const Text& path);
 /// Replaces the file's content; each character becomes one byte, its upper half dropped. A crash
 /// leaves the old content or the new. A failure is a RuntimeError PathFileAccess, and the old
 /// content stays.

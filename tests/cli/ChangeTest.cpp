@@ -204,11 +204,20 @@ TEST(Clean, ListsAsFailedWhatKeepsItsName) {
     machine.Edit([](auto& facts) {
         facts["processes"].push_back({{"id", 4000}, {"path", "\\??\\C:\\WINDOWS\\evil32.exe"}});
     });
+    // A blank behind the backslash ends this name at the folder.
+    const std::string clsid = "{B0000000-0000-4000-8000-000000000001}";
+    machine.Write("registry/90-folder.reg",
+                  "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\"
+                  "CurrentVersion\\Explorer\\Browser Helper Objects\\" +
+                      clsid + "]\r\n\r\n[HKEY_CLASSES_ROOT\\CLSID\\" + clsid +
+                      "\\InProcServer32]\r\n@=\"C:\\\\Program Files\\\\ a.dll\"\r\n");
+    EXPECT_THAT(RunOn(machine, {"scan"}).out, HasSubstr("file   is a folder\n"));
     for (const char* mode : {"--dry-run", "--yes"}) {
         const CliRun run = RunOn(machine, {"--json", "clean", mode});
         EXPECT_EQ(run.code, 2);
-        ASSERT_EQ(run.Document()["failed"].size(), 1U) << run.out;
-        EXPECT_EQ(run.Document()["failed"][0]["name"], "\\??\\c:\\windows\\evil32.exe");
+        ASSERT_EQ(run.Document()["failed"].size(), 2U) << run.out;
+        EXPECT_EQ(run.Document()["failed"][0]["name"], "C:\\Program Files");
+        EXPECT_EQ(run.Document()["failed"][1]["name"], "\\??\\c:\\windows\\evil32.exe");
     }
 }
 

@@ -113,6 +113,11 @@ const Row kRows[] = {
      [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\parasite_bad.dll.parasite", "abc"); },
      BadFailed(NT, kNotFound, "0, 0") + Waiting(1) + BadFailed(NT, kNotFound, "0, 0"), kDisabledBad,
      u""},
+    {"a folder is no parasite, whatever names it", NT,
+     [](MemoryMachine& machine) { machine.AddFile(u"C:\\a\\bad.dll\\all.exe"); },
+     BadFailed(NT, "Access is denied.", "0, 0") + Waiting(1) +
+         BadFailed(NT, "Access is denied.", "0, 0"),
+     "C:\\a\\bad.dll\\all.exe 0\n", u""},
     {"a stream goes with its file", NT,
      [](MemoryMachine& machine) {
          AddBadFile(machine);
