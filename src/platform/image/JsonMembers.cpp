@@ -63,8 +63,10 @@ JsonMembers::JsonMembers(std::string_view object) {
         members_.push_back({nlohmann::ordered_json::parse(name).get<std::string>(),
                             std::string(indent), std::string(text)});
         tail_ = rest.substr(text.size());
-        rest = tail_.substr(std::min(tail_.find_first_not_of(kBlanks), tail_.size()));
+        rest = tail_;
+        const std::string_view blanks = TakeBlanks(rest);
         if (rest.empty() || rest.front() != ',') break;
+        members_.back().text += blanks;
         rest.remove_prefix(1);
         indent = TakeBlanks(rest);
     }

@@ -22,7 +22,7 @@ class JsonMembers {
     struct Member {
         std::string name;
         std::string indent;  // the blanks and line breaks before it
-        std::string text;    // from its name on
+        std::string text;    // from its name on, with the blanks before a comma
     };
 
     std::string_view head_;  // up to the first brace
