@@ -56,7 +56,8 @@ SessionUse ChangeRun::Use(const CommandContext& context) const {
 }
 
 int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId question,
-                   const char* done, const std::function<bool(ExpectedChanges&)>& work) const {
+                   const char* done, const std::function<bool(ExpectedChanges&)>& work,
+                   const std::function<void(CleanResult&)>& finish) const {
     const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
     bool isWanted = isDryRun_ || ShowMessage(ResourceString(question), style) == MessageResult::Ok;
     ExpectedChanges expected;
@@ -77,6 +78,7 @@ int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId qu
     if (const Text why = WhyNotKept(); !why.empty()) {
         result.failed = {{"record", UndoFolderPath(TheMachine().System()), why}};
     }
+    if (finish) finish(result);
     if (context.asJson) {
         PrintResult(context, session, result);
     } else {

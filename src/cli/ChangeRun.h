@@ -18,13 +18,16 @@ class ChangeRun {
   public:
     void Declare(CommandOptions& options);
     bool IsDryRun() const { return isDryRun_; }
+    void BeDryRun() { isDryRun_ = true; }
     SessionUse Use(const CommandContext& context) const;
 
     /// Asks `question`, unless it is a dry run, then does the work. The work returns false if the
     /// user gave up, and may end the program. `done` names it in what is printed, and `expected` is
-    /// filled by the work with what has to be out of action behind it. Returns the exit code.
+    /// filled by the work with what has to be out of action behind it. `finish` may change the
+    /// result before it is told. Returns the exit code.
     int Run(CommandContext& context, MachineSession& session, StringId question, const char* done,
-            const std::function<bool(ExpectedChanges& expected)>& work) const;
+            const std::function<bool(ExpectedChanges& expected)>& work,
+            const std::function<void(CleanResult& result)>& finish = {}) const;
 
     /// Called by the work before its first change.
     void BackUp() const {

@@ -1,6 +1,11 @@
+#include <algorithm>
+#include <iterator>
+#include <optional>
 #include <string>
 
 #include "cli/ChangeRun.h"
+#include "cli/CleanPlan.h"
+#include "cli/CommandFiles.h"
 #include "cli/Commands.h"
 #include "removal/CPaRemover.h"
 
@@ -14,6 +19,10 @@ written first; undo takes back all but ended processes and the restart. Exit cod
 could not be done, or if the answer was Cancel; 3 if something could not be read, so that parasites
 may be left.
 
+--plan FOLDER changes nothing. It writes fix.reg, fix.bat and undo.reg, by which that machine does the
+cleanup itself, with its own registry editor and command line: copy them there and run fix.bat; fix
+undo takes it back. Exit code 2 if something can't be done that way.
+
 )";
 
 class CleanCommand final : public Command {
@@ -23,19 +32,28 @@ class CleanCommand final : public Command {
 
     void Declare(CommandOptions& options) override {
         run_.Declare(options);
+        options.AddValue("--plan", "FOLDER", planFolder_,
+                         "Change nothing; write files by which the machine does it itself");
         options.Explain(std::string(kCleanHelp) + kChangeDocumentHelp);
     }
 
     int Run(CommandContext& context) override {
+        if (!planFolder_.empty()) run_.BeDryRun();
         MachineSession session(context, run_.Use(context));
-        const int code =
-            run_.Run(context, session, StringId::AskCleanUp, "Cleaned up", [&](auto& expected) {
+        std::optional<CleanPlanner> planner;
+        if (!planFolder_.empty()) planner.emplace();
+        const int code = run_.Run(
+            context, session, StringId::AskCleanUp, "Cleaned up",
+            [&](auto& expected) {
                 expected.ExpectCleanup();
                 run_.BackUp();
                 CPaRemover remover;
                 remover.Init(session.Log());
                 remover.CleanUp();
                 return true;
+            },
+            [&](CleanResult& result) {
+                if (planner) WritePlan(planner->Make(session.Changes()), result);
             });
         if (code != ExitCode::Done) return code;
         const std::vector<Unreadable> unreadable = session.CollectUnreadable();
@@ -45,6 +63,20 @@ class CleanCommand final : public Command {
     }
 
   private:
+    /// What the cleanup in memory failed at is no matter, but for its own steps.
+    void WritePlan(CleanPlan plan, CleanResult& result) const {
+        std::erase_if(result.failed, [](const FailedChange& failed) {
+            return failed.kind != std::string_view("step");
+        });
+        std::ranges::move(plan.failed, std::back_inserter(result.failed));
+        if (plan.IsEmpty()) return;
+        NewHostFiles files(planFolder_);
+        result.plan = {files.Write("fix.bat", plan.batch), files.Write("fix.reg", plan.fix),
+                       files.Write("undo.reg", plan.undo)};
+        files.Keep();
+    }
+
+    std::string planFolder_;
     ChangeRun run_;
 };
 

@@ -179,6 +179,12 @@ std::string HexOf(const Bytes& data) {
     return text;
 }
 
+Json TextsToJson(const std::vector<std::string>& texts) {
+    Json list = Json::array();
+    for (const std::string& text : texts) list.push_back(TextToJson(FromUtf8(text)));
+    return list;
+}
+
 Json TextsToJson(const std::vector<Text>& texts) {
     Json list = Json::array();
     for (const Text& text : texts) list.push_back(TextToJson(text));
@@ -259,6 +265,7 @@ void AddToDocument(const CleanResult& result, Json& document) {
     document["deletedStartup"] = std::move(startup);
     document["endedProcesses"] = std::move(processes);
     document["changedSettings"] = std::move(settings);
+    if (!result.plan.empty()) document["plan"] = TextsToJson(result.plan);
 }
 
 }  // namespace bkfd

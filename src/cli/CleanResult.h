@@ -55,7 +55,8 @@ struct CleanResult {
     std::vector<ToldChange> changes;
     std::vector<FailedChange> failed;
     bool isRestarted = false;
-    RecordId record = 0;  // by which it can be undone; 0 if nothing was kept
+    RecordId record = 0;            // by which it can be undone; 0 if nothing was kept
+    std::vector<std::string> plan;  // files of the host by which the machine does it itself
 };
 
 CleanResult SummarizeChanges(const std::vector<RecordedChange>& changes,

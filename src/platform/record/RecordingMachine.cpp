@@ -47,6 +47,10 @@ Status RecordingMachine::RecordingRegistry::RegDeleteKeyW(RegistryRoot root, Tex
     change.kind = RecordedChange::Kind::DeleteKey;
     change.root = root;
     change.name = subkey;
+    for (const Text& name : target_.RegEnumValueW(root, subkey).value) {
+        auto value = target_.RegQueryValueExW(root, subkey, name);
+        if (value.IsOk()) change.deletedValues.emplace_back(name, std::move(value.value));
+    }
     change.outcome = target_.RegDeleteKeyW(root, subkey);
     changes_.push_back(change);
     return change.outcome;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "platform/forward/NamedProcesses.h"
@@ -18,6 +19,7 @@ struct RecordedChange {
     Text target;                          // of a move
     std::optional<RegistryValue> before;  // of a registry value that was there
     std::optional<RegistryValue> after;   // of a registry value that was set
+    std::vector<std::pair<Text, RegistryValue>> deletedValues;  // of a key, those that can be read
     std::uint32_t processId = 0;
     Status outcome;
 };

@@ -1,0 +1,71 @@
+#include "cli/CleanPlan.h"
+
+#include "base/Utf16Bytes.h"
+#include "cli/MemoryLog.h"
+#include "cli/PlanBatch.h"
+#include "cli/PlanRegistry.h"
+#include "detection/CPaDetector.h"
+#include "platform/Machine.h"
+#include "platform/RegistryValues.h"
+#include "platform/model/WindowsPath.h"
+#include "processes/RemovedFiles.h"
+#include "services/ApplicationState.h"
+
+namespace bkfd {
+namespace {
+
+constexpr TextView kOwnKey = u"software\\tarnwick labs\\";
+
+/// The file that a finding means: without a prefix of the kernel's, and without a stream.
+Text FileOf(const Text& found) {
+    constexpr std::size_t kBehindDrive = 4;
+    Text path = found;
+    const Text folded = WindowsPath::FoldReported(found, gWindowsPath);
+    if (folded.size() != path.size()) path = folded;
+    const std::size_t stream = path.find(u':', kBehindDrive);
+    if (stream != Text::npos) path.resize(stream);
+    return path;
+}
+
+}  // namespace
+
+CleanPlanner::CleanPlanner() {
+    CPaDetector detector;
+    detector.Init(std::make_shared<MemoryLog>(), nullptr);
+    Files& disk = TheMachine().FileSystem();
+    for (const Finding& finding : detector.Detect().files) {
+        const Text path = FileOf(finding.path);
+        FindData data;
+        const Handle search = disk.FindFirstFileW(path, data);
+        if (search == kInvalidHandle) continue;
+        (void)disk.FindClose(search);
+        files_.push_back({WindowsPath::Join(WindowsPath::Parent(path), data.name), data.attributes,
+                          std::uint64_t{data.sizeHigh} << 32 | data.sizeLow});
+    }
+}
+
+CleanPlan CleanPlanner::Make(const std::vector<RecordedChange>& changes) const {
+    CleanPlan plan;
+    PlanRegistry registry(plan.failed);
+    for (const RecordedChange& change : changes) {
+        // The list of removed files is told below, and there is no time of a cleanup.
+        if (!ToLower(change.name).starts_with(kOwnKey)) registry.Add(change);
+    }
+    PlanBatch batch(plan.failed);
+    for (const File& file : files_) {
+        if (!batch.Disable(file.path, file.attributes, file.size)) continue;
+        RecordedChange noted;
+        noted.root = kRemovedFilesRoot;
+        noted.name = kRemovedFilesKey;
+        noted.valueName = file.path;
+        noted.after = MakeStringValue(file.path);
+        registry.Add(noted);
+    }
+    if (registry.IsEmpty() && batch.IsEmpty()) return plan;
+    plan.fix = registry.Fix();
+    plan.undo = registry.Undo();
+    plan.batch = batch.Take();
+    return plan;
+}
+
+}  // namespace bkfd
