@@ -15,6 +15,7 @@
 #include "platform/witness/WitnessMachine.h"
 #include "services/ApplicationState.h"
 #include "services/SysUtil.h"
+#include "services/WindowsVersionText.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
@@ -139,12 +140,7 @@ std::vector<std::string> MachineSession::Failures() const {
 }
 
 Text MachineSession::WindowsText() const {
-    std::int32_t major = 0;
-    std::int32_t minor = 0;
-    std::int32_t build = 0;
-    std::int32_t platformId = 0;
-    Text servicePack;
-    return SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack);
+    return ReadWindowsVersion().text;
 }
 
 Json MachineSession::NewDocument() const {

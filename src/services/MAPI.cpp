@@ -7,6 +7,7 @@
 #include "platform/Machine.h"
 #include "resources/StringTable.h"
 #include "services/SysUtil.h"
+#include "services/WindowsVersionText.h"
 
 namespace bkfd {
 namespace {
@@ -26,12 +27,7 @@ class PointerKeeper {
 }  // namespace
 
 Text GetHostsFilePath() {
-    std::int32_t major = 0;
-    std::int32_t minor = 0;
-    std::int32_t build = 0;
-    std::int32_t platformId = 0;
-    Text servicePack;
-    SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack);
+    const std::int32_t platformId = ReadWindowsVersion().platformId;
     const Text folder = WithBackslash(SysUtil::ExpandEnvironment(u"%windir%"));
     if (platformId == WindowsPlatform::Windows9x) return folder + u"hosts";
     if (platformId == WindowsPlatform::NT) return folder + u"system32\\drivers\\etc\\hosts";

@@ -1,7 +1,9 @@
+#include "services/WindowsVersionText.h"
+
 #include "platform/Machine.h"
 #include "services/SysUtil.h"
 
-namespace bkfd::SysUtil {
+namespace bkfd {
 namespace {
 
 struct KnownWindows {
@@ -39,24 +41,35 @@ TextView WindowsName(const WindowsVersion& version, std::int32_t build) {
 
 }  // namespace
 
-Text GetWindowsVersion(std::int32_t& major, std::int32_t& minor, std::int32_t& build,
-                       std::int32_t& platformId, Text& servicePack) {
+WindowsVersionFacts ReadWindowsVersion() {
     const auto answer = TheMachine().System().GetVersionExW();
     const WindowsVersion version = answer.IsOk() ? answer.value : WindowsVersion{};
-    major = version.major;
-    minor = version.minor;
-    build = version.build;
-    platformId = version.platformId;
-    servicePack = Trim(version.servicePack);  // 9x has letters with blanks around them
-    if (!answer.IsOk()) return {};
+    WindowsVersionFacts facts;
+    facts.major = version.major;
+    facts.minor = version.minor;
+    facts.build = version.build;
+    facts.platformId = version.platformId;
+    facts.servicePack = Trim(version.servicePack);  // 9x has letters with blanks around them
+    if (!answer.IsOk()) return facts;
 
     const std::int32_t shownBuild =
-        platformId == WindowsPlatform::Windows9x ? build & 0xFFFF : build;
-    Text text(WindowsName(version, shownBuild));
-    text.append(u" ").append(ToText(major)).append(u".").append(ToText(minor));
-    text.append(u".").append(ToText(shownBuild));
-    if (!servicePack.empty()) text.append(u" ").append(servicePack);
-    return text;
+        facts.platformId == WindowsPlatform::Windows9x ? facts.build & 0xFFFF : facts.build;
+    facts.text = WindowsName(version, shownBuild);
+    facts.text.append(u" ").append(ToText(facts.major)).append(u".").append(ToText(facts.minor));
+    facts.text.append(u".").append(ToText(shownBuild));
+    if (!facts.servicePack.empty()) facts.text.append(u" ").append(facts.servicePack);
+    return facts;
 }
 
-}  // namespace bkfd::SysUtil
+Text SysUtil::GetWindowsVersion(std::int32_t& major, std::int32_t& minor, std::int32_t& build,
+                                std::int32_t& platformId, Text& servicePack) {
+    const WindowsVersionFacts facts = ReadWindowsVersion();
+    major = facts.major;
+    minor = facts.minor;
+    build = facts.build;
+    platformId = facts.platformId;
+    servicePack = facts.servicePack;
+    return facts.text;
+}
+
+}  // namespace bkfd

@@ -9,6 +9,7 @@
 #include "services/RegistryAccess.h"
 #include "services/SysUtil.h"
 #include "services/WideDocument.h"
+#include "services/WindowsVersionText.h"
 #include "support/MEnumProcesses.h"
 
 namespace bkfd {
@@ -18,15 +19,6 @@ constexpr TextView kBrowserKey = u"SOFTWARE\\Microsoft\\Internet Explorer";
 constexpr TextView kZoneMapKey =
     u"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\ZoneMap";
 constexpr TextView kSiblingKey = u"SOFTWARE\\Tarnwick Labs\\Fernhollow";
-
-Text WindowsVersionText() {
-    std::int32_t major = 0;
-    std::int32_t minor = 0;
-    std::int32_t build = 0;
-    std::int32_t platformId = 0;
-    Text servicePack;
-    return SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack);
-}
 
 Text SuspiciousFiles(const LoggerRef& logger) {
     CPaDetector detector;
@@ -75,7 +67,7 @@ void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& rep
     RegistryAccess registry;
     Text browserVersion;
     (void)registry.ReadString(RegistryRoot::LocalMachine, kBrowserKey, u"Version", browserVersion);
-    report.Add(u"WindowsVersion", WindowsVersionText());
+    report.Add(u"WindowsVersion", ReadWindowsVersion().text);
     report.Add(u"IEVersion", browserVersion);
     SysUtil::PumpMessages();
 
