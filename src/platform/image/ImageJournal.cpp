@@ -7,12 +7,14 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "platform/image/JsonShape.h"
+
 namespace bkfd {
 namespace {
 
 constexpr std::string_view kHeader = "Brackenfold journal 1\n";
 constexpr std::size_t kChecksumLength = 8;
-constexpr int kDeepestRecord = 16;  // records are four deep
+constexpr std::size_t kDeepestRecord = 16;  // records are four deep
 
 std::string Checksum(std::string_view text) {
     const auto* bytes = reinterpret_cast<const Bytef*>(text.data());
@@ -27,13 +29,9 @@ bool ParseRecord(std::string_view line, ImageJson& record) {
     const std::string_view json = line.substr(kChecksumLength + 1);
     if (Checksum(json) != line.substr(0, kChecksumLength)) return false;
     // What is nested beyond use is copied by recursion.
-    bool isTooDeep = false;
-    const auto watch = [&](int depth, ImageJson::parse_event_t, const ImageJson&) {
-        isTooDeep = isTooDeep || depth > kDeepestRecord;
-        return !isTooDeep;
-    };
-    record = ImageJson::parse(json, watch, false);
-    return !isTooDeep && record.is_object();
+    if (ShapeOf(json).depth > kDeepestRecord) return false;
+    record = ImageJson::parse(json, nullptr, false);
+    return record.is_object();
 }
 
 }  // namespace

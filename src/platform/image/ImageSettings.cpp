@@ -1,10 +1,10 @@
 #include "platform/image/ImageSettings.h"
 
 #include <algorithm>
-#include <functional>
 #include <unordered_set>
 #include <utility>
 
+#include "platform/image/JsonShape.h"
 #include "platform/model/CodePage.h"
 
 namespace bkfd {
@@ -183,27 +183,6 @@ constexpr KeyRow kKeyRows[] = {
     {"restart", ReadRestart},
 };
 
-/// Looks on while JSON is read for names that an object holds twice: only one would count.
-class RepeatedNames {
-  public:
-    const std::string& First() const { return first_; }
-
-    bool operator()(int, ImageJson::parse_event_t event, const ImageJson& parsed) {
-        using Event = ImageJson::parse_event_t;
-        if (event == Event::object_start) open_.emplace_back();
-        if (event == Event::object_end) open_.pop_back();
-        if (event == Event::key && !open_.back().insert(parsed.get<std::string>()).second &&
-            first_.empty()) {
-            first_ = parsed.get<std::string>();
-        }
-        return true;
-    }
-
-  private:
-    std::vector<std::unordered_set<std::string>> open_;  // names of the objects around the place
-    std::string first_;
-};
-
 std::size_t LineAt(const std::string& content, std::size_t offset) {
     const auto end =
         content.begin() + static_cast<std::ptrdiff_t>(std::min(offset, content.size()));
@@ -288,10 +267,9 @@ bool TimeFromJson(const ImageJson& json, ImageTime& time) {
 
 std::variant<ImageSettings, ImageError> ParseImageSettings(const std::string& file,
                                                            const std::string& content) {
-    RepeatedNames repeated;
     ImageJson document;
     try {
-        document = ImageJson::parse(content, std::ref(repeated));
+        document = ImageJson::parse(content);
     } catch (const ImageJson::parse_error& error) {
         const std::size_t offset = error.byte == 0 ? 0 : error.byte - 1;
         return ImageError{file, LineAt(content, offset), "", "malformed JSON"};
@@ -299,8 +277,8 @@ std::variant<ImageSettings, ImageError> ParseImageSettings(const std::string& fi
         return ImageError{file, 0, "", "holds a number beyond all use"};
     }
     if (!document.is_object()) return ImageError{file, 1, "", "must be a JSON object"};
-    if (!repeated.First().empty()) {
-        return KeyError(file, content, repeated.First(), "stands there twice");
+    if (const std::string repeated = ShapeOf(content).repeated; !repeated.empty()) {
+        return KeyError(file, content, repeated, "stands there twice");
     }
     const auto family = document.find("family");
     if (family == document.end()) {
