@@ -347,6 +347,32 @@ TEST(UndoMachine, LeavesOutWhatChangesNothingAndItsOwnFiles) {
     EXPECT_TRUE(ListUndoRecords().empty());
 }
 
+TEST(UndoMachine, CountsARefusalUntilTheChangeIsMadeAfterAll) {
+    constexpr TextView kFile = u"C:\\Tools\\other.txt";
+    for (const bool isDeleted : {true, false}) {
+        for (const bool isFreed : {true, false}) {
+            UndoFixture fixture;
+            const auto change = [&] {
+                return isDeleted ? fixture.files.DeleteFileW(kFile)
+                                 : fixture.files.MoveFileW(kFile, u"C:\\Tools\\away");
+            };
+            const std::string before = fixture.State();
+            const RecordId id = fixture.Record([&] {
+                fixture.machine.LockFile(kFile);
+                EXPECT_FALSE(change().IsOk());
+                if (isFreed) fixture.machine.UnlockFile(kFile);
+                EXPECT_EQ(change().IsOk(), isFreed);
+            });
+            const UndoSummary summary = ListUndoRecords().front();
+            EXPECT_EQ(ToUtf8(StateTitle(summary)), isFreed ? "complete" : "partly failed");
+            EXPECT_EQ(summary.changes, isFreed ? 1u : 0u);
+            fixture.machine.UnlockFile(kFile);
+            EXPECT_TRUE(TakeBack(id).IsWhole());
+            EXPECT_EQ(fixture.State(), before);
+        }
+    }
+}
+
 TEST(UndoRecords, AreListedByTheirStateAndForgottenOnDemand) {
     UndoFixture fixture;
     const auto set = [&](std::uint32_t number) {

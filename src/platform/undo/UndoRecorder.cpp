@@ -1,8 +1,21 @@
 #include "platform/undo/UndoRecorder.h"
 
+#include "platform/undo/RecordTerms.h"
 #include "platform/undo/UndoFolder.h"
 
 namespace bkfd {
+namespace {
+
+/// Kind and place, which stay when a change is tried again.
+Text TryKey(const UndoChange& change) {
+    const Text kind(RecordTerms::NameOf(change.kind));
+    // What is deleted gets another kept name with each try.
+    const bool isMove = change.kind == UndoChange::Kind::MoveFile;
+    return ToLower(kind + u'\n' + ToHex(static_cast<std::uint32_t>(change.root)) + change.name +
+                   u'\n' + (isMove ? change.target : change.value));
+}
+
+}  // namespace
 
 void UndoRecorder::Begin(TextView operation, std::optional<RecordId> undoes) {
     End();
@@ -17,7 +30,7 @@ void UndoRecorder::End() {
     const bool isToStay = count_ > 0 || isConcluded_;
     if (file_ != nullptr && isToStay && failure_.IsOk()) {
         (void)Append(
-            std::exchange(head_, {}) + FormatUndoFoot(count_, isWhole_ ? refused_ : refused_ + 1),
+            std::exchange(head_, {}) + FormatUndoFoot(count_, refused_.size() + (isWhole_ ? 0 : 1)),
             true);
     }
     if (file_ != nullptr && !isToStay) Discard();
@@ -27,7 +40,7 @@ void UndoRecorder::End() {
     operation_ = UndoOperation::kOther;
     undoes_.reset();
     count_ = 0;
-    refused_ = 0;
+    refused_.clear();
     isWhole_ = true;
     isConcluded_ = false;
     names_.clear();
@@ -114,12 +127,17 @@ Status UndoRecorder::Note(const std::vector<UndoChange>& changes) {
     for (const UndoChange& change : changes) lines += FormatUndoChange(change);
     failure_ = Append(lines, true);
     if (failure_.IsOk()) count_ += changes.size();
+    lastTry_ = TryKey(changes.back());
     return failure_;
 }
 
 Status UndoRecorder::Tell(Status outcome) {
-    if (outcome.IsOk() || !failure_.IsOk() || file_ == nullptr) return outcome;
-    ++refused_;
+    if (!failure_.IsOk() || file_ == nullptr) return outcome;
+    if (outcome.IsOk()) {
+        refused_.erase(lastTry_);
+        return outcome;
+    }
+    refused_.insert(lastTry_);
     // If it can't be written, the state of the place tells it.
     failure_ = Append(FormatUndoOutcome(count_ - 1, outcome), false);
     return outcome;

@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <string>
 
 #include "platform/undo/UndoRecord.h"
 
@@ -27,7 +28,8 @@ class UndoRecorder {
     /// is asked fails in the same way, until the operation's end.
     Status Open();
     Status Note(const std::vector<UndoChange>& changes);
-    /// Tells what became of the change that was noted last, and returns it.
+    /// Tells what became of the change that was noted last, and returns it. A refusal counts until
+    /// the same change is made after all.
     Status Tell(Status outcome);
 
     /// A name for a file that is kept for the next change; the record must be open.
@@ -58,7 +60,8 @@ class UndoRecorder {
     RecordId id_ = 0;
     std::string head_;  // until it is written with the first change
     std::size_t count_ = 0;
-    std::size_t refused_ = 0;
+    Text lastTry_;          // of the change that was noted last
+    std::set<Text> refused_;  // and not made later
     bool isWhole_ = true;
     bool isConcluded_ = false;
     Status failure_;
