@@ -310,7 +310,8 @@ END
 # By keys alone: the registry, as its editor exports it, is as it was before the cleanup.
 undoes_changes() {
     local row='Start page for the user who is currently logged on'
-    exported | cmp -s - "$work/uncleaned" && { echo "nothing was cleaned up"; return 1; }
+    exported >"$work/cleaned"
+    cmp -s "$work/cleaned" "$work/uncleaned" && { echo "nothing was cleaned up"; return 1; }
     steps <<END || return 1
 keys alt+t u
 window Undo Changes
@@ -322,7 +323,11 @@ keys Escape
 gone Undo Changes
 shows row $row | http://again.example/
 END
-    logged 'FUndoChanges.cmdUndo_Click: Undone: ' && exported | is_same "undo" "$work/uncleaned"
+    logged 'FUndoChanges.cmdUndo_Click: Undone: ' || return 1
+    # Under Wine the registry of the 9x family, too, holds any character, and its calls tell "?" of those
+    # that have no place in the code page. All else comes back exactly.
+    exported >"$work/undone"
+    sed "s/‮ж/$foreign/" "$work/uncleaned" | is_same "undo" "$work/undone"
 }
 
 # The lists follow the registry, and the tab stays. A name may be as long as the registry allows.
@@ -483,8 +488,7 @@ walk_checks() {
     check "$1: Safe Remover, paste and search" pastes_files
     check "$1: one file restored, then the last" restores_files
     check "$1: cleanup by F12; keys during the question" asks_for_cleanup
-    # On the 9x family a text outside the code page stands in the export as "??" before, as itself behind.
-    [ "$1" != win10 ] || check "$1: cleanup undone by keys" undoes_changes
+    check "$1: cleanup undone by keys" undoes_changes
     check "$1: refresh by F5" refreshes
     check "$1: About by keys" shows_about
     check "$1: second instance" second_instance
