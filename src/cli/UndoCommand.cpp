@@ -22,9 +22,10 @@ const char kUndoHelp[] =
 settings --restore, and those of the program's windows. Without ID: the list of these records, the
 newest first. With ID, or last for the newest that isn't undone: takes that operation back, change
 by change, the latest first. Values, keys, names and attributes of files come back exactly; ended
-processes and a restart don't. What something else has changed meanwhile is told and left alone;
---force puts back even there what was before, and moves a file that took a name again aside. The
-undo is recorded too and can be undone in turn.
+processes and a restart don't, and a deleted key gets the permissions of the key above it. What
+something else has changed meanwhile is told and left alone; --force puts back even there what was
+before, and moves a file that took a name again aside. The undo is recorded too and can be undone in
+turn.
 
 Exit code 0 if all that can be undone is as before; 2 if something failed, or if the answer was
 Cancel; 3 if something was left alone. What the registry editor imports isn't recorded.
