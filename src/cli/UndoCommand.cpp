@@ -113,8 +113,15 @@ class UndoCommand final : public Command {
         return false;
     }
 
+    static UndoRecord UsableRecord(RecordId id) {
+        UndoRecord record = Reported([&] { return ReadRecord(id); });
+        if (record.IsUsable()) return record;
+        throw CommandError("record " + std::to_string(id) +
+                           " can't be used: " + ToUtf8(StateTitle(record.state)));
+    }
+
     int Undo(CommandContext& context, const MachineSession& session, RecordId id) const {
-        const UndoRecord record = Reported([&] { return ReadRecord(id); });
+        const UndoRecord record = UsableRecord(id);
         const std::string question = "Are you sure you want to undo '" +
                                      ToUtf8(OperationTitle(record.operation)) + "' of " +
                                      ToUtf8(record.time) + "?";
@@ -132,11 +139,7 @@ class UndoCommand final : public Command {
     }
 
     int WriteReg(const CommandContext& context, const MachineSession& session, RecordId id) const {
-        const UndoRecord record = Reported([&] { return ReadRecord(id); });
-        if (!record.IsUsable()) {
-            throw CommandError("record " + std::to_string(id) +
-                               " can't be used: " + ToUtf8(StateTitle(record.state)));
-        }
+        const UndoRecord record = UsableRecord(id);
         Bytes content = {0xFF, 0xFE};
         const Bytes text = ToUtf16Bytes(ExportBefore(record));
         content.insert(content.end(), text.begin(), text.end());

@@ -96,7 +96,7 @@ TEST(Undo, WritesForgetsAndRefusesRecords) {
     const CliRun damaged = RunOn(machine, {"undo", "1", "--yes"});
     EXPECT_EQ(damaged.code, ExitCode::Failed);
     EXPECT_EQ(RunOn(machine, {"undo", "--json"}).Document()["items"][0]["state"], "damaged record");
-    EXPECT_THAT(damaged.err, HasSubstr("damaged record"));
+    EXPECT_EQ(damaged.err, "brackenfold: record 1 can't be used: damaged record\n");
 
     EXPECT_EQ(RunOn(machine, {"undo", "--forget", "1"}, "c\n").code, ExitCode::Failed);
     EXPECT_TRUE(machine.Has(kRecord));
