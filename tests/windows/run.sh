@@ -56,7 +56,7 @@ is_asked_for() { [[ $groups == *" $1 "* ]]; }
 
 unit_checks() {
     check "$1: mirror of every control" run_wine 60 "$build/tests/windows/mirror_test.exe"
-    check "$1: contract of the seam" gtest "$build/tests/windows/contract_win32.exe"
+    check "$1: contract of the seam, undo" gtest "$build/tests/windows/contract_win32.exe"
 }
 
 if is_asked_for units; then
