@@ -60,7 +60,7 @@ class UndoRecorder {
     RecordId id_ = 0;
     std::string head_;  // until it is written with the first change
     std::size_t count_ = 0;
-    Text lastTry_;          // of the change that was noted last
+    Text lastTry_;            // of the change that was noted last
     std::set<Text> refused_;  // and not made later
     bool isWhole_ = true;
     bool isConcluded_ = false;
