@@ -20,12 +20,19 @@ constexpr const char* kProgram = BKFD_BINARY_DIR "/brackenfold";
 
 enum class Command { Scan, Clean, Undo };
 
+/// In memory where the system has a place for that: waiting for a disk is not what is measured.
+fs::path ScratchPlace() {
+    std::error_code ignored;
+    const fs::path memory = "/dev/shm";
+    return fs::is_directory(memory, ignored) ? memory : fs::temp_directory_path();
+}
+
 /// Of each kind: programs that run and start with Windows, startup entries whose files can't be
 /// renamed, helper objects that Explorer has loaded.
 class LargeImage {
   public:
     LargeImage(bool isNT, int count)
-        : path_(fs::temp_directory_path() / ("bkfd_benchmark_large_" + std::to_string(getpid()))),
+        : path_(ScratchPlace() / ("bkfd_benchmark_large_" + std::to_string(getpid()))),
           system_(isNT ? "system32" : "system") {
         fs::create_directories(path_ / "registry");
         fs::create_directories(path_ / "drives/c/WINDOWS" / system_);
@@ -127,6 +134,7 @@ constexpr Row kRows[] = {
         benchmark::RegisterBenchmark(row.name, RunOverLargeImage, row.isNT, row.command)
             ->Arg(kFewest)
             ->Arg(2 * kFewest)
+            ->Iterations(1)
             ->Repetitions(3)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond);
