@@ -34,6 +34,15 @@ HiveResult<T> Fault(HiveRule rule, CellOffset cell) {
     return {T{}, HiveFault{rule, cell}};
 }
 
+template <class A, class B>
+int CompareUnits(const A& a, std::size_t aLength, const B& b, std::size_t bLength) {
+    for (std::size_t i = 0; i < std::min(aLength, bLength); ++i) {
+        const int difference = HiveUpperCase(a[i]) - HiveUpperCase(b[i]);
+        if (difference != 0) return difference;
+    }
+    return aLength == bLength ? 0 : aLength < bLength ? -1 : 1;
+}
+
 }  // namespace
 
 void HiveName::AppendTo(Text& text) const {
@@ -53,13 +62,11 @@ Text HiveName::ToText() const {
 }
 
 int HiveName::Compare(TextView name) const {
-    const std::size_t length = Length();
-    const std::size_t common = std::min(length, name.size());
-    for (std::size_t i = 0; i < common; ++i) {
-        const int difference = HiveUpperCase((*this)[i]) - HiveUpperCase(name[i]);
-        if (difference != 0) return difference;
-    }
-    return length == name.size() ? 0 : length < name.size() ? -1 : 1;
+    return CompareUnits(*this, Length(), name, name.size());
+}
+
+int HiveName::Compare(const HiveName& other) const {
+    return CompareUnits(*this, Length(), other, other.Length());
 }
 
 HiveName HiveKey::Name() const {
@@ -154,8 +161,9 @@ bool Hive::ForEachEntry(CellOffset list, bool isNested, const EntrySink& sink) c
 
 HiveResult<HiveKey> Hive::FindSubkey(const HiveKey& key, TextView name) const {
     auto found = FindSubkey(key, name, true);
-    // Others have written hashes that aren't those of Windows.
-    return found ? found : FindSubkey(key, name, false);
+    // Others have written hashes of names beyond ASCII that aren't those of Windows.
+    const bool isAscii = std::ranges::all_of(name, [](char16_t unit) { return unit < 0x80; });
+    return found || isAscii ? found : FindSubkey(key, name, false);
 }
 
 HiveResult<HiveKey> Hive::FindSubkey(const HiveKey& key, TextView name, bool byHash) const {
@@ -163,7 +171,7 @@ HiveResult<HiveKey> Hive::FindSubkey(const HiveKey& key, TextView name, bool byH
     const std::uint32_t hash = HiveNameHash(name);
     ForEachSubkey(key, [&](const HiveResult<HiveListEntry>& entry) {
         const bool isOther = entry && entry->kind == HiveListKind::Hashes && entry->hint != hash;
-        if (byHash && (!entry || isOther)) return true;
+        if (byHash && isOther) return true;
         const auto subkey = entry ? Key(entry->key) : HiveResult<HiveKey>{{}, entry.fault};
         if (subkey && subkey->Name().Compare(name) != 0) return true;
         const bool isDamaged = !found && found.fault->rule != HiveRule::NoSuchName;

@@ -33,6 +33,7 @@ struct HiveName {
     }
     /// As names are ordered in lists: negative, zero or positive.
     int Compare(TextView name) const;
+    int Compare(const HiveName& other) const;
     void AppendTo(Text& text) const;
     Text ToText() const;
 };

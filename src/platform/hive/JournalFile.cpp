@@ -115,6 +115,12 @@ FilePages JournalEntry::PagesBefore() const {
     return all;
 }
 
+FilePages JournalEntry::AllPages() const {
+    FilePages all;
+    for (const auto& [number, page] : pages) all[number] = page.before;
+    return all;
+}
+
 std::vector<std::uint32_t> SectorChecksums(ByteView page) {
     std::vector<std::uint32_t> sums;
     for (std::size_t at = 0; at < page.size(); at += kFileSector) {

@@ -7,7 +7,8 @@
 ///
 ///     "bkfdreg1", the number of files (32 bits)
 ///     each file: kind (8 bits), path below the root (length in 32 bits, bytes), size before and
-///       after (64 bits each), SHA-256 before and after, the number of pages (32 bits)
+///       after (64 bits each), SHA-256 of the pages (for `Whole`: of the content) before and after,
+///       the number of pages (32 bits)
 ///       each page: number (64 bits), its bytes before (length in 32 bits, bytes), the number of
 ///         sectors after (32 bits), the CRC-32 of each
 ///     CRC-32 of all above
@@ -34,7 +35,10 @@ struct JournalEntry {
     Sha256 after{};
     std::map<std::uint64_t, JournalPage> pages;
 
+    /// Those of the former file.
     FilePages PagesBefore() const;
+    /// The same, with those that it didn't have as empty ones.
+    FilePages AllPages() const;
 };
 
 struct Journal {

@@ -14,8 +14,6 @@
 namespace bkfd {
 namespace {
 
-constexpr std::size_t kChunk = std::size_t{1} << 20;  // a multiple of the page
-
 class Digest {
   public:
     Digest() : context_(EVP_MD_CTX_new(), EVP_MD_CTX_free) {
@@ -35,41 +33,6 @@ class Digest {
     std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_;
     bool isRight_ = false;
 };
-
-/// Bytes of the file from `at`, zeros behind its end; false for an error.
-bool ReadOrZeros(int file, std::uint64_t at, std::span<std::uint8_t> buffer) {
-    while (!buffer.empty()) {
-        const ssize_t count = pread(file, buffer.data(), buffer.size(), static_cast<off_t>(at));
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return false;
-        if (count == 0) break;
-        at += static_cast<std::uint64_t>(count);
-        buffer = buffer.subspan(static_cast<std::size_t>(count));
-    }
-    std::ranges::fill(buffer, std::uint8_t{0});
-    return true;
-}
-
-/// Adds the part of a content that begins at `at`: what the file has, but for the pages.
-void AddChunk(Digest& digest, const PatchedContent& content, std::uint64_t at, ByteView read) {
-    const std::uint64_t end = std::min<std::uint64_t>(content.size, at + read.size());
-    auto page = content.pages->lower_bound(at / kFilePage);
-    while (at < end) {
-        const bool isPatched = page != content.pages->end() && page->first * kFilePage < end;
-        const std::uint64_t until = isPatched ? page->first * kFilePage : end;
-        digest.Add(read.first(until - at));
-        read = read.subspan(until - at);
-        at = until;
-        if (!isPatched) break;
-        const std::size_t size = std::min<std::uint64_t>(kFilePage, end - at);
-        Bytes bytes(page->second.begin(), page->second.end());
-        bytes.resize(size);
-        digest.Add(bytes);
-        read = read.subspan(size);
-        at += size;
-        ++page;
-    }
-}
 
 Status Sync(int file, const char* step) {
     ReachWritePoint(step);
@@ -102,10 +65,11 @@ Status WriteThose(int file, const FilePages& pages, const char* step, Condition 
 }
 
 Status Verify(int file, const FilePages& pages, std::uint64_t size) {
-    // What the cache holds would prove nothing.
-    (void)posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
     Bytes read;
     for (const auto& [number, bytes] : pages) {
+        // What the cache holds would prove nothing.
+        (void)posix_fadvise(file, static_cast<off_t>(number * kFilePage), kFilePage,
+                            POSIX_FADV_DONTNEED);
         read.resize(bytes.size());
         if (!ReadAt(file, number * kFilePage, read) || read != bytes)
             return {SystemError::IoDevice};
@@ -118,21 +82,22 @@ Status Verify(int file, const FilePages& pages, std::uint64_t size) {
 
 }  // namespace
 
-Status HashContents(int file, std::span<PatchedContent> contents) {
-    std::vector<Digest> digests(contents.size());
-    std::uint64_t end = 0;
-    for (const PatchedContent& content : contents) end = std::max(end, content.size);
-    Bytes chunk(std::min<std::uint64_t>(kChunk, end));
-    for (std::uint64_t at = 0; at < end; at += chunk.size()) {
-        if (!ReadOrZeros(file, at, chunk)) return StatusOfErrno(errno);
-        for (std::size_t i = 0; i < contents.size(); ++i) {
-            if (at < contents[i].size) AddChunk(digests[i], contents[i], at, chunk);
-        }
+Sha256 HashPages(const FilePages& pages, std::uint64_t size) {
+    Digest digest;
+    const auto add = [&](std::uint64_t number) {
+        std::array<std::uint8_t, 8> bytes{};
+        Write64(bytes, 0, number);
+        digest.Add(bytes);
+    };
+    add(size);
+    for (const auto& [number, bytes] : pages) {
+        add(number);
+        add(bytes.size());
+        digest.Add(bytes);
     }
-    for (std::size_t i = 0; i < contents.size(); ++i) {
-        if (!digests[i].Finish(contents[i].hash)) return {SystemError::NotEnoughMemory};
-    }
-    return {};
+    Sha256 hash{};
+    (void)digest.Finish(hash);
+    return hash;
 }
 
 Sha256 HashBytes(ByteView bytes) {

@@ -18,20 +18,14 @@ using Sha256 = std::array<std::uint8_t, 32>;
 /// Contents by the number of the page; the last page of a file may be shorter.
 using FilePages = std::map<std::uint64_t, Bytes>;
 
-/// A content made of a file and pages in place of its own.
-struct PatchedContent {
-    const FilePages* pages = nullptr;
-    std::uint64_t size = 0;
-    Sha256 hash{};  // is found out
-};
-
-/// Reads the file once and finds out the hashes of all contents; behind its end stand zeros.
-Status HashContents(int file, std::span<PatchedContent> contents);
+/// Tells one content of those pages in a file of that size from another.
+Sha256 HashPages(const FilePages& pages, std::uint64_t size);
 Sha256 HashBytes(ByteView bytes);
 
 /// Fills the buffer; false for an error or the end of the file, with errno 0 for the latter.
 bool ReadAt(int file, std::uint64_t at, std::span<std::uint8_t> buffer);
-/// The pages of those numbers as they are in a file of that size; nothing for an error.
+/// The pages of those numbers as they are in a file of that size, empty behind its end; nothing for
+/// an error.
 std::optional<FilePages> ReadPages(int file, const FilePages& numbers, std::uint64_t size);
 
 /// The base block of a hive as Windows leaves it while it writes: the first sequence number runs

@@ -189,26 +189,22 @@ RegistryCommit::Error RegistryCommit::Note(Plan& plan) const {
     }
     const auto before = ReadPages(plan.file.Get(), touched, entry.sizeBefore);
     if (!before) return ErrnoError(path);
-    PatchedContent contents[] = {{nullptr, entry.sizeBefore, {}},
-                                 {&plan.pages, entry.sizeAfter, {}}};
-    const FilePages none;
-    contents[0].pages = &none;
-    const Status hashed = HashContents(plan.file.Get(), contents);
-    if (!hashed.IsOk()) return Failed(path, hashed, "can't be read");
-    entry.before = contents[0].hash;
-    entry.after = contents[1].hash;
+    FilePages after;
     for (const auto& [number, bytes] : *before) {
-        const auto after = plan.pages.find(number);
-        const bool isChanged = after == plan.pages.end() || after->second != bytes;
+        const auto planned = plan.pages.find(number);
+        const bool isChanged = planned == plan.pages.end() || planned->second != bytes;
         // That of a hive is written in any case, to end the mark of the write.
         if (!isChanged && (number != 0 || entry.kind != JournalKind::Hive)) {
-            plan.pages.erase(after);
+            plan.pages.erase(planned);
             continue;
         }
         JournalPage& page = entry.pages[number];
         page.before = bytes;
-        if (after != plan.pages.end()) page.after = SectorChecksums(after->second);
+        if (planned != plan.pages.end()) page.after = SectorChecksums(planned->second);
+        after[number] = planned != plan.pages.end() ? planned->second : Bytes();
     }
+    entry.before = HashPages(entry.AllPages(), entry.sizeBefore);
+    entry.after = HashPages(after, entry.sizeAfter);
     return std::nullopt;
 }
 
@@ -275,48 +271,42 @@ const std::vector<Journal>& RegistryCommit::KeptJournals() {
     return *keptJournals_;
 }
 
-/// What an earlier commit knows of the file, if it left that content.
-const JournalEntry* RegistryCommit::FindKept(const std::string& path, const Sha256& after,
-                                             const Journal** in) {
-    for (const Journal& journal : KeptJournals()) {
-        for (const JournalEntry& entry : journal.entries) {
-            if (entry.path != path || entry.after != after || entry.before == after) continue;
-            *in = &journal;
-            return &entry;
-        }
+/// Whether an earlier commit left that content: the file's, but for pages of another time.
+bool RegistryCommit::IsLeftBy(const JournalEntry& entry, const HostFile& file,
+                              const Former& content) {
+    if (entry.sizeAfter != content.size) return false;
+    auto pages = ReadPages(file.Get(), entry.AllPages(), content.size);
+    if (!pages) return false;
+    for (auto& [number, bytes] : *pages) {
+        const auto former = content.pages.find(number);
+        if (former != content.pages.end()) bytes = former->second;
     }
-    return nullptr;
+    return HashPages(*pages, content.size) == entry.after;
 }
 
 /// Goes back from commit to commit until the file held what it is to hold now.
 bool RegistryCommit::FindFormer(const Plan& plan, const HiveStore& hive, Former& former) {
-    if (KeptJournals().empty()) return false;
     former.size = plan.entry.sizeBefore;
-    PatchedContent now{&former.pages, former.size, {}};
-    if (!HashContents(plan.file.Get(), {&now, 1}).IsOk()) return false;
-    former.hash = now.hash;
-    for (std::size_t i = 0; i < KeptJournals().size(); ++i) {
-        const Journal* journal = nullptr;
-        const JournalEntry* const entry = FindKept(plan.entry.path, former.hash, &journal);
-        if (entry == nullptr || entry->kind != JournalKind::Hive) return false;
+    for (const Journal& journal : KeptJournals()) {
+        const auto entry = std::ranges::find(journal.entries, plan.entry.path, &JournalEntry::path);
+        if (entry == journal.entries.end()) continue;
+        if (entry->kind != JournalKind::Hive || !IsLeftBy(*entry, plan.file, former)) return false;
         for (auto& [number, page] : entry->PagesBefore()) former.pages[number] = page;
         former.size = entry->sizeBefore;
-        former.hash = entry->before;
-        for (const JournalEntry& other : journal->entries) {
+        for (const JournalEntry& other : journal.entries) {
             const bool isLog =
                 other.kind == JournalKind::Pages && IsLogOf(other.path, plan.entry.path);
             if (isLog) former.logs[other.path] = &other;
         }
         std::erase_if(former.pages,
                       [&](const auto& page) { return page.first * kFilePage >= former.size; });
-        if (IsFormerOf(plan, hive, former)) return AreLogsAsLeft(former);
+        if (IsFormerOf(hive, former)) return AreLogsAsLeft(former);
     }
     return false;
 }
 
 /// Whether the former content, with its logs, is what the hive is to hold, and is whole.
-bool RegistryCommit::IsFormerOf(const Plan& plan, const HiveStore& hive,
-                                const Former& former) const {
+bool RegistryCommit::IsFormerOf(const HiveStore& hive, const Former& former) const {
     MappedFile image;
     if (!image.Open(hive.Path(), former.size + kRoomForLogs)) return false;
     const auto bytes = image.Bytes();
@@ -332,25 +322,26 @@ bool RegistryCommit::IsFormerOf(const Plan& plan, const HiveStore& hive,
     const auto then = Hive::Open(bytes.first(recovery.size));
     const auto wanted = Hive::Open(hive.Content());
     if (!std::holds_alternative<Hive>(then) || !std::holds_alternative<Hive>(wanted)) return false;
-    if (!HoldTheSame(std::get<Hive>(then), std::get<Hive>(wanted))) return false;
-    PatchedContent content{&former.pages, former.size, {}};
-    return HashContents(plan.file.Get(), {&content, 1}).IsOk() && content.hash == former.hash;
+    return HoldTheSame(std::get<Hive>(then), std::get<Hive>(wanted));
 }
 
 /// A hive that was dirty is worth nothing without its logs.
 bool RegistryCommit::AreLogsAsLeft(const Former& former) const {
     return std::ranges::all_of(former.logs, [&](const auto& log) {
-        const auto now = ReadHostFile(root_ + '/' + log.first);
-        return now && HashBytes(ViewOf(*now)) == log.second->after;
+        const HostFile file = OpenBelow(root_, log.first, O_RDONLY);
+        struct stat facts {};
+        return file.IsOpen() && fstat(file.Get(), &facts) == 0 &&
+               IsLeftBy(*log.second, file, {{}, static_cast<std::uint64_t>(facts.st_size), {}});
     });
 }
 
 bool RegistryCommit::FindFormerText(const TextChange& change, std::string& former) {
     Sha256 hash = HashBytes(ViewOf(change.before));
-    for (std::size_t i = 0; i < KeptJournals().size(); ++i) {
-        const Journal* journal = nullptr;
-        const JournalEntry* const entry = FindKept(Below(change.path), hash, &journal);
-        if (entry == nullptr || entry->kind != JournalKind::Whole) return false;
+    const std::string path = Below(change.path);
+    for (const Journal& journal : KeptJournals()) {
+        const auto entry = std::ranges::find(journal.entries, path, &JournalEntry::path);
+        if (entry == journal.entries.end()) continue;
+        if (entry->kind != JournalKind::Whole || entry->after != hash) return false;
         const Bytes content = Join(entry->PagesBefore());
         hash = entry->before;
         if (HashBytes(content) != hash) return false;

@@ -55,7 +55,6 @@ class RegistryCommit {
     struct Former {
         FilePages pages;
         std::uint64_t size = 0;
-        Sha256 hash{};
         std::map<std::string, const JournalEntry*> logs;  // by path below the root
     };
 
@@ -71,9 +70,9 @@ class RegistryCommit {
     RegistryFileError GiveUp(RegistryFileError error);
 
     const std::vector<Journal>& KeptJournals();
-    const JournalEntry* FindKept(const std::string& path, const Sha256& after, const Journal** in);
+    static bool IsLeftBy(const JournalEntry& entry, const HostFile& file, const Former& content);
     bool FindFormer(const Plan& plan, const HiveStore& hive, Former& former);
-    bool IsFormerOf(const Plan& plan, const HiveStore& hive, const Former& former) const;
+    bool IsFormerOf(const HiveStore& hive, const Former& former) const;
     bool AreLogsAsLeft(const Former& former) const;
     bool FindFormerText(const TextChange& change, std::string& former);
 

@@ -31,16 +31,12 @@ class BrokenOffFile {
         if (!file_.IsOpen() || fstat(file_.Get(), &facts) != 0) return ErrnoError(path_);
         size_ = static_cast<std::uint64_t>(facts.st_size);
         before_ = entry_.PagesBefore();
-        const FilePages none;
-        PatchedContent contents[] = {{&none, size_, {}}, {&before_, entry_.sizeBefore, {}}};
-        const Status hashed = HashContents(file_.Get(), contents);
-        if (!hashed.IsOk()) return RegistryFileError{hashed.code, path_, "can't be read"};
-        isBefore_ = size_ == entry_.sizeBefore && contents[0].hash == entry_.before;
-        isAfter_ = size_ == entry_.sizeAfter && contents[0].hash == entry_.after;
-        const bool isOurs = isBefore_ || isAfter_ ||
-                            (entry_.kind != JournalKind::Whole &&
-                             contents[1].hash == entry_.before && ArePagesOurs());
-        if (isOurs) return std::nullopt;
+        const auto now = NowHash();
+        if (!now) return ErrnoError(path_);
+        isBefore_ = size_ == entry_.sizeBefore && *now == entry_.before;
+        isAfter_ = size_ == entry_.sizeAfter && *now == entry_.after;
+        const bool isTorn = entry_.kind != JournalKind::Whole && ArePagesOurs();
+        if (isBefore_ || isAfter_ || isTorn) return std::nullopt;
         return RegistryFileError{SystemError::SharingViolation, path_,
                                  "was written to by somebody else after a write of it broke off"};
     }
@@ -64,16 +60,21 @@ class BrokenOffFile {
   private:
     /// Whether each sector of the pages is that from before or from afterwards.
     bool ArePagesOurs() const {
-        const auto now = ReadPages(file_.Get(), Numbers(), size_);
+        const auto now = ReadPages(file_.Get(), entry_.AllPages(), size_);
         return now && std::ranges::all_of(entry_.pages, [&](const auto& page) {
                    return IsPageOurs(page.first, page.second, now->at(page.first));
                });
     }
 
-    FilePages Numbers() const {
-        FilePages numbers;
-        for (const auto& [number, page] : entry_.pages) numbers[number];
-        return numbers;
+    std::optional<Sha256> NowHash() const {
+        if (entry_.kind == JournalKind::Whole) {
+            const auto content = ReadHostFile(path_);
+            if (!content) return std::nullopt;
+            return HashBytes(ViewOf(*content));
+        }
+        const auto pages = ReadPages(file_.Get(), entry_.AllPages(), size_);
+        if (!pages) return std::nullopt;
+        return HashPages(*pages, size_);
     }
 
     bool IsPageOurs(std::uint64_t number, const JournalPage& page, ByteView now) const {

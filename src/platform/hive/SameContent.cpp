@@ -55,9 +55,10 @@ class Comparison {
 
     template <class List>
     static void SortByName(List& list) {
-        std::ranges::stable_sort(list, [](const auto& x, const auto& y) {
-            return x.Name().Compare(y.Name().ToText()) < 0;
-        });
+        const auto isBefore = [](const auto& x, const auto& y) {
+            return x.Name().Compare(y.Name()) < 0;
+        };
+        if (!std::ranges::is_sorted(list, isBefore)) std::ranges::stable_sort(list, isBefore);
     }
 
     bool AreSame(const HiveKey& a, const HiveKey& b) {
