@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 
 #include "formats/HiveChecker.h"
@@ -16,7 +17,7 @@ namespace bkfd {
 namespace {
 
 namespace fs = std::filesystem;
-using Findings = std::set<std::string>;
+using Findings = std::map<std::string, std::size_t>;  // how often each rule is broken
 
 struct Changed {
     Text key;
@@ -32,7 +33,7 @@ std::string Content(const std::string& path) {
 
 Findings Check(ByteView file) {
     Findings told;
-    for (const auto& finding : CheckHive(file, 100'000)) told.insert(Describe(finding.fault));
+    for (const auto& finding : CheckHive(file, 100'000)) ++told[Describe(finding.fault.rule)];
     return told;
 }
 
@@ -55,9 +56,10 @@ class HiveTrial {
         Change();
         if (changes_.empty()) return Refused("nothing in it can be changed");
         if (!Commit("1") || !Open() || !HoldsChanges()) return 1;
-        for (const std::string& finding : Check(store_->Content())) {
-            if (findings.contains(finding)) continue;
-            std::printf("WRONG: after the changes %s\n", finding.c_str());
+        for (const auto& [rule, count] : Check(store_->Content())) {
+            const auto former = findings.find(rule);
+            if (former != findings.end() && former->second >= count) continue;
+            std::printf("WRONG: after the changes a cell %s\n", rule.c_str());
             return 1;
         }
         fs::copy_file(path_, scratch_ + "/changed");
@@ -92,11 +94,13 @@ class HiveTrial {
     /// cell.
     void Change() {
         const RegistryListing all = ListHive(store_->Content());
+        // Data in segments of version 1.4 is unknown to most readers of others.
+        const std::size_t large = Read32(store_->Content(), 24) == 4 ? 16'000 : 20'000;
         const std::size_t step = std::max<std::size_t>(1, all.keys.size() / 100);
         for (std::size_t i = 0; i < all.keys.size(); i += step) {
             const auto& key = all.keys[i];
             if (i / step % 3 == 0) Set(key.path, u"of bkfd \u0416", Bytes(i % 5 * 10));
-            if (i / step % 7 == 0) Set(key.path + u"\\New\u00E4", u"", Bytes(20'000, 7));
+            if (i / step % 7 == 0) Set(key.path + u"\\New\u00E4", u"", Bytes(large, 7));
             if (i / step % 2 == 0 && !key.values.empty()) Delete(key.path, key.values[0].name);
         }
     }

@@ -34,9 +34,7 @@ void ExpectRight(const HiveEditor& editor, const ModelKey& model) {
 TEST(HiveEditor, HoldsWhatAModelHoldsAfterManyChanges) {
     for (const std::uint32_t minor : {3U, 4U, 5U, 6U}) {
         SCOPED_TRACE(minor);
-        HiveMakerKey root = SmallRoot();
-        if (minor < kFirstWithHashes) root.list = root.subkeys[2].list = "lf";
-        const Bytes before = HiveMaker(root, minor).File();
+        const Bytes before = HiveMaker(SmallRoot(minor), minor).File();
         HiveRoom room(before, kSpare);
         HiveEditor editor = room.Edit();
         RandomChanges changes(editor, minor);
@@ -166,7 +164,7 @@ TEST(HiveEditor, SecurityDescriptorsKnowTheirKeys) {
 void ChangeAll(HiveEditor& editor, unsigned seed) {
     RandomChanges changes(editor, seed);
     changes.Learn();
-    for (int step = 0; step < 5; ++step) (void)changes.Step();
+    for (int step = 0; step < 4; ++step) (void)changes.Step();
 }
 
 TEST(HiveEditor, ChangesOfDamagedHivesEndAndCanBeTakenBack) {
@@ -183,7 +181,10 @@ TEST(HiveEditor, ChangesOfDamagedHivesEndAndCanBeTakenBack) {
               static_cast<unsigned>(length));
     }
     Bytes file = whole;
-    for (std::size_t at = 0; at < file.size(); ++at) {
+    // Behind the last cell in use is nothing that is read.
+    std::size_t end = whole.size();
+    while (whole[end - 1] == 0) --end;
+    for (std::size_t at = 0; at < end; ++at) {
         if (at == kBaseBlockUsed) at = kBaseBlockSize;
         for (const int value : {0x00, 0xFF, whole[at] ^ 0x41}) {
             file[at] = static_cast<std::uint8_t>(value);

@@ -73,7 +73,9 @@ class RandomChanges {
   public:
     using Value = RegistryListing::Value;
 
-    RandomChanges(HiveEditor& editor, unsigned seed) : editor_(editor), random_(seed) {}
+    /// `hasOddNames`: names with NULs, lone surrogates and letters of several scripts too.
+    RandomChanges(HiveEditor& editor, unsigned seed, bool hasOddNames = true)
+        : editor_(editor), random_(seed), hasOddNames_(hasOddNames) {}
 
     /// The hive's content at the start, if it can be read.
     void Learn() {
@@ -141,7 +143,7 @@ class RandomChanges {
         static const Text kOdd[] = {u"name",      u"NAME",         Text(u"nul\0x", 5),
                                     Text{0xD800}, u"\u00E4",       u"\u00C4",
                                     u"\u20AC",    u"\u0436\u0437", Text(200, u'L')};
-        if (Below(3) == 0) return kOdd[Below(std::size(kOdd))];
+        if (hasOddNames_ && Below(3) == 0) return kOdd[Below(std::size(kOdd))];
         return u"n" + Text(1 + Below(3), static_cast<char16_t>(u'a' + Below(26)));
     }
 
@@ -201,6 +203,7 @@ class RandomChanges {
 
     HiveEditor& editor_;
     std::mt19937 random_;
+    bool hasOddNames_;
 };
 
 /// A hive's bytes with room to grow.

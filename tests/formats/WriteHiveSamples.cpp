@@ -18,8 +18,8 @@ void Write(const std::string& path, const Bytes& content) {
 }
 
 /// 700 subkeys in leaves of 300 under one list, and data of every kind of length.
-HiveMakerKey ManyThings() {
-    HiveMakerKey root{u"ROOT"};
+HiveMakerKey ManyThings(std::uint32_t minor) {
+    HiveMakerKey root{u"ROOT", {}, {}, samples::ListOf(minor), 0, {}};
     root.entriesALeaf = 300;
     for (std::size_t i = 0; i < 700; ++i) {
         root.subkeys.push_back({FromAscii("key" + std::to_string(1000 + i))});
@@ -37,37 +37,37 @@ HiveMakerKey ManyThings() {
 }
 
 /// After many changes at random, told to the editor in the same way each time.
-Bytes Changed(const HiveMakerKey& root, std::uint32_t minor) {
+Bytes Changed(const HiveMakerKey& root, std::uint32_t minor, bool hasOddNames) {
     HiveRoom room(HiveMaker(root, minor).File(), std::size_t{4} << 20);
     HiveEditor editor = room.Edit();
-    RandomChanges changes(editor, minor);
+    RandomChanges changes(editor, minor, hasOddNames);
     changes.Learn();
     for (int step = 0; step < 2000; ++step) (void)changes.Step();
     return Sealed(editor.File());
 }
 
-/// 5,000 subkeys, added one by one.
-Bytes Grown(const char* list) {
+/// So many subkeys, added one by one.
+Bytes Grown(const char* list, int count) {
     HiveRoom room(HiveMaker({u"ROOT", {}, {{u"first"}}, list, 0, {}}).File(), std::size_t{4} << 20);
     HiveEditor editor = room.Edit();
-    for (int i = 0; i < 5000; ++i) {
-        const Text name = u"key" + ToText(i * 2741 % 5000);
+    for (int i = 0; i < count; ++i) {
+        const Text name = u"key" + ToText(i * 2741 % count);
         (void)editor.MakeKeys(editor.Cells().View().BaseBlock().root, {&name, 1});
     }
     return Sealed(editor.File());
 }
 
 void WriteAll(const std::string& folder) {
-    Write(folder + "/changed_5", Changed(samples::SmallRoot(), 5));
-    Write(folder + "/changed_3", Changed({u"ROOT", {}, {{u"a"}, {u"b"}}, "lf", 0, {}}, 3));
-    Write(folder + "/grown_lh", Grown("lh"));
-    Write(folder + "/grown_li", Grown("li"));
+    Write(folder + "/changed_5", Changed(samples::SmallRoot(), 5, true));
+    Write(folder + "/changed_3", Changed({u"ROOT", {}, {{u"a"}, {u"b"}}, "lf", 0, {}}, 3, false));
+    Write(folder + "/grown_lh", Grown("lh", 5000));
+    Write(folder + "/grown_li", Grown("li", 1500));
 
     for (const std::uint32_t minor : {3U, 4U, 5U}) {
         const std::string name = "/of_version_" + std::to_string(minor);
-        Write(folder + name, HiveMaker(samples::SmallRoot(), minor).File());
+        Write(folder + name, HiveMaker(samples::SmallRoot(minor), minor).File());
         // Data in segments is known to two of the readers from version 1.5 on.
-        if (minor != 4) Write(folder + name + "_large", HiveMaker(ManyThings(), minor).File());
+        if (minor != 4) Write(folder + name + "_large", HiveMaker(ManyThings(minor), minor).File());
     }
     Write(folder + "/USER.DAT", samples::CregFile());
     Bytes dirty = samples::Version(0);
