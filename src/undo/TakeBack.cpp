@@ -40,9 +40,9 @@ class Walk {
     Walk(const UndoOptions& options, UndoResult& result) : options_(options), result_(result) {}
 
     void TakeBack(const UndoRecord& record) {
-        for (auto change = record.changes.rbegin(); change != record.changes.rend(); ++change) {
-            if (!change->IsChange()) continue;
-            result_.steps.push_back(StepOf(*change));
+        for (std::size_t i = record.changes.size(); i-- > 0;) {
+            if (!record.changes[i].IsChange()) continue;
+            result_.steps.push_back(StepOf(record, i));
             if (IsStopped()) return;
         }
     }
@@ -76,7 +76,28 @@ class Walk {
         step.error = SysUtil::SystemErrorText(status.code);
     }
 
-    UndoStep StepOf(const UndoChange& change) const {
+    /// Whether a file isn't at its place since an earlier move that brought it there was taken back
+    /// already, by an undo before this one.
+    static bool IsTakenFurtherBack(const UndoRecord& record, std::size_t index) {
+        const UndoChange& change = record.changes[index];
+        if (change.IsOfRegistry() ||
+            !TheMachine().FileSystem().GetFileAttributesW(change.name).IsNotThere()) {
+            return false;
+        }
+        for (std::size_t i = index; i-- > 0;) {
+            const UndoChange& earlier = record.changes[i];
+            if (earlier.kind != Kind::MoveFile || !EqualsIgnoreCase(earlier.target, change.name)) {
+                continue;
+            }
+            const auto place = MakeFilePlace(earlier);
+            const bool isBack = place->Look().IsOk() && place->Now() == UndoPlace::State::AsBefore;
+            return isBack || IsTakenFurtherBack(record, i);
+        }
+        return false;
+    }
+
+    UndoStep StepOf(const UndoRecord& record, std::size_t index) const {
+        const UndoChange& change = record.changes[index];
         UndoStep step = NewStep(change);
         step.outcome = Outcome::NotUndoable;
         if (!change.CanBeUndone()) return step;
@@ -88,11 +109,12 @@ class Walk {
         }
         step.now = place->Description();
         // What was refused has changed nothing, so whatever is there now is somebody else's.
-        const bool wasRefused = !change.outcome.IsOk() && place->Now() == UndoPlace::State::Other;
-        if (place->Now() == UndoPlace::State::AsBefore || wasRefused) {
+        const bool isOther = place->Now() == UndoPlace::State::Other;
+        const bool wasRefused = !change.outcome.IsOk() && isOther;
+        if (place->Now() == UndoPlace::State::AsBefore || wasRefused ||
+            (isOther && IsTakenFurtherBack(record, index))) {
             step.outcome = Outcome::AsBefore;
-        } else if (place->Now() == UndoPlace::State::Other &&
-                   !(options_.force && place->CanBeForced())) {
+        } else if (isOther && !(options_.force && place->CanBeForced())) {
             step.outcome = Outcome::Conflict;
             step.error = place->Conflict();
         } else if (const Status put = place->PutBack(); !put.IsOk()) {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <map>
 
+#include "platform/RegistryValues.h"
 #include "undo/UndoPlace.h"
 #include "undo/UndoText.h"
 
@@ -20,6 +21,14 @@ Status ReadValue(Registry& registry, RegistryRoot root, const Text& key, const T
     return read.IsNotThere() ? Status{} : Status(read);
 }
 
+/// Whether a place that was set to `set` holds `now`. The 9x family keeps a text up to its first
+/// NUL.
+bool HoldsWhatWasSet(SystemFacts& system, const OptionalValue& now, const OptionalValue& set) {
+    if (now == set) return true;
+    return now && set && !IsVersionOfNT(system.GetVersion()) && now->type == RegistryType::String &&
+           set->type == RegistryType::String && TextOfValue(*now) == UpToNul(TextOfValue(*set));
+}
+
 class ValuePlace final : public UndoPlace {
   public:
     using UndoPlace::UndoPlace;
@@ -30,9 +39,9 @@ class ValuePlace final : public UndoPlace {
             ReadValue(machine_.RegistryKeys(), change_.root, change_.name, change_.value, value);
         if (!read.IsOk()) return read;
         now_ = DescribeValue(value);
-        state_ = value == change_.before  ? State::AsBefore
-                 : value == change_.after ? State::AsAfter
-                                          : State::Other;
+        state_ = value == change_.before                                    ? State::AsBefore
+                 : HoldsWhatWasSet(machine_.System(), value, change_.after) ? State::AsAfter
+                                                                            : State::Other;
         conflict_ = value ? u"the value was set to something else" : u"the value was deleted";
         return {};
     }

@@ -294,6 +294,39 @@ TEST(TakeBack, ForcedMovesTheOtherFileAside) {
     EXPECT_EQ(FileUtil::ReadTextFile(u"C:\\Tools\\other.txt.taken1"), u"theirs");
 }
 
+TEST(TakeBack, MakesAPartlyUndoneRecordWhole) {
+    UndoFixture fixture;
+    const std::string before = fixture.State();
+    // As a cleanup does where a disabled file of an earlier one lies in the way.
+    const RecordId id = fixture.Record([&] {
+        (void)fixture.registry.RegSetValueExW(HKCU, kKey, u"v", MakeDwordValue(1));
+        (void)fixture.files.MoveFileW(u"C:\\Tools\\other.txt", u"C:\\Tools\\aside");
+        (void)fixture.files.MoveFileW(u"C:\\Tools\\Mixed Case.dll", u"C:\\Tools\\other.txt");
+        (void)fixture.files.SetFileAttributesW(u"C:\\Tools\\aside", FileAttribute::Hidden);
+        (void)fixture.files.DeleteFileW(u"C:\\Tools\\aside");
+    });
+    fixture.machine.SetDword(HKCU, kKey, u"v", 2);
+    EXPECT_FALSE(TakeBack(id).IsWhole());
+    const UndoResult forced = TakeBack(id, {.force = true});
+    EXPECT_TRUE(forced.IsWhole()) << Trouble(forced);
+    EXPECT_EQ(fixture.State(), before);
+}
+
+/// The 9x family keeps a text up to its first NUL, whatever was set.
+TEST(TakeBack, KnowsATextThatTheFamilyCut) {
+    for (const WindowsFamily family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
+        UndoFixture fixture;
+        fixture.machine.Facts() = MachineFacts(family);
+        fixture.machine.SetString(HKCU, kKey, u"v", u"theirs");
+        const RecordId id = fixture.Record([&] {
+            (void)fixture.registry.RegSetValueExW(HKCU, kKey, u"v",
+                                                  MakeStringValue(Text(260, u'\0')));
+        });
+        fixture.machine.SetString(HKCU, kKey, u"v", u"");
+        EXPECT_EQ(TakeBack(id).IsWhole(), family == WindowsFamily::Windows9x);
+    }
+}
+
 TEST(TakeBack, ListsWhatCannotBeUndone) {
     UndoFixture fixture;
     fixture.machine.AddProcess({77, u"C:\\Tools\\\u0431\u0142.exe", {}, false, false});
