@@ -8,7 +8,8 @@ using namespace hive;
 
 namespace {
 
-constexpr std::size_t kBinsSizeAt = 40;  // of the base block
+constexpr std::size_t kBinsSizeAt = 40;                  // of the base block
+constexpr std::size_t kMostFree = std::size_t{1} << 19;  // cells that are known as free
 constexpr std::size_t kMostBins = std::size_t{1}
                                   << 31;  // bytes; a bit of cell offsets has a meaning
 
@@ -67,8 +68,9 @@ void HiveCells::Write(std::size_t at, ByteView bytes) {
 }
 
 void HiveCells::PutIntoFile(std::size_t at, ByteView bytes) {
-    if (at > room_.size() || bytes.size() > room_.size() - at)
+    if (at > room_.size() || bytes.size() > room_.size() - at) {
         throw HiveStop{HiveOutcome::Full, {}};
+    }
     fileSize_ = std::max(fileSize_, at + bytes.size());
     view_.reset();
     Write(at, bytes);
@@ -144,6 +146,11 @@ void HiveCells::AddBin(CellOffset at, std::size_t size) {
     const ByteView bins = File().subspan(kBaseBlockSize);
     bins_.push_back(at);
     const std::size_t end = at + size;
+    std::uint32_t freeSize = 0;  // of free cells side by side, which count as one
+    // The memory for them is bounded: beyond a number that no real hive has they are left alone.
+    const auto isWorthKnowing = [&](std::uint32_t free) {
+        return free > 0 && free_.size() < kMostFree;
+    };
     for (std::size_t cell = at + kBinHeaderSize; cell < end;) {
         const auto stored = static_cast<std::int32_t>(Read32(bins, cell));
         const auto cellSize = static_cast<std::size_t>(std::abs(std::int64_t{stored}));
@@ -151,10 +158,16 @@ void HiveCells::AddBin(CellOffset at, std::size_t size) {
         if (cellSize < kCellUnit || cellSize % kCellUnit != 0 || cellSize > end - cell) {
             Stop(HiveRule::CellSize, offset);
         }
-        if (stored > 0) AddFree(offset, static_cast<std::uint32_t>(cellSize));
+        if (stored < 0) {
+            if (isWorthKnowing(freeSize)) AddFree(offset - freeSize, freeSize);
+            freeSize = 0;
+        } else {
+            freeSize += static_cast<std::uint32_t>(cellSize);
+        }
         isUsed_[cell / kCellUnit] = stored < 0;
         cell += cellSize;
     }
+    if (isWorthKnowing(freeSize)) AddFree(static_cast<CellOffset>(end) - freeSize, freeSize);
 }
 
 void HiveCells::AddFree(CellOffset cell, std::uint32_t size) {

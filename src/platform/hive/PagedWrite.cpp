@@ -71,8 +71,9 @@ Status Verify(int file, const FilePages& pages, std::uint64_t size) {
         (void)posix_fadvise(file, static_cast<off_t>(number * kFilePage), kFilePage,
                             POSIX_FADV_DONTNEED);
         read.resize(bytes.size());
-        if (!ReadAt(file, number * kFilePage, read) || read != bytes)
+        if (!ReadAt(file, number * kFilePage, read) || read != bytes) {
             return {SystemError::IoDevice};
+        }
     }
     struct stat facts {};
     if (fstat(file, &facts) != 0) return StatusOfErrno(errno);

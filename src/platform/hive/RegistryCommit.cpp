@@ -77,6 +77,7 @@ std::optional<RegistryFileError> RegistryCommit::Run() {
     }
     hasJournal_ = true;
     if (Error error = WriteFiles()) return GiveUp(*std::move(error));
+    plans_.clear();  // some file systems note the time of a write when the file is closed
     for (HiveStore* const hive : hives_) {
         if (Error error = hive->Reload()) return error;
     }
