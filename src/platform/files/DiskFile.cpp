@@ -35,7 +35,7 @@ void DiskFile::RemoveUnfinished(const std::string& hostFolder) {
 }
 
 Result<std::unique_ptr<OpenFile>> DiskFile::OpenToRead(const std::string& path) {
-    HostFile file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    HostFile file(OpenUntouched(path, 0));
     if (!file.IsOpen()) return StatusOfErrno(errno);
     return std::unique_ptr<OpenFile>(std::make_unique<DiskFile>(std::move(file), false));
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <dirent.h>
+
 #include <ctime>
 #include <functional>
 #include <optional>
@@ -48,6 +50,10 @@ Status StatusOfErrno(int error);
 Text FromHostName(std::string_view name);
 std::string ToHostName(TextView text);
 
+/// Opens a file to read, or a folder to list, without a new time of access where the system allows
+/// that. -1 or null with errno set.
+int OpenUntouched(const std::string& path, int flags);
+DIR* OpenFolderUntouched(const std::string& path);
 /// The whole file; nothing if it can't be read or isn't a regular one, with errno set.
 std::optional<std::string> ReadHostFile(const std::string& path);
 /// Writes all bytes at the file's position.

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "platform/image/DiskVolume.h"
+#include "platform/files/DiskVolume.h"
 #include "platform/image/ImageClock.h"
 #include "platform/image/ImageJson.h"
 #include "platform/image/RegistryFiles.h"

@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "platform/image/DiskVolume.h"
+#include "platform/files/DiskVolume.h"
 #include "platform/image/ImageClock.h"
 #include "platform/image/ImageJournal.h"
 #include "platform/image/ImageRecords.h"

@@ -27,7 +27,11 @@ Result<VolumeEntry> ModelFiles::Find(TextView path) const {
 }
 
 std::uint32_t ModelFiles::AttributesOf(const VolumeEntry& entry) const {
-    const auto given = parts_.rules.Get(entry.path).attributes;
+    auto given = parts_.rules.Get(entry.path).attributes;
+    if (!given) {
+        const auto told = parts_.volume.Attributes(entry);
+        if (told.IsOk()) given = told.value;
+    }
     if (entry.isFolder) return FileAttribute::Directory | (given.value_or(0) & kSettable);
     const std::uint32_t attributes = given.value_or(FileAttribute::Archive) & kSettable;
     return attributes == 0 ? FileAttribute::Normal : attributes;
@@ -46,6 +50,9 @@ Result<std::uint32_t> ModelFiles::GetFileAttributesW(TextView path) {
 Status ModelFiles::SetFileAttributesW(TextView path, std::uint32_t attributes) {
     const auto entry = Find(path);
     if (!entry.IsOk()) return entry;
+    if (parts_.volume.KeepsAttributes()) {
+        return parts_.volume.SetAttributes(entry.value, attributes & kSettable);
+    }
     if (parts_.log != nullptr) {
         MachineChange change;
         change.kind = MachineChange::Kind::SetAttributes;

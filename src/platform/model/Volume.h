@@ -17,7 +17,7 @@ struct VolumeEntry {
 };
 
 /// Bytes under names, for all drives together: what the file calls stand on. Paths are absolute and
-/// resolved; names ignore case. Attributes and refusals are not its business.
+/// resolved; names ignore case. Refusals are not its business.
 class Volume {
   public:
     virtual ~Volume() = default;
@@ -38,6 +38,16 @@ class Volume {
     /// Moves files or folders, all or none; what stands at a target is replaced.
     virtual Status Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) = 0;
     virtual Status MakeFolder(TextView path) = 0;
+
+    /// Whether the disk itself keeps DOS attributes, so that setting them is a change of its own.
+    virtual bool KeepsAttributes() const { return false; }
+    /// The attributes that the disk tells, `FileAttribute`; `CallNotImplemented` where it has none.
+    virtual Result<std::uint32_t> Attributes(const VolumeEntry& /*entry*/) {
+        return Status{SystemError::CallNotImplemented};
+    }
+    virtual Status SetAttributes(const VolumeEntry& /*entry*/, std::uint32_t /*attributes*/) {
+        return {SystemError::CallNotImplemented};
+    }
 
     /// All files and empty folders, by path, for dumps.
     virtual std::vector<VolumeEntry> All() = 0;

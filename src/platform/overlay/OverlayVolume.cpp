@@ -225,6 +225,14 @@ Status OverlayVolume::MakeFolder(TextView path) {
     return {};
 }
 
+Result<std::uint32_t> OverlayVolume::Attributes(const VolumeEntry& entry) {
+    auto found = Locate(entry.path);
+    if (!found.IsOk()) return Status(found);
+    if (found.value.belowPath.empty()) return Status{SystemError::CallNotImplemented};
+    found.value.entry.path = found.value.belowPath;
+    return below_.Attributes(found.value.entry);
+}
+
 std::vector<VolumeEntry> OverlayVolume::All() {
     const std::vector<VolumeEntry> below = below_.All();
     std::vector<VolumeEntry> all;

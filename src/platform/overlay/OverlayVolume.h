@@ -23,6 +23,7 @@ class OverlayVolume final : public Volume {
     Status Remove(const VolumeEntry& file) override;
     Status Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) override;
     Status MakeFolder(TextView path) override;
+    Result<std::uint32_t> Attributes(const VolumeEntry& entry) override;
     std::vector<VolumeEntry> All() override;
 
   private:

@@ -1,4 +1,4 @@
-#include "platform/image/DiskVolume.h"
+#include "platform/files/DiskVolume.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -12,7 +12,9 @@
 #include <filesystem>
 #include <iterator>
 
+#include "platform/files/DiskAttributes.h"
 #include "platform/files/DiskFile.h"
+#include "platform/model/ShortNames.h"
 #include "platform/model/WindowsPath.h"
 
 namespace bkfd {
@@ -24,10 +26,12 @@ std::string RealPath(const std::string& path) {
     return realpath(path.c_str(), room) == nullptr ? std::string() : std::string(room);
 }
 
+/// As many as Linux follows in one path.
+constexpr int kMostLinks = 40;
+
 /// Where a link leads to whose end isn't there: the path that its links name; empty for a cycle.
 std::string EndOfBrokenLink(const std::string& link) {
     namespace fs = std::filesystem;
-    constexpr int kMostLinks = 40;
     std::error_code error;
     fs::path end = link;
     for (int i = 0; i < kMostLinks && !error; ++i) {
@@ -36,6 +40,23 @@ std::string EndOfBrokenLink(const std::string& link) {
         end = fs::weakly_canonical(end.parent_path() / target, error);
     }
     return {};
+}
+
+std::string TextOfLink(const std::string& link) {
+    char room[PATH_MAX];
+    const ssize_t count = readlink(link.c_str(), room, sizeof room);
+    return count < 0 ? std::string() : std::string(room, static_cast<std::size_t>(count));
+}
+
+/// The path of Windows that a link's text is, as some drivers give those of junctions; or empty.
+Text WindowsTarget(const std::string& text) {
+    if (text.find('\\') == std::string::npos) return {};
+    const auto full = WindowsPath::Full(FromHostName(text), u"");
+    return full.IsOk() && full.value.size() > 2 && full.value[1] == u':' ? full.value : Text();
+}
+
+char16_t DriveLetter(char16_t letter) {
+    return static_cast<char16_t>(ToLower(letter) - u'a' + u'A');
 }
 
 bool SortsBefore(const VolumeEntry& a, const VolumeEntry& b) {
@@ -47,6 +68,15 @@ bool SortsBefore(const VolumeEntry& a, const VolumeEntry& b) {
 DiskVolume::DiskVolume(const std::string& drives, DiskJournal& journal)
     : drives_(RealPath(drives)), journal_(journal) {
     if (drives_.empty()) drives_ = drives;
+    allowed_.push_back(drives_);
+}
+
+DiskVolume::DiskVolume(DriveFolders drives, DiskJournal& journal)
+    : letters_(std::move(drives)), journal_(journal) {
+    for (auto& [letter, folder] : letters_) {
+        if (const std::string real = RealPath(folder); !real.empty()) folder = real;
+        allowed_.push_back(folder);
+    }
 }
 
 void DiskVolume::AssumeFolder(TextView path) {
@@ -65,7 +95,7 @@ bool DiskVolume::IsAssumed(TextView path) const {
 const DiskVolume::Names& DiskVolume::NamesIn(const std::string& hostFolder) {
     const auto [cached, isNew] = names_.try_emplace(hostFolder);
     if (!isNew) return cached->second;
-    DIR* opened = opendir(hostFolder.c_str());
+    DIR* opened = OpenFolderUntouched(hostFolder);
     if (opened == nullptr) {
         unreadable_[hostFolder] = StatusOfErrno(errno);
         return cached->second;
@@ -73,7 +103,11 @@ const DiskVolume::Names& DiskVolume::NamesIn(const std::string& hostFolder) {
     unreadable_.erase(hostFolder);
     while (const dirent* entry = readdir(opened)) {
         const std::string name = entry->d_name;
-        if (name == "." || name == ".." || DiskFile::IsUnfinished(name)) continue;
+        // No path of Windows could name a backslash.
+        if (name == "." || name == ".." || name.find('\\') != std::string::npos ||
+            DiskFile::IsUnfinished(name)) {
+            continue;
+        }
         cached->second.emplace(ToLower(FromHostName(name)), name);
     }
     closedir(opened);
@@ -110,41 +144,83 @@ Status DiskVolume::Missing(const std::string& hostFolder) const {
     return reason == unreadable_.end() ? Status{SystemError::FileNotFound} : reason->second;
 }
 
-bool DiskVolume::IsInside(const std::string& hostPath) const {
-    return hostPath == drives_ || hostPath.starts_with(drives_ + '/');
+bool DiskVolume::IsInside(const std::string& resolved) const {
+    return std::ranges::any_of(allowed_, [&](const std::string& folder) {
+        return resolved == folder || resolved.starts_with(folder == "/" ? folder : folder + '/');
+    });
 }
 
-Status DiskVolume::Describe(Place& place) const {
-    constexpr Status kNothing{SystemError::FileNotFound};
-    constexpr Status kOutside{SystemError::CantResolveFilename};
+Result<std::string> DiskVolume::Follow(const std::string& link) {
+    constexpr Status kNowhere{SystemError::CantResolveFilename};
+    std::string resolved = RealPath(link);
+    if (!resolved.empty()) {
+        if (!IsInside(resolved)) return kNowhere;
+        return resolved;
+    }
+    const std::string text = TextOfLink(link);
+    const Text target = letters_.empty() ? Text() : WindowsTarget(text);
+    if (!target.empty()) return FollowTo(target);
+    // What the NTFS driver says where it knows no answer.
+    if (text.starts_with("unsupported reparse")) return kNowhere;
+    const std::string end = EndOfBrokenLink(link);
+    return end.empty() || IsInside(end) ? Status{SystemError::FileNotFound} : kNowhere;
+}
+
+Result<std::string> DiskVolume::FollowTo(TextView target) {
+    constexpr Status kNowhere{SystemError::CantResolveFilename};
+    const bool isKnownDrive = letters_.contains(DriveLetter(target[0]));
+    if (!isKnownDrive || linksFollowed_ >= kMostLinks) return kNowhere;
+    ++linksFollowed_;
+    auto place = Locate(target);
+    --linksFollowed_;
+    if (!place.IsOk()) return Status(place);
+    return std::move(place.value.resolved);
+}
+
+Status DiskVolume::Describe(Place& place) {
     struct stat facts {};
     if (lstat(place.host.c_str(), &facts) != 0) return StatusOfErrno(errno);
     place.resolved = place.host;
     if (S_ISLNK(facts.st_mode)) {
-        place.resolved = RealPath(place.host);
-        if (place.resolved.empty()) {
-            const std::string end = EndOfBrokenLink(place.host);
-            return end.empty() || IsInside(end) ? kNothing : kOutside;
-        }
-        if (!IsInside(place.resolved)) return kOutside;
+        auto resolved = Follow(place.host);
+        if (!resolved.IsOk()) return resolved;
+        place.resolved = std::move(resolved.value);
         if (stat(place.resolved.c_str(), &facts) != 0) return StatusOfErrno(errno);
     }
-    if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return kNothing;
+    if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return {SystemError::FileNotFound};
     place.entry.isFolder = S_ISDIR(facts.st_mode);
     place.entry.size = place.entry.isFolder ? 0 : static_cast<std::uint64_t>(facts.st_size);
     place.entry.lastWrite = ToLocalDate({facts.st_mtim.tv_sec, 0});
     return {};
 }
 
+const std::string* DiskVolume::FindByShortName(const std::string& hostFolder, TextView name) {
+    if (letters_.empty() || name.find(u'~') == TextView::npos || !WindowsPath::IsShortName(name)) {
+        return nullptr;
+    }
+    const std::string* fitting = nullptr;
+    bool isOnlyOne = true;
+    for (const auto& [folded, hostName] : NamesIn(hostFolder)) {
+        const std::optional<Text> kept = ReadShortName(hostFolder + '/' + hostName);
+        if (kept && EqualsIgnoreCase(*kept, name)) return &hostName;
+        if (kept || !MayBeShortNameOf(name, folded)) continue;
+        isOnlyOne = fitting == nullptr;
+        fitting = &hostName;
+        if (!isOnlyOne) break;
+    }
+    return isOnlyOne ? fitting : nullptr;
+}
+
 Result<DiskVolume::Place> DiskVolume::LocateIn(const Place& folder, TextView name) {
     const Names& names = NamesIn(folder.resolved);
     const auto found = FindName(names, name);
-    if (found == names.end()) return Missing(folder.resolved);
-    return PlaceOf(folder, found->second);
+    const std::string* hostName =
+        found == names.end() ? FindByShortName(folder.resolved, name) : &found->second;
+    if (hostName == nullptr) return Missing(folder.resolved);
+    return PlaceOf(folder, *hostName);
 }
 
-Result<DiskVolume::Place> DiskVolume::PlaceOf(const Place& folder,
-                                              const std::string& hostName) const {
+Result<DiskVolume::Place> DiskVolume::PlaceOf(const Place& folder, const std::string& hostName) {
     Place place;
     place.host = folder.resolved + '/' + hostName;
     place.entry.path = WindowsPath::Join(folder.entry.path, FromHostName(hostName));
@@ -153,22 +229,33 @@ Result<DiskVolume::Place> DiskVolume::PlaceOf(const Place& folder,
     return place;
 }
 
+Result<DiskVolume::Place> DiskVolume::LocateDrive(char16_t letter) {
+    const char16_t upper = DriveLetter(letter);
+    Place drive;
+    if (letters_.empty()) {
+        drive.resolved = drives_;
+        auto found = LocateIn(drive, TextView(&letter, 1));
+        if (found.IsNotThere()) return Status{SystemError::PathNotFound};
+        if (!found.IsOk()) return found;
+        drive = std::move(found.value);
+    } else {
+        const auto known = letters_.find(upper);
+        if (known == letters_.end()) return Status{SystemError::PathNotFound};
+        drive.host = known->second;
+        const Status described = Describe(drive);
+        if (!described.IsOk()) return described;
+    }
+    drive.entry.path = Text(1, upper) + u":\\";
+    return drive;
+}
+
 Result<DiskVolume::Place> DiskVolume::Locate(TextView path) {
     // Names such as "System" of a process stand for no file.
     if (path.size() < 3 || path[1] != u':' || path[2] != u'\\') {
         return Status{SystemError::PathNotFound};
     }
     const TextView parentPath = WindowsPath::Parent(path);
-    if (parentPath.empty()) {
-        Place drives;
-        drives.resolved = drives_;
-        auto drive = LocateIn(drives, path.substr(0, 1));
-        if (drive.IsNotThere()) return Status{SystemError::PathNotFound};
-        if (!drive.IsOk()) return drive;
-        drive.value.entry.path = Text(1, static_cast<char16_t>(ToLower(path[0]) - u'a' + u'A'));
-        drive.value.entry.path += u":\\";
-        return drive;
-    }
+    if (parentPath.empty()) return LocateDrive(path[0]);
     const Text folded = ToLower(parentPath);
     const auto known = folders_.find(folded);
     if (known != folders_.end()) return LocateIn(known->second, WindowsPath::Name(path));
@@ -177,6 +264,12 @@ Result<DiskVolume::Place> DiskVolume::Locate(TextView path) {
     if (!parent.IsOk() || !parent.value.entry.isFolder) return Status{SystemError::PathNotFound};
     folders_.emplace(folded, parent.value);
     return LocateIn(parent.value, WindowsPath::Name(path));
+}
+
+Result<std::string> DiskVolume::HostPath(TextView path) {
+    auto place = Locate(path);
+    if (!place.IsOk()) return Status(place);
+    return std::move(place.value.resolved);
 }
 
 Result<VolumeEntry> DiskVolume::Find(TextView path) {
@@ -242,6 +335,7 @@ Result<std::string> DiskVolume::HostFolder(TextView path) {
     const TextView parent = WindowsPath::Parent(path);
     const auto above = parent.empty() ? Result<std::string>(drives_) : HostFolder(parent);
     if (!above.IsOk()) return above;
+    if (parent.empty() && drives_.empty()) return Status(place);
     if (parent.empty()) mkdir(drives_.c_str(), 0777);
     const Text name = parent.empty() ? ToLower(path.substr(0, 1)) : Text(WindowsPath::Name(path));
     const std::string host = above.value + '/' + ToHostName(name);
@@ -359,6 +453,22 @@ Status DiskVolume::Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) 
     }
     journal_.NoteOutcome(moved.IsOk());
     return moved;
+}
+
+Result<std::uint32_t> DiskVolume::Attributes(const VolumeEntry& entry) {
+    const auto place = Locate(entry.path);
+    if (!place.IsOk() && IsAssumed(entry.path)) return FileAttribute::Directory;
+    if (!place.IsOk()) return Status(place);
+    return ReadDosAttributes(place.value.resolved);
+}
+
+Status DiskVolume::SetAttributes(const VolumeEntry& entry, std::uint32_t attributes) {
+    const auto place = Locate(entry.path);
+    if (!place.IsOk()) return place;
+    const Status noted = journal_.NoteWriting();
+    if (!noted.IsOk()) return noted;
+    ReachWritePoint("set attributes");
+    return WriteDosAttributes(place.value.resolved, attributes);
 }
 
 void DiskVolume::Collect(const VolumeEntry& folder, std::vector<VolumeEntry>& out) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -26,16 +27,25 @@ class DiskJournal {
     virtual void NoteOutcome(bool isDone) = 0;
 };
 
-/// The drives of an image: "drives/c/..." holds the files of C:, with names matched without regard
-/// to case. Symbolic links are followed while they stay among the drives; others
-/// lead nowhere, which is another answer than "not there".
+/// Letters of drives, in upper case, to the host's folders that hold their files.
+using DriveFolders = std::map<char16_t, std::string>;
+
+/// Drives in folders of the host, with names matched without regard to case: of names that differ
+/// in case alone the first in byte order counts. Symbolic links are followed while they stay among
+/// the drives, also those that name a path of Windows ("C:\Users"); others lead nowhere, which is
+/// another answer than "not there".
 class DiskVolume final : public Volume {
   public:
-    /// `journal` must outlive the volume.
+    /// The drives of an image: "DRIVES/c/..." holds the files of C:. Attributes are none of the
+    /// disk's. `journal` must outlive the volume.
     DiskVolume(const std::string& drives, DiskJournal& journal);
+    /// Drives of any folders. Attributes and short names are those that the disk keeps.
+    DiskVolume(DriveFolders drives, DiskJournal& journal);
 
     /// Folders that are there, with those above them, even if nobody made them yet.
     void AssumeFolder(TextView path);
+    /// Where a file or folder lies on the host, links followed.
+    Result<std::string> HostPath(TextView path);
     /// Makes a move that a crash may have kept from being made.
     Status RedoMoves(const VolumeMoves& moves);
     Status RedoRemoval(const Text& path);
@@ -49,6 +59,9 @@ class DiskVolume final : public Volume {
     Status Remove(const VolumeEntry& file) override;
     Status Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) override;
     Status MakeFolder(TextView path) override;
+    bool KeepsAttributes() const override { return !letters_.empty(); }
+    Result<std::uint32_t> Attributes(const VolumeEntry& entry) override;
+    Status SetAttributes(const VolumeEntry& entry, std::uint32_t attributes) override;
     /// Links are named, what lies below one is not.
     std::vector<VolumeEntry> All() override;
 
@@ -75,10 +88,16 @@ class DiskVolume final : public Volume {
     bool IsInside(const std::string& hostPath) const;
     /// Fills in what lies at a host path. It can't be resolved if a link leads out, whether or not
     /// this system has something there.
-    Status Describe(Place& place) const;
+    Status Describe(Place& place);
+    /// Where a link leads; `CantResolveFilename` if that is no place among the drives.
+    Result<std::string> Follow(const std::string& link);
+    Result<std::string> FollowTo(TextView target);
     Result<Place> Locate(TextView path);
+    Result<Place> LocateDrive(char16_t letter);
     Result<Place> LocateIn(const Place& folder, TextView name);
-    Result<Place> PlaceOf(const Place& folder, const std::string& hostName) const;
+    Result<Place> PlaceOf(const Place& folder, const std::string& hostName);
+    /// The host's name of the one file that has the short name; null if there is none or several.
+    const std::string* FindByShortName(const std::string& hostFolder, TextView name);
     bool IsAssumed(TextView path) const;
     /// The host's folder of a Windows folder, made if it was only assumed.
     Result<std::string> HostFolder(TextView path);
@@ -86,7 +105,10 @@ class DiskVolume final : public Volume {
     Status RenameOnHost(const Place& from, const std::string& to, const std::string& folder);
     void Collect(const VolumeEntry& folder, std::vector<VolumeEntry>& out);
 
-    std::string drives_;
+    std::string drives_;                // of an image, else empty
+    DriveFolders letters_;              // of all others
+    std::vector<std::string> allowed_;  // real folders that links may lead into
+    int linksFollowed_ = 0;             // one within the other, at this moment
     DiskJournal& journal_;
     std::vector<Text> assumed_;  // lower-cased
     std::unordered_map<std::string, Names> names_;
