@@ -24,6 +24,7 @@ ModelMachine::ModelMachine(const ModelMachine& from, Volume& volume, ModelClock&
     rules_ = from.rules_;
     registry_.CopyDenials(from.registry_);
     processes_.Replace(from.processes_.All());
+    if (from.processes_.HoldsNothing()) processes_.HoldNothing();
     components_.CopyClasses(from.components_);
     http_ = from.http_;
 }

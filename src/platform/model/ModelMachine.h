@@ -25,6 +25,10 @@ class ModelMachine : public Machine {
     std::vector<VolumeEntry> AllFiles() const { return volume_.All(); }
     std::vector<ProcessRecord> ProcessRecords() const { return processes_.All(); }
 
+    using Variables = std::vector<std::pair<Text, Text>>;
+    /// The environment of another user of the machine.
+    void SetEnvironment(Variables variables) { facts_.environment = std::move(variables); }
+
     SystemFacts& System() override { return system_; }
     Registry& RegistryKeys() override { return registry_; }
     Files& FileSystem() override { return files_; }

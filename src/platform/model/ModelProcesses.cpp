@@ -75,6 +75,7 @@ void ModelProcesses::ForEachFile(const ProcessRecord& process, const Visit& visi
 }
 
 bool ModelProcesses::IsHeld(TextView path) const {
+    if (holdsNothing_) return false;
     if (!isHoldersKnown_) {
         holders_.clear();
         for (const RunningRef& running : running_) {

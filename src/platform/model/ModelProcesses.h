@@ -34,6 +34,9 @@ class ModelProcesses final : public Processes {
     std::vector<ProcessRecord> All() const;
     /// Whether a process runs the file or has it loaded.
     bool IsHeld(TextView path) const;
+    /// The processes don't run now: no file is held by them.
+    void HoldNothing() { holdsNothing_ = true; }
+    bool HoldsNothing() const { return holdsNothing_; }
     /// Ends a process without asking anybody; false if there is none of that number.
     bool End(std::uint32_t id);
     /// Drops the processes and modules of which `isThere` says no.
@@ -106,6 +109,7 @@ class ModelProcesses final : public Processes {
     std::function<void(const ProcessRecord&)> onEnded_;
     mutable std::unordered_map<Text, std::size_t> holders_;  // their numbers, by held file
     mutable bool isHoldersKnown_ = false;
+    bool holdsNothing_ = false;
 };
 
 /// The locks that end with a process: of the files that it was the last to hold.

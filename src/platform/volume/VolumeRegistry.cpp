@@ -36,6 +36,27 @@ void VolumeRegistry::MountUnreadable(RegistryRoot root, TextView key, Status err
     mounts_[root][Folded(key)].error = error;
 }
 
+void VolumeRegistry::MountAlso(RegistryRoot root, TextView key, RegistryRoot otherRoot,
+                               TextView other) {
+    const auto behind = [](const Text& path, const Text& above, Text& rest) {
+        if (!path.starts_with(above)) return false;
+        rest = path.substr(above.size());
+        return rest.empty() || above.empty() || rest.front() == u'\\';
+    };
+    const Text target = Folded(key);
+    const Text source = Folded(other);
+    Mounts taken;
+    Text rest;
+    for (const auto& [path, mounted] : mounts_[otherRoot]) {
+        if (behind(path, source, rest)) taken[rest] = mounted;
+    }
+    std::erase_if(mounts_[root], [&](const auto& one) { return behind(one.first, target, rest); });
+    for (auto& [path, mounted] : taken) {
+        const bool isLead = target.empty() && path.starts_with(u'\\');
+        mounts_[root][target + (isLead ? path.substr(1) : path)] = std::move(mounted);
+    }
+}
+
 void VolumeRegistry::Unmount(RegistryRoot root, TextView key) {
     mounts_[root].erase(Folded(key));
 }

@@ -18,6 +18,8 @@ class VolumeRegistry final : public RegistryRoots {
     /// The key stands for what a registry file lacks that can't be read; it and all below it fail
     /// with `error`.
     void MountUnreadable(RegistryRoot root, TextView key, Status error);
+    /// What is mounted at the other key and within it is seen at this one too, and nothing else.
+    void MountAlso(RegistryRoot root, TextView key, RegistryRoot otherRoot, TextView other);
     /// Nothing is seen at the key any more.
     void Unmount(RegistryRoot root, TextView key);
 

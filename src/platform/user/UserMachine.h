@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/forward/ForwardMachine.h"
+
+namespace bkfd {
+
+/// A machine on which HKEY_CURRENT_USER is a key below HKEY_USERS, for a Windows of several users
+/// that isn't running: what lies behind tells their keys apart.
+class UserMachine final : public ForwardMachine {
+  public:
+    explicit UserMachine(Machine& target);
+
+    /// The user's key below HKEY_USERS; empty for HKEY_CURRENT_USER as it is.
+    void SetUser(Text key) { registry_.SetUser(std::move(key)); }
+
+    Registry& RegistryKeys() override { return registry_; }
+
+  private:
+    class UserRegistry final : public Registry {
+      public:
+        explicit UserRegistry(Registry& target) : target_(target) {}
+        void SetUser(Text key) { user_ = std::move(key); }
+
+        Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
+                                               TextView name) override;
+        Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+                              const RegistryValue& value) override;
+        Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) override;
+        Result<std::vector<Text>> RegEnumKeyExW(RegistryRoot root, TextView subkey) override;
+        Result<std::vector<Text>> RegEnumValueW(RegistryRoot root, TextView subkey) override;
+        Status RegDeleteKeyW(RegistryRoot root, TextView subkey) override;
+
+      private:
+        struct Place {
+            RegistryRoot root;
+            Text key;
+        };
+        Place PlaceOf(RegistryRoot root, TextView subkey) const;
+
+        Registry& target_;
+        Text user_;
+    };
+
+    UserRegistry registry_;
+};
+
+}  // namespace bkfd

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "platform/model/MachineFacts.h"
+#include "platform/model/Volume.h"
+
+namespace bkfd {
+
+/// What a command line starts.
+struct StartedProgram {
+    Text path;                    // full, as the line spells it
+    std::optional<Text> library;  // that a launcher of libraries loads
+};
+
+/// Finds the files of command lines on a volume, as the system's own search does.
+class CommandPrograms {
+  public:
+    CommandPrograms(Volume& volume, const MachineFacts& facts) : volume_(volume), facts_(facts) {}
+
+    /// The program of a command line whose variables are expanded; nothing if there is no such
+    /// file. Without quotes a path may hold blanks: the first that names a file counts.
+    std::optional<StartedProgram> Of(TextView line);
+    /// The full path of a file named alone or with a path; `extension` (".exe") is added where the
+    /// name has none. Nothing if it isn't there.
+    std::optional<Text> File(TextView name, TextView extension);
+
+  private:
+    std::optional<Text> FileAt(TextView path);
+    std::optional<Text> Program(TextView line, TextView& rest);
+    std::optional<Text> Library(TextView program, TextView rest);
+    std::vector<Text> SearchFolders() const;
+
+    Volume& volume_;
+    const MachineFacts& facts_;
+};
+
+}  // namespace bkfd

@@ -1,0 +1,449 @@
+#include "platform/volume/VolumeMachine.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/RegistryValues.h"
+#include "platform/model/WindowsPath.h"
+#include "platform/volume/CregStore.h"
+#include "platform/volume/VolumeRefusals.h"
+#include "platform/volume/VolumeStores.h"
+
+namespace bkfd {
+namespace {
+
+constexpr RegistryRoot kLocalMachine = RegistryRoot::LocalMachine;
+constexpr RegistryRoot kUsers = RegistryRoot::Users;
+constexpr RegistryRoot kCurrentUser = RegistryRoot::CurrentUser;
+constexpr TextView kClasses = u"Software\\Classes";
+/// The key of a prefix's only user, as Wine has it.
+constexpr TextView kWineUser = u"S-1-5-21-0-0-0-1000";
+constexpr TextView kDefaultUser = u".DEFAULT";
+/// Of the user's own classes, since Windows 2000 and since Windows Vista.
+constexpr TextView kClassesFiles[] = {
+    u"Local Settings\\Application Data\\Microsoft\\Windows\\UsrClass.dat",
+    u"AppData\\Local\\Microsoft\\Windows\\UsrClass.dat"};
+
+/// The host's time; Windows counts as started before the host, since nothing of it runs.
+class HostClock final : public ModelClock {
+  public:
+    Date Now() override {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        return ToLocalDate(now);
+    }
+    std::uint32_t TickCount() override {
+        constexpr std::uint64_t kUpBeforeHost = 3'600'000;
+        timespec up{};
+        clock_gettime(CLOCK_BOOTTIME, &up);
+        return static_cast<std::uint32_t>(static_cast<std::uint64_t>(up.tv_sec) * 1000 +
+                                          static_cast<std::uint64_t>(up.tv_nsec) / 1'000'000 +
+                                          kUpBeforeHost);
+    }
+    void Sleep(std::uint32_t milliseconds) override {
+        const timespec span{milliseconds / 1000,
+                            static_cast<long>(milliseconds % 1000) * 1'000'000};
+        nanosleep(&span, nullptr);
+    }
+    /// Nothing runs that could start anew.
+    void Restart() override {}
+};
+
+/// Lets changes of files through, or none. They need no journal: each is one call of the host, and
+/// the record of the operation tells what was asked for.
+class VolumeGate final : public DiskJournal {
+  public:
+    explicit VolumeGate(bool mayChange) : mayChange_(mayChange) {}
+
+    Status NoteWriting() override {
+        return {mayChange_ ? SystemError::Success : SystemError::WriteProtect};
+    }
+    Status NoteMoves(const VolumeMoves&) override { return NoteWriting(); }
+    Status NoteRemoval(const Text&) override { return NoteWriting(); }
+    void NoteOutcome(bool) override {}
+
+  private:
+    bool mayChange_;
+};
+
+/// Where the registry of one user lies.
+struct UserStores {
+    VolumeUser user;
+    VolumeRegistry::Store own;
+    Text ownBelow;  // where the user's keys begin in it
+    VolumeRegistry::Store classes;
+};
+
+/// What is opened before there is a machine.
+struct VolumeParts {
+    VolumeParts(const FoundWindows& what, const VolumeOptions& wishes)
+        : found(what),
+          options(wishes),
+          gate(wishes.mayChange),
+          stores(std::filesystem::canonical(what.folder).string()),
+          registry(std::make_unique<VolumeRegistry>()),
+          facts(what.kind == VolumeKind::Windows9x ? WindowsFamily::Windows9x : WindowsFamily::NT) {
+    }
+
+    FoundWindows found;
+    VolumeOptions options;
+    HostClock clock;
+    VolumeGate gate;
+    VolumeStores stores;
+    std::unique_ptr<VolumeRegistry> registry;
+    MachineFacts facts;
+    std::unique_ptr<DiskVolume> volume;
+    std::vector<UserStores> users;
+    std::vector<VolumeProblem> problems;
+};
+
+using MaybeError = std::optional<VolumeError>;
+
+Text WindowsPathOf(const VolumeParts& parts) {
+    const WindowsFamily family = parts.facts.family;
+    const char16_t letter = WindowsDriveLetter(*parts.registry, family);
+    return Text(1, letter) + u":\\" + parts.found.windowsFolder;
+}
+
+/// Facts and drives, once the machine's part of the registry is there.
+void ReadMachine(VolumeParts& parts) {
+    const Text windows = WindowsPathOf(parts);
+    parts.facts = ReadFacts(*parts.registry, parts.facts.family, windows);
+    if (!parts.options.programFolder.empty()) {
+        parts.facts.programFolder = parts.options.programFolder;
+    }
+    DriveFolders drives = parts.options.drives;
+    drives.emplace(windows[0], parts.found.drive);
+    parts.volume = std::make_unique<DiskVolume>(std::move(drives), parts.gate);
+}
+
+// ---------------------------------------------------------------- the NT family
+
+class NTVolume {
+  public:
+    explicit NTVolume(VolumeParts& parts) : parts_(parts) {}
+
+    MaybeError Open() {
+        if (auto error = MountMachine()) return error;
+        ReadMachine(parts_);
+        for (const VolumeUser& user : ReadUsers(*parts_.registry, parts_.facts)) OpenUser(user);
+        parts_.stores.AddProblems(parts_.problems);
+        return std::nullopt;
+    }
+
+  private:
+    std::string ConfigFile(const char* name) const {
+        return FindInAnyCase(parts_.found.windowsHost, std::string("System32/config/") + name);
+    }
+
+    MaybeError MountMachine() {
+        constexpr struct {
+            const char* file;
+            TextView key;
+        } kHives[] = {{"SOFTWARE", u"SOFTWARE"}, {"SYSTEM", u"SYSTEM"}};
+        VolumeRegistry::Store system;
+        for (const auto& hive : kHives) {
+            const std::string path = ConfigFile(hive.file);
+            if (path.empty()) {
+                return VolumeError{parts_.found.windowsHost + " lacks System32/config/" +
+                                   hive.file + ", without which nothing can be said"};
+            }
+            auto opened = parts_.stores.OpenHive(path, u"\\Registry\\Machine\\" + Text(hive.key));
+            if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
+                return VolumeError{path + ' ' + error->message};
+            }
+            system = std::get<VolumeRegistry::Store>(opened);
+            parts_.registry->Mount(kLocalMachine, hive.key, system);
+        }
+        MountControlSet(system);
+        MountDefaultUser();
+        return std::nullopt;
+    }
+
+    /// The one that Windows ran with last.
+    void MountControlSet(const VolumeRegistry::Store& system) {
+        const auto value = system->QueryValue(u"Select", u"Current");
+        const std::uint32_t number = NumberOfValue(value.value).value_or(1);
+        Text digits = ToText(number);
+        digits.insert(0, 3 - std::min<std::size_t>(3, digits.size()), u'0');
+        parts_.registry->Mount(kLocalMachine, u"SYSTEM\\CurrentControlSet", system,
+                               u"ControlSet" + digits);
+    }
+
+    void MountDefaultUser() {
+        const std::string path = ConfigFile("DEFAULT");
+        if (path.empty()) return;
+        auto opened = parts_.stores.OpenHive(path, u"\\Registry\\User\\.DEFAULT");
+        if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
+            parts_.problems.push_back({path, error->message});
+            parts_.registry->MountUnreadable(kUsers, kDefaultUser, {error->code});
+        } else {
+            parts_.registry->Mount(kUsers, kDefaultUser, std::get<VolumeRegistry::Store>(opened));
+        }
+    }
+
+    void OpenUser(const VolumeUser& user) {
+        UserStores stores{user, nullptr, {}, nullptr};
+        stores.own = OpenOf(user, u"NTUSER.DAT", u"\\Registry\\User\\" + user.key);
+        if (stores.own == nullptr) return;
+        for (const TextView file : kClassesFiles) {
+            if (stores.classes != nullptr) break;
+            stores.classes =
+                OpenOf(user, file, u"\\Registry\\User\\" + user.key + u"_Classes", true);
+        }
+        parts_.users.push_back(std::move(stores));
+    }
+
+    /// Null for one that can't be read, which is then a problem, unless it needn't be there.
+    VolumeRegistry::Store OpenOf(const VolumeUser& user, TextView file, const Text& mountedAt,
+                                 bool mayBeMissing = false) {
+        const Text path = WindowsPath::Join(user.profile, file);
+        const auto host = parts_.volume->HostPath(path);
+        if (host.IsNotThere() && mayBeMissing) return nullptr;
+        if (!host.IsOk()) {
+            const char* why = host.IsNotThere() ? "isn't there, so this user isn't looked at"
+                                                : "can't be reached";
+            parts_.problems.push_back({ToUtf8(path), why});
+            return nullptr;
+        }
+        auto opened = parts_.stores.OpenHive(host.value, mountedAt);
+        if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
+            parts_.problems.push_back({host.value, error->message});
+            return nullptr;
+        }
+        return std::get<VolumeRegistry::Store>(opened);
+    }
+
+    VolumeParts& parts_;
+};
+
+// ---------------------------------------------------------------- the 95 family
+
+MaybeError Open95(VolumeParts& parts) {
+    constexpr struct {
+        const char* file;
+        RegistryRoot root;
+    } kFiles[] = {{"SYSTEM.DAT", kLocalMachine}, {"USER.DAT", kUsers}};
+    VolumeRegistry::Store users;
+    // The code page of the texts stands in the registry itself.
+    for (std::uint32_t page = 1252, known = 0; page != known;) {
+        known = page;
+        CodePage codePage(page);
+        parts.problems.clear();
+        for (const auto& file : kFiles) {
+            const std::string path = FindInAnyCase(parts.found.windowsHost, file.file);
+            const auto content = ReadHostFile(path);
+            if (!content) return VolumeError{path + " can't be read"};
+            std::vector<std::string> problems;
+            users = LoadCregStore(
+                {reinterpret_cast<const std::uint8_t*>(content->data()), content->size()},
+                [&codePage](std::string_view bytes) { return codePage.Decode(bytes); }, problems);
+            parts.registry->Mount(file.root, {}, users);
+            for (const std::string& problem : problems) parts.problems.push_back({path, problem});
+        }
+        ReadMachine(parts);
+        page = known == 1252 ? parts.facts.codePage : known;
+    }
+    parts.users.push_back({{Text(kDefaultUser), u"Default", {}}, users, Text(kDefaultUser), {}});
+    return std::nullopt;
+}
+
+// ---------------------------------------------------------------- Wine
+
+Text WineUserName(const VolumeParts& parts) {
+    const std::string users = FindInAnyCase(parts.found.drive, "users");
+    std::error_code ignored;
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(users, ignored)) {
+        const std::string name = entry.path().filename().string();
+        if (name != "Public" && entry.is_directory(ignored)) names.push_back(name);
+    }
+    return names.size() == 1 ? FromHostName(names.front()) : Text();
+}
+
+/// Drives that lie within the prefix. The others, Z: above all, are the host's own files.
+void AddWineDrives(VolumeParts& parts) {
+    std::error_code failure;
+    const std::filesystem::path devices = std::filesystem::path(parts.found.folder) / "dosdevices";
+    const std::filesystem::path prefix = std::filesystem::canonical(parts.found.folder, failure);
+    for (const auto& entry : std::filesystem::directory_iterator(devices, failure)) {
+        const std::string name = entry.path().filename().string();
+        if (name.size() != 2 || name[1] != ':' || name[0] < 'a' || name[0] > 'z') continue;
+        std::error_code broken;
+        const std::filesystem::path target = std::filesystem::canonical(entry.path(), broken);
+        if (broken || !target.string().starts_with(prefix.string() + '/')) continue;
+        parts.options.drives.emplace(static_cast<char16_t>(name[0] - 'a' + 'A'), target.string());
+    }
+}
+
+MaybeError OpenWine(VolumeParts& parts) {
+    const Text userRoot = u"\\Registry\\User\\" + Text(kWineUser);
+    const struct {
+        const char* file;
+        RegistryRoot root;
+        Text key;
+        Text linkRoot;
+    } files[] = {{"system.reg", kLocalMachine, {}, u"\\Registry\\Machine"},
+                 {"userdef.reg", kUsers, Text(kDefaultUser), u"\\Registry\\User\\.DEFAULT"},
+                 {"user.reg", kUsers, Text(kWineUser), userRoot}};
+    VolumeRegistry::Store last;
+    for (const auto& file : files) {
+        const std::string path = parts.found.folder + '/' + file.file;
+        auto opened = parts.stores.OpenWine(path, file.linkRoot);
+        if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
+            return VolumeError{path + ' ' + error->message};
+        }
+        last = std::get<VolumeRegistry::Store>(opened);
+        parts.registry->Mount(file.root, file.key, last);
+    }
+    AddWineDrives(parts);
+    ReadMachine(parts);
+    const Text name = WineUserName(parts);
+    const Text profile = name.empty() ? Text() : u"C:\\users\\" + name;
+    parts.users.push_back({{Text(kWineUser), name, profile}, last, {}, nullptr});
+    parts.stores.AddProblems(parts.problems);
+    return std::nullopt;
+}
+
+// ---------------------------------------------------------------- the machine
+
+/// Stands before the machine, whose base class keeps references to them.
+struct PartsHolder {
+    std::unique_ptr<VolumeParts> parts;
+};
+
+class LoadedVolume final : private PartsHolder, public VolumeMachine {
+  public:
+    explicit LoadedVolume(std::unique_ptr<VolumeParts> opened)
+        : PartsHolder{std::move(opened)},
+          VolumeMachine(parts->facts, *parts->volume, parts->clock, nullptr,
+                        std::move(parts->registry)),
+          machineFacts_(facts_) {
+        auto& registry = static_cast<VolumeRegistry&>(Roots());
+        parts->volume->AssumeFolder(facts_.programFolder);
+        for (const UserStores& one : parts->users) {
+            registry.Mount(kUsers, one.user.key, one.own, one.ownBelow);
+            if (one.classes != nullptr) {
+                registry.Mount(kUsers, one.user.key + u'\\' + Text(kClasses), one.classes);
+            }
+            chosen_.push_back(one.user);
+        }
+        processes_.HoldNothing();
+    }
+
+    VolumeKind Kind() const override { return parts->found.kind; }
+    const std::vector<VolumeUser>& Users() const override { return chosen_; }
+    const std::vector<StartPlace>& StartPlaces() const override { return table_.places; }
+    const std::vector<VolumeProblem>& Problems() const override { return parts->problems; }
+
+    MaybeError KeepUser(const Text& wanted) {
+        if (wanted.empty()) return std::nullopt;
+        std::string names;
+        for (const VolumeUser& user : chosen_) {
+            names += (names.empty() ? "" : ", ") + ToUtf8(user.name);
+        }
+        std::erase_if(chosen_, [&](const VolumeUser& user) {
+            return !EqualsIgnoreCase(user.name, wanted) && !EqualsIgnoreCase(user.key, wanted);
+        });
+        if (!chosen_.empty()) return std::nullopt;
+        return VolumeError{parts->found.folder + " has no user " + ToUtf8(wanted) +
+                           " whose registry can be read; it has " +
+                           (names.empty() ? "none" : names)};
+    }
+
+    void MakeProcesses() {
+        table_ = MakeStartTable({Roots(), *parts->volume, facts_, codePage_, chosen_});
+        processes_.Replace(table_.processes);
+    }
+
+    void ChooseUser(const VolumeUser& user, ModelMachine& machine) override {
+        MachineFacts changed = machineFacts_;
+        AddUserEnvironment(Roots(), user, changed);
+        machine.SetEnvironment(std::move(changed.environment));
+        auto& registry = static_cast<VolumeRegistry&>(machine.Roots());
+        registry.MountAlso(kCurrentUser, {}, kUsers, user.key);
+    }
+
+    MaybeError Recover() {
+        const auto folder = HostJournals();
+        return folder.empty() ? std::nullopt : parts->stores.Recover(folder);
+    }
+
+    MaybeError Commit() override {
+        const std::string folder = HostJournals();
+        return parts->stores.Commit(folder);
+    }
+
+  private:
+    /// Beside the records of undo, whether or not the folder is there.
+    std::string HostJournals() {
+        Text path = facts_.programFolder + u"\\Undo";
+        std::string below;
+        for (; path.size() > 3; path = Text(WindowsPath::Parent(path))) {
+            const auto host = parts->volume->HostPath(path);
+            if (host.IsOk()) return host.value + below;
+            below = '/' + ToHostName(WindowsPath::Name(path)) + below;
+        }
+        const auto root = parts->volume->HostPath(path);
+        return root.IsOk() ? root.value + below : std::string();
+    }
+
+    Status RestartMachine() override { return {}; }
+
+    MachineFacts machineFacts_;
+    std::vector<VolumeUser> chosen_;
+    StartTable table_;
+};
+
+MaybeError OpenRegistry(VolumeParts& parts) {
+    switch (parts.found.kind) {
+        case VolumeKind::WindowsNT:
+            return NTVolume(parts).Open();
+        case VolumeKind::Windows9x:
+            return Open95(parts);
+        case VolumeKind::Wine:
+            return OpenWine(parts);
+        case VolumeKind::Image:
+            break;
+    }
+    return VolumeError{parts.found.folder + " is a machine image"};
+}
+
+MaybeError WhyNotToChangeRegistry(const FoundWindows& found) {
+    if (auto error = WhyNotToChange(found)) return error;
+    if (found.kind != VolumeKind::Windows9x) return std::nullopt;
+    return VolumeError{found.folder +
+                       ": the registry of this family of Windows is only read, never written; "
+                       "--dry-run says what would be done"};
+}
+
+}  // namespace
+
+std::variant<std::unique_ptr<VolumeMachine>, VolumeError> LoadVolume(const FoundWindows& found,
+                                                                     const VolumeOptions& options) {
+    if (options.mayChange) {
+        if (auto error = WhyNotToChangeRegistry(found)) return *error;
+    }
+    // What a crash has left is put in order first, in a machine of its own that is dropped then.
+    for (const bool isRecovery : {true, false}) {
+        if (isRecovery && !options.mayChange) continue;
+        auto parts = std::make_unique<VolumeParts>(found, options);
+        if (auto error = OpenRegistry(*parts)) return *error;
+        auto machine = std::make_unique<LoadedVolume>(std::move(parts));
+        if (isRecovery) {
+            if (auto error = machine->Recover()) return *error;
+            continue;
+        }
+        if (auto error = machine->KeepUser(options.user)) return *error;
+        if (!machine->Users().empty()) machine->ChooseUser(machine->Users().front(), *machine);
+        machine->MakeProcesses();
+        return std::unique_ptr<VolumeMachine>(std::move(machine));
+    }
+    return VolumeError{found.folder + " can't be opened"};
+}
+
+}  // namespace bkfd

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/files/DiskVolume.h"
+#include "platform/model/ModelMachine.h"
+#include "platform/volume/FindWindows.h"
+#include "platform/volume/StartTable.h"
+#include "platform/volume/VolumeFacts.h"
+
+namespace bkfd {
+
+/// What the user says of a volume that it doesn't tell itself.
+struct VolumeOptions {
+    DriveFolders drives;  // more than the one of Windows
+    Text user;            // the only one to look at, by name or key; empty for all
+    Text programFolder;   // empty for the usual one
+    bool mayChange = false;
+};
+
+/// Something of a volume that can't be read, or not to its end.
+struct VolumeProblem {
+    std::string file;  // of the host
+    std::string what;  // a clause for people
+};
+
+/// A Windows that isn't running, on the host's disk: a volume of either family or a Wine prefix.
+/// Files are changed at once, registry files by `Commit`. The process table is that of the moment
+/// after the next start; what ends processes or restarts Windows succeeds and changes nothing.
+class VolumeMachine : public ModelMachine {
+  public:
+    virtual VolumeKind Kind() const = 0;
+    /// Whose registry can be read and who are to be looked at, in the machine's order.
+    virtual const std::vector<VolumeUser>& Users() const = 0;
+    /// Makes HKEY_CURRENT_USER, the user's classes and the environment those of a user, on this
+    /// machine or on an overlay of it.
+    virtual void ChooseUser(const VolumeUser& user, ModelMachine& machine) = 0;
+    virtual const std::vector<StartPlace>& StartPlaces() const = 0;
+    virtual const std::vector<VolumeProblem>& Problems() const = 0;
+    /// Writes the registry files that have changed. After an error they hold what they held, unless
+    /// its text says otherwise.
+    virtual std::optional<VolumeError> Commit() = 0;
+
+  protected:
+    using ModelMachine::ModelMachine;
+};
+
+/// Opens what was found, any kind but an image. Asked to change, it first finishes or rolls back
+/// what a crash has left of an earlier change, and is an error where nothing may be changed.
+std::variant<std::unique_ptr<VolumeMachine>, VolumeError> LoadVolume(const FoundWindows& found,
+                                                                     const VolumeOptions& options);
+
+}  // namespace bkfd
