@@ -34,9 +34,9 @@ void PrintResult(CommandContext& context, const MachineSession& session,
 
 }  // namespace
 
-void BackUpBeforeChange() {
+void BackUpBeforeChange(const Text& user) {
     try {
-        WriteRegistryBackup(ProgramFolder());
+        WriteRegistryBackup(ProgramFolder(), user);
     } catch (const RuntimeError& error) {
         throw CommandError("nothing was changed, since no backup could be written: " +
                            PrintableText(error.Description()));
@@ -71,8 +71,10 @@ int ChangeRun::Run(CommandContext& context, MachineSession& session, StringId qu
         context.console.err << "brackenfold: nothing was changed" << std::endl;
         return ExitCode::Failed;
     }
+    session.Commit();
     CleanResult result = SummarizeChanges(session.Changes(), session.LogLines());
     result.record = session.Record();
+    result.isRunning = session.IsRunning();
     expected.AddFailuresTo(result);
     // One error for all that was refused since.
     if (const Text why = WhyNotKept(); !why.empty()) {

@@ -8,9 +8,9 @@
 
 namespace bkfd {
 
-/// Saves the registry as the command `backup` does, for whoever is about to change it. A
-/// CommandError if it can't be saved.
-void BackUpBeforeChange();
+/// Saves the registry as the command `backup` does, for whoever is about to change it; `user` is
+/// the one whose part it is, where there are several. A CommandError if it can't be saved.
+void BackUpBeforeChange(const Text& user = {});
 
 /// What the commands that take programs out of action have in common: `--yes` and `--dry-run`, the
 /// question before the work, the restart at its end, and the account of what was done.
@@ -30,8 +30,8 @@ class ChangeRun {
             const std::function<void(CleanResult& result)>& finish = {}) const;
 
     /// Called by the work before its first change.
-    void BackUp() const {
-        if (!isDryRun_) BackUpBeforeChange();
+    void BackUp(const Text& user = {}) const {
+        if (!isDryRun_) BackUpBeforeChange(user);
     }
 
   private:

@@ -3,10 +3,12 @@
 #include <optional>
 #include <string>
 
+#include "base/ProgramEnd.h"
 #include "cli/ChangeRun.h"
 #include "cli/CleanPlan.h"
 #include "cli/CommandFiles.h"
 #include "cli/Commands.h"
+#include "platform/undo/RecordedOperation.h"
 #include "removal/CPaRemover.h"
 
 namespace bkfd {
@@ -45,11 +47,12 @@ class CleanCommand final : public Command {
         const int code = run_.Run(
             context, session, StringId::AskCleanUp, "Cleaned up",
             [&](auto& expected) {
-                expected.ExpectCleanup();
-                run_.BackUp();
-                CPaRemover remover;
-                remover.Init(session.Log());
-                remover.CleanUp();
+                session.ForEachUser([&](const Text& user) {
+                    expected.ExpectCleanup();
+                    run_.BackUp(user);
+                });
+                const RecordedOperation operation(UndoOperation::kCleanUp);
+                session.ForEachUser([&](const Text&) { CleanUp(session); });
                 return true;
             },
             [&](CleanResult& result) {
@@ -74,6 +77,17 @@ class CleanCommand final : public Command {
         result.plan = {files.Write("fix.bat", plan.batch), files.Write("fix.reg", plan.fix),
                        files.Write("undo.reg", plan.undo)};
         files.Keep();
+    }
+
+    /// On a machine that isn't running the restart isn't the end: the next user follows.
+    static void CleanUp(const MachineSession& session) {
+        CPaRemover remover;
+        remover.Init(session.Log());
+        try {
+            remover.CleanUp();
+        } catch (const ProgramEnd&) {
+            if (session.IsRunning()) throw;
+        }
     }
 
     std::string planFolder_;

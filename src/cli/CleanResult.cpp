@@ -133,6 +133,10 @@ class Summary {
     }
 
     static Text FullKey(const RecordedChange& change) {
+        if (change.root == RegistryRoot::CurrentUser && !change.user.empty()) {
+            return RegistryAccess::RootName(RegistryRoot::Users) + u'\\' + change.user + u'\\' +
+                   change.name;
+        }
         return RegistryAccess::RootName(change.root) + u"\\" + change.name;
     }
 

@@ -55,6 +55,7 @@ struct CleanResult {
     std::vector<ToldChange> changes;
     std::vector<FailedChange> failed;
     bool isRestarted = false;
+    bool isRunning = true;          // Windows, so that it can be restarted
     RecordId record = 0;            // by which it can be undone; 0 if nothing was kept
     std::vector<std::string> plan;  // files of the host by which the machine does it itself
 };

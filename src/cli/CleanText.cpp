@@ -90,7 +90,9 @@ void PrintClean(const Console& console, const CleanResult& result, const char* d
     PrintFailed(console, result.failed);
     std::string end = done;
     if (!result.failed.empty()) end += " in part";
-    end += result.isRestarted ? ", and Windows restarted" : "; Windows still has to be restarted";
+    end += !result.isRunning    ? "; Windows isn't running there, so nothing was restarted"
+           : result.isRestarted ? ", and Windows restarted"
+                                : "; Windows still has to be restarted";
     if (isDryRun) end = "Dry run: nothing of this was done";
     if (!result.plan.empty())
         end = "Plan: nothing of this was done yet; on that machine run fix.bat";

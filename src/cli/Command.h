@@ -24,11 +24,24 @@ class CommandError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// What the command line says of a machine that doesn't tell it itself; nothing of an image.
+struct MachineOptions {
+    std::string user;
+    std::vector<std::string> drives;  // "D=FOLDER"
+    std::string programFolder;
+    std::string windowsFolder;
+
+    bool IsEmpty() const {
+        return user.empty() && drives.empty() && programFolder.empty() && windowsFolder.empty();
+    }
+};
+
 /// What a command is given: the console and the options that all commands share.
 struct CommandContext {
     Console& console;
-    std::string machine;  // folder of the machine image, empty if none was named
+    std::string machine;  // folder of the machine, empty if none was named
     bool asJson = false;
+    MachineOptions options = {};
 };
 
 /// One command of the command line, with its own options as members.

@@ -24,6 +24,8 @@ constexpr const char* kFooter =
   registry/*.reg   its registry, as the registry editor exports it
   drives/c/...     the files of its drive C:
 
+A mounted Windows volume or a Wine prefix works in its place, as it lies on the disk.
+
 Work on a copy, since a cleanup changes the image; examples/machines has three:
 
   cp -r examples/machines/hijacked-xp /tmp/pc
@@ -58,8 +60,7 @@ class Parser {
         app_.footer(kFooter);
         app_.set_version_flag("--version", "Brackenfold " + ToUtf8(ProgramVersion()),
                               "Print the version");
-        app_.add_option("--machine", context.machine, "Folder of the machine image")
-            ->type_name("FOLDER");
+        DeclareMachine(context);
         app_.add_flag("--json", context.asJson, "Print one JSON document and never ask");
         app_.require_subcommand(0, 1);
         app_.fallthrough();
@@ -90,6 +91,29 @@ class Parser {
     }
 
   private:
+    void DeclareMachine(CommandContext& context) {
+        MachineOptions& options = context.options;
+        const struct {
+            const char* name;
+            std::string& value;
+            const char* meaning;
+            const char* placeholder;
+        } rows[] = {
+            {"--machine", context.machine,
+             "Folder of the machine: an image, a Windows volume or a Wine prefix", "FOLDER"},
+            {"--user", options.user, "Look at this user of a volume only", "NAME"},
+            {"--windows-folder", options.windowsFolder,
+             "The Windows folder of a volume, where its name doesn't tell", "NAME"},
+            {"--program-folder", options.programFolder,
+             "Where this program's log, backups and records lie on a volume", "FOLDER"}};
+        for (const auto& row : rows) {
+            app_.add_option(row.name, row.value, row.meaning)->type_name(row.placeholder);
+        }
+        app_.add_option("--drive", options.drives, "Another drive of a volume, D=FOLDER")
+            ->type_name("D=FOLDER")
+            ->allow_extra_args(false);
+    }
+
     using Entry = std::pair<CLI::App*, Command*>;
 
     CLI::App app_;
@@ -98,7 +122,7 @@ class Parser {
 
 int ParseAndRun(const std::vector<std::string>& arguments, Console& console) {
     const CommandList commands = MakeCommands();
-    CommandContext context{console, {}, false};
+    CommandContext context{console, {}, false, {}};
     Parser parser(commands, context);
     try {
         parser.Parse(arguments);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
@@ -27,6 +28,13 @@ constexpr char kProcessesHelp[] =
     R"(With --json: items of {"id": path, "modules": [paths]}. A process that can't be
 opened is left out, with a message.)";
 
+/// What an inventory holds, and whose it is; nobody's on a machine of one user.
+template <class Item>
+struct OfUser {
+    Item item;
+    Text user;
+};
+
 /// A command that lists one inventory.
 template <class Item>
 class InventoryCommand : public Command {
@@ -40,14 +48,17 @@ class InventoryCommand : public Command {
 
     int Run(CommandContext& context) override {
         MachineSession session(context);
-        const auto items = List(session.Log());
+        const auto items = ListOfAllUsers(session);
         const std::vector<Unreadable> unreadable = session.CollectUnreadable();
         PrintUnreadable(context.console, unreadable);
         if (!items) throw CommandError("the list of " + std::string(name_) + " failed");
         if (context.asJson) {
             Json document = session.NewDocument();
             Json& list = document["items"] = Json::array();
-            for (const Item& item : *items) list.push_back(ToJson(item));
+            for (const OfUser<Item>& one : *items) {
+                list.push_back(ToJson(one.item));
+                if (!one.user.empty()) list.back()["user"] = TextToJson(one.user);
+            }
             PrintJson(context.console.out, document);
         } else {
             Print(context.console, *items);
@@ -59,9 +70,33 @@ class InventoryCommand : public Command {
     /// Nothing for an inventory that failed, which is already in the engine's log.
     virtual std::optional<std::vector<Item>> List(const LoggerRef& logger) = 0;
     virtual Json ToJson(const Item& item) = 0;
-    virtual void Print(const Console& console, const std::vector<Item>& items) = 0;
+    virtual void Print(const Console& console, const std::vector<OfUser<Item>>& items) = 0;
+    /// Whether one user's item is another's too.
+    virtual bool IsSame(const Item& a, const Item& b) const = 0;
+    /// Whether the item is the user's and not the machine's.
+    virtual bool IsOfUser(const Item& /*item*/) const { return false; }
 
   private:
+    std::optional<std::vector<OfUser<Item>>> ListOfAllUsers(MachineSession& session) {
+        std::vector<OfUser<Item>> all;
+        bool isWhole = true;
+        session.ForEachUser([&](const Text& user) {
+            auto items = List(session.Log());
+            isWhole = isWhole && items.has_value();
+            if (!items) return;
+            for (Item& item : *items) {
+                const bool isOfUser = IsOfUser(item);
+                const bool isKnown = !isOfUser && !user.empty() &&
+                                     std::ranges::any_of(all, [&](const OfUser<Item>& known) {
+                                         return !IsOfUser(known.item) && IsSame(known.item, item);
+                                     });
+                if (!isKnown) all.push_back({std::move(item), isOfUser ? user : Text()});
+            }
+        });
+        if (!isWhole) return std::nullopt;
+        return all;
+    }
+
     const char* name_;
     const char* summary_;
     const char* footer_;
@@ -85,9 +120,13 @@ class BhosCommand final : public InventoryCommand<HelperObject> {
                 {"dll", TextToJson(object.file)}};
     }
 
-    void Print(const Console& console, const std::vector<HelperObject>& objects) override {
+    bool IsSame(const HelperObject& a, const HelperObject& b) const override {
+        return EqualsIgnoreCase(a.clsid, b.clsid) && EqualsIgnoreCase(a.file, b.file);
+    }
+
+    void Print(const Console& console, const std::vector<OfUser<HelperObject>>& objects) override {
         TextTable table({"Class", "Name", "File"});
-        for (const HelperObject& object : objects) {
+        for (const auto& [object, user] : objects) {
             table.AddRow({PrintableText(object.clsid), PrintableText(object.name),
                           PrintableText(object.file)});
         }
@@ -119,13 +158,22 @@ class StartupCommand final : public InventoryCommand<StartupItem> {
                 {"icon", item.isKnown ? "OK" : "IE"}};
     }
 
-    void Print(const Console& console, const std::vector<StartupItem>& items) override {
+    bool IsSame(const StartupItem& a, const StartupItem& b) const override {
+        return a.root == b.root && a.key == b.key && a.valueName == b.valueName;
+    }
+    bool IsOfUser(const StartupItem& item) const override {
+        return item.root == RegistryRoot::CurrentUser;
+    }
+
+    void Print(const Console& console, const std::vector<OfUser<StartupItem>>& items) override {
         TextTable table({"Name", "Company", "File", "Started by"});
-        for (const StartupItem& item : items) {
-            table.AddRow({PrintableText(item.name), PrintableText(item.manufacturer),
-                          PrintableText(item.file),
-                          StartedBy(RegistryAccess::RootName(item.root) + u'\\' + item.key,
-                                    item.valueName)});
+        for (const auto& [item, user] : items) {
+            const std::string whose = user.empty() ? "" : ", user " + PrintableText(user);
+            table.AddRow(
+                {PrintableText(item.name), PrintableText(item.manufacturer),
+                 PrintableText(item.file),
+                 StartedBy(RegistryAccess::RootName(item.root) + u'\\' + item.key, item.valueName) +
+                     whose});
         }
         table.Print(console);
     }
@@ -148,8 +196,13 @@ class ProcessesCommand final : public InventoryCommand<RunningProgram> {
         return {{"id", TextToJson(program.path)}, {"modules", std::move(modules)}};
     }
 
-    void Print(const Console& console, const std::vector<RunningProgram>& programs) override {
-        for (const RunningProgram& program : programs) {
+    bool IsSame(const RunningProgram& a, const RunningProgram& b) const override {
+        return a.path == b.path && a.modules == b.modules;
+    }
+
+    void Print(const Console& console,
+               const std::vector<OfUser<RunningProgram>>& programs) override {
+        for (const auto& [program, user] : programs) {
             console.out << console.Bold(PrintableText(program.path)) << '\n';
             for (const Text& module : program.modules) {
                 console.out << "    " << PrintableText(module) << '\n';

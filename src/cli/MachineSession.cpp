@@ -12,6 +12,8 @@
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/undo/UndoMachine.h"
+#include "platform/user/UserMachine.h"
+#include "platform/volume/VolumeMachine.h"
 #include "platform/witness/WitnessMachine.h"
 #include "services/ApplicationState.h"
 #include "services/SysUtil.h"
@@ -36,24 +38,114 @@ InstalledEngine::~InstalledEngine() {
     InstallMachine(machineBefore_);
 }
 
-struct MachineSession::Parts {
-    Parts(std::unique_ptr<ImageMachine> loaded, Console& console, const SessionUse& use)
-        : image(std::move(loaded)),
-          overlay(use.isDryRun ? std::make_unique<OverlayMachine>(*image) : nullptr),
-          undo(use.isDryRun ? nullptr : std::make_unique<UndoMachine>(*image, ProgramVersion())),
-          witness(use.isDryRun ? static_cast<Machine&>(*overlay) : *undo),
-          recorder(witness),
-          toolkit(console.err, console.readKey, use.answers),
-          installed(recorder, toolkit) {}
+namespace {
 
+/// A machine on which nothing runs: ending what would run, and restarting, succeed and are no
+/// changes that anybody needs to hear of.
+class StillMachine final : public ForwardMachine {
+  public:
+    StillMachine(Machine& target, Machine& model)
+        : ForwardMachine(target, OpenGate()), model_(model) {}
+
+    Processes& ProcessTable() override { return model_.ProcessTable(); }
+    Restart& Session() override { return model_.Session(); }
+
+  private:
+    Machine& model_;
+};
+
+/// The machine, of one kind or the other.
+struct OpenedMachine {
     std::unique_ptr<ImageMachine> image;
+    std::unique_ptr<VolumeMachine> volume;
+
+    ModelMachine& Model() const {
+        return image ? static_cast<ModelMachine&>(*image) : static_cast<ModelMachine&>(*volume);
+    }
+};
+
+}  // namespace
+
+struct MachineSession::Parts {
+    Parts(OpenedMachine loaded, Console& console, const SessionUse& use)
+        : opened(std::move(loaded)),
+          overlay(use.isDryRun ? std::make_unique<OverlayMachine>(opened.Model()) : nullptr),
+          undo(use.isDryRun ? nullptr
+                            : std::make_unique<UndoMachine>(opened.Model(), ProgramVersion())),
+          user(use.isDryRun ? static_cast<Machine&>(*overlay) : *undo),
+          witness(user),
+          recorder(witness),
+          still(recorder, Model()),
+          toolkit(console.err, console.readKey, use.answers),
+          installed(opened.volume ? static_cast<Machine&>(still) : recorder, toolkit) {}
+
+    ModelMachine& Model() const {
+        return overlay ? static_cast<ModelMachine&>(*overlay) : opened.Model();
+    }
+
+    OpenedMachine opened;
     std::unique_ptr<OverlayMachine> overlay;  // of a dry run
     std::unique_ptr<UndoMachine> undo;        // of all others
+    UserMachine user;
     WitnessMachine witness;
     RecordingMachine recorder;
+    StillMachine still;
     TerminalToolkit toolkit;
     InstalledEngine installed;
 };
+
+namespace {
+
+DriveFolders DrivesOf(const std::vector<std::string>& given) {
+    DriveFolders drives;
+    for (const std::string& drive : given) {
+        const char16_t letter = drive.empty() ? u'?' : ToLower(static_cast<char16_t>(drive[0]));
+        const bool isDrive =
+            drive.size() > 2 && drive[1] == '=' && letter >= u'a' && letter <= u'z';
+        if (!isDrive) throw CommandError("--drive takes a letter and a folder, D=FOLDER: " + drive);
+        const std::string folder = drive.substr(2);
+        if (!std::filesystem::is_directory(folder)) {
+            throw CommandError("--drive: " + folder + " is no folder that can be read");
+        }
+        drives[static_cast<char16_t>(letter - u'a' + u'A')] = folder;
+    }
+    return drives;
+}
+
+OpenedMachine OpenImage(const CommandContext& context) {
+    if (!context.options.IsEmpty()) {
+        throw CommandError(
+            "a machine image tells its users, drives and folders itself: --user, --drive, "
+            "--program-folder and --windows-folder are for volumes");
+    }
+    auto loaded = LoadMachineImage(context.machine);
+    if (const auto* error = std::get_if<ImageError>(&loaded)) throw CommandError(error->Describe());
+    return {std::move(std::get<std::unique_ptr<ImageMachine>>(loaded)), nullptr};
+}
+
+OpenedMachine OpenMachine(const CommandContext& context, const SessionUse& use) {
+    const auto what = FindWindows(context.machine, context.options.windowsFolder);
+    if (const auto* error = std::get_if<VolumeError>(&what)) throw CommandError(error->message);
+    const FoundWindows& found = std::get<FoundWindows>(what);
+    if (found.kind == VolumeKind::Image) return OpenImage(context);
+    const VolumeOptions options{DrivesOf(context.options.drives), FromUtf8(context.options.user),
+                                FromUtf8(context.options.programFolder),
+                                use.changes && !use.isDryRun};
+    auto loaded = LoadVolume(found, options);
+    if (const auto* error = std::get_if<VolumeError>(&loaded)) throw CommandError(error->message);
+    return {nullptr, std::move(std::get<std::unique_ptr<VolumeMachine>>(loaded))};
+}
+
+const char* NameOf(const OpenedMachine& opened) {
+    if (opened.image) return "image";
+    return opened.volume->Kind() == VolumeKind::Wine ? "wine" : "volume";
+}
+
+Text ShownName(const VolumeUser& user) {
+    return user.name.empty() ? user.key : user.name;
+}
+
+}  // namespace
 
 SessionUse ChangingUse(const CommandContext& context, bool yes) {
     using Answers = TerminalToolkit::Answers;
@@ -65,12 +157,12 @@ MachineSession::MachineSession(CommandContext& context, SessionUse use)
     if (context.machine.empty()) {
         throw CommandError(
             "no machine named: --machine FOLDER says where it lies (brackenfold --help explains "
-            "machine images)");
+            "what it may be)");
     }
-    auto loaded = LoadMachineImage(context.machine);
-    if (const auto* error = std::get_if<ImageError>(&loaded)) throw CommandError(error->Describe());
-    parts_ = std::make_unique<Parts>(std::move(std::get<std::unique_ptr<ImageMachine>>(loaded)),
-                                     context.console, use);
+    parts_ = std::make_unique<Parts>(OpenMachine(context, use), context.console, use);
+    if (parts_->opened.volume && !parts_->opened.volume->Users().empty()) {
+        Become(parts_->opened.volume->Users().front());
+    }
     if (!context.console.isInTerminal) parts_->toolkit.ReadKeysFromLines();
     parts_->toolkit.DropTypedAheadBy(context.console.dropTypedAhead);
     name_ = std::filesystem::weakly_canonical(context.machine).filename().string();
@@ -91,13 +183,55 @@ LoggerRef MachineSession::OpenLogFiles(std::ostream& messages) {
     }
 }
 
-// The changes are safe in the journal all the same, and the next use tries again.
+// The changes of an image are safe in its journal all the same, and the next use tries again.
 MachineSession::~MachineSession() {
-    const Status folded = parts_->image->Fold();
+    if (parts_->opened.volume) {
+        try {
+            Commit();
+        } catch (const CommandError& error) {
+            messages_ << "brackenfold: " << error.what() << std::endl;
+        }
+        return;
+    }
+    const Status folded = parts_->opened.image->Fold();
     if (folded.IsOk()) return;
     messages_ << "brackenfold: the image's files can't be written, registry.journal keeps the "
                  "changes: "
               << PrintableText(SysUtil::SystemErrorText(folded.code)) << std::endl;
+}
+
+void MachineSession::Commit() {
+    if (!parts_->opened.volume || isGivenUp_) return;
+    const auto error = parts_->opened.volume->Commit();
+    if (!error) return;
+    isGivenUp_ = true;
+    throw CommandError("the registry could not be written: " + error->message);
+}
+
+void MachineSession::Become(const VolumeUser& user) {
+    parts_->opened.volume->ChooseUser(user, parts_->Model());
+    turns_.push_back({parts_->recorder.Changes().size(), user.key});
+    parts_->user.SetUser(user.key, parts_->Model().Facts().HasUserClasses());
+}
+
+void MachineSession::ForEachUser(const std::function<void(const Text& user)>& work) {
+    if (!parts_->opened.volume || parts_->opened.volume->Users().empty()) {
+        work({});
+        return;
+    }
+    for (const VolumeUser& user : parts_->opened.volume->Users()) {
+        Become(user);
+        work(ShownName(user));
+    }
+}
+
+bool MachineSession::IsRunning() const {
+    return parts_->opened.image != nullptr;
+}
+
+std::vector<StartPlace> MachineSession::StartPlaces() const {
+    if (!parts_->opened.volume) return {};
+    return parts_->opened.volume->StartPlaces();
 }
 
 TerminalToolkit& MachineSession::Toolkit() {
@@ -105,7 +239,7 @@ TerminalToolkit& MachineSession::Toolkit() {
 }
 
 void MachineSession::ConnectToNetwork() {
-    parts_->image->SetHttp([] {
+    parts_->opened.Model().SetHttp([] {
         auto request = CurlHttp().CreateXmlHttpRequest();
         return std::move(request.value);
     });
@@ -116,6 +250,11 @@ std::vector<Unreadable> MachineSession::CollectUnreadable() {
     for (const UnreadableItem& item : parts_->witness.Unreadable()) {
         unreadable.push_back({item.kind, item.name, SysUtil::SystemErrorText(item.error)});
     }
+    if (parts_->opened.volume) {
+        for (const VolumeProblem& problem : parts_->opened.volume->Problems()) {
+            unreadable.push_back({u"registry", FromUtf8(problem.file), FromUtf8(problem.what)});
+        }
+    }
     for (const MemoryLog::Line& line : log_->Lines()) {
         if (line.level == LogLevel::Trace) continue;
         unreadable.push_back({u"step", line.source, line.message});
@@ -123,8 +262,12 @@ std::vector<Unreadable> MachineSession::CollectUnreadable() {
     return unreadable;
 }
 
-const std::vector<RecordedChange>& MachineSession::Changes() const {
-    return parts_->recorder.Changes();
+std::vector<RecordedChange> MachineSession::Changes() const {
+    std::vector<RecordedChange> changes = parts_->recorder.Changes();
+    for (const Turn& turn : turns_) {
+        for (std::size_t i = turn.firstChange; i < changes.size(); ++i) changes[i].user = turn.user;
+    }
+    return changes;
 }
 
 RecordId MachineSession::Record() const {
@@ -144,13 +287,19 @@ Text MachineSession::WindowsText() const {
 }
 
 Json MachineSession::NewDocument() const {
+    Json users = Json::array();
+    if (parts_->opened.volume) {
+        for (const VolumeUser& user : parts_->opened.volume->Users()) {
+            users.push_back(TextToJson(ShownName(user)));
+        }
+    }
     return {{"schema", kSchema},
             {"machine",
-             {{"kind", "image"},
+             {{"kind", NameOf(parts_->opened)},
               {"name", TextToJson(FromHostName(name_))},
               {"windows", TextToJson(WindowsText())},
               {"family", gIsNT ? "nt" : "9x"},
-              {"users", Json::array()}}}};
+              {"users", std::move(users)}}}};
 }
 
 Json NewHostDocument() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "cli/MemoryLog.h"
 #include "platform/record/RecordingMachine.h"
 #include "platform/undo/UndoRecord.h"
+#include "platform/volume/StartTable.h"
 #include "ui/terminal/TerminalToolkit.h"
 
 namespace bkfd {
@@ -49,14 +51,16 @@ struct SessionUse {
 /// never interrupted by one.
 SessionUse ChangingUse(const CommandContext& context, bool yes);
 
-/// The machine image that the command line names, ready for the engine. The engine's log is kept in
-/// memory.
+/// The machine that the command line names, of any kind, ready for the engine. The engine's log is
+/// kept in memory.
 class MachineSession {
   public:
-    /// A missing or malformed image is a CommandError.
+    /// A machine that is missing, malformed or may not be changed is a CommandError.
     explicit MachineSession(CommandContext& context, SessionUse use = {});
-    /// Folds the image's journal; a failure is told as a message.
+    /// Writes what is still to be written; a failure is told as a message.
     ~MachineSession();
+    /// Writes the registry files of a volume. A CommandError if they can't be written.
+    void Commit();
 
     TerminalToolkit& Toolkit();
     /// Gives the machine the host's network; until then it has none. A dry run never has.
@@ -65,8 +69,15 @@ class MachineSession {
     const std::vector<MemoryLog::Line>& LogLines() const { return log_->Lines(); }
     /// What could not be read so far, each thing once.
     std::vector<Unreadable> CollectUnreadable();
+    /// Does the work for each user of the machine in turn, as that user. `user` is the name, empty
+    /// for the one of an image and where nobody's registry can be read.
+    void ForEachUser(const std::function<void(const Text& user)>& work);
+    /// Whether Windows counts as running there, so that a restart ends what is done with it.
+    bool IsRunning() const;
+    /// What starts the programs that the machine would run; none for one that has processes.
+    std::vector<StartPlace> StartPlaces() const;
     /// What was asked of the machine so far to be changed.
-    const std::vector<RecordedChange>& Changes() const;
+    std::vector<RecordedChange> Changes() const;
     /// The record of what was changed last, by which it can be undone; 0 if nothing was changed.
     RecordId Record() const;
     /// What the engine has logged as failed, in its words, one line each.
@@ -82,8 +93,18 @@ class MachineSession {
     /// Null if they can't be opened, which is told as a message.
     static LoggerRef OpenLogFiles(std::ostream& messages);
 
+    void Become(const VolumeUser& user);
+
+    /// From which change on who was the current user.
+    struct Turn {
+        std::size_t firstChange;
+        Text user;
+    };
+
     std::ostream& messages_;
-    std::string name_;  // of the image's folder
+    std::vector<Turn> turns_;
+    bool isGivenUp_ = false;  // the registry of a volume couldn't be written
+    std::string name_;        // of the image's folder
     std::shared_ptr<MemoryLog> log_ = std::make_shared<MemoryLog>();
     LoggerRef logger_ = log_;
     std::unique_ptr<Parts> parts_;

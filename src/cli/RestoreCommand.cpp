@@ -75,6 +75,7 @@ class RestoreCommand final : public Command {
             return ExitCode::Failed;
         }
         GiveNameBack(session, file);
+        session.Commit();
         ShowMessage(Filled(StringId::ProgramRestored, file), MessageStyle::Information);
         return ExitCode::Done;
     }

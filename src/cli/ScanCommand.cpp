@@ -32,8 +32,7 @@ class ScanCommand final : public Command {
         MachineSession session(context);
         const ScanResult result = [&] {
             const ProgressLine progress(context.console, "Looking for parasites");
-            return Scan(session.Log(), wantsSuspicious_,
-                        [&] { return session.CollectUnreadable(); });
+            return Scan(session, wantsSuspicious_);
         }();
         if (context.asJson) {
             Json document = session.NewDocument();

@@ -82,16 +82,34 @@ const char* NameOf(Place::Kind kind) {
             return "startup";
         case Place::Kind::Process:
             return "process";
+        case Place::Kind::SessionManager:
+            return "session-manager";
+        case Place::Kind::Winlogon:
+            return "winlogon";
+        case Place::Kind::Service:
+            return "service";
+        case Place::Kind::DelayLoad:
+            return "delay-load";
+        case Place::Kind::AppInit:
+            return "app-init";
+        case Place::Kind::StartFolder:
+            return "start-folder";
+        case Place::Kind::IniFile:
+            return "ini-file";
         case Place::Kind::Module:
             break;
     }
     return "module";
 }
 
+Json UserToJson(const Text& user) {
+    return user.empty() ? Json() : TextToJson(user);
+}
+
 Json PlaceToJson(const Place& place) {
     return {{"kind", NameOf(place.kind)},
             {"name", TextToJson(place.key.empty() ? place.name : place.key + u'\\' + place.name)},
-            {"user", nullptr},
+            {"user", UserToJson(place.user)},
             {"view", nullptr}};
 }
 
@@ -115,46 +133,167 @@ Json FilesToJson(const std::vector<FoundFile>& files) {
     return list;
 }
 
-Json SettingsToJson(const std::vector<SettingInfo>& settings) {
+Json SettingsToJson(const std::vector<FoundSetting>& settings) {
     Json list = Json::array();
-    int number = 0;
-    for (const SettingInfo& setting : settings) {
-        list.push_back({{"number", ++number},
-                        {"description", TextToJson(setting.description)},
-                        {"key", TextToJson(RegistryAccess::RootName(setting.place.root) + u'\\' +
-                                           Text(setting.place.key))},
-                        {"valueName", TextToJson(setting.place.name)},
-                        {"value", TextToJson(setting.value)},
-                        {"status", TextToJson(setting.status)},
-                        {"user", nullptr}});
+    for (const auto& [number, info, user] : settings) {
+        list.push_back({{"number", number},
+                        {"description", TextToJson(info.description)},
+                        {"key", TextToJson(RegistryAccess::RootName(info.place.root) + u'\\' +
+                                           Text(info.place.key))},
+                        {"valueName", TextToJson(info.place.name)},
+                        {"value", TextToJson(info.value)},
+                        {"status", TextToJson(info.status)},
+                        {"user", UserToJson(user)}});
     }
     return list;
 }
 
+template <class Item>
+void AddNew(std::vector<Item>& list, Item item) {
+    if (std::ranges::find(list, item) == list.end()) list.push_back(std::move(item));
+}
+
+/// What the passes of all users have found together.
+class AllUsers {
+  public:
+    explicit AllUsers(bool wantsSuspicious) : wantsSuspicious_(wantsSuspicious) {}
+
+    void Look(const LoggerRef& logger, const Text& user) {
+        CPaDetector detector;
+        detector.Init(logger, nullptr);
+        Detection detection = detector.Detect();
+        if (wantsSuspicious_) Merge(suspicious_, detector.FindSuspicious(detection), user);
+        Count(detection);
+        Merge(files_, std::move(detection.files), user);
+        for (HelperObject& object : detection.bhos) AddHelperObject(std::move(object));
+        AddSettings(user);
+        isFirst_ = false;
+    }
+
+    void AddStartPlaces(const std::vector<StartPlace>& places) {
+        for (const StartPlace& place : places) {
+            const auto kind = KindOf(place.kind);
+            if (!kind) continue;
+            for (std::vector<Finding>* findings : {&files_, &suspicious_}) {
+                const auto found = FindPath(*findings, place.file);
+                if (found == findings->end()) continue;
+                // The places of what starts a file stand before those of programs.
+                Place added{*kind, place.name, {}, place.user};
+                found->places.insert(found->places.begin(), std::move(added));
+            }
+        }
+    }
+
+    ScanResult Describe(const LoggerRef& logger, std::vector<Unreadable> unreadable) {
+        result_.unreadable = std::move(unreadable);
+        std::erase_if(suspicious_, [this](const Finding& finding) {
+            return FindPath(files_, finding.path) != files_.end();
+        });
+        result_.files = DescribeFiles(std::move(files_), logger);
+        result_.suspicious = DescribeFiles(std::move(suspicious_), logger);
+        result_.verdict = VerdictOf(result_);
+        return std::move(result_);
+    }
+
+  private:
+    static bool IsUsers(RegistryRoot root) { return root == RegistryRoot::CurrentUser; }
+
+    static std::vector<Finding>::iterator FindPath(std::vector<Finding>& findings,
+                                                   const Text& path) {
+        return std::ranges::find_if(
+            findings, [&](const Finding& finding) { return EqualsIgnoreCase(finding.path, path); });
+    }
+
+    /// Nothing for those that the inventories have.
+    static std::optional<Place::Kind> KindOf(StartPlace::Kind kind) {
+        switch (kind) {
+            case StartPlace::Kind::SessionManager:
+                return Place::Kind::SessionManager;
+            case StartPlace::Kind::Winlogon:
+                return Place::Kind::Winlogon;
+            case StartPlace::Kind::Service:
+                return Place::Kind::Service;
+            case StartPlace::Kind::DelayLoad:
+                return Place::Kind::DelayLoad;
+            case StartPlace::Kind::AppInit:
+                return Place::Kind::AppInit;
+            case StartPlace::Kind::StartFolder:
+                return Place::Kind::StartFolder;
+            case StartPlace::Kind::IniFile:
+                return Place::Kind::IniFile;
+            case StartPlace::Kind::Run:
+            case StartPlace::Kind::HelperObject:
+                break;
+        }
+        return std::nullopt;
+    }
+
+    static void Merge(std::vector<Finding>& all, std::vector<Finding> found, const Text& user) {
+        const Text usersRoot = RegistryAccess::RootName(RegistryRoot::CurrentUser);
+        for (Finding& finding : found) {
+            for (Place& place : finding.places) {
+                if (place.key.starts_with(usersRoot)) place.user = user;
+            }
+            const auto known = FindPath(all, finding.path);
+            if (known == all.end()) {
+                all.push_back(std::move(finding));
+                continue;
+            }
+            for (const Reason reason : finding.reasons) AddNew(known->reasons, reason);
+            for (Place& place : finding.places) AddNew(known->places, std::move(place));
+        }
+    }
+
+    void Count(const Detection& detection) {
+        const auto ofUser = static_cast<std::size_t>(std::ranges::count_if(
+            detection.startupItems, [](const StartupItem& item) { return IsUsers(item.root); }));
+        result_.startupItemsSeen += isFirst_ ? detection.startupItems.size() : ofUser;
+        result_.helperObjectsSeen =
+            std::max(result_.helperObjectsSeen, detection.helperObjects.size());
+        result_.programsSeen = std::max(result_.programsSeen, detection.programs.size());
+    }
+
+    /// The same class may be another file to another user.
+    void AddHelperObject(HelperObject object) {
+        const bool isKnown = std::ranges::any_of(result_.bhos, [&](const HelperObject& known) {
+            return EqualsIgnoreCase(known.clsid, object.clsid) &&
+                   EqualsIgnoreCase(known.file, object.file);
+        });
+        if (!isKnown) result_.bhos.push_back(std::move(object));
+    }
+
+    void AddSettings(const Text& user) {
+        RegistryAccess registry;
+        for (int number = 1; number <= kSettingCount; ++number) {
+            FoundSetting setting{number, GetSettingInfo(registry, number), {}};
+            if (!isFirst_ && !IsUsers(setting.info.place.root)) continue;
+            if (IsUsers(setting.info.place.root)) setting.user = user;
+            result_.settings.push_back(std::move(setting));
+        }
+    }
+
+    bool wantsSuspicious_;
+    bool isFirst_ = true;
+    std::vector<Finding> files_;
+    std::vector<Finding> suspicious_;
+    ScanResult result_;
+};
+
 }  // namespace
 
-ScanResult Scan(const LoggerRef& logger, bool wantsSuspicious,
-                const std::function<std::vector<Unreadable>()>& unreadable) {
-    CPaDetector detector;
-    detector.Init(logger, nullptr);
-    Detection detection = detector.Detect();
-    std::vector<Finding> suspicious;
-    if (wantsSuspicious) suspicious = detector.FindSuspicious(detection);
+ScanResult Scan(const ScanSources& sources, bool wantsSuspicious) {
+    AllUsers all(wantsSuspicious);
+    sources.forEachUser([&](const Text& user) { all.Look(sources.logger, user); });
+    all.AddStartPlaces(sources.startPlaces);
+    // Before more is read for the description only.
+    std::vector<Unreadable> unreadable = sources.unreadable();
+    return all.Describe(sources.logger, std::move(unreadable));
+}
 
-    ScanResult result;
-    RegistryAccess registry;
-    for (int number = 1; number <= kSettingCount; ++number) {
-        result.settings.push_back(GetSettingInfo(registry, number));
-    }
-    result.unreadable = unreadable();  // before more is read for the description only
-    result.helperObjectsSeen = detection.helperObjects.size();
-    result.startupItemsSeen = detection.startupItems.size();
-    result.programsSeen = detection.programs.size();
-    result.files = DescribeFiles(std::move(detection.files), logger);
-    result.bhos = std::move(detection.bhos);
-    result.suspicious = DescribeFiles(std::move(suspicious), logger);
-    result.verdict = VerdictOf(result);
-    return result;
+ScanResult Scan(MachineSession& session, bool wantsSuspicious) {
+    return Scan({session.Log(), [&](const auto& work) { session.ForEachUser(work); },
+                 session.StartPlaces(), [&] { return session.CollectUnreadable(); }},
+                wantsSuspicious);
 }
 
 int ExitCodeOf(Verdict verdict) {

@@ -24,23 +24,38 @@ struct FoundFile {
     Text description;
 };
 
+struct FoundSetting {
+    int number = 0;
+    SettingInfo info;
+    Text user;  // whose it is, of a machine of several users; else empty
+};
+
 struct ScanResult {
     Verdict verdict = Verdict::Clean;
-    std::vector<FoundFile> files;       // to disable
-    std::vector<HelperObject> bhos;     // to delete
-    std::vector<FoundFile> suspicious;  // those that aren't among the files to disable
-    std::vector<SettingInfo> settings;  // all, by number from 1
+    std::vector<FoundFile> files;        // to disable
+    std::vector<HelperObject> bhos;      // to delete
+    std::vector<FoundFile> suspicious;   // those that aren't among the files to disable
+    std::vector<FoundSetting> settings;  // all, by number from 1; of each user in turn
     std::vector<Unreadable> unreadable;
     std::size_t helperObjectsSeen = 0;
     std::size_t startupItemsSeen = 0;
     std::size_t programsSeen = 0;
 };
 
-/// Runs the detection of parasites on the installed machine and, if wanted, the search for
-/// suspicious files, and judges the browser's settings. `unreadable` tells what could not be read
-/// when all of that is done.
-ScanResult Scan(const LoggerRef& logger, bool wantsSuspicious,
-                const std::function<std::vector<Unreadable>()>& unreadable);
+/// What a scan asks for beside the installed machine.
+struct ScanSources {
+    LoggerRef logger;
+    /// Calls what it is given as each user in turn.
+    std::function<void(const std::function<void(const Text& user)>& work)> forEachUser;
+    std::vector<StartPlace> startPlaces;
+    /// What could not be read when all users were looked at.
+    std::function<std::vector<Unreadable>()> unreadable;
+};
+
+/// Runs the detection of parasites and, if wanted, the search for suspicious files, and judges the
+/// browser's settings, for all users in turn.
+ScanResult Scan(const ScanSources& sources, bool wantsSuspicious);
+ScanResult Scan(MachineSession& session, bool wantsSuspicious);
 int ExitCodeOf(Verdict verdict);
 /// Adds the result to a document that says which machine it is about.
 void AddToDocument(const ScanResult& result, Json& document);

@@ -40,10 +40,28 @@ std::string TextOf(const Place& place) {
             return "started by " + StartedBy(place.key, place.name);
         case Place::Kind::Process:
             return "running program";
+        case Place::Kind::SessionManager:
+            return "started before all else by the session manager";
+        case Place::Kind::Winlogon:
+            return "started at logon: " + PrintableText(place.name);
+        case Place::Kind::Service:
+            return "service " + PrintableText(place.name);
+        case Place::Kind::DelayLoad:
+            return "object that Explorer loads: " + PrintableText(place.name);
+        case Place::Kind::AppInit:
+            return "loaded into every program with windows";
+        case Place::Kind::StartFolder:
+            return "start-up folder: " + PrintableText(place.name);
+        case Place::Kind::IniFile:
+            return "started by " + PrintableText(place.name);
         case Place::Kind::Module:
             break;
     }
     return "module of " + LastComponent(place.name);
+}
+
+std::string WithUser(std::string text, const Text& user) {
+    return user.empty() ? text : text + ", user " + PrintableText(user);
 }
 
 std::string IdentityText(const FoundFile& file) {
@@ -71,7 +89,7 @@ void PrintFiles(const Console& console, const std::vector<FoundFile>& files) {
         console.out << "  " << PrintableText(file.finding.path) << '\n';
         PrintLines(console, "why    ", file.finding.reasons, [](Reason it) { return TextOf(it); });
         PrintLines(console, "where  ", file.finding.places,
-                   [](const Place& it) { return TextOf(it); });
+                   [](const Place& it) { return WithUser(TextOf(it), it.user); });
         console.out << "      file   " << IdentityText(file) << '\n';
     }
 }
@@ -152,9 +170,11 @@ std::string VerdictText(const ScanResult& result) {
 }
 
 /// Cleanups put them right, but they are no parasites and don't count for the verdict.
-void PrintSettings(const Console& console, const std::vector<SettingInfo>& settings) {
-    const auto suspects = static_cast<std::size_t>(
-        std::ranges::count(settings, SettingStatus::kSuspect, &SettingInfo::status));
+void PrintSettings(const Console& console, const std::vector<FoundSetting>& settings) {
+    const auto suspects =
+        static_cast<std::size_t>(std::ranges::count_if(settings, [](const FoundSetting& setting) {
+            return setting.info.status == SettingStatus::kSuspect;
+        }));
     if (suspects == 0) return;
     console.out << '\n'
                 << Counted(suspects, "setting of the browser is", "settings of the browser are")

@@ -6,6 +6,7 @@
 #include "cli/MachineSession.h"
 #include "cli/TextTable.h"
 #include "panels/SettingInfo.h"
+#include "platform/undo/RecordedOperation.h"
 #include "removal/CPaRemover.h"
 #include "resources/StringTable.h"
 #include "services/MAPI.h"
@@ -17,25 +18,34 @@ namespace {
 struct NumberedSetting {
     int number;
     SettingInfo info;
+    Text user;  // whose it is, of a machine of several users
 };
 
-std::vector<NumberedSetting> ReadSettings() {
-    RegistryAccess registry;
+/// The machine's once, each user's own.
+std::vector<NumberedSetting> ReadSettings(MachineSession& session) {
     std::vector<NumberedSetting> settings;
-    for (int number = 1; number <= kSettingCount; ++number) {
-        settings.push_back({number, GetSettingInfo(registry, number)});
-    }
+    session.ForEachUser([&](const Text& user) {
+        const bool isFirst = settings.empty();
+        RegistryAccess registry;
+        for (int number = 1; number <= kSettingCount; ++number) {
+            SettingInfo info = GetSettingInfo(registry, number);
+            const bool isOfUser = info.place.root == RegistryRoot::CurrentUser;
+            if (!isFirst && !isOfUser) continue;
+            settings.push_back({number, std::move(info), isOfUser ? user : Text()});
+        }
+    });
     return settings;
 }
 
 Json SettingsToJson(const std::vector<NumberedSetting>& settings) {
     Json list = Json::array();
-    for (const auto& [number, info] : settings) {
+    for (const auto& [number, info, user] : settings) {
         list.push_back({{"number", number},
                         {"description", TextToJson(info.description)},
                         {"value", TextToJson(info.value)},
                         {"status", TextToJson(info.status)},
                         {"shown", info.shown}});
+        if (!user.empty()) list.back()["user"] = TextToJson(user);
     }
     return list;
 }
@@ -48,10 +58,11 @@ std::string StatusText(const Text& status) {
 
 void PrintSettings(const Console& console, const std::vector<NumberedSetting>& settings) {
     TextTable table({"Status", "Setting", "Value"});
-    for (const auto& [number, info] : settings) {
+    for (const auto& [number, info, user] : settings) {
         if (!info.shown) continue;
-        table.AddRow(
-            {StatusText(info.status), PrintableText(info.description), PrintableText(info.value)});
+        const std::string whose = user.empty() ? "" : PrintableText(user) + ": ";
+        table.AddRow({StatusText(info.status), whose + PrintableText(info.description),
+                      PrintableText(info.value)});
     }
     table.Print(console);
 }
@@ -77,7 +88,7 @@ class SettingsCommand final : public Command {
     int Run(CommandContext& context) override {
         MachineSession session(context, restores_ ? ChangingUse(context, yes_) : SessionUse{});
         const int code = restores_ ? Restore(context, session) : ExitCode::Done;
-        const std::vector<NumberedSetting> settings = ReadSettings();
+        const std::vector<NumberedSetting> settings = ReadSettings(session);
         if (context.asJson) {
             Json document = session.NewDocument();
             document["items"] = SettingsToJson(settings);
@@ -98,10 +109,14 @@ class SettingsCommand final : public Command {
             context.console.err << "brackenfold: nothing was changed" << std::endl;
             return ExitCode::Failed;
         }
-        BackUpBeforeChange();
-        CPaRemover remover;
-        remover.Init(session.Log());
-        remover.RestoreConfigurationSettings();
+        session.ForEachUser([](const Text& user) { BackUpBeforeChange(user); });
+        const RecordedOperation operation(UndoOperation::kRestoreSettings);
+        session.ForEachUser([&](const Text&) {
+            CPaRemover remover;
+            remover.Init(session.Log());
+            remover.RestoreConfigurationSettings();
+        });
+        session.Commit();
         const std::vector<std::string> failures = session.Failures();
         for (const std::string& failure : failures) {
             context.console.err << "brackenfold: " << failure << '\n';

@@ -120,13 +120,14 @@ class UndoCommand final : public Command {
                            " can't be used: " + ToUtf8(StateTitle(record.state)));
     }
 
-    int Undo(CommandContext& context, const MachineSession& session, RecordId id) const {
+    int Undo(CommandContext& context, MachineSession& session, RecordId id) const {
         const UndoRecord record = UsableRecord(id);
         const std::string question = "Are you sure you want to undo '" +
                                      ToUtf8(OperationTitle(record.operation)) + "' of " +
                                      ToUtf8(record.time) + "?";
         if (!isDryRun_ && !IsWanted(context, question)) return ExitCode::Failed;
         const UndoResult result = Reported([&] { return TakeBack(id, {isForced_}); });
+        session.Commit();
         if (context.asJson) {
             PrintDocument(context, session, UndoToJson(result));
         } else {

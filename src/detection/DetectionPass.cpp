@@ -29,7 +29,7 @@ const StartupItem& Known(const StartupItem& item) {
 }
 
 Place PlaceOf(const RunningProgram& program, bool isProgram) {
-    return {isProgram ? Place::Kind::Process : Place::Kind::Module, program.path, {}};
+    return {isProgram ? Place::Kind::Process : Place::Kind::Module, program.path, {}, {}};
 }
 
 }  // namespace

@@ -45,11 +45,13 @@ void FindingList::AddRegistryPlaces(const std::vector<HelperObject>& helperObjec
         if (number != kNone) AddPlace(number, std::move(place));
     };
     for (const HelperObject& object : helperObjects) {
-        add(object.file, {Place::Kind::HelperObject, object.clsid, {}});
+        add(object.file, {Place::Kind::HelperObject, object.clsid, {}, {}});
     }
     for (const StartupItem& item : startupItems) {
-        add(item.file, {Place::Kind::Startup, item.valueName,
-                        RegistryAccess::RootName(item.root) + u'\\' + item.key});
+        add(item.file, {Place::Kind::Startup,
+                        item.valueName,
+                        RegistryAccess::RootName(item.root) + u'\\' + item.key,
+                        {}});
     }
     for (std::size_t i = 0; i < files_.size(); ++i) {
         auto& places = files_[i].places;

@@ -21,11 +21,25 @@ enum class Reason {
 
 /// Where a file shows itself.
 struct Place {
-    enum class Kind { HelperObject, Startup, Process, Module };
+    enum class Kind {
+        HelperObject,
+        Startup,
+        Process,
+        Module,
+        // What a Windows that isn't running starts; the detection itself meets none of them.
+        SessionManager,
+        Winlogon,
+        Service,
+        DelayLoad,
+        AppInit,
+        StartFolder,
+        IniFile,
+    };
 
     Kind kind = Kind::Process;
     Text name;  // the class, the value, the program, the program that loaded it
     Text key;   // of a registry value: its key with the root
+    Text user;  // whose place it is, of a machine of several users; else empty
 
     bool operator==(const Place&) const = default;
 };

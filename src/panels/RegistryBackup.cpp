@@ -76,12 +76,14 @@ Text BackupFolder(const Text& programFolder) {
     return programFolder + u"\\Backup";
 }
 
-Text WriteRegistryBackup(const Text& programFolder) {
+Text WriteRegistryBackup(const Text& programFolder, const Text& user) {
     const Text folder = BackupFolder(programFolder);
     FileUtil::CreateFolder(folder);
     const Text exports = ExportSettings();
     const CivilTime now = ToCivil(TheMachine().System().GetLocalTime());
-    const Text file = SysUtil::FormatTemplate(u"%1\\Backup %2.reg", {folder, FileDate(now)});
+    const Text behind = user.empty() ? Text() : u' ' + user;
+    const Text file =
+        SysUtil::FormatTemplate(u"%1\\Backup %2%3.reg", {folder, FileDate(now), behind});
     if (IsWindowsNT()) {
         FileUtil::WriteTextFile(
             file, WideDocument(u"Windows Registry Editor Version 5.00\r\n" + exports));

@@ -98,8 +98,11 @@ TEST(Scan, TakesEachInventoryOnce) {
         EXPECT_EQ(detector.Detect().files.size(), 2U);
     });
     EXPECT_EQ(calls([](DetectionFixture& fixture) {
-                  const ScanResult result =
-                      Scan(fixture.log, true, [] { return std::vector<Unreadable>(); });
+                  const ScanResult result = Scan({fixture.log,
+                                                  [](const auto& work) { work({}); },
+                                                  {},
+                                                  [] { return std::vector<Unreadable>(); }},
+                                                 true);
                   EXPECT_EQ(result.files.size(), 2U);
                   EXPECT_EQ(result.programsSeen, 1U);
               }),

@@ -50,7 +50,7 @@ TEST(Usage, NamesTheFaultOfAMalformedImage) {
         std::map<std::string, std::string> files;
         const char* message;
     } rows[] = {
-        {"no facts", {}, "machine.json: is missing"},
+        {"no facts", {}, "holds no Windows: looked for machine.json"},
         {"no JSON", {{"machine.json", "{\n  oops\n}"}}, "machine.json:2: "},
         {"bad line",
          {{"machine.json", family}, {"registry/a.reg", "REGEDIT4\n\n[HKEY_USERS\\A]\nnonsense\n"}},

@@ -67,7 +67,7 @@ TEST(DiskVolume, FindsFilesByAnyNameThatWindowsHasForThemAndNothingElse) {
         {u"C:\\Circle\\a", u"", kNowhere},
         {u"C:\\Loop", u"", SystemError::FileNotFound},
         {u"C:\\Out\\secret", u"", kNowhere},
-        {u"C:\\OutByName\\secret", u"", kNowhere},
+        {u"C:\\OutByName\\secret", u"", SystemError::PathNotFound},
         {u"C:\\Unknown", u"", kNowhere},
         {u"C:\\pipe", u"", SystemError::FileNotFound},
         {u"C:\\back\\slash", u"", SystemError::PathNotFound},

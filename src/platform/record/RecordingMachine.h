@@ -22,6 +22,7 @@ struct RecordedChange {
     std::vector<std::pair<Text, RegistryValue>> deletedValues;  // of a key, those that can be read
     std::uint32_t processId = 0;
     Status outcome;
+    Text user;  // whose HKEY_CURRENT_USER it was, a key below HKEY_USERS; empty if there is but one
 };
 
 /// Keeps a list of the changes that are asked of its machine, failed ones too, in order. What the

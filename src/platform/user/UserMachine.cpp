@@ -13,6 +13,15 @@ UserMachine::UserRegistry::Place UserMachine::UserRegistry::PlaceOf(RegistryRoot
     return {RegistryRoot::Users, subkey.empty() ? user_ : user_ + u'\\' + Text(subkey)};
 }
 
+UserMachine::UserRegistry::Place UserMachine::UserRegistry::PlaceToChange(RegistryRoot root,
+                                                                          TextView subkey) {
+    if (root == RegistryRoot::ClassesRoot && hasClasses_ && !subkey.starts_with(u'\\')) {
+        Place own{RegistryRoot::Users, user_ + u"\\Software\\Classes\\" + Text(subkey)};
+        if (target_.RegEnumValueW(own.root, own.key).IsOk()) return own;
+    }
+    return PlaceOf(root, subkey);
+}
+
 Result<RegistryValue> UserMachine::UserRegistry::RegQueryValueExW(RegistryRoot root,
                                                                   TextView subkey, TextView name) {
     const Place place = PlaceOf(root, subkey);
@@ -21,13 +30,13 @@ Result<RegistryValue> UserMachine::UserRegistry::RegQueryValueExW(RegistryRoot r
 
 Status UserMachine::UserRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
                                                  const RegistryValue& value) {
-    const Place place = PlaceOf(root, subkey);
+    const Place place = PlaceToChange(root, subkey);
     return target_.RegSetValueExW(place.root, place.key, name, value);
 }
 
 Status UserMachine::UserRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey,
                                                   TextView name) {
-    const Place place = PlaceOf(root, subkey);
+    const Place place = PlaceToChange(root, subkey);
     return target_.RegDeleteValueW(place.root, place.key, name);
 }
 
@@ -44,7 +53,7 @@ Result<std::vector<Text>> UserMachine::UserRegistry::RegEnumValueW(RegistryRoot 
 }
 
 Status UserMachine::UserRegistry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
-    const Place place = PlaceOf(root, subkey);
+    const Place place = PlaceToChange(root, subkey);
     return target_.RegDeleteKeyW(place.root, place.key);
 }
 

@@ -10,8 +10,9 @@ class UserMachine final : public ForwardMachine {
   public:
     explicit UserMachine(Machine& target);
 
-    /// The user's key below HKEY_USERS; empty for HKEY_CURRENT_USER as it is.
-    void SetUser(Text key) { registry_.SetUser(std::move(key)); }
+    /// The user's key below HKEY_USERS; empty for HKEY_CURRENT_USER as it is. A user with classes
+    /// has them before the machine's in HKEY_CLASSES_ROOT.
+    void SetUser(Text key, bool hasClasses) { registry_.SetUser(std::move(key), hasClasses); }
 
     Registry& RegistryKeys() override { return registry_; }
 
@@ -19,7 +20,10 @@ class UserMachine final : public ForwardMachine {
     class UserRegistry final : public Registry {
       public:
         explicit UserRegistry(Registry& target) : target_(target) {}
-        void SetUser(Text key) { user_ = std::move(key); }
+        void SetUser(Text key, bool hasClasses) {
+            user_ = std::move(key);
+            hasClasses_ = hasClasses;
+        }
 
         Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
                                                TextView name) override;
@@ -36,9 +40,12 @@ class UserMachine final : public ForwardMachine {
             Text key;
         };
         Place PlaceOf(RegistryRoot root, TextView subkey) const;
+        /// The same for a change: a key that is among the user's classes is the user's.
+        Place PlaceToChange(RegistryRoot root, TextView subkey);
 
         Registry& target_;
         Text user_;
+        bool hasClasses_ = false;
     };
 
     UserRegistry registry_;

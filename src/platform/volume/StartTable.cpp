@@ -17,12 +17,9 @@ constexpr TextView kCurrentNT = u"Software\\Microsoft\\Windows NT\\CurrentVersio
 constexpr TextView kCurrent32 = u"Software\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion";
 constexpr TextView kCurrentNT32 = u"Software\\Wow6432Node\\Microsoft\\Windows NT\\CurrentVersion";
 constexpr TextView kControlSet = u"System\\CurrentControlSet";
-constexpr TextView kRunKeys[] = {u"Run",
-                                 u"RunServices",
-                                 u"RunOnce",
-                                 u"RunOnce\\Setup",
-                                 u"RunServicesOnce",
-                                 u"policies\\Explorer\\Run"};
+constexpr TextView kRunKeys[] = {u"Run", u"RunOnce", u"RunOnce\\Setup", u"policies\\Explorer\\Run"};
+/// The NT family doesn't look at them. Wine does, for a program of its own that ends at once.
+constexpr TextView kRunServicesKeys[] = {u"RunServices", u"RunServicesOnce"};
 /// Identifiers are multiples of 4; the first ones are the system's own.
 constexpr std::uint32_t kFirstId = 256;
 constexpr std::uint32_t kIdStep = 4;
@@ -371,16 +368,20 @@ class Builder {
 
     // ------------------------------------------------------------ the user's logon
 
+    void AddRunKey(const Where& where, const Text& key) {
+        for (const Text& name : Names(where, key)) {
+            Start(String(where, key, name), Kind::Run, name, where.user);
+        }
+    }
+
     void AddRunKeys(const Where& where) {
         for (const TextView above : {kCurrent, kCurrent32}) {
-            for (const TextView run : kRunKeys) {
-                const Text key = KeyBelow(above, run);
-                for (const Text& name : Names(where, key)) {
-                    Start(String(where, key, name), Kind::Run, name, where.user);
-                }
-            }
+            for (const TextView run : kRunKeys) AddRunKey(where, KeyBelow(above, run));
         }
-        if (!facts_.IsNT()) return;
+        if (!facts_.IsNT()) {
+            for (const TextView run : kRunServicesKeys) AddRunKey(where, KeyBelow(kCurrent, run));
+            return;
+        }
         const Text key = KeyBelow(kCurrentNT, u"Windows");
         for (const TextView name : {u"Load", u"Run"}) {
             for (const Text& line : Parts(String(where, key, name), u",")) {
