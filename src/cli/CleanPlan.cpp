@@ -14,8 +14,6 @@
 namespace bkfd {
 namespace {
 
-constexpr TextView kOwnKey = u"software\\tarnwick labs\\";
-
 /// The file that a finding means: without a prefix of the kernel's, and without a stream.
 Text FileOf(const Text& found) {
     constexpr std::size_t kBehindDrive = 4;

@@ -15,8 +15,6 @@
 namespace bkfd {
 namespace {
 
-constexpr TextView kOwnKey = u"software\\tarnwick labs\\";
-
 /// Sorts the changes into the result, one at a time and in order.
 class Summary {
   public:

@@ -11,6 +11,9 @@
 
 namespace bkfd {
 
+/// Where the program keeps what it notes for itself, lower-cased, below a root.
+inline constexpr TextView kOwnKey = u"software\\tarnwick labs\\";
+
 struct DeletedStartup {
     Text key;  // with its root
     Text valueName;

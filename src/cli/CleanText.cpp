@@ -94,8 +94,9 @@ void PrintClean(const Console& console, const CleanResult& result, const char* d
            : result.isRestarted ? ", and Windows restarted"
                                 : "; Windows still has to be restarted";
     if (isDryRun) end = "Dry run: nothing of this was done";
-    if (!result.plan.empty())
+    if (!result.plan.empty()) {
         end = "Plan: nothing of this was done yet; on that machine run fix.bat";
+    }
     console.out << console.Bold(end + ".") << '\n';
     for (const std::string& file : result.plan) {
         console.out << "  " << PrintableText(FromUtf8(file)) << '\n';

@@ -46,8 +46,9 @@ std::vector<MappedFile> OpenLogs(const std::string& path,
 
 /// Zeros stand in place of what the disk didn't give.
 void TellDiskError(const MappedFile& file, RegistryVisitor& visitor) {
-    if (file.HasFailed())
+    if (file.HasFailed()) {
         visitor.OnUnreadable({}, "the disk gives an error for a part of the file");
+    }
 }
 
 void WalkHiveFile(const std::string& path, MappedFile file, const RegistryFileOptions& options,

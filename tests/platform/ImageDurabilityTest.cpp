@@ -467,8 +467,9 @@ void ChangeAtRandom(Machine& machine, std::mt19937& random) {
         return Text(all[random() % sizeof...(choices)]);
     };
     Text key = u"Software";
-    for (auto depth = random() % 3; depth > 0; --depth)
+    for (auto depth = random() % 3; depth > 0; --depth) {
         key += pick(u"\\A", u"\\a", u"\\B", u"\\A b");
+    }
     const Text name = pick(u"", u"x", u"X", u"y", u"z");
     const Text file = pick(u"C:\\a.exe", u"C:\\A.EXE", u"C:\\f\\b.dll", u"C:\\g\\b.dll");
     const Text other = pick(u"C:\\f\\A.exe", u"C:\\c.txt", u"C:\\a.exe", u"C:\\f\\c");

@@ -77,8 +77,9 @@ void WineStore::Parse() {
              {},
              item.name,
              item.kind == WineRegKind::Value});
-        if (item.kind == WineRegKind::Value)
+        if (item.kind == WineRegKind::Value) {
             key->values[ToLower(item.name)] = &section.lines.back();
+        }
     }
 }
 
