@@ -4,16 +4,16 @@
 #
 #   tests/windows/run.sh BUILD-FOLDER [GROUP...]
 #
-# Groups, all of them if none is named: units, startup, cleanup, walk, support, plan.
+# Groups, all of them if none is named: units, startup, cleanup, walk, support, plan, prefix.
 set -uo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build=$(realpath -e "${1:?usage: tests/windows/run.sh BUILD-FOLDER [GROUP...]}") || exit 1
 shift
-groups=" ${*:-units startup cleanup walk support plan} "
+groups=" ${*:-units startup cleanup walk support plan prefix} "
 for group in $groups; do
     case $group in
-        units | startup | cleanup | walk | support | plan) ;;
-        *) echo "$group is no group; there are units, startup, cleanup, walk, support and plan" >&2; exit 1 ;;
+        units | startup | cleanup | walk | support | plan | prefix) ;;
+        *) echo "$group is no group; there are units, startup, cleanup, walk, support, plan and prefix" >&2; exit 1 ;;
     esac
 done
 for tool in wine wineserver Xvfb xdotool; do
@@ -51,6 +51,7 @@ gtest() {
 . "$here/support_checks.sh"
 . "$here/../../tools/hijack_prefix.sh"
 . "$here/plan_checks.sh"
+. "$here/prefix_checks.sh"
 
 is_asked_for() { [[ $groups == *" $1 "* ]]; }
 
@@ -72,6 +73,7 @@ for family in win10 win98; do
     is_asked_for support && support_checks $family
 done
 is_asked_for plan && plan_checks
+is_asked_for prefix && prefix_checks
 if is_asked_for units; then
     check "144 dots per inch: set" set_resolution 144
     check "144 dots per inch: mirror of every control" run_wine 60 "$build/tests/windows/mirror_test.exe"

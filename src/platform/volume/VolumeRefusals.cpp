@@ -7,7 +7,9 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <string_view>
+#include <vector>
 
 #include "platform/files/HostFiles.h"
 
@@ -36,20 +38,38 @@ bool IsHibernated(const std::string& drive) {
     return false;
 }
 
+/// Where servers of that user's prefixes have their folders. Debian's Wine has them in the user's
+/// run-time folder, or else in one below /tmp whose name stands in the prefix.
+std::vector<std::string> ServerFolders(const std::string& prefix, uid_t user) {
+    constexpr std::size_t kLongestName = 64;
+    const std::string number = std::to_string(user);
+    std::vector<std::string> folders = {"/tmp/.wine-" + number, "/run/user/" + number + "/wine"};
+    const std::string name = FirstBytes(prefix + "/wineserver", kLongestName);
+    if (name.starts_with("wine-") && name.find('/') == std::string::npos) {
+        folders.push_back("/tmp/" + name);
+        const char* const temporary = std::getenv("TMPDIR");
+        if (temporary != nullptr) folders.push_back(std::string(temporary) + '/' + name);
+    }
+    return folders;
+}
+
 /// The server locks a file in a folder that is named by the prefix's device and inode.
 bool IsWineServerAtWork(const std::string& prefix) {
     struct stat facts {};
     if (stat(prefix.c_str(), &facts) != 0) return false;
-    char name[128];
-    std::snprintf(name, sizeof name, "/tmp/.wine-%u/server-%llx-%llx/lock", facts.st_uid,
+    char name[64];
+    std::snprintf(name, sizeof name, "/server-%llx-%llx/lock",
                   static_cast<unsigned long long>(facts.st_dev),
                   static_cast<unsigned long long>(facts.st_ino));
-    const HostFile file(OpenUntouched(name, 0));
-    if (!file.IsOpen()) return false;
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    return fcntl(file.Get(), F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    for (const std::string& folder : ServerFolders(prefix, facts.st_uid)) {
+        const HostFile file(OpenUntouched(folder + name, 0));
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        if (!file.IsOpen() || fcntl(file.Get(), F_GETLK, &lock) != 0) continue;
+        if (lock.l_type != F_UNLCK) return true;
+    }
+    return false;
 }
 
 }  // namespace
