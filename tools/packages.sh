@@ -7,6 +7,7 @@ packages_windows="g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 libz-mingw
 packages_wine="wine wine64 fonts-wine xvfb xauth xdotool imagemagick faketime"
 packages_checks="python3-jsonschema clang-format clang-tidy clang libclang-rt-dev shellcheck libxml2-utils zip unzip p7zip-full git"
 packages_hives="libhivex-bin python3-hivex reglookup libregf-utils libcreg-utils xz-utils"
+packages_volumes="ntfs-3g attr"
 
 # need_packages NAME...: installs those that are missing; needs root or sudo for that alone.
 need_packages() {
