@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Shows the main job on a machine image: what is found, the cleanup, that nothing is left, and the undo.
-# Usage: tools/show_cleanup.sh PROGRAM IMAGE
+# Shows the main job on a machine, an image or a volume: what is found, the cleanup, that nothing is left, and the undo.
+# Usage: tools/show_cleanup.sh PROGRAM FOLDER
 set -euo pipefail
 program=$1
 image=$2
@@ -33,4 +33,6 @@ headline "The same scan once more: the machine is as it was"
 expect 1 "$program" --machine "$image" scan
 
 headline "What the program's own log tells of it"
-tail -n 12 "$image/drives/c/Program Files/Brackenfold/BKFD.log"
+drive=$image
+[ ! -d "$image/drives/c" ] || drive=$image/drives/c
+tail -n 12 "$drive/Program Files/Brackenfold/BKFD.log"
