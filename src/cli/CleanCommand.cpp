@@ -43,7 +43,12 @@ class CleanCommand final : public Command {
         if (!planFolder_.empty()) run_.BeDryRun();
         MachineSession session(context, run_.Use(context));
         std::optional<CleanPlanner> planner;
-        if (!planFolder_.empty()) planner.emplace();
+        if (!planFolder_.empty()) {
+            int users = 0;
+            session.ForEachUser([&](const Text&) { ++users; });
+            if (users > 1) throw CommandError("a plan is for one user: --user NAME says for which");
+            planner.emplace();
+        }
         const int code = run_.Run(
             context, session, StringId::AskCleanUp, "Cleaned up",
             [&](auto& expected) {

@@ -25,6 +25,15 @@ Text FileOf(const Text& found) {
     return path;
 }
 
+/// Whoever runs the plan is its user.
+RecordedChange AsCurrentUser(RecordedChange change) {
+    if (change.root != RegistryRoot::Users) return change;
+    const std::size_t end = change.name.find(u'\\');
+    change.root = RegistryRoot::CurrentUser;
+    change.name.erase(0, end == Text::npos ? end : end + 1);
+    return change;
+}
+
 }  // namespace
 
 CleanPlanner::CleanPlanner() {
@@ -45,7 +54,8 @@ CleanPlanner::CleanPlanner() {
 CleanPlan CleanPlanner::Make(const std::vector<RecordedChange>& changes) const {
     CleanPlan plan;
     PlanRegistry registry(plan.failed);
-    for (const RecordedChange& change : changes) {
+    for (const RecordedChange& asked : changes) {
+        const RecordedChange change = AsCurrentUser(asked);
         // The list of removed files is told below, and there is no time of a cleanup.
         if (!ToLower(change.name).starts_with(kOwnKey)) registry.Add(change);
     }

@@ -5,7 +5,7 @@
 #include "base/Utf16Bytes.h"
 #include "platform/RootNames.h"
 #include "services/ApplicationState.h"
-#include "services/SysUtil.h"
+#include "services/WindowsVersionText.h"
 
 namespace bkfd {
 namespace {
@@ -71,15 +71,10 @@ class Sections {
 }  // namespace
 
 PlanRegistry::PlanRegistry(std::vector<FailedChange>& failed) : failed_(failed) {
-    std::int32_t major = 0;
-    std::int32_t minor = 0;
-    std::int32_t build = 0;
-    std::int32_t platformId = 0;
-    Text servicePack;
-    (void)SysUtil::GetWindowsVersion(major, minor, build, platformId, servicePack);
+    const WindowsVersionFacts version = ReadWindowsVersion();
     constexpr std::int32_t kMinorOf98 = 10;
-    format_ = gIsNT && major >= 5 ? RegFormat::Version5 : RegFormat::Regedit4;
-    deletes_ = gIsNT || minor >= kMinorOf98;
+    format_ = gIsNT && version.major >= 5 ? RegFormat::Version5 : RegFormat::Regedit4;
+    deletes_ = gIsNT || version.minor >= kMinorOf98;
 }
 
 bool PlanRegistry::Fits(TextView text) const {

@@ -96,7 +96,7 @@ undone_plan_is_as_before() {
 }
 
 plan_checks() {
-    cp -r "$plan_machine" "$work/plan_machine"
+    "$here/../../tools/make_volume.py" "$plan_machine" "$work/plan_machine"
     check "plan: hijacked prefix" plan_prefix
     check "plan: made" make_plan "$work/plan_machine"
     check "plan: carried out and undone" undone_plan_is_as_before

@@ -418,7 +418,7 @@ MaybeError WhyNotToChangeRegistry(const FoundWindows& found) {
     if (found.kind != VolumeKind::Windows9x) return std::nullopt;
     return VolumeError{found.folder +
                        ": the registry of this family of Windows is only read, never written; "
-                       "--dry-run says what would be done"};
+                       "clean --plan FOLDER writes files by which that machine does it itself"};
 }
 
 }  // namespace
