@@ -96,7 +96,7 @@ undone_plan_is_as_before() {
 }
 
 plan_checks() {
-    "$here/../../tools/make_volume.py" "$plan_machine" "$work/plan_machine"
+    cp -r "$plan_machine" "$work/plan_machine"  # whose programs run, unlike those of a volume
     check "plan: hijacked prefix" plan_prefix
     check "plan: made" make_plan "$work/plan_machine"
     check "plan: carried out and undone" undone_plan_is_as_before
