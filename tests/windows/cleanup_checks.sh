@@ -53,7 +53,8 @@ import_text() {
         printf '\xff\xfe'
         { echo 'Windows Registry Editor Version 5.00'; cat; } | sed 's/$/\r/' | iconv -f UTF-8 -t UTF-16LE
     } >"$work/set.reg"
-    run_wine 30 regedit /S "Z:${work//\//\\}\\set.reg"
+    # Once more where Wine can't start it, which happens beside a busy build; it changes nothing then.
+    run_wine 30 regedit /S "Z:${work//\//\\}\\set.reg" || run_wine 30 regedit /S "Z:${work//\//\\}\\set.reg"
 }
 
 # set_values: "KEY|NAME|DATA" lines go into the registry.

@@ -55,7 +55,7 @@ server_keeps_it() {
 is_server_there() {
     local folder
     folder=server-$(stat -c %D "$work/other_prefix")-$(printf %x "$(stat -c %i "$work/other_prefix")")
-    find /tmp/.wine-* /tmp/wine-* /run/user/*/wine -maxdepth 2 -path "*/$folder/socket" 2>/dev/null | grep -q .
+    [ -n "$(find /tmp/.wine-* /tmp/wine-* /run/user/*/wine -maxdepth 2 -path "*/$folder/socket" 2>/dev/null)" ]
 }
 
 cleaned_prefix() {
