@@ -16,12 +16,19 @@ inline constexpr int Done = 0;        // or: nothing found
 inline constexpr int Parasites = 1;   // found
 inline constexpr int Failed = 2;      // or: bad usage
 inline constexpr int Incomplete = 3;  // a registry key or a file could not be read
+inline constexpr int TryAgain = 4;    // of records: something was missing for a while
 }  // namespace ExitCode
 
 /// A failure that ends the command: one line for the user, exit code 2.
 class CommandError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
+};
+
+/// A failure whose cause goes by, such as a machine that is in use.
+class PassingError : public CommandError {
+  public:
+    using CommandError::CommandError;
 };
 
 /// What the command line says of a machine that doesn't tell it itself; nothing of an image.

@@ -8,16 +8,16 @@
 namespace bkfd {
 namespace {
 
-/// As the library indents, but for the strings.
+/// As the library writes, indented or in one line, but for the strings.
 class Writer {
   public:
-    explicit Writer(std::string& text) : text_(text) {}
+    Writer(std::string& text, bool isIndented) : text_(text), isIndented_(isIndented) {}
 
     void Write(const Json& value) {
         if (value.is_object()) {
             WriteList('{', '}', value.items(), [&](const auto& member) {
                 AppendJsonString(text_, FromWtf8(member.key()));
-                text_ += ": ";
+                text_ += isIndented_ ? ": " : ":";
                 Write(member.value());
             });
         } else if (value.is_array()) {
@@ -46,9 +46,12 @@ class Writer {
         text_ += close;
     }
 
-    void BreakLine() { text_.append(1, '\n').append(2 * depth_, ' '); }
+    void BreakLine() {
+        if (isIndented_) text_.append(1, '\n').append(2 * depth_, ' ');
+    }
 
     std::string& text_;
+    bool isIndented_;
     std::size_t depth_ = 0;
 };
 
@@ -60,7 +63,13 @@ Json TextToJson(TextView text) {
 
 void PrintJson(std::ostream& out, const Json& document) {
     std::string text;
-    Writer(text).Write(document);
+    Writer(text, true).Write(document);
+    out << text << '\n';
+}
+
+void PrintJsonLine(std::ostream& out, const Json& document) {
+    std::string text;
+    Writer(text, false).Write(document);
     out << text << '\n';
 }
 

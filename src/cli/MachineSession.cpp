@@ -119,7 +119,10 @@ OpenedMachine OpenImage(const CommandContext& context) {
             "--program-folder and --windows-folder are for volumes");
     }
     auto loaded = LoadMachineImage(context.machine);
-    if (const auto* error = std::get_if<ImageError>(&loaded)) throw CommandError(error->Describe());
+    if (const auto* error = std::get_if<ImageError>(&loaded)) {
+        if (error->goesBy) throw PassingError(error->Describe());
+        throw CommandError(error->Describe());
+    }
     return {std::move(std::get<std::unique_ptr<ImageMachine>>(loaded)), nullptr};
 }
 
@@ -165,7 +168,7 @@ MachineSession::MachineSession(CommandContext& context, SessionUse use)
     }
     if (!context.console.isInTerminal) parts_->toolkit.ReadKeysFromLines();
     parts_->toolkit.DropTypedAheadBy(context.console.dropTypedAhead);
-    name_ = std::filesystem::weakly_canonical(context.machine).filename().string();
+    hostFolder_ = std::filesystem::weakly_canonical(context.machine).string();
     if (!use.changes) return;
     log_->PassOnTo([&messages = messages_] { return OpenLogFiles(messages); });
 }
@@ -234,6 +237,26 @@ std::vector<StartPlace> MachineSession::StartPlaces() const {
     return parts_->opened.volume->StartPlaces();
 }
 
+std::vector<std::string> MachineSession::RegistryFiles() const {
+    if (parts_->opened.volume) return parts_->opened.volume->RegistryFiles();
+    std::vector<std::string> files = {hostFolder_ + "/machine.json"};
+    std::error_code ignored;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(hostFolder_ + "/registry", ignored)) {
+        files.push_back(entry.path().string());
+    }
+    const std::string journal = hostFolder_ + "/registry.journal";
+    if (std::filesystem::exists(journal, ignored)) files.push_back(journal);
+    return files;
+}
+
+std::optional<std::string> MachineSession::HostPath(const Text& path) const {
+    const auto host = parts_->opened.volume ? parts_->opened.volume->HostPath(path)
+                                            : parts_->opened.image->HostPath(path);
+    if (!host.IsOk()) return std::nullopt;
+    return host.value;
+}
+
 TerminalToolkit& MachineSession::Toolkit() {
     return parts_->toolkit;
 }
@@ -248,7 +271,8 @@ void MachineSession::ConnectToNetwork() {
 std::vector<Unreadable> MachineSession::CollectUnreadable() {
     std::vector<Unreadable> unreadable;
     for (const UnreadableItem& item : parts_->witness.Unreadable()) {
-        unreadable.push_back({item.kind, item.name, SysUtil::SystemErrorText(item.error)});
+        unreadable.push_back(
+            {item.kind, item.name, SysUtil::SystemErrorText(item.error), item.error});
     }
     if (parts_->opened.volume) {
         for (const VolumeProblem& problem : parts_->opened.volume->Problems()) {
@@ -296,7 +320,7 @@ Json MachineSession::NewDocument() const {
     return {{"schema", kSchema},
             {"machine",
              {{"kind", NameOf(parts_->opened)},
-              {"name", TextToJson(FromHostName(name_))},
+              {"name", TextToJson(FromHostName(hostFolder_.substr(hostFolder_.rfind('/') + 1)))},
               {"windows", TextToJson(WindowsText())},
               {"family", gIsNT ? "nt" : "9x"},
               {"users", std::move(users)}}}};

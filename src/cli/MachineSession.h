@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "cli/Command.h"
@@ -33,6 +34,7 @@ struct Unreadable {
     Text kind;  // as the witness says, or "step" for a failed operation of the engine
     Text name;
     Text error;
+    std::uint32_t code = 0;  // of `SystemError`; 0 where only the text is known
 
     /// A process that can't be opened is usual and takes nothing from the results.
     bool MakesIncomplete() const { return kind != u"process"; }
@@ -76,6 +78,12 @@ class MachineSession {
     bool IsRunning() const;
     /// What starts the programs that the machine would run; none for one that has processes.
     std::vector<StartPlace> StartPlaces() const;
+    /// The host's paths of the files that hold the registry, those of an image with machine.json.
+    std::vector<std::string> RegistryFiles() const;
+    /// Where a file of the machine lies on the host.
+    std::optional<std::string> HostPath(const Text& path) const;
+    /// The machine's folder on the host, without links in it.
+    const std::string& HostFolder() const { return hostFolder_; }
     /// What was asked of the machine so far to be changed.
     std::vector<RecordedChange> Changes() const;
     /// The record of what was changed last, by which it can be undone; 0 if nothing was changed.
@@ -104,7 +112,7 @@ class MachineSession {
     std::ostream& messages_;
     std::vector<Turn> turns_;
     bool isGivenUp_ = false;  // the registry of a volume couldn't be written
-    std::string name_;        // of the image's folder
+    std::string hostFolder_;
     std::shared_ptr<MemoryLog> log_ = std::make_shared<MemoryLog>();
     LoggerRef logger_ = log_;
     std::unique_ptr<Parts> parts_;

@@ -1,9 +1,13 @@
+#include <new>
 #include <nlohmann/json.hpp>
+#include <ostream>
 
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
 #include "cli/ProgressLine.h"
+#include "cli/ScanRecord.h"
 #include "cli/ScanResult.h"
+#include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
 namespace {
@@ -15,7 +19,11 @@ there are any, 3 if none was found but something could not be read.
 With --json: {"verdict": "clean", "parasites" or "incomplete",
 "files": [{"path", "reasons", "places", "exists", "size", "hash", "sha256",
 "company", "description"}], "bhos", "suspicious": as files, "settings",
-"unreadable": [{"kind", "name", "error"}]})";
+"unreadable": [{"kind", "name", "error"}]}
+
+--record prints one line of JSON that is complete in itself, for one of many machines;
+brackenfold-fleet collects such lines. Exit codes then: 0 done, whatever was found;
+2 failed; 3 not all could be read; 4 something was missing for a while, try again.)";
 
 class ScanCommand final : public Command {
   public:
@@ -25,10 +33,18 @@ class ScanCommand final : public Command {
     void Declare(CommandOptions& options) override {
         options.AddFlag("--suspicious", wantsSuspicious_,
                         "Also list what merely looks wrong: files that name no company");
+        options.AddFlag("--record", isRecord_, "Print the record of one of many machines");
+        options.AddValue("--name", "NAME", record_.name,
+                         "The machine's name in the record, instead of that of its folder");
+        options.AddFlag("--times", record_.wantsTimes, "Also say in the record when things were");
         options.Explain(kScanHelp);
     }
 
     int Run(CommandContext& context) override {
+        if (isRecord_) return RunForRecord(context);
+        if (!record_.name.empty() || record_.wantsTimes) {
+            throw CommandError("--name and --times are for --record");
+        }
         MachineSession session(context);
         const ScanResult result = [&] {
             const ProgressLine progress(context.console, "Looking for parasites");
@@ -45,7 +61,37 @@ class ScanCommand final : public Command {
     }
 
   private:
+    /// What failed for a cause that goes by is worth another try, anything else isn't.
+    int RunForRecord(CommandContext& context) const {
+        Console& console = context.console;
+        const auto fail = [&](const char* why, int code) {
+            console.err << "brackenfold: " << PrintableText(FromUtf8(why)) << std::endl;
+            return code;
+        };
+        try {
+            return PrintRecord(context);
+        } catch (const PassingError& error) {
+            return fail(error.what(), ExitCode::TryAgain);
+        } catch (const CommandError& error) {
+            const bool goesBy = IsShortOfResources(context.machine);
+            return fail(error.what(), goesBy ? ExitCode::TryAgain : ExitCode::Failed);
+        } catch (const std::bad_alloc&) {
+            return fail("there is not enough memory", ExitCode::TryAgain);
+        }
+    }
+
+    int PrintRecord(CommandContext& context) const {
+        MachineSession session(context);
+        const ScanResult result = Scan(session, wantsSuspicious_);
+        PrintJsonLine(context.console.out, MakeRecord(session, result, record_));
+        context.console.out.flush();
+        if (!context.console.out) throw PassingError("the record could not be written");
+        return ExitCodeOf(result.unreadable);
+    }
+
     bool wantsSuspicious_ = false;
+    bool isRecord_ = false;
+    RecordOptions record_;
 };
 
 }  // namespace

@@ -22,14 +22,18 @@ const pid_t kTests = getpid();  // not a child that a test restricts
 void KeepDocument(const Strings& arguments, const std::string& document) {
     const char* const folder = std::getenv("BKFD_DOCUMENTS");
     if (folder == nullptr || document.empty() || getpid() != kTests) return;
-    if (std::ranges::find(arguments, "--json") == arguments.end()) return;
+    const auto has = [&](const char* option) {
+        return std::ranges::find(arguments, option) != arguments.end();
+    };
+    if (!has("--json") && !has("--record")) return;
     auto command = arguments.begin();
     while (command->starts_with("--")) command += *command == "--machine" ? 2 : 1;
+    const std::string schema = has("--record") ? "record" : *command;
     static int number = 0;
     fs::create_directories(folder);
     const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
-    std::ofstream(fs::path(folder) / (*command + "." + test->test_suite_name() + "." +
-                                      test->name() + "." + std::to_string(++number) + ".json"))
+    std::ofstream(fs::path(folder) / (schema + "." + test->test_suite_name() + "." + test->name() +
+                                      "." + std::to_string(++number) + ".json"))
         << document;
 }
 

@@ -40,6 +40,9 @@ constexpr ErrnoRow kErrnoRows[] = {
     {ENOTEMPTY, SystemError::AccessDenied},
     {ENAMETOOLONG, SystemError::FilenameTooLong},
     {EINVAL, SystemError::InvalidParameter},
+    {ENOMEM, SystemError::NotEnoughMemory},
+    {EMFILE, SystemError::NotEnoughMemory},
+    {ENFILE, SystemError::NotEnoughMemory},
 };
 
 constexpr char16_t kByteBase = 0xDC00;

@@ -74,6 +74,8 @@ class LoadedImage final : private ImageParts,
         return std::nullopt;
     }
 
+    Result<std::string> HostPath(TextView file) override { return volume.HostPath(file); }
+
     Status Fold() override {
         if (!isChanged_) return {};
         Status status = registryFiles_.Save();
@@ -179,7 +181,7 @@ std::variant<std::unique_ptr<ImageMachine>, ImageError> LoadMachineImage(
     HostFile lock(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!lock.IsOpen()) return ImageError{path, 0, "", "is no folder that can be read"};
     if (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
-        return ImageError{path, 0, "", "the image is in use by another process"};
+        return ImageError{path, 0, "", "the image is in use by another process", true};
     }
     const std::string file = path + kSettingsFile;
     const auto content = ReadHostFile(file);

@@ -18,6 +18,8 @@ class ImageMachine : public ModelMachine {
     /// Folds the journal into the image's files. After a failure the journal keeps what it has,
     /// and the next load tries again.
     virtual Status Fold() = 0;
+    /// Where a file or folder lies on the host.
+    virtual Result<std::string> HostPath(TextView path) = 0;
 
   protected:
     using ModelMachine::ModelMachine;

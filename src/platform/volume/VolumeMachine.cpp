@@ -20,6 +20,8 @@ constexpr RegistryRoot kLocalMachine = RegistryRoot::LocalMachine;
 constexpr RegistryRoot kUsers = RegistryRoot::Users;
 constexpr RegistryRoot kCurrentUser = RegistryRoot::CurrentUser;
 constexpr TextView kClasses = u"Software\\Classes";
+/// The machine's and the users' part of the 95 family's registry, in the Windows folder.
+constexpr const char* k95Files[] = {"SYSTEM.DAT", "USER.DAT"};
 /// The key of a prefix's only user, as Wine has it.
 constexpr TextView kWineUser = u"S-1-5-21-0-0-0-1000";
 constexpr TextView kDefaultUser = u".DEFAULT";
@@ -224,25 +226,22 @@ class NTVolume {
 // ---------------------------------------------------------------- the 95 family
 
 MaybeError Open95(VolumeParts& parts) {
-    constexpr struct {
-        const char* file;
-        RegistryRoot root;
-    } kFiles[] = {{"SYSTEM.DAT", kLocalMachine}, {"USER.DAT", kUsers}};
+    constexpr RegistryRoot kRoots[] = {kLocalMachine, kUsers};
     VolumeRegistry::Store users;
     // The code page of the texts stands in the registry itself.
     for (std::uint32_t page = 1252, known = 0; page != known;) {
         known = page;
         CodePage codePage(page);
         parts.problems.clear();
-        for (const auto& file : kFiles) {
-            const std::string path = FindInAnyCase(parts.found.windowsHost, file.file);
+        for (std::size_t i = 0; i < std::size(k95Files); ++i) {
+            const std::string path = FindInAnyCase(parts.found.windowsHost, k95Files[i]);
             const auto content = ReadHostFile(path);
             if (!content) return VolumeError{path + " can't be read"};
             std::vector<std::string> problems;
             users = LoadCregStore(
                 {reinterpret_cast<const std::uint8_t*>(content->data()), content->size()},
                 [&codePage](std::string_view bytes) { return codePage.Decode(bytes); }, problems);
-            parts.registry->Mount(file.root, {}, users);
+            parts.registry->Mount(kRoots[i], {}, users);
             for (const std::string& problem : problems) parts.problems.push_back({path, problem});
         }
         ReadMachine(parts);
@@ -339,6 +338,16 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
     const std::vector<VolumeUser>& Users() const override { return chosen_; }
     const std::vector<StartPlace>& StartPlaces() const override { return table_.places; }
     const std::vector<VolumeProblem>& Problems() const override { return parts->problems; }
+    Result<std::string> HostPath(TextView path) override { return parts->volume->HostPath(path); }
+
+    std::vector<std::string> RegistryFiles() const override {
+        std::vector<std::string> files = parts->stores.Files();
+        if (Kind() != VolumeKind::Windows9x) return files;
+        for (const char* name : k95Files) {
+            files.push_back(FindInAnyCase(parts->found.windowsHost, name));
+        }
+        return files;
+    }
 
     MaybeError KeepUser(const Text& wanted) {
         if (wanted.empty()) return std::nullopt;

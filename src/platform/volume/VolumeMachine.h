@@ -41,6 +41,10 @@ class VolumeMachine : public ModelMachine {
     virtual void ChooseUser(const VolumeUser& user, ModelMachine& machine) = 0;
     virtual const std::vector<StartPlace>& StartPlaces() const = 0;
     virtual const std::vector<VolumeProblem>& Problems() const = 0;
+    /// The host's paths of the files that hold the registry, with the logs of hives.
+    virtual std::vector<std::string> RegistryFiles() const = 0;
+    /// Where a file or folder lies on the host.
+    virtual Result<std::string> HostPath(TextView path) = 0;
     /// Writes the registry files that have changed. After an error they hold what they held, unless
     /// its text says otherwise.
     virtual std::optional<VolumeError> Commit() = 0;

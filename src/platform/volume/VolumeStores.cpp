@@ -62,6 +62,16 @@ VolumeStores::Opened VolumeStores::OpenWine(const std::string& path, const Text&
     return VolumeRegistry::Store(store);
 }
 
+std::vector<std::string> VolumeStores::Files() const {
+    std::vector<std::string> files;
+    for (const auto& hive : hives_) {
+        files.push_back(hive->Path());
+        for (std::string& log : FindHiveLogs(hive->Path())) files.push_back(std::move(log));
+    }
+    for (const Wine& wine : wines_) files.push_back(wine.path);
+    return files;
+}
+
 void VolumeStores::AddProblems(std::vector<VolumeProblem>& problems) const {
     for (const auto& hive : hives_) {
         if (hive->State() != HiveState::Unrecovered && !hive->HasFailed()) continue;

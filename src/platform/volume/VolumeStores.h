@@ -25,6 +25,8 @@ class VolumeStores {
     Opened OpenHive(const std::string& path, const Text& mountedAt);
     Opened OpenWine(const std::string& path, const Text& linkRoot);
 
+    /// The host's paths of all opened files, and of the logs that lie beside the hives.
+    std::vector<std::string> Files() const;
     /// What is known of the open files by now: logs that don't fit, lines not understood.
     void AddProblems(std::vector<VolumeProblem>& problems) const;
 
