@@ -60,7 +60,7 @@ class Volume {
 
     const HostFolder& Folder() const { return folder_; }
     std::string Journal(int number) const {
-        return folder_.Path("Undo/" + std::to_string(number) + ".pages");
+        return folder_.Path("Undo/" + std::to_string(number) + ".registry");
     }
 
     std::unique_ptr<HiveStore> Open(const std::string& name) const {
@@ -182,7 +182,7 @@ TEST(RegistryCommit, AFileThatSomebodyElseWritesMeanwhileIsLeftAlone) {
     ASSERT_TRUE(error);
     EXPECT_EQ(error->message, "was changed by somebody else");
     EXPECT_TRUE(volume.Folder().Read("config/SOFTWARE") == other);
-    EXPECT_FALSE(volume.Folder().Has("Undo/1.pages"));
+    EXPECT_FALSE(volume.Folder().Has("Undo/1.registry"));
 }
 
 /// The files after the changes of `Change`, from a run that nothing disturbs.
@@ -204,7 +204,7 @@ TEST(RegistryCommit, ACrashAtAnyWriteLeavesWhatTheNextRunMends) {
         if (!EndsAt(point, [&] { (void)volume.Commit(1, Change, kWineChanged); })) break;
         // The next run may be ended too.
         (void)EndsAt(1 + point % 7, [&] { (void)volume.Recover(1); });
-        if (volume.Folder().Has("Undo/1.pages")) {
+        if (volume.Folder().Has("Undo/1.registry")) {
             const bool isOpen = !FindUnfinishedJournals(volume.Folder().Path("Undo")).empty();
             const std::string done = volume.Recover(1);
             EXPECT_EQ(done == "nothing", !isOpen) << done;
@@ -260,7 +260,7 @@ TEST(RegistryCommit, AFullDiskLeavesEverythingAsItWas) {
         }
         EXPECT_EQ(error.empty(), size > 1'000'000) << error;
         EXPECT_EQ(volume.Snapshot() == before, !error.empty());
-        EXPECT_EQ(volume.Folder().Has("Undo/1.pages"), error.empty());
+        EXPECT_EQ(volume.Folder().Has("Undo/1.registry"), error.empty());
     }
 }
 
@@ -269,7 +269,7 @@ TEST(RegistryCommit, WhatAnybodyElseWroteAfterACrashIsNotRolledBack) {
         SCOPED_TRACE(point);
         const Volume volume;
         ASSERT_TRUE(EndsAt(point, [&] { (void)volume.Commit(1, Change, kWineChanged); }));
-        if (!volume.Folder().Has("Undo/1.pages")) continue;
+        if (!volume.Folder().Has("Undo/1.registry")) continue;
         // Not only in what the write had come to.
         std::string file = volume.Folder().Read("config/SOFTWARE");
         const std::size_t at = point % 2 == 0 ? 600 : 8000;
@@ -285,16 +285,16 @@ TEST(RegistryCommit, WhatAnybodyElseWroteAfterACrashIsNotRolledBack) {
 TEST(RegistryCommit, DamagedJournalsAndThoseThatLeadElsewhereAreErrors) {
     const Volume volume;
     ASSERT_EQ(volume.Commit(1, Change, kWineChanged), "");
-    const std::string whole = volume.Folder().Read("Undo/1.pages");
+    const std::string whole = volume.Folder().Read("Undo/1.registry");
     const Files now = volume.Snapshot();
     for (std::size_t length = 0; length < whole.size(); length += length < 300 ? 1 : 997) {
-        volume.Folder().Write("Undo/1.pages", whole.substr(0, length));
+        volume.Folder().Write("Undo/1.registry", whole.substr(0, length));
         EXPECT_EQ(volume.Recover(1), "is damaged") << length;
     }
     for (std::size_t at = 0; at < 400; ++at) {
         std::string changed = whole;
         changed[at] = static_cast<char>(changed[at] ^ 1);
-        volume.Folder().Write("Undo/1.pages", changed);
+        volume.Folder().Write("Undo/1.registry", changed);
         EXPECT_EQ(volume.Recover(1), "is damaged") << at;
     }
     volume.Folder().Write("outside", "x");
@@ -307,7 +307,7 @@ TEST(RegistryCommit, DamagedJournalsAndThoseThatLeadElsewhereAreErrors) {
         Journal journal;
         journal.entries.push_back({JournalKind::Whole, path, 1, 1, {}, {}, {}});
         journal.entries[0].pages[0].before = {'y'};
-        volume.Folder().Write("Undo/1.pages", AsString(WriteJournal(journal)));
+        volume.Folder().Write("Undo/1.registry", AsString(WriteJournal(journal)));
         EXPECT_NE(volume.Recover(1), "rolled back") << path;
         EXPECT_EQ(volume.Folder().Read("outside"), "x");
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "platform/hive/HiveStore.h"
 #include "platform/hive/JournalFile.h"
 
@@ -94,7 +96,9 @@ enum class RegistryRecovery {
     RolledBack,  // all files are as they were before
 };
 
-/// The journals in a folder whose commits broke off; only looks.
+/// How the names of journals end.
+inline constexpr std::string_view kJournalSuffix = ".registry";
+/// The journals in a folder whose commits broke off, by their names; only looks.
 std::vector<std::string> FindUnfinishedJournals(const std::string& folder);
 /// Deals with one. If somebody else has written to a file since, it is an error and the journal
 /// stays.

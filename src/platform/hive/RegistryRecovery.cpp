@@ -166,7 +166,7 @@ std::vector<std::string> FindUnfinishedJournals(const std::string& folder) {
     std::error_code ignored;
     for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
         const std::string path = entry.path().string();
-        if (entry.path().extension() == ".pages" && IsUnfinishedJournal(path)) {
+        if (entry.path().extension() == kJournalSuffix && IsUnfinishedJournal(path)) {
             found.push_back(path);
         }
     }

@@ -14,8 +14,6 @@
 namespace bkfd {
 namespace {
 
-constexpr const char* kJournalSuffix = ".registry";
-
 VolumeError ErrorOf(const RegistryFileError& error) {
     return {error.file + ' ' + error.message};
 }
@@ -37,8 +35,8 @@ std::string NextJournal(const std::string& folder, const std::vector<std::string
         last = std::strtoul(std::filesystem::path(journals.front()).stem().c_str(), nullptr, 10);
     }
     char name[32];
-    std::snprintf(name, sizeof name, "/%08lu%s", last + 1, kJournalSuffix);
-    return folder + name;
+    std::snprintf(name, sizeof name, "/%08lu", last + 1);
+    return (folder + name).append(kJournalSuffix);
 }
 
 }  // namespace
