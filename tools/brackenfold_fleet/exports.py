@@ -1,0 +1,103 @@
+"""Tables for spreadsheets, and timelines for Timesketch."""
+import csv
+import json
+
+COLUMNS = ("machine", "verdict", "kind", "path", "sha256", "size", "reasons", "place", "user",
+           "registry.path", "technique", "value")
+
+
+def harmless(cell):
+    """A spreadsheet takes what begins so for a formula; an apostrophe in front makes it a text."""
+    text = "" if cell is None else str(cell)
+    return "'" + text if text[:1] in ("=", "+", "-", "@", "\t", "\r", "\n") else text
+
+
+class Csv:
+    """A line for each place of each finding, for each suspect setting, and for each machine that has
+    neither or no record."""
+
+    def __init__(self, path):
+        self._file = open(path, "w", encoding="utf-8", newline="")
+        self._writer = csv.writer(self._file)
+        self._writer.writerow(COLUMNS)
+
+    def add(self, record):
+        name, verdict = record["machine"]["name"], record["verdict"]
+        rows = [*file_rows(record), *helper_rows(record), *setting_rows(record)]
+        for row in rows or [{}]:
+            row = {"machine": name, "verdict": verdict, **row}
+            self._writer.writerow([harmless(row.get(column)) for column in COLUMNS])
+
+    def add_missing(self, name, error):
+        self._writer.writerow([harmless(cell) for cell in
+                               (name, "no record", *[""] * (len(COLUMNS) - 3), error)])
+
+    def finish(self):
+        self._file.close()
+
+
+def place_cells(place):
+    return {"place": f"{place['kind']}: {place['name']}", "user": place["user"],
+            "registry.path": (place["registry"] or {}).get("path"),
+            "technique": place["technique"]}
+
+
+def file_rows(record):
+    for kind, name in (("file", "files"), ("suspicious", "suspicious")):
+        for found in record[name]:
+            row = {"kind": kind, "path": found["path"], "sha256": found["sha256"],
+                   "size": found["size"], "reasons": " ".join(found["reasons"])}
+            for cells in map(place_cells, found["places"]):
+                yield row | cells
+            if not found["places"]:
+                yield row
+
+
+def helper_rows(record):
+    for found in record["bhos"]:
+        yield {"kind": "helper-object", "path": found["file"], "reasons": "helper-object",
+               **place_cells({**found, "kind": "helper-object", "name": found["clsid"]})}
+
+
+def setting_rows(record):
+    for found in record["settings"]:
+        if found["status"] == "i":
+            yield {"kind": "setting", "path": found["description"], "user": found["user"],
+                   "registry.path": found["registry"]["path"], "technique": found["technique"],
+                   "value": found["value"]}
+
+
+class Timesketch:
+    """A line of JSON for each time of a record."""
+
+    def __init__(self, path):
+        self._file = open(path, "w", encoding="utf-8")
+
+    def _write(self, **event):
+        self._file.write(json.dumps(event) + "\n")
+
+    def add(self, record):
+        times = record.get("times")
+        if times is None:
+            return
+        name = record["machine"]["name"]
+        self._write(message=f"{name} scanned: {record['verdict']}", datetime=times["scanned"],
+                    timestamp_desc="Scan Time", hostname=name)
+        modified = {entry["path"]: entry["modified"] for entry in times["files"]}
+        for found in [*record["files"], *record["suspicious"]]:
+            if found["path"] not in modified:
+                continue
+            path = found["path"]
+            self._write(message=f"{path} ({', '.join(found['reasons'])}) on {name}",
+                        datetime=modified[found["path"]],
+                        timestamp_desc="Content Modification Time", hostname=name,
+                        **{"file.path": path, "file.hash.sha256": found["sha256"],
+                           "registry.path": [place["registry"]["path"]
+                                             for place in found["places"] if place["registry"]],
+                           "threat.technique.id": found["techniques"]})
+
+    def add_missing(self, name, error):
+        """Has no time."""
+
+    def finish(self):
+        self._file.close()
