@@ -8,6 +8,7 @@ packages_wine="wine wine64 fonts-wine xvfb xauth xdotool imagemagick faketime"
 packages_checks="python3-jsonschema clang-format clang-tidy clang libclang-rt-dev shellcheck libxml2-utils zip unzip p7zip-full git"
 packages_hives="libhivex-bin python3-hivex reglookup libregf-utils libcreg-utils xz-utils"
 packages_volumes="ntfs-3g attr"
+packages_fleet="qemu-utils libnbd-bin dosfstools fdisk"
 
 # need_packages NAME...: installs those that are missing; needs root or sudo for that alone.
 need_packages() {
