@@ -14,9 +14,8 @@ constexpr int kLogoSize = 720;
 constexpr int kTextHeight = 3 * Metrics::kLabelHeight;
 constexpr int kOkWidth = 1200;
 
-Text Version() {
-    return ToText(BuildSettings::VersionMajor) + u"." + ToText(BuildSettings::VersionMinor);
-}
+/// The product's, on purpose not the program's own, which the log tells.
+constexpr char16_t kVersion[] = u"4.53";
 
 }  // namespace
 
@@ -39,7 +38,7 @@ FAbout::FAbout() : Form(u"FAbout") {
 }
 
 void FAbout::Form_Load() {
-    lblText.SetCaption(u"Brackenfold Version " + Version() +
+    lblText.SetCaption(u"Brackenfold Version " + Text(kVersion) +
                        u"\r\n \r\nCopyright \u00A9 Tarnwick Labs. All rights reserved.");
     lblVisitTarnwick.SetCaption(Replace(BuildSettings::HomePage, u"&", u"&&"));
     DrawOutline({{kFrameInset, kFrameInset, Width() - 2 * kFrameInset, Height() - 2 * kFrameInset},

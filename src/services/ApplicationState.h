@@ -23,7 +23,7 @@ inline bool IsForThisMachine(Family family) {
 /// except for a drive's root ("C:\\"). Names are put behind it with a backslash of their own, which
 /// is doubled there on purpose.
 Text ProgramFolder();
-/// "4.53.0"
+/// "4.54.0"
 Text ProgramVersion();
 
 }  // namespace bkfd

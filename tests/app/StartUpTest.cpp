@@ -10,9 +10,10 @@ namespace {
 std::string Line(const std::string& message, const char* levelAndCode = "5 00000000") {
     return "2026-11-16 09:39:04 " + (levelAndCode + (" " + message)) + "\r\n";
 }
-const std::string kStartLines = Line("FMain.Form_Initialize: ********** start app") +
-                                Line("FMain.Form_Initialize: Brackenfold ver.4.53.0") +
-                                Line("FMain.Form_Initialize: Startup: 2026-11-16 08:39:04");
+const std::string kStartLines =
+    Line("FMain.Form_Initialize: ********** start app") +
+    Line("FMain.Form_Initialize: Brackenfold ver." + ToUtf8(ProgramVersion())) +
+    Line("FMain.Form_Initialize: Startup: 2026-11-16 08:39:04");
 const std::string kCheckLine = Line("CPaRemover.Check: False");
 const std::string kStateLine =
     Line("FMain.LogTabState: Setting: OK, 'User's style sheet is enabled', 'No'");
