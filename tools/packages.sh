@@ -1,4 +1,4 @@
-# Debian 12 packages that this project builds, tests and runs with. Sourced by ./run and ./test.
+# Debian 12 packages that this project builds, tests and runs with. Sourced by ./run, ./test and ./package.
 
 packages_native="cmake ninja-build g++ pkg-config googletest libbenchmark-dev zlib1g-dev
     libcurl4-openssl-dev libssl-dev libcli11-dev nlohmann-json3-dev libexpat1-dev rapidjson-dev python3"
@@ -7,6 +7,8 @@ packages_windows="g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 libz-mingw
 packages_wine="wine wine64 fonts-wine xvfb xauth xdotool imagemagick faketime"
 packages_checks="python3-jsonschema clang-format clang-tidy clang libclang-rt-dev shellcheck libxml2-utils zip unzip p7zip-full git"
 packages_hives="libhivex-bin python3-hivex reglookup libregf-utils libcreg-utils xz-utils"
+packages_packaging="dpkg-dev debhelper nsis python3-markdown zip git"
+packages_release="debootstrap lintian man-db bash-completion zsh fish p7zip-full"
 packages_volumes="ntfs-3g attr"
 packages_fleet="qemu-utils libnbd-bin dosfstools fdisk"
 

@@ -4,16 +4,18 @@
 #
 #   tests/windows/run.sh BUILD-FOLDER [GROUP...]
 #
-# Groups, all of them if none is named: units, startup, cleanup, walk, support, plan, prefix.
+# Groups: units, startup, cleanup, walk, support, plan, prefix, all of these if none is named; setup, which
+# needs what ./package makes; all, which is these and setup.
 set -uo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build=$(realpath -e "${1:?usage: tests/windows/run.sh BUILD-FOLDER [GROUP...]}") || exit 1
 shift
 groups=" ${*:-units startup cleanup walk support plan prefix} "
+[ "$groups" != " all " ] || groups=" units startup cleanup walk support plan prefix setup "
 for group in $groups; do
     case $group in
-        units | startup | cleanup | walk | support | plan | prefix) ;;
-        *) echo "$group is no group; there are units, startup, cleanup, walk, support, plan and prefix" >&2; exit 1 ;;
+        units | startup | cleanup | walk | support | plan | prefix | setup) ;;
+        *) echo "$group is no group; there are units, startup, cleanup, walk, support, plan, prefix and setup" >&2; exit 1 ;;
     esac
 done
 for tool in wine wineserver Xvfb xdotool; do
@@ -52,6 +54,7 @@ gtest() {
 . "$here/../../tools/hijack_prefix.sh"
 . "$here/plan_checks.sh"
 . "$here/prefix_checks.sh"
+. "$here/setup_checks.sh"
 
 is_asked_for() { [[ $groups == *" $1 "* ]]; }
 
@@ -71,6 +74,7 @@ for family in win10 win98; do
     is_asked_for cleanup && cleanup_checks $family
     is_asked_for walk && walk_checks $family
     is_asked_for support && support_checks $family
+    is_asked_for setup && setup_checks $family
 done
 is_asked_for plan && plan_checks
 is_asked_for prefix && prefix_checks

@@ -1,0 +1,54 @@
+#!/usr/bin/env python3
+"""check_contents.py DIST: the checksums are those of the files, and the SPDX list names what dpkg, unzip and
+7-Zip find in the packages, with the checksums that it then has."""
+import hashlib
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+# How each package is unpacked, and what of it the list leaves out: what only the unpacker or the setup makes.
+UNPACKERS = {
+    ".deb": (["dpkg-deb", "-x", "{package}", "{folder}"], ()),
+    ".zip": (["unzip", "-q", "{package}", "-d", "{folder}"], ()),
+    ".exe": (["7z", "x", "-aou", "-o{folder}", "{package}"], ("$PLUGINSDIR/", "Uninstall.exe", "[NSIS].nsi")),
+}
+
+
+def unpacked(package, folder):
+    """SHA-256 of each file in it by its name."""
+    command, ignored = UNPACKERS[package.suffix]
+    subprocess.run([part.format(package=package, folder=folder) for part in command], check=True, stdout=subprocess.DEVNULL)
+    files = [path for path in pathlib.Path(folder).rglob("*") if path.is_file() and not path.is_symlink()]
+    names = {path.relative_to(folder).as_posix(): hashlib.sha256(path.read_bytes()).hexdigest() for path in files}
+    return {name: digest for name, digest in names.items() if not any(part in name for part in ignored)}
+
+
+def listed(document, package):
+    """The same of the list."""
+    identifier = next(entry["SPDXID"] for entry in document["packages"] if entry.get("packageFileName") == package.name)
+    contained = {entry["relatedSpdxElement"] for entry in document["relationships"]
+                 if entry["spdxElementId"] == identifier and entry["relationshipType"] == "CONTAINS"}
+    return {file["fileName"].removeprefix("./"): file["checksums"][1]["checksumValue"]
+            for file in document["files"] if file["SPDXID"] in contained}
+
+
+def main():
+    dist = pathlib.Path(sys.argv[1])
+    bad = subprocess.run(["sha256sum", "--quiet", "-c", "SHA256SUMS"], cwd=dist).returncode
+    document = json.loads(next(dist.glob("*.spdx.json")).read_text(encoding="utf-8"))
+    packages = [path for path in sorted(dist.iterdir()) if path.suffix in UNPACKERS]
+    for package in packages:
+        with tempfile.TemporaryDirectory() as folder:
+            inside, told = unpacked(package, folder), listed(document, package)
+        if package.suffix == ".exe":  # its folders are chosen when it runs
+            inside, told = sorted(inside.values()), sorted(told.values())
+        if inside != told or not told:
+            print(f"{package.name} holds {inside}\nand the SPDX list has {told}")
+            bad = 1
+    sys.exit(1 if bad or len(packages) != 3 else 0)
+
+
+if __name__ == "__main__":
+    main()
