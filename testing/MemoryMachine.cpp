@@ -98,7 +98,6 @@ void MemoryMachine::SetVersion(std::int32_t major, std::int32_t minor, std::int3
     facts_.minor = minor;
     facts_.build = build;
     facts_.servicePack = servicePack;
-    registry_.SetHasUserClasses(facts_.HasUserClasses());
 }
 
 void MemoryMachine::SetCodePage(std::uint32_t number) {

@@ -141,11 +141,12 @@ class Summary {
     void AddKey(const RecordedChange& change) {
         if (change.outcome.IsNotThere()) return;
         if (!change.outcome.IsOk()) return Fail("registry", FullKey(change), change.outcome);
+        const Text& key = change.KeyInView();
         const std::size_t classAt = kHelperObjectsKey.size() + 1;
-        if (!EqualsIgnoreCase(change.name.substr(0, classAt), Text(kHelperObjectsKey) + u'\\')) {
+        if (!EqualsIgnoreCase(key.substr(0, classAt), Text(kHelperObjectsKey) + u'\\')) {
             result_.changedSettings.push_back({FullKey(change), {}, {}, {}, true});
-        } else if (change.name.find(u'\\', classAt) == Text::npos) {
-            result_.deletedBhos.push_back(change.name.substr(classAt));
+        } else if (key.find(u'\\', classAt) == Text::npos) {
+            result_.deletedBhos.push_back(key.substr(classAt));
         }
     }
 
@@ -156,7 +157,7 @@ class Summary {
         ForgetFailures(place, nullptr);
         if (!change.outcome.IsOk()) return Fail("registry", place, change.outcome);
         if (ToLower(change.name).starts_with(kOwnKey) || change.before == change.after) return;
-        if (IsStartupPlace(change.root, change.name)) {
+        if (IsStartupPlace(change.root, change.KeyInView())) {
             result_.deletedStartup.push_back({FullKey(change), change.valueName,
                                               RegistryValueText(change.before).value_or(Text())});
         } else {

@@ -13,9 +13,9 @@
 namespace bkfd {
 namespace {
 
-std::unordered_set<Text> RegisteredHelperObjects() {
-    const auto names =
-        TheMachine().RegistryKeys().RegEnumKeyExW(RegistryRoot::LocalMachine, kHelperObjectsKey);
+std::unordered_set<Text> RegisteredHelperObjects(RegistryView view) {
+    const auto names = TheMachine().RegistryKeys().RegEnumKeyExW({RegistryRoot::LocalMachine, view},
+                                                                 kHelperObjectsKey);
     return {names.value.begin(), names.value.end()};
 }
 
@@ -25,8 +25,9 @@ Text AsAskedFor(const Text& file) {
     return gIsNT ? file : system.MultiByteToWideChar(system.WideCharToMultiByte(file));
 }
 
-Text HelperObjectPath(const Text& clsid) {
-    return RegistryAccess::RootName(RegistryRoot::LocalMachine) + u"\\" + HelperObjectKey(clsid);
+Text HelperObjectPath(const HelperObject& object) {
+    return RegistryAccess::KeyName({RegistryRoot::LocalMachine, object.view},
+                                   HelperObjectKey(object.clsid));
 }
 
 }  // namespace
@@ -36,7 +37,7 @@ void ExpectedChanges::ExpectCleanup() {
     detector.Init(std::make_shared<MemoryLog>(), nullptr);
     const Detection detection = detector.Detect();
     for (const Finding& file : detection.files) files_.push_back(file.path);
-    for (const HelperObject& object : detection.bhos) helperObjects_.push_back(object.clsid);
+    for (const HelperObject& object : detection.bhos) helperObjects_.push_back(object);
 }
 
 void ExpectedChanges::ExpectFiles(const KeyedList& paths) {
@@ -69,10 +70,11 @@ void ExpectedChanges::AddFailuresTo(CleanResult& result) const {
             add("file", file, u"The file is still there under its name.");
         }
     }
-    const std::unordered_set<Text> registered = RegisteredHelperObjects();
-    for (const Text& clsid : helperObjects_) {
-        if (registered.contains(clsid)) {
-            add("registry", HelperObjectPath(clsid), u"The helper object is still registered.");
+    for (const RegistryView view : HelperObjectViews()) {
+        const std::unordered_set<Text> registered = RegisteredHelperObjects(view);
+        for (const HelperObject& object : helperObjects_) {
+            if (object.view != view || !registered.contains(object.clsid)) continue;
+            add("registry", HelperObjectPath(object), u"The helper object is still registered.");
         }
     }
     result.failed.insert(result.failed.begin(), found.begin(), found.end());

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "cli/CleanResult.h"
+#include "detection/HelperObjects.h"
 #include "services/KeyedList.h"
 
 namespace bkfd {
@@ -21,8 +22,8 @@ class ExpectedChanges {
     void AddFailuresTo(CleanResult& result) const;
 
   private:
-    std::vector<Text> files_;          // as detection spells them
-    std::vector<Text> helperObjects_;  // class identifiers
+    std::vector<Text> files_;  // as detection spells them
+    std::vector<HelperObject> helperObjects_;
     std::vector<FailedChange> missing_;
 };
 

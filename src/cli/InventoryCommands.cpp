@@ -9,6 +9,7 @@
 #include "cli/TextTable.h"
 #include "detection/CBHOManager.h"
 #include "detection/CStartupManager.h"
+#include "platform/RegistryViews.h"
 #include "processes/RunningProgram.h"
 #include "services/RegistryAccess.h"
 #include "ui/terminal/PrintableText.h"
@@ -57,6 +58,7 @@ class InventoryCommand : public Command {
             Json& list = document["items"] = Json::array();
             for (const OfUser<Item>& one : *items) {
                 list.push_back(ToJson(one.item));
+                AddView(ViewOf(one.item), list.back());
                 if (!one.user.empty()) list.back()["user"] = TextToJson(one.user);
             }
             PrintJson(context.console.out, document);
@@ -71,6 +73,8 @@ class InventoryCommand : public Command {
     virtual std::optional<std::vector<Item>> List(const LoggerRef& logger) = 0;
     virtual Json ToJson(const Item& item) = 0;
     virtual void Print(const Console& console, const std::vector<OfUser<Item>>& items) = 0;
+    /// In which the item is registered.
+    virtual RegistryView ViewOf(const Item& /*item*/) const { return RegistryView::Native; }
     /// Whether one user's item is another's too.
     virtual bool IsSame(const Item& a, const Item& b) const = 0;
     /// Whether the item is the user's and not the machine's.
@@ -121,13 +125,16 @@ class BhosCommand final : public InventoryCommand<HelperObject> {
     }
 
     bool IsSame(const HelperObject& a, const HelperObject& b) const override {
-        return EqualsIgnoreCase(a.clsid, b.clsid) && EqualsIgnoreCase(a.file, b.file);
+        return EqualsIgnoreCase(a.clsid, b.clsid) && EqualsIgnoreCase(a.file, b.file) &&
+               a.view == b.view;
     }
+    RegistryView ViewOf(const HelperObject& object) const override { return object.view; }
 
     void Print(const Console& console, const std::vector<OfUser<HelperObject>>& objects) override {
         TextTable table({"Class", "Name", "File"});
         for (const auto& [object, user] : objects) {
-            table.AddRow({PrintableText(object.clsid), PrintableText(object.name),
+            table.AddRow({PrintableText(object.clsid),
+                          PrintableText(object.name) + ToUtf8(ViewSuffix(object.view)),
                           PrintableText(object.file)});
         }
         table.Print(console);
@@ -152,28 +159,29 @@ class StartupCommand final : public InventoryCommand<StartupItem> {
                 {"name", TextToJson(item.name)},
                 {"dll", TextToJson(item.file)},
                 {"manufacturer", TextToJson(item.manufacturer)},
-                {"key", static_cast<std::uint32_t>(item.root)},
+                {"key", static_cast<std::uint32_t>(item.base.root)},
                 {"hive", TextToJson(item.key)},
                 {"valueName", TextToJson(item.valueName)},
                 {"icon", item.isKnown ? "OK" : "IE"}};
     }
 
     bool IsSame(const StartupItem& a, const StartupItem& b) const override {
-        return a.root == b.root && a.key == b.key && a.valueName == b.valueName;
+        return a.base == b.base && a.key == b.key && a.valueName == b.valueName;
     }
     bool IsOfUser(const StartupItem& item) const override {
-        return item.root == RegistryRoot::CurrentUser;
+        return item.base.root == RegistryRoot::CurrentUser;
     }
+    RegistryView ViewOf(const StartupItem& item) const override { return item.base.view; }
 
     void Print(const Console& console, const std::vector<OfUser<StartupItem>>& items) override {
         TextTable table({"Name", "Company", "File", "Started by"});
         for (const auto& [item, user] : items) {
             const std::string whose = user.empty() ? "" : ", user " + PrintableText(user);
-            table.AddRow(
-                {PrintableText(item.name), PrintableText(item.manufacturer),
-                 PrintableText(item.file),
-                 StartedBy(RegistryAccess::RootName(item.root) + u'\\' + item.key, item.valueName) +
-                     whose});
+            table.AddRow({PrintableText(item.name), PrintableText(item.manufacturer),
+                          PrintableText(item.file),
+                          StartedBy(RegistryAccess::RootName(item.base.root) + u'\\' + item.key,
+                                    item.valueName, item.base.view) +
+                              whose});
         }
         table.Print(console);
     }

@@ -61,6 +61,14 @@ Json TextToJson(TextView text) {
     return ToWtf8(text);
 }
 
+Json ViewToJson(RegistryView view) {
+    return view == RegistryView::Native ? Json() : Json("32-bit");
+}
+
+void AddView(RegistryView view, Json& item) {
+    if (view != RegistryView::Native) item["view"] = ViewToJson(view);
+}
+
 void PrintJson(std::ostream& out, const Json& document) {
     std::string text;
     Writer(text, true).Write(document);

@@ -81,6 +81,13 @@ Json RegistryToJson(const Text& key, const Text* value) {
     return registry;
 }
 
+/// A key of the machine as the native view has it, both with their roots.
+Text NativeName(const Text& key, RegistryView view) {
+    const Text root = RegistryAccess::RootName(RegistryRoot::LocalMachine) + u'\\';
+    if (!key.starts_with(root)) return key;
+    return RegistryAccess::KeyName({RegistryRoot::LocalMachine, view}, key.substr(root.size()));
+}
+
 const PlaceRow& RowOf(Place::Kind kind) {
     return *std::ranges::find(kPlaceRows, kind, &PlaceRow::kind);
 }
@@ -88,9 +95,9 @@ const PlaceRow& RowOf(Place::Kind kind) {
 /// Null for a place that is none of the registry, or whose key isn't known.
 Json RegistryOf(const Place& place) {
     const PlaceRow& row = RowOf(place.kind);
-    if (!place.key.empty()) return RegistryToJson(place.key, &place.name);
+    if (!place.key.empty()) return RegistryToJson(NativeName(place.key, place.view), &place.name);
     if (row.key.empty()) return nullptr;
-    const Text key = RegistryAccess::RootName(RegistryRoot::LocalMachine) + u'\\' + Text(row.key);
+    const Text key = RegistryAccess::KeyName({RegistryRoot::LocalMachine, place.view}, row.key);
     if (row.isSubkey) return RegistryToJson(key + u'\\' + place.name, nullptr);
     const Text value = row.value.empty() ? place.name : Text(row.value);
     return RegistryToJson(key, &value);
@@ -124,7 +131,7 @@ void AddToFiles(const std::vector<FoundFile>& files, Json& list) {
 void AddToSettings(const std::vector<FoundSetting>& settings, Json& list) {
     for (std::size_t i = 0; i < settings.size(); ++i) {
         const SettingInfo& info = settings[i].info;
-        const Text key = RegistryAccess::RootName(info.place.root) + u'\\' + Text(info.place.key);
+        const Text key = RegistryAccess::KeyName(info.place.base, info.place.key);
         const Text value(info.place.name);
         list[i]["registry"] = RegistryToJson(key, &value);
         list[i]["technique"] =
@@ -134,7 +141,7 @@ void AddToSettings(const std::vector<FoundSetting>& settings, Json& list) {
 
 void AddToHelperObjects(const std::vector<HelperObject>& objects, Json& list) {
     for (std::size_t i = 0; i < objects.size(); ++i) {
-        const Place place{Place::Kind::HelperObject, objects[i].clsid, {}, {}};
+        const Place place{Place::Kind::HelperObject, objects[i].clsid, {}, {}, objects[i].view};
         list[i]["registry"] = RegistryOf(place);
         list[i]["technique"] = TechniqueOf(place);
     }

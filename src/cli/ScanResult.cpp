@@ -110,7 +110,7 @@ Json PlaceToJson(const Place& place) {
     return {{"kind", NameOf(place.kind)},
             {"name", TextToJson(place.key.empty() ? place.name : place.key + u'\\' + place.name)},
             {"user", UserToJson(place.user)},
-            {"view", nullptr}};
+            {"view", ViewToJson(place.view)}};
 }
 
 Json FilesToJson(const std::vector<FoundFile>& files) {
@@ -138,12 +138,13 @@ Json SettingsToJson(const std::vector<FoundSetting>& settings) {
     for (const auto& [number, info, user] : settings) {
         list.push_back({{"number", number},
                         {"description", TextToJson(info.description)},
-                        {"key", TextToJson(RegistryAccess::RootName(info.place.root) + u'\\' +
+                        {"key", TextToJson(RegistryAccess::RootName(info.place.base.root) + u'\\' +
                                            Text(info.place.key))},
                         {"valueName", TextToJson(info.place.name)},
                         {"value", TextToJson(info.value)},
                         {"status", TextToJson(info.status)},
                         {"user", UserToJson(user)}});
+        AddView(info.place.base.view, list.back());
     }
     return list;
 }
@@ -245,8 +246,9 @@ class AllUsers {
     }
 
     void Count(const Detection& detection) {
-        const auto ofUser = static_cast<std::size_t>(std::ranges::count_if(
-            detection.startupItems, [](const StartupItem& item) { return IsUsers(item.root); }));
+        const auto ofUser = static_cast<std::size_t>(
+            std::ranges::count_if(detection.startupItems,
+                                  [](const StartupItem& item) { return IsUsers(item.base.root); }));
         result_.startupItemsSeen += isFirst_ ? detection.startupItems.size() : ofUser;
         result_.helperObjectsSeen =
             std::max(result_.helperObjectsSeen, detection.helperObjects.size());
@@ -257,17 +259,18 @@ class AllUsers {
     void AddHelperObject(HelperObject object) {
         const bool isKnown = std::ranges::any_of(result_.bhos, [&](const HelperObject& known) {
             return EqualsIgnoreCase(known.clsid, object.clsid) &&
-                   EqualsIgnoreCase(known.file, object.file);
+                   EqualsIgnoreCase(known.file, object.file) && known.view == object.view;
         });
         if (!isKnown) result_.bhos.push_back(std::move(object));
     }
 
     void AddSettings(const Text& user) {
         RegistryAccess registry;
-        for (int number = 1; number <= kSettingCount; ++number) {
-            FoundSetting setting{number, GetSettingInfo(registry, number), {}};
-            if (!isFirst_ && !IsUsers(setting.info.place.root)) continue;
-            if (IsUsers(setting.info.place.root)) setting.user = user;
+        for (const auto& [number, view] : AllSettings()) {
+            FoundSetting setting{number, GetSettingInfo(registry, number, view), {}};
+            const bool isUsers = IsUsers(setting.info.place.base.root);
+            if (!isFirst_ && !isUsers) continue;
+            if (isUsers) setting.user = user;
             result_.settings.push_back(std::move(setting));
         }
     }
@@ -317,7 +320,7 @@ void AddToDocument(const ScanResult& result, Json& document) {
                         {"name", TextToJson(object.name)},
                         {"file", TextToJson(object.file)},
                         {"user", nullptr},
-                        {"view", nullptr}});
+                        {"view", ViewToJson(object.view)}});
     }
     document["suspicious"] = FilesToJson(result.suspicious);
     document["settings"] = SettingsToJson(result.settings);

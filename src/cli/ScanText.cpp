@@ -4,6 +4,7 @@
 #include "cli/ScanResult.h"
 #include "cli/StartedBy.h"
 #include "cli/TextTable.h"
+#include "platform/RegistryViews.h"
 #include "ui/terminal/PrintableText.h"
 
 // A scan's result for people.
@@ -35,9 +36,9 @@ std::string LastComponent(const Text& path) {
 std::string TextOf(const Place& place) {
     switch (place.kind) {
         case Place::Kind::HelperObject:
-            return "helper object " + PrintableText(place.name);
+            return "helper object " + PrintableText(place.name) + ToUtf8(ViewSuffix(place.view));
         case Place::Kind::Startup:
-            return "started by " + StartedBy(place.key, place.name);
+            return "started by " + StartedBy(place.key, place.name, place.view);
         case Place::Kind::Process:
             return "running program";
         case Place::Kind::SessionManager:
@@ -102,7 +103,8 @@ void PrintHelpers(const Console& console, const std::vector<HelperObject>& helpe
     TextTable table({"Class", "Name", "File"});
     for (const HelperObject& helper : helpers) {
         table.AddRow(
-            {PrintableText(helper.clsid), PrintableText(helper.name),
+            {PrintableText(helper.clsid),
+             PrintableText(helper.name) + ToUtf8(ViewSuffix(helper.view)),
              helper.file.empty() ? "(none: a dead registration)" : PrintableText(helper.file)});
     }
     table.Print(console, "  ");

@@ -6,6 +6,7 @@
 #include "cli/MachineSession.h"
 #include "cli/TextTable.h"
 #include "panels/SettingInfo.h"
+#include "platform/RegistryViews.h"
 #include "platform/undo/RecordedOperation.h"
 #include "removal/CPaRemover.h"
 #include "resources/StringTable.h"
@@ -27,9 +28,9 @@ std::vector<NumberedSetting> ReadSettings(MachineSession& session) {
     session.ForEachUser([&](const Text& user) {
         const bool isFirst = settings.empty();
         RegistryAccess registry;
-        for (int number = 1; number <= kSettingCount; ++number) {
-            SettingInfo info = GetSettingInfo(registry, number);
-            const bool isOfUser = info.place.root == RegistryRoot::CurrentUser;
+        for (const auto& [number, view] : AllSettings()) {
+            SettingInfo info = GetSettingInfo(registry, number, view);
+            const bool isOfUser = info.place.base.root == RegistryRoot::CurrentUser;
             if (!isFirst && !isOfUser) continue;
             settings.push_back({number, std::move(info), isOfUser ? user : Text()});
         }
@@ -46,6 +47,7 @@ Json SettingsToJson(const std::vector<NumberedSetting>& settings) {
                         {"status", TextToJson(info.status)},
                         {"shown", info.shown}});
         if (!user.empty()) list.back()["user"] = TextToJson(user);
+        AddView(info.place.base.view, list.back());
     }
     return list;
 }
@@ -61,8 +63,10 @@ void PrintSettings(const Console& console, const std::vector<NumberedSetting>& s
     for (const auto& [number, info, user] : settings) {
         if (!info.shown) continue;
         const std::string whose = user.empty() ? "" : PrintableText(user) + ": ";
-        table.AddRow({StatusText(info.status), whose + PrintableText(info.description),
-                      PrintableText(info.value)});
+        table.AddRow(
+            {StatusText(info.status),
+             whose + PrintableText(info.description) + ToUtf8(ViewSuffix(info.place.base.view)),
+             PrintableText(info.value)});
     }
     table.Print(console);
 }

@@ -1,10 +1,11 @@
 #include "cli/StartedBy.h"
 
+#include "platform/RegistryViews.h"
 #include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
 
-std::string StartedBy(const Text& key, const Text& valueName) {
+std::string StartedBy(const Text& key, const Text& valueName, RegistryView view) {
     constexpr struct {
         TextView root;
         const char* shown;
@@ -18,7 +19,7 @@ std::string StartedBy(const Text& key, const Text& valueName) {
         path.remove_prefix(root.size());
     }
     if (path.starts_with(kCommon)) path.remove_prefix(kCommon.size());
-    return shown + PrintableText(path) + ": " + PrintableText(valueName);
+    return shown + PrintableText(path) + ToUtf8(ViewSuffix(view)) + ": " + PrintableText(valueName);
 }
 
 }  // namespace bkfd

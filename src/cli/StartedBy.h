@@ -2,12 +2,13 @@
 
 #include <string>
 
-#include "base/Text.h"
+#include "platform/Machine.h"
 
 namespace bkfd {
 
 /// A registry value that starts a program, for people: "HKLM Run: name" for a key with its root,
 /// without the part of the key that nearly all places have in common.
-std::string StartedBy(const Text& key, const Text& valueName);
+std::string StartedBy(const Text& key, const Text& valueName,
+                      RegistryView view = RegistryView::Native);
 
 }  // namespace bkfd

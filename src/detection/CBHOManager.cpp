@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/RegistryViews.h"
 #include "services/ErrorMode.h"
 #include "services/RefusedChange.h"
 #include "services/SysUtil.h"
@@ -17,6 +18,7 @@ std::shared_ptr<ItemList> ToItemList(const std::vector<HelperObject>& objects) {
         if (!object.isRead) continue;
         item.params().Add(u"Name", object.name);
         item.params().Add(u"DLL", object.file);
+        if (object.view == RegistryView::Bits32) item.params().Add(u"View", u"32-bit");
     }
     return items;
 }
@@ -33,9 +35,10 @@ std::optional<std::vector<HelperObject>> CBHOManager::ListHelperObjects() {
     LogErrors(*logger_, LogLevel::WindowFailure, u"CBHOManager.EnumBHOs", [&] {
         fileChecker_.emplace();  // its Init isn't called, on purpose: short names stay short
         std::vector<HelperObject> objects;
-        const KeyedList subkeys =
-            registry_->EnumSubkeys(RegistryRoot::LocalMachine, kHelperObjectsKey);
-        FillBHOInfo(subkeys, objects, RegistryRoot::LocalMachine);
+        for (const RegistryView view : HelperObjectViews()) {
+            const RegistryBase base = {RegistryRoot::LocalMachine, view};
+            FillBHOInfo(registry_->EnumSubkeys(base, kHelperObjectsKey), objects, base);
+        }
         result = std::move(objects);
     });
     return result;
@@ -46,24 +49,26 @@ std::shared_ptr<ItemList> CBHOManager::EnumBHOs() {
     return objects ? ToItemList(*objects) : nullptr;
 }
 
-void CBHOManager::DeleteBHO(const Text& clsid) {
+void CBHOManager::DeleteBHO(const Text& clsid, RegistryView view) {
+    const RegistryBase base = {RegistryRoot::LocalMachine, view};
     const Text key = HelperObjectKey(clsid);
-    const bool isDeleted = registry_->DeleteKey(RegistryRoot::LocalMachine, key);
+    const bool isDeleted = registry_->DeleteKey(base, key);
     // Written whether or not anything was deleted, and without a source, on purpose.
-    logger_->Trace(SysUtil::FormatTemplate(u"Deleting BHO(%1)", {clsid}), u"");
+    logger_->Trace(SysUtil::FormatTemplate(u"Deleting BHO(%1)", {clsid + Text(ViewSuffix(view))}),
+                   u"");
     if (isDeleted) return;
-    LogKeyThatStays(*logger_, RegistryRoot::LocalMachine, key, u"CBHOManager.DeleteBHO");
+    LogKeyThatStays(*logger_, base, key, u"CBHOManager.DeleteBHO");
 }
 
 void CBHOManager::FillBHOInfo(const KeyedList& subkeys, std::vector<HelperObject>& objects,
-                              RegistryRoot) {
+                              RegistryBase base) {
     LogErrors(*logger_, LogLevel::WindowFailure, u"CBHOManager.FillBHOInfo", [&] {
         for (const Variant& subkey : subkeys) {
             const Text clsid = subkey.AsText();
             if (!IsHelperObjectName(clsid)) continue;
-            HelperObject object = ReadHelperObject(*registry_, *fileChecker_, clsid);
+            HelperObject object = ReadHelperObject(*registry_, *fileChecker_, clsid, base.view);
             // What fails from here on leaves an object of which only the identifier is known.
-            objects.push_back({clsid, {}, {}, false});
+            objects.push_back({clsid, {}, {}, base.view, false});
             if (object.name.empty()) {
                 object.name =
                     SysUtil::VersionString(SysUtil::GetVersionStrings(object.file), u"ProductName");

@@ -165,10 +165,6 @@ bool CPaDetector::HasParasiteContent(const Text& file) {
 
 // ---------------------------------------------------------------- detection
 
-Detection CPaDetector::Detect() {
-    return Detect(true);
-}
-
 Detection CPaDetector::Detect(bool keepsPlaces) {
     DetectionPass pass(*this, logger_, keepsPlaces);
     LogErrors(*logger_, LogLevel::SystemFailure, u"CPaDetector.DetectParasites",
@@ -181,7 +177,9 @@ void CPaDetector::DetectParasites(KeyedList& files, KeyedList& bhos) {
     bhos = KeyedList();
     const Detection detection = Detect(false);
     for (const Finding& file : detection.files) files.Add(file.path, file.path);
-    for (const HelperObject& object : detection.bhos) bhos.Add(object.clsid, object.clsid);
+    for (const HelperObject& object : detection.bhos) {
+        if (!bhos.Exists(object.clsid)) bhos.Add(object.clsid, object.clsid);
+    }
 }
 
 // ---------------------------------------------------------------- suspicious files

@@ -27,11 +27,11 @@ class CPaDetector {
     bool IsParasiteRunningModule(const Text& file);
     /// The same; nothing when the judgment fails, which is logged.
     std::optional<bool> JudgeRunningModule(const Text& file);
-    /// What on this machine has to go, why, and where it shows itself. A failure is logged and
-    /// leaves the results as far as they got.
-    Detection Detect();
+    /// What on this machine has to go, why, and where it shows itself, if places are
+    /// wanted. A failure is logged and leaves the results as far as they got.
+    Detection Detect(bool keepsPlaces = true);
     /// The same as two lists, made anew: full paths of the files to disable, and class identifiers
-    /// of the helper objects to delete, each as item and key.
+    /// of the helper objects to delete, each once, as item and key.
     void DetectParasites(KeyedList& files, KeyedList& bhos);
     /// Of what a detection saw, the files that look wrong and aren't among its findings.
     std::vector<Finding> FindSuspicious(const Detection& detection);
@@ -55,7 +55,6 @@ class CPaDetector {
     bool IsUnknownHelperObject(const Text& file);
     /// By listed size and hash, or by the end of its name while it names no company.
     bool HasParasiteContent(const Text& file);
-    Detection Detect(bool keepsPlaces);
     /// The element of one file.
     Text DescribeFile(const Text& file);
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "identity/NameInView.h"
+#include "platform/RegistryViews.h"
 #include "platform/RootNames.h"
 #include "resources/StringTable.h"
 #include "services/ApplicationState.h"
@@ -45,15 +47,15 @@ Text FolderPath(Folder folder) {
     return WithBackslash(SysUtil::ExpandEnvironment(u"%programfiles%"));
 }
 
-Text ValueData(RegistryAccess& registry, RegistryRoot root, const Text& key, const Text& name) {
+Text ValueData(RegistryAccess& registry, RegistryBase base, const Text& key, const Text& name) {
     Text data;
-    (void)registry.ReadString(root, key, name, data);
+    (void)registry.ReadString(base, key, name, data);
     return data;
 }
 
-Text ResolvedFile(CFileChecker& checker, const Text& commandLine) {
+Text ResolvedFile(CFileChecker& checker, RegistryView view, const Text& commandLine) {
     return checker.GetFullFileNameFromShortFilename(
-        checker.GetFileNameFromCommandLine(commandLine));
+        NameInView(view, checker.GetFileNameFromCommandLine(commandLine)));
 }
 
 /// Asks for one field and reads another, on purpose: a record with a product name but no
@@ -76,11 +78,12 @@ void AddParams(ItemNode& node, const StartupItem& item) {
     params.Add(u"DLL", item.file);
     if (!item.isPolicy) params.Add(u"Manufacturer", item.manufacturer);
     // "Key" holds the root and "Hive" the key's path, on purpose.
-    params.Add(u"Key", RootNumber(item.root));
+    params.Add(u"Key", RootNumber(item.base.root));
     params.Add(u"Hive", item.key);
     params.Add(u"ValueName", item.valueName);
     if (item.isPolicy) params.Add(u"Manufacturer", item.manufacturer);
     params.Add(u"Icon", item.isKnown ? u"OK" : u"IE");
+    if (item.base.view == RegistryView::Bits32) params.Add(u"View", u"32-bit");
 }
 
 std::shared_ptr<ItemList> ToItemList(const std::vector<StartupItem>& items) {
@@ -94,7 +97,7 @@ std::shared_ptr<ItemList> ToItemList(const std::vector<StartupItem>& items) {
 }
 
 struct StartupValue {
-    RegistryRoot root;
+    RegistryBase base;
     Text key;
     Text name;
     Text data;
@@ -102,14 +105,15 @@ struct StartupValue {
 
 void DeleteStartupValue(Logger& logger, RegistryAccess& registry, const StartupValue& value,
                         const Text& source) {
-    const Status deleted = registry.DeleteValue(value.root, value.key, value.name);
-    const Text root = RegistryAccess::RootName(value.root);
+    const Status deleted = registry.DeleteValue(value.base, value.key, value.name);
+    const Text root = RegistryAccess::RootName(value.base.root);
+    const Text key = NativeKey(TheMachine().System(), value.base, value.key);
     logger.Trace(SysUtil::FormatTemplate(u"Deleted: '%1\\%2', '%3', '%4'",
-                                         {root, value.key, value.name, value.data}),
+                                         {root, key, value.name, value.data}),
                  source);
     if (deleted.IsNotThere()) return;
-    LogRefusedChange(logger, deleted,
-                     u"delete '" + root + u"\\" + value.key + u"\\" + value.name + u"'", source);
+    LogRefusedChange(logger, deleted, u"delete '" + root + u"\\" + key + u"\\" + value.name + u"'",
+                     source);
 }
 
 }  // namespace
@@ -126,7 +130,7 @@ void CStartupManager::RemoveStartup(const Text& file) {
             if (place.isPolicy) {
                 RemovePolicyInfo(registry, place, file);
             } else {
-                RemoveItemInfo(registry.EnumValues(place.root, place.key), place.root,
+                RemoveItemInfo(registry.EnumValues(place.base, place.key), place.base,
                                Text(place.key), file);
             }
         }
@@ -143,7 +147,7 @@ std::optional<std::vector<StartupItem>> CStartupManager::ListItems() {
             if (place.isPolicy) {
                 FillPolicyInfo(registry, items, place);
             } else {
-                FillItemInfo(registry.EnumValues(place.root, place.key), items, place);
+                FillItemInfo(registry.EnumValues(place.base, place.key), items, place);
             }
         }
         result = std::move(items);
@@ -156,16 +160,16 @@ std::shared_ptr<ItemList> CStartupManager::EnumItems() {
     return items ? ToItemList(*items) : nullptr;
 }
 
-void CStartupManager::RemoveItemInfo(const KeyedList& names, RegistryRoot root, const Text& key,
+void CStartupManager::RemoveItemInfo(const KeyedList& names, RegistryBase base, const Text& key,
                                      const Text& file) {
     const Text source = u"CStartupManager.RemoveItemInfo";
     LogErrors(*logger_, LogLevel::WindowFailure, source, [&] {
         RegistryAccess registry;
         for (const Variant& entry : names) {
             const Text name = entry.AsText();
-            const Text data = ValueData(registry, root, key, name);
-            if (!EqualsIgnoreCase(file, ResolvedFile(*fileChecker_, data))) continue;
-            DeleteStartupValue(*logger_, registry, {root, key, name, data}, source);
+            const Text data = ValueData(registry, base, key, name);
+            if (!EqualsIgnoreCase(file, ResolvedFile(*fileChecker_, base.view, data))) continue;
+            DeleteStartupValue(*logger_, registry, {base, key, name, data}, source);
         }
     });
 }
@@ -175,12 +179,13 @@ void CStartupManager::RemovePolicyInfo(RegistryAccess& registry, const StartupPl
     const Text source = u"CStartupManager.RemovePolicyInfo";
     LogErrors(*logger_, LogLevel::WindowFailure, source, [&] {
         const Text key(place.key);
-        for (const Variant& entry : registry.EnumValues(place.root, key)) {
+        for (const Variant& entry : registry.EnumValues(place.base, key)) {
             const Text name = entry.AsText();
-            const Text data = ValueData(registry, place.root, key, name);
+            const Text data = ValueData(registry, place.base, key, name);
             if (data.empty()) continue;
-            if (!EqualsIgnoreCase(file, ResolvedFile(*fileChecker_, data))) continue;
-            DeleteStartupValue(*logger_, registry, {place.root, key, name, data}, source);
+            const Text started = ResolvedFile(*fileChecker_, place.base.view, data);
+            if (!EqualsIgnoreCase(file, started)) continue;
+            DeleteStartupValue(*logger_, registry, {place.base, key, name, data}, source);
         }
     });
 }
@@ -188,21 +193,21 @@ void CStartupManager::RemovePolicyInfo(RegistryAccess& registry, const StartupPl
 void CStartupManager::FillPolicyInfo(RegistryAccess& registry, std::vector<StartupItem>& items,
                                      const StartupPlace& place) {
     const Text key(place.key);
-    for (const Variant& entry : registry.EnumValues(place.root, key)) {
+    for (const Variant& entry : registry.EnumValues(place.base, key)) {
         StartupItem item;
-        item.root = place.root;
+        item.base = place.base;
         item.key = key;
         item.valueName = entry.AsText();
         item.isPolicy = true;
         item.name = ResourceString(StringId::YourDescriptionHere);
-        const Text data = ValueData(registry, place.root, key, item.valueName);
+        const Text data = ValueData(registry, place.base, key, item.valueName);
         if (!data.empty()) {
-            item.file = ResolvedFile(*fileChecker_, data);
+            item.file = ResolvedFile(*fileChecker_, place.base.view, data);
             const KeyedList fields = SysUtil::GetVersionStrings(item.file);
             item.name = PolicyItemName(fields, data);
             item.manufacturer = SysUtil::VersionString(fields, u"CompanyName");
         }
-        item.isKnown = IsKnownStartupItem(item.file, item.manufacturer);
+        item.isKnown = IsKnownStartupItem(item);
         item.id = SysUtil::NewUniqueId();
         items.push_back(std::move(item));
     }
@@ -215,8 +220,8 @@ void CStartupManager::FillItemInfo(const KeyedList& names, std::vector<StartupIt
         const Text key(place.key);
         for (const Variant& entry : names) {
             const Text valueName = entry.AsText();
-            const Text file =
-                ResolvedFile(*fileChecker_, ValueData(registry, place.root, key, valueName));
+            const Text file = ResolvedFile(*fileChecker_, place.base.view,
+                                           ValueData(registry, place.base, key, valueName));
             if (file.empty()) continue;
             // What fails from here on leaves an item of which only the identifier is known.
             StartupItem& item = items.emplace_back();
@@ -226,20 +231,21 @@ void CStartupManager::FillItemInfo(const KeyedList& names, std::vector<StartupIt
             item.name = SysUtil::VersionString(fields, u"FileDescription", valueName);
             item.file = file;
             item.manufacturer = SysUtil::VersionString(fields, u"CompanyName");
-            item.root = place.root;
+            item.base = place.base;
             item.key = key;
             item.valueName = valueName;
-            item.isKnown = IsKnownStartupItem(file, item.manufacturer);
+            item.isKnown = IsKnownStartupItem(item);
             item.isRead = true;
         }
     });
 }
 
-bool CStartupManager::IsKnownStartupItem(const Text& file, const Text& manufacturer) {
-    if (manufacturer != kKnownManufacturer) return false;
+bool CStartupManager::IsKnownStartupItem(const StartupItem& item) {
+    if (item.manufacturer != kKnownManufacturer) return false;
     return std::ranges::any_of(kKnownItems, [&](const KnownItem& known) {
         return IsForThisMachine(known.family) &&
-               EqualsIgnoreCase(FolderPath(known.folder) + known.file, file);
+               EqualsIgnoreCase(NameInView(item.base.view, FolderPath(known.folder) + known.file),
+                                item.file);
     });
 }
 

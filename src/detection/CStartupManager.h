@@ -22,18 +22,19 @@ class CStartupManager {
     /// which is logged.
     std::optional<std::vector<StartupItem>> ListItems();
     /// The same as a list for late binding, params "Name", "DLL", "Manufacturer", "Key" (the root),
-    /// "Hive" (the key path), "ValueName" and "Icon". Null when the enumeration fails.
+    /// "Hive" (the key path), "ValueName" and "Icon", and "View" for one of the 32-bit view. Null
+    /// when the enumeration fails.
     std::shared_ptr<ItemList> EnumItems();
 
   private:
-    void RemoveItemInfo(const KeyedList& names, RegistryRoot root, const Text& key,
+    void RemoveItemInfo(const KeyedList& names, RegistryBase base, const Text& key,
                         const Text& file);
     void RemovePolicyInfo(RegistryAccess& registry, const StartupPlace& place, const Text& file);
     void FillPolicyInfo(RegistryAccess& registry, std::vector<StartupItem>& items,
                         const StartupPlace& place);
     void FillItemInfo(const KeyedList& names, std::vector<StartupItem>& items,
                       const StartupPlace& place);
-    bool IsKnownStartupItem(const Text& file, const Text& manufacturer);
+    bool IsKnownStartupItem(const StartupItem& item);
 
     LoggerRef logger_;
     std::optional<CFileChecker> fileChecker_;

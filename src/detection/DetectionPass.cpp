@@ -6,6 +6,7 @@
 #include "detection/CBHOManager.h"
 #include "detection/CPaDetector.h"
 #include "detection/CStartupManager.h"
+#include "platform/RegistryViews.h"
 
 namespace bkfd {
 namespace {
@@ -58,8 +59,9 @@ void DetectionPass::JudgeHelperObjects() {
             if (!detector_.IsParasiteBHO(object.file)) continue;
             files_.Add(object.file, Reason::HelperObject);
         }
-        if (bhos_.Exists(object.clsid)) continue;
-        bhos_.Add(object.clsid, object.clsid);
+        const Text registration = object.clsid + Text(ViewSuffix(object.view));
+        if (bhos_.Exists(registration)) continue;
+        bhos_.Add(registration, registration);
         seen_.bhos.push_back(object);  // one without a file is a dead registration
     }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/RegistryViews.h"
 #include "services/RegistryAccess.h"
 
 namespace bkfd {
@@ -29,7 +30,7 @@ void FindingList::AddReason(std::int32_t number, Reason reason) {
 void FindingList::AddPlace(std::int32_t number, Place place) {
     if (!keepsPlaces_) return;
     const Text key = ToText(number) + u' ' + ToText(static_cast<std::int32_t>(place.kind)) + u' ' +
-                     place.key + u'\\' + place.name;
+                     place.key + u'\\' + place.name + Text(ViewSuffix(place.view));
     if (places_.Exists(key)) return;
     places_.Add(Variant(), key);
     files_[static_cast<std::size_t>(number)].places.push_back(std::move(place));
@@ -45,13 +46,14 @@ void FindingList::AddRegistryPlaces(const std::vector<HelperObject>& helperObjec
         if (number != kNone) AddPlace(number, std::move(place));
     };
     for (const HelperObject& object : helperObjects) {
-        add(object.file, {Place::Kind::HelperObject, object.clsid, {}, {}});
+        add(object.file, {Place::Kind::HelperObject, object.clsid, {}, {}, object.view});
     }
     for (const StartupItem& item : startupItems) {
         add(item.file, {Place::Kind::Startup,
                         item.valueName,
-                        RegistryAccess::RootName(item.root) + u'\\' + item.key,
-                        {}});
+                        RegistryAccess::RootName(item.base.root) + u'\\' + item.key,
+                        {},
+                        item.base.view});
     }
     for (std::size_t i = 0; i < files_.size(); ++i) {
         auto& places = files_[i].places;

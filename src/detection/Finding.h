@@ -40,6 +40,7 @@ struct Place {
     Text name;  // the class, the value, the program, the program that loaded it
     Text key;   // of a registry value: its key with the root
     Text user;  // whose place it is, of a machine of several users; else empty
+    RegistryView view = RegistryView::Native;  // of a place in the registry
 
     bool operator==(const Place&) const = default;
 };

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/RegistryViews.h"
+
 namespace bkfd {
 namespace {
 
@@ -22,13 +24,22 @@ constexpr StartupPlace kPlaces[] = {
 
 }  // namespace
 
-std::span<const StartupPlace> StartupPlaces() {
-    return kPlaces;
+std::vector<StartupPlace> StartupPlaces() {
+    std::vector<StartupPlace> places;
+    for (const RegistryView view : {RegistryView::Native, RegistryView::Bits32}) {
+        for (StartupPlace place : kPlaces) {
+            const auto views = ViewsOf(TheMachine().System(), place.base.root, place.key);
+            if (std::ranges::find(views, view) == views.end()) continue;
+            place.base.view = view;
+            places.push_back(place);
+        }
+    }
+    return places;
 }
 
 bool IsStartupPlace(RegistryRoot root, TextView key) {
     return std::ranges::any_of(kPlaces, [&](const StartupPlace& place) {
-        return place.root == root && EqualsIgnoreCase(place.key, key);
+        return place.base.root == root && EqualsIgnoreCase(place.key, key);
     });
 }
 

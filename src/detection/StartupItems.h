@@ -1,6 +1,6 @@
 #pragma once
 
-#include <span>
+#include <vector>
 
 #include "platform/RootNames.h"
 
@@ -8,14 +8,14 @@
 namespace bkfd {
 
 struct StartupPlace {
-    RegistryRoot root;
+    RegistryBase base;
     TextView key;
     /// A place of the policies, whose values are described in another way.
     bool isPolicy = false;
 };
 
-/// In the order in which they are visited.
-std::span<const StartupPlace> StartupPlaces();
+/// In the order in which they are visited: those of the 32-bit view behind the others.
+std::vector<StartupPlace> StartupPlaces();
 /// Whether the key is one of the places.
 bool IsStartupPlace(RegistryRoot root, TextView key);
 
@@ -25,7 +25,7 @@ struct StartupItem {
     Text name;
     Text file;  // full path; empty for a value of the policies without data
     Text manufacturer;
-    RegistryRoot root = RegistryRoot::LocalMachine;
+    RegistryBase base = RegistryRoot::LocalMachine;
     Text key;
     Text valueName;
     bool isPolicy = false;

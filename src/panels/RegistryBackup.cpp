@@ -2,6 +2,7 @@
 
 #include "detection/HelperObjects.h"
 #include "platform/RootNames.h"
+#include "removal/SettingPlaces.h"
 #include "services/FileUtil.h"
 #include "services/MAPI.h"
 #include "services/RegistryAccess.h"
@@ -48,8 +49,15 @@ constexpr TextView kEnglishMonths[] = {u"Jan", u"Feb", u"Mar", u"Apr", u"May", u
 Text ExportSettings() {
     RegistryAccess registry;
     Text exports;
-    for (const BackedUpKey& part : kKeys) exports += registry.ExportKey(part.root, part.key);
-    return exports += registry.ExportValue(HKLM, kLibrariesKey, kLibrariesName);
+    for (const RegistryView view : {RegistryView::Native, RegistryView::Bits32}) {
+        for (const auto& [root, key] : kKeys) {
+            if (IsInView({root, key, {}}, view)) exports += registry.ExportKey({root, view}, key);
+        }
+        const RegistryBase machine = {HKLM, view};
+        if (!IsInView({machine, kLibrariesKey, kLibrariesName}, view)) continue;
+        exports += registry.ExportValue(machine, kLibrariesKey, kLibrariesName);
+    }
+    return exports;
 }
 
 Text TwoDigits(int number) {

@@ -2,6 +2,7 @@
 
 #include "base/RuntimeError.h"
 #include "detection/MPaDetector.h"
+#include "identity/NameInView.h"
 #include "removal/SettingPlaces.h"
 #include "resources/BuildSettings.h"
 #include "services/ApplicationState.h"
@@ -105,19 +106,16 @@ void GetStartPageStatus(const Text& value, Text& status) {
     status = isKnown ? SettingStatus::kAccepted : SettingStatus::kOwnStartPage;
 }
 
-void GetLocalPageStatus(const Text& value, Text& status) {
-    const Text expected = ToLower(gSystemPath + u"blank.htm");
-    status = Verdict(ToLower(SysUtil::ExpandEnvironment(value)) == expected);
-}
-
-void GetHandlerStatus(RegistryAccess& registry, const Text& clsid, const Text& moduleName,
-                      Text& serverPath, Text& status) {
-    status = Verdict(IsSystemClsidServer(registry, clsid, moduleName, serverPath));
+void GetLocalPageStatus(const Text& value, RegistryView view, Text& status) {
+    const Text expected = ToLower(NameInView(view, gSystemPath + u"blank.htm"));
+    const Text page = NameInView(view, SysUtil::ExpandEnvironment(value));
+    status = Verdict(ToLower(page) == expected);
 }
 
 void JudgeServer(RegistryAccess& registry, const Setting& setting, SettingInfo& info) {
     const Text clsid = info.value;
-    GetHandlerStatus(registry, clsid, Text(setting.expected), info.value, info.status);
+    info.status = Verdict(IsSystemClsidServer(registry, clsid, Text(setting.expected), info.value,
+                                              info.place.base.view));
     if (setting.judge != FilterServedBy || !info.value.empty()) return;
     info.description.insert(kFilter.size(), u"CLSID ");
     info.value = clsid;
@@ -130,7 +128,7 @@ void JudgeText(RegistryAccess& registry, const Setting& setting, SettingInfo& in
         case StartPage:
             return GetStartPageStatus(info.value, info.status);
         case LocalPage:
-            return GetLocalPageStatus(info.value, info.status);
+            return GetLocalPageStatus(info.value, info.place.base.view, info.status);
         case Equals:
             info.status = Verdict(ToLower(info.value) == setting.expected);
             return;
@@ -146,17 +144,16 @@ void JudgeText(RegistryAccess& registry, const Setting& setting, SettingInfo& in
 }
 
 void ReadText(RegistryAccess& registry, const Setting& setting, SettingInfo& info) {
-    (void)registry.ReadString(setting.place.root, setting.place.key, setting.place.name,
-                              info.value);
+    (void)registry.ReadString(info.place.base, info.place.key, info.place.name, info.value);
     if (info.value.empty()) return;
     info.shown = setting.shown == WhenSet;
     JudgeText(registry, setting, info);
 }
 
 /// Shown whether or not there is a value.
-void ReadSwitch(RegistryAccess& registry, const Setting& setting, SettingInfo& info) {
+void ReadSwitch(RegistryAccess& registry, SettingInfo& info) {
     std::int32_t number = 0;
-    (void)registry.ReadDword(setting.place.root, setting.place.key, setting.place.name, number);
+    (void)registry.ReadDword(info.place.base, info.place.key, info.place.name, number);
     info.value = number != 0 ? u"Yes" : u"No";
     info.status = Verdict(number == 0);
     info.shown = true;
@@ -164,7 +161,17 @@ void ReadSwitch(RegistryAccess& registry, const Setting& setting, SettingInfo& i
 
 }  // namespace
 
-SettingInfo GetSettingInfo(RegistryAccess& registry, int settingNumber) {
+std::vector<SettingInView> AllSettings() {
+    std::vector<SettingInView> all;
+    for (const RegistryView view : {RegistryView::Native, RegistryView::Bits32}) {
+        for (int number = 1; number <= kSettingCount; ++number) {
+            if (IsInView(kSettings[number - 1].place, view)) all.push_back({number, view});
+        }
+    }
+    return all;
+}
+
+SettingInfo GetSettingInfo(RegistryAccess& registry, int settingNumber, RegistryView view) {
     if (settingNumber < 1 || settingNumber > kSettingCount) {
         throw RuntimeError(ErrorNumber::SubscriptOutOfRange);
     }
@@ -172,9 +179,10 @@ SettingInfo GetSettingInfo(RegistryAccess& registry, int settingNumber) {
     SettingInfo info;
     info.description = setting.description;
     info.place = setting.place;
+    info.place.base.view = view;
     if (setting.isOfNTOnly && !IsWindowsNT()) return info;
     if (setting.judge == Switch) {
-        ReadSwitch(registry, setting, info);
+        ReadSwitch(registry, info);
     } else {
         ReadText(registry, setting, info);
     }

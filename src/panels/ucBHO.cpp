@@ -5,6 +5,7 @@
 #include "detection/CPaDetector.h"
 #include "detection/HelperObjects.h"
 #include "panels/MFileProps.h"
+#include "platform/RegistryViews.h"
 #include "platform/undo/RecordedOperation.h"
 #include "processes/CProcessManager.h"
 #include "resources/StringTable.h"
@@ -29,6 +30,10 @@ const ItemNode& NodeOf(const ListItem& row) {
 
 Text FileOf(const ListItem& row) {
     return NodeOf(row).params(u"DLL").Values(1).AsText();
+}
+
+RegistryView ViewOf(const ListItem& row) {
+    return NodeOf(row).params().Exists(u"View") ? RegistryView::Bits32 : RegistryView::Native;
 }
 
 }  // namespace
@@ -62,27 +67,31 @@ std::shared_ptr<ItemList> ucBHO::EnumBHOs() {
     Guarded(u"EnumBHOs", [&] {
         fileChecker_.emplace();  // its Init isn't called, on purpose: short names stay short
         RegistryAccess registry;
-        FillBHOInfo(registry.EnumSubkeys(RegistryRoot::LocalMachine, kHelperObjectsKey), *items,
-                    RegistryRoot::LocalMachine);
+        for (const RegistryView view : HelperObjectViews()) {
+            const RegistryBase base = {RegistryRoot::LocalMachine, view};
+            FillBHOInfo(registry.EnumSubkeys(base, kHelperObjectsKey), *items, base);
+        }
     });
     return items;
 }
 
-void ucBHO::FillBHOInfo(const KeyedList& keyNames, ItemList& items, RegistryRoot) {
+void ucBHO::FillBHOInfo(const KeyedList& keyNames, ItemList& items, RegistryBase base) {
     Guarded(u"FillBHOInfo", [&] {
         RegistryAccess registry;
         for (const Variant& keyName : keyNames) {
             const Text clsid = keyName.AsText();
             if (!IsHelperObjectName(clsid)) continue;
-            const HelperObject object = ReadHelperObject(registry, *fileChecker_, clsid);
+            const HelperObject object = ReadHelperObject(registry, *fileChecker_, clsid, base.view);
             const KeyedList fields = SysUtil::GetVersionStrings(object.file);
             ItemNode& item = items.Add();
             item.Id = clsid;
-            item.params().Add(
-                u"Name", DisplayName({object.name, SysUtil::VersionString(fields, u"ProductName"),
-                                      object.file, ResourceString(StringId::NoName)}));
+            const Text name =
+                DisplayName({object.name, SysUtil::VersionString(fields, u"ProductName"),
+                             object.file, ResourceString(StringId::NoName)});
+            item.params().Add(u"Name", name + Text(ViewSuffix(base.view)));
             item.params().Add(u"DLL", object.file);
             item.params().Add(u"Manufacturer", SysUtil::VersionString(fields, u"CompanyName"));
+            if (base.view == RegistryView::Bits32) item.params().Add(u"View", u"32-bit");
         }
     });
 }
@@ -183,7 +192,7 @@ void ucBHO::DeleteHelperObject(const ListItem& row) {
         processManager.RenameParasiteFileEx(file);
     }
     RegistryAccess registry;
-    if (registry.DeleteKey(RegistryRoot::LocalMachine, HelperObjectKey(clsid))) {
+    if (registry.DeleteKey({RegistryRoot::LocalMachine, ViewOf(row)}, HelperObjectKey(clsid))) {
         ShowMessage(SysUtil::FormatTemplate(ResourceString(StringId::HelperObjectDeleted), {name}),
                     MessageStyle::Information);
     } else if (!TellIfNotKept(*logger_, u"ucBHO.cmdDelete_Click")) {

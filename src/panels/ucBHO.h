@@ -28,7 +28,7 @@ class ucBHO : public TabPanel {
 
   private:
     std::shared_ptr<ItemList> EnumBHOs();
-    void FillBHOInfo(const KeyedList& keyNames, ItemList& items, RegistryRoot hive);
+    void FillBHOInfo(const KeyedList& keyNames, ItemList& items, RegistryBase base);
 
     void cmdDelete_Click();
     void lv_ItemClick();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "panels/SettingInfo.h"
+#include "platform/RegistryViews.h"
 #include "removal/CPaRemover.h"
 #include "resources/StringTable.h"
 #include "services/ErrorMode.h"
@@ -35,9 +36,10 @@ void ucCS::Init(LoggerRef logger) {
 void ucCS::RefreshList() {
     lv.Clear();
     RegistryAccess registry;
-    for (int number = 1; number <= kSettingCount; ++number) {
-        const SettingInfo info = GetSettingInfo(registry, number);
-        if (info.shown) AddSetting(info.description, info.status, info.value);
+    for (const auto& [number, view] : AllSettings()) {
+        const SettingInfo info = GetSettingInfo(registry, number, view);
+        if (!info.shown) continue;
+        AddSetting(info.description + Text(ViewSuffix(view)), info.status, info.value);
     }
     if (lv.Count() > 0) lv.SetSelectedIndex(1);
 }

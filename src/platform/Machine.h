@@ -52,6 +52,13 @@ class SystemFacts {
     virtual Text ExpandEnvironmentStringsW(TextView text) = 0;
     /// The user's temporary folder, with a backslash at its end.
     virtual Text GetTempPathW() = 0;
+    /// The system folder of 32-bit programs on a 64-bit Windows, whose registry has two views;
+    /// `CallNotImplemented` on other systems.
+    virtual Result<Text> GetSystemWow64DirectoryW() = 0;
+    /// Whether this is a 32-bit program on a 64-bit Windows.
+    virtual bool IsWow64Process() = 0;
+    /// Whether the program has an administrator's rights; true where the system knows no rights.
+    virtual bool IsUserAnAdmin() = 0;
     /// The full path of the running program's file.
     virtual Text GetModuleFileNameW() = 0;
     /// The system's text for an error code as it gives it, usually with a line end behind it; empty
@@ -73,6 +80,22 @@ enum class RegistryRoot : std::uint32_t {
     CurrentUser = 0x80000001,
     LocalMachine = 0x80000002,
     Users = 0x80000003,
+};
+
+/// The views of a 64-bit Windows' registry. The native one is that of 64-bit programs, whichever
+/// program asks.
+enum class RegistryView { Native, Bits32 };
+
+/// Where a key's path begins. On a machine of one view all views are the native one.
+struct RegistryBase {
+    constexpr RegistryBase(RegistryRoot registryRoot,
+                           RegistryView registryView = RegistryView::Native)
+        : root(registryRoot), view(registryView) {}
+
+    bool operator==(const RegistryBase&) const = default;
+
+    RegistryRoot root;
+    RegistryView view;
 };
 
 /// Value types, with Windows' numbers; any other number can occur too.
@@ -100,18 +123,18 @@ class Registry {
   public:
     virtual ~Registry() = default;
 
-    virtual Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
+    virtual Result<RegistryValue> RegQueryValueExW(RegistryBase base, TextView subkey,
                                                    TextView name) = 0;
     /// Makes the key and the keys above it where they are missing.
-    virtual Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+    virtual Status RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                                   const RegistryValue& value) = 0;
-    virtual Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) = 0;
+    virtual Status RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) = 0;
     /// Names of the direct subkeys, in the registry's order.
-    virtual Result<std::vector<Text>> RegEnumKeyExW(RegistryRoot root, TextView subkey) = 0;
+    virtual Result<std::vector<Text>> RegEnumKeyExW(RegistryBase base, TextView subkey) = 0;
     /// Names of the values, in the registry's order; the default value's is empty.
-    virtual Result<std::vector<Text>> RegEnumValueW(RegistryRoot root, TextView subkey) = 0;
+    virtual Result<std::vector<Text>> RegEnumValueW(RegistryBase base, TextView subkey) = 0;
     /// A key with subkeys is `AccessDenied` and stays whole.
-    virtual Status RegDeleteKeyW(RegistryRoot root, TextView subkey) = 0;
+    virtual Status RegDeleteKeyW(RegistryBase base, TextView subkey) = 0;
 };
 
 // ---------------------------------------------------------------- files

@@ -139,10 +139,10 @@ void CPaRemover::RemoveParasites() {
     CStartupManager startupManager;
     startupManager.Init(logger_);
 
+    const Detection found = detector.Detect(false);
     KeyedList files;
-    KeyedList bhos;
-    detector.DetectParasites(files, bhos);
-    for (const Variant& bho : bhos) bhoManager.DeleteBHO(bho.AsText());
+    for (const Finding& file : found.files) files.Add(file.path, file.path);
+    for (const HelperObject& bho : found.bhos) bhoManager.DeleteBHO(bho.clsid, bho.view);
     // Other files keep their startup entries, which point at a name that is no more.
     for (const Variant& file : files) {
         if (!FitsTheCodePage(file.AsText())) startupManager.RemoveStartup(file.AsText());

@@ -102,26 +102,26 @@ class Restorer {
   private:
     static Text NameOf(const Setting& setting) {
         const SettingPlace& place = setting.place;
-        return u"'" + RegistryAccess::RootName(place.root) + u"\\" + Text(place.key) + u"\\" +
-               Text(place.name) + u"'";
+        return u"'" + RegistryAccess::KeyName(place.base, place.key) + u"\\" + Text(place.name) +
+               u"'";
     }
 
     Text Read(const Setting& setting) {
         Text value;
-        (void)registry_.ReadString(setting.place.root, setting.place.key, setting.place.name,
+        (void)registry_.ReadString(setting.place.base, setting.place.key, setting.place.name,
                                    value);
         return value;
     }
 
     void Write(const Setting& setting, TextView text) {
         LogRefusal(
-            registry_.WriteString(setting.place.root, setting.place.key, setting.place.name, text),
+            registry_.WriteString(setting.place.base, setting.place.key, setting.place.name, text),
             setting);
     }
 
     void WriteNumber(const Setting& setting, std::int32_t number) {
         LogRefusal(
-            registry_.WriteDword(setting.place.root, setting.place.key, setting.place.name, number),
+            registry_.WriteDword(setting.place.base, setting.place.key, setting.place.name, number),
             setting);
     }
 
@@ -131,15 +131,15 @@ class Restorer {
 
     void RestoreAbsentValue(const Setting& setting) {
         const Status deleted =
-            registry_.DeleteValue(setting.place.root, setting.place.key, setting.place.name);
+            registry_.DeleteValue(setting.place.base, setting.place.key, setting.place.name);
         if (deleted.IsNotThere()) return;
         LogRefusedChange(logger_, deleted, u"delete " + NameOf(setting), source_);
     }
 
     void RestoreAbsentKey(const Setting& setting) {
         const Text key(setting.place.key);
-        if (registry_.DeleteKey(setting.place.root, key)) return;
-        LogKeyThatStays(logger_, setting.place.root, key, source_);
+        if (registry_.DeleteKey(setting.place.base, key)) return;
+        LogKeyThatStays(logger_, setting.place.base, key, source_);
     }
 
     void RestoreLibraries(const Setting& setting) {
@@ -151,7 +151,9 @@ class Restorer {
         const Text clsid = Read(setting);
         if (clsid.empty()) return;  // a handler that doesn't exist is not created
         Text server;
-        if (IsSystemClsidServer(registry_, clsid, Text(setting.module), server)) return;
+        const bool isGenuine = IsSystemClsidServer(registry_, clsid, Text(setting.module), server,
+                                                   setting.place.base.view);
+        if (isGenuine) return;
         Write(setting, setting.text);
     }
 
@@ -164,8 +166,12 @@ class Restorer {
 
 void RestoreSettings(RegistryAccess& registry, Logger& logger, const Text& source) {
     Restorer restorer(registry, logger, source);
-    for (const Setting& setting : kSettings) {
-        if (IsForThisMachine(setting.family)) restorer.Restore(setting);
+    for (const RegistryView view : {RegistryView::Native, RegistryView::Bits32}) {
+        for (Setting setting : kSettings) {
+            if (!IsForThisMachine(setting.family) || !IsInView(setting.place, view)) continue;
+            setting.place.base.view = view;
+            restorer.Restore(setting);
+        }
     }
 }
 

@@ -6,7 +6,7 @@ namespace bkfd {
 
 /// Where a setting stands in the registry. An empty name is the key's default value.
 struct SettingPlace {
-    RegistryRoot root;
+    RegistryBase base;
     TextView key;
     TextView name;
 };
@@ -55,4 +55,8 @@ inline constexpr SettingPlace kResetWebSettings{HKCU, kControlPanel, u"ResetWebS
 inline constexpr SettingPlace kFirstHomePage{HKCU, kMain, u"FirstHomePage"};
 
 }  // namespace SettingPlaces
+
+/// Whether the place is to be looked at in the view: a key that the views share, in one alone.
+bool IsInView(const SettingPlace& place, RegistryView view);
+
 }  // namespace bkfd

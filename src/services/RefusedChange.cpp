@@ -13,10 +13,10 @@ void LogRefusedChange(Logger& logger, Status status, const Text& change, const T
         LogLevel::SystemFailure, source);
 }
 
-void LogKeyThatStays(Logger& logger, RegistryRoot root, const Text& key, const Text& source) {
-    const Status left = TheMachine().RegistryKeys().RegEnumKeyExW(root, key);
+void LogKeyThatStays(Logger& logger, RegistryBase base, const Text& key, const Text& source) {
+    const Status left = TheMachine().RegistryKeys().RegEnumKeyExW(base, key);
     if (left.IsNotThere()) return;
-    logger.Write(0, u"Cannot delete '" + RegistryAccess::RootName(root) + u"\\" + key + u"'. ",
+    logger.Write(0, u"Cannot delete '" + RegistryAccess::KeyName(base, key) + u"'. ",
                  LogLevel::SystemFailure, source);
 }
 

@@ -11,6 +11,6 @@ namespace bkfd {
 void LogRefusedChange(Logger& logger, Status status, const Text& change, const Text& source);
 
 /// For a key that couldn't be deleted: writes one line to the log if it is still there.
-void LogKeyThatStays(Logger& logger, RegistryRoot root, const Text& key, const Text& source);
+void LogKeyThatStays(Logger& logger, RegistryBase base, const Text& key, const Text& source);
 
 }  // namespace bkfd

@@ -32,34 +32,34 @@ KeyedList ToKeyedList(Result<std::vector<Text>> names) {
 }
 
 /// Deletes what lies below first, and stops at the first key that can't be deleted.
-bool DeleteTree(RegistryRoot root, const Text& subkey, int depth) {
+bool DeleteTree(RegistryBase base, const Text& subkey, int depth) {
     if (depth > kRegistryDepthLimit) return false;
-    const auto children = Keys().RegEnumKeyExW(root, subkey);
+    const auto children = Keys().RegEnumKeyExW(base, subkey);
     if (children.IsNotThere()) return false;
     // A key that can't be listed may still be deletable; with keys below it, it stays whole.
     if (children.IsOk()) {
         for (const Text& child : children.value) {
-            if (!DeleteTree(root, subkey + u"\\" + child, depth + 1)) return false;
+            if (!DeleteTree(base, subkey + u"\\" + child, depth + 1)) return false;
         }
     }
-    return Keys().RegDeleteKeyW(root, subkey).IsOk();
+    return Keys().RegDeleteKeyW(base, subkey).IsOk();
 }
 
 }  // namespace
 
-Status RegistryAccess::ReadString(RegistryRoot root, TextView subkey, TextView name, Text& value) {
+Status RegistryAccess::ReadString(RegistryBase base, TextView subkey, TextView name, Text& value) {
     value.clear();
-    const auto stored = Keys().RegQueryValueExW(root, subkey, name);
+    const auto stored = Keys().RegQueryValueExW(base, subkey, name);
     if (!stored.IsOk()) return stored;
     if (!HoldsText(stored.value.type)) return {SystemError::UnsupportedType};
     value = TextBeforeNul(stored.value.data);
     return {};
 }
 
-Status RegistryAccess::ReadDword(RegistryRoot root, TextView subkey, TextView name,
+Status RegistryAccess::ReadDword(RegistryBase base, TextView subkey, TextView name,
                                  std::int32_t& value) {
     value = 0;
-    const auto stored = Keys().RegQueryValueExW(root, subkey, name);
+    const auto stored = Keys().RegQueryValueExW(base, subkey, name);
     if (!stored.IsOk()) return stored;
     const auto number = NumberOfValue(stored.value);
     if (!number) return {SystemError::UnsupportedType};
@@ -67,33 +67,33 @@ Status RegistryAccess::ReadDword(RegistryRoot root, TextView subkey, TextView na
     return {};
 }
 
-Status RegistryAccess::WriteString(RegistryRoot root, TextView subkey, TextView name,
+Status RegistryAccess::WriteString(RegistryBase base, TextView subkey, TextView name,
                                    TextView value) {
-    return Keys().RegSetValueExW(root, subkey, name, MakeStringValue(value));
+    return Keys().RegSetValueExW(base, subkey, name, MakeStringValue(value));
 }
 
-Status RegistryAccess::WriteDword(RegistryRoot root, TextView subkey, TextView name,
+Status RegistryAccess::WriteDword(RegistryBase base, TextView subkey, TextView name,
                                   std::int32_t value) {
-    return Keys().RegSetValueExW(root, subkey, name,
+    return Keys().RegSetValueExW(base, subkey, name,
                                  MakeDwordValue(static_cast<std::uint32_t>(value)));
 }
 
-Status RegistryAccess::DeleteValue(RegistryRoot root, TextView subkey, TextView name) {
-    return Keys().RegDeleteValueW(root, subkey, name);
+Status RegistryAccess::DeleteValue(RegistryBase base, TextView subkey, TextView name) {
+    return Keys().RegDeleteValueW(base, subkey, name);
 }
 
-KeyedList RegistryAccess::EnumSubkeys(RegistryRoot root, TextView subkey) {
-    return ToKeyedList(Keys().RegEnumKeyExW(root, subkey));
+KeyedList RegistryAccess::EnumSubkeys(RegistryBase base, TextView subkey) {
+    return ToKeyedList(Keys().RegEnumKeyExW(base, subkey));
 }
 
-KeyedList RegistryAccess::EnumValues(RegistryRoot root, TextView subkey) {
-    return ToKeyedList(Keys().RegEnumValueW(root, subkey));
+KeyedList RegistryAccess::EnumValues(RegistryBase base, TextView subkey) {
+    return ToKeyedList(Keys().RegEnumValueW(base, subkey));
 }
 
-bool RegistryAccess::DeleteKey(RegistryRoot root, TextView subkey) {
+bool RegistryAccess::DeleteKey(RegistryBase base, TextView subkey) {
     // An empty last name would reach the key above, or the root itself.
     if (subkey.empty() || subkey.ends_with(u'\\')) return false;
-    return DeleteTree(root, Text(subkey), 0);
+    return DeleteTree(base, Text(subkey), 0);
 }
 
 }  // namespace bkfd

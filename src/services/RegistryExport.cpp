@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "formats/RegText.h"
+#include "platform/RegistryViews.h"
 #include "platform/RootNames.h"
 #include "services/MAPI.h"
 #include "services/RegistryAccess.h"
@@ -90,22 +91,31 @@ class Exporter {
     Text text_;
 };
 
+/// Export files know no views.
+Text InNativeView(RegistryBase base, TextView subkey) {
+    return NativeKey(TheMachine().System(), base, subkey);
+}
+
 }  // namespace
 
-Text RegistryAccess::ExportKey(RegistryRoot root, TextView subkey) {
-    Exporter exporter(root);
-    exporter.AddTree(Text(subkey), 0);
+Text RegistryAccess::ExportKey(RegistryBase base, TextView subkey) {
+    Exporter exporter(base.root);
+    exporter.AddTree(InNativeView(base, subkey), 0);
     return exporter.Finish();
 }
 
-Text RegistryAccess::ExportValue(RegistryRoot root, TextView subkey, TextView name) {
-    Exporter exporter(root);
-    exporter.AddValue(Text(subkey), Text(name));
+Text RegistryAccess::ExportValue(RegistryBase base, TextView subkey, TextView name) {
+    Exporter exporter(base.root);
+    exporter.AddValue(InNativeView(base, subkey), Text(name));
     return exporter.Finish();
 }
 
 Text RegistryAccess::RootName(RegistryRoot root) {
     return Text(RegistryRootName(root));
+}
+
+Text RegistryAccess::KeyName(RegistryBase base, TextView subkey) {
+    return RootName(base.root) + u'\\' + InNativeView(base, subkey);
 }
 
 }  // namespace bkfd

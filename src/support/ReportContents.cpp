@@ -1,7 +1,7 @@
 #include "support/ReportContents.h"
 
 #include "detection/CPaDetector.h"
-#include "platform/Machine.h"
+#include "platform/RegistryViews.h"
 #include "resources/StringTable.h"
 #include "services/ApplicationState.h"
 #include "services/FileUtil.h"
@@ -26,10 +26,22 @@ Text SuspiciousFiles(const LoggerRef& logger) {
     return detector.MakeSuspiciousFilesXML();
 }
 
+/// HKEY_LOCAL_MACHINE in each view that has the key for itself.
+std::vector<RegistryBase> MachineBases(TextView key) {
+    std::vector<RegistryBase> bases;
+    for (const RegistryView view :
+         ViewsOf(TheMachine().System(), RegistryRoot::LocalMachine, key)) {
+        bases.emplace_back(RegistryRoot::LocalMachine, view);
+    }
+    return bases;
+}
+
 /// The security zones of sites, as the text of an export file of the machine's family.
 Text ZoneMap(RegistryAccess& registry) {
-    const Text exports = registry.ExportKey(RegistryRoot::CurrentUser, kZoneMapKey) +
-                         registry.ExportKey(RegistryRoot::LocalMachine, kZoneMapKey);
+    Text exports = registry.ExportKey(RegistryRoot::CurrentUser, kZoneMapKey);
+    for (const RegistryBase machine : MachineBases(kZoneMapKey)) {
+        exports += registry.ExportKey(machine, kZoneMapKey);
+    }
     if (!IsWindowsNT()) return u"REGEDIT4\r\n" + exports;
     return WideDocument(u"Windows Registry Editor Version 5.00\r\n" + exports);
 }
@@ -37,7 +49,10 @@ Text ZoneMap(RegistryAccess& registry) {
 /// The log of the sibling product, empty where it isn't installed.
 Text SiblingLog(RegistryAccess& registry) {
     Text folder;
-    (void)registry.ReadString(RegistryRoot::LocalMachine, kSiblingKey, u"InstallPath", folder);
+    for (const RegistryBase machine : MachineBases(kSiblingKey)) {
+        (void)registry.ReadString(machine, kSiblingKey, u"InstallPath", folder);
+        if (!folder.empty()) break;
+    }
     if (folder.empty()) return {};
     folder = WithBackslash(folder);
     const Text log = FileUtil::ReadTextFile(folder + u"FNHW.log");

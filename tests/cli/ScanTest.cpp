@@ -185,5 +185,47 @@ TEST(Unreadable, KeysAreToldByOtherCommandsToo) {
     }
 }
 
+/// A parasite and a sound library of one name, each in a view, and the start page of one of them.
+constexpr char kTwoViews[] =
+    "REGEDIT4\r\n\r\n"
+    "[HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\Explorer\\"
+    "Browser Helper Objects\\{D0000000-0000-4000-8000-000000000001}]\r\n@=\"View\"\r\n\r\n"
+    "[HKEY_CLASSES_ROOT\\Wow6432Node\\CLSID\\{D0000000-0000-4000-8000-000000000001}"
+    "\\InProcServer32]"
+    "\r\n@=\"C:\\\\WINDOWS\\\\system32\\\\view.dll\"\r\n\r\n"
+    "[HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Microsoft\\Internet Explorer\\Main]\r\n"
+    "\"Start Page\"=\"http://hijack.example/\"\r\n";
+
+TEST(Scan, TellsTheViewsOfA64BitWindowsApart) {
+    const MachineCopy machine("clean-xp");
+    machine.Write("registry/z.reg", kTwoViews);
+    machine.Write("drives/c/WINDOWS/SysWOW64/view.dll", "bytes");
+    EXPECT_EQ(RunOn(machine, {"scan"}).code, 0) << "a 32-bit Windows doesn't look there";
+    machine.Edit([](auto& facts) { facts["architecture"] = "x64"; });
+    const auto document = RunOn(machine, {"--json", "scan"}).Document();
+    EXPECT_EQ(document["bhos"][0]["view"], "32-bit");
+    EXPECT_EQ(document["files"][0]["path"], "C:\\WINDOWS\\SysWOW64\\view.dll");
+    EXPECT_EQ(document["files"][0]["places"][0]["view"], "32-bit");
+    EXPECT_EQ(document["settings"].back()["view"], "32-bit");
+    EXPECT_FALSE(document["settings"][0].contains("view"));
+    EXPECT_THAT(RunOn(machine, {"scan"}).out, HasSubstr("View (32-bit)"));
+    EXPECT_THAT(RunOn(machine, {"scan", "--record"}).out,
+                HasSubstr(R"("path":"HKLM\\Software\\Wow6432Node\\Microsoft\\Windows\\Curr)"));
+    for (const char* list : {"bhos", "startup", "settings"}) {
+        SCOPED_TRACE(list);
+        EXPECT_EQ(RunOn(machine, {"--json", list}).out.find("32-bit") != std::string::npos,
+                  std::string(list) != "startup");
+    }
+    const auto before = RunOn(machine, {"--json", "settings"}).out;
+    const auto cleaned = RunOn(machine, {"--json", "clean", "--yes"}).Document();
+    EXPECT_THAT(cleaned["changes"].dump(), HasSubstr("Wow6432Node"));
+    EXPECT_EQ(cleaned["deletedBhos"].size(), 1U);
+    EXPECT_EQ(RunOn(machine, {"scan"}).code, 0);
+    EXPECT_NE(RunOn(machine, {"--json", "settings"}).out, before);
+    EXPECT_EQ(RunOn(machine, {"undo", "last", "--yes"}).code, 0);
+    EXPECT_EQ(RunOn(machine, {"--json", "settings"}).out, before);
+    EXPECT_EQ(RunOn(machine, {"scan"}).code, 1);
+}
+
 }  // namespace
 }  // namespace bkfd

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "platform/RegistryViews.h"
 #include "tests/contract/MachineContract.h"
 
 namespace bkfd::contract {
@@ -126,6 +127,42 @@ TEST_P(MachineContract, ClassesAreAViewOfTheMachinesClasses) {
             return EqualsIgnoreCase(seen, name);
         })) << ToUtf8(name);
     }
+}
+
+TEST_P(MachineContract, ViewsHaveKeysOfTheirOwnWhereThereAreTwo) {
+    const bool areTwo = HasTwoViews(system_);
+    const RegistryBase native = RegistryRoot::LocalMachine;
+    const RegistryBase bits32 = {RegistryRoot::LocalMachine, RegistryView::Bits32};
+    const Text key = under_->ScratchKey();
+    const Text inNative = NativeKey(system_, bits32, key);
+    EXPECT_EQ(inNative != key, areTwo);
+    const bool looksAtBoth = areTwo && !system_.IsWow64Process();
+    EXPECT_EQ(ViewsOf(system_, native.root, key).size(), looksAtBoth ? 2u : 1u);
+    const auto folder = system_.GetSystemWow64DirectoryW();
+    EXPECT_EQ(folder.code, areTwo ? 0u : SystemError::CallNotImplemented);
+
+    ASSERT_EQ(registry_.RegSetValueExW(native, key, u"native", kOne).code, 0u);
+    ASSERT_EQ(registry_.RegSetValueExW(bits32, key + u"\\below", u"32", kOne).code, 0u);
+    EXPECT_EQ(registry_.RegQueryValueExW(bits32, key, u"native").IsOk(), !areTwo);
+    EXPECT_EQ(registry_.RegEnumKeyExW(native, key).value.empty(), areTwo);
+    EXPECT_EQ(registry_.RegQueryValueExW(native, inNative + u"\\below", u"32").value, kOne);
+    EXPECT_EQ(registry_.RegEnumValueW(bits32, key + u"\\below").value.size(), 1u);
+
+    EXPECT_EQ(registry_.RegDeleteKeyW(bits32, key).code, SystemError::AccessDenied);
+    EXPECT_EQ(registry_.RegDeleteValueW(bits32, key + u"\\below", u"32").code, 0u);
+    EXPECT_EQ(registry_.RegDeleteKeyW(bits32, key + u"\\below").code, 0u);
+    EXPECT_EQ(registry_.RegDeleteKeyW(bits32, key).code, 0u);
+    EXPECT_EQ(registry_.RegEnumKeyExW(native, inNative).IsNotThere(), true);
+    EXPECT_EQ(registry_.RegDeleteKeyW(native, key).code,
+              areTwo ? SystemError::Success : SystemError::FileNotFound);
+}
+
+TEST_P(MachineContract, ViewsShareTheUsersSettings) {
+    const RegistryBase bits32 = {kUser, RegistryView::Bits32};
+    ASSERT_EQ(registry_.RegSetValueExW(kUser, under_->ScratchKey(), u"a", kOne).code, 0u);
+    EXPECT_EQ(registry_.RegQueryValueExW(bits32, under_->ScratchKey(), u"a").value, kOne);
+    EXPECT_EQ(registry_.RegDeleteValueW(bits32, under_->ScratchKey(), u"a").code, 0u);
+    EXPECT_TRUE(registry_.RegEnumValueW(kUser, under_->ScratchKey()).value.empty());
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ bool AreEqual(const ImageSettings& a, const ImageSettings& b) {
            a.deniedReads == b.deniedReads && a.deniedWrites == b.deniedWrites &&
            a.facts.environment == b.facts.environment &&
            a.facts.programFolder == b.facts.programFolder && a.facts.codePage == b.facts.codePage &&
+           a.facts.hasTwoViews == b.facts.hasTwoViews &&
            a.facts.missingComponents == b.facts.missingComponents;
 }
 
@@ -62,7 +63,7 @@ std::vector<Bytes> FuzzCorpus() {
     std::vector<Bytes> corpus;
     for (const std::string_view text : {
              R"({"family": "nt", "version": [5,1], "build": 2600, "servicePack": "Service Pack 2",
-"codePage": 1252, "environment": {"windir": "C:\\WINDOWS", "\ud83d\ude00": "x"},
+"architecture": "x64", "codePage": 1252, "environment": {"windir": "C:\\WINDOWS", "\ud83d\ude00": "x"},
 "programFolder": "C:\\P", "now": "2026-11-16T09:39:04", "uptimeMs": 600000,
 "processes": [{"id": 4, "path": "System"}, {"id": 8, "path": "C:\\a.exe", "denied": true,
 "modules": ["C:\\b.dll"]}, {"id": 9, "path": "C:\\c.exe", "self": true}],

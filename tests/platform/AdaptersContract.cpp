@@ -14,10 +14,20 @@ constexpr TextView kScratchKey = u"Software\\Contract Scratch";
 constexpr TextView kScratchFolder = u"C:\\Scratch Folder";
 constexpr TextView kShortName = u"ALONGN~1.EXE";
 
+struct Kind {
+    const char* name;
+    WindowsFamily family;
+    bool hasTwoViews = false;
+};
+constexpr Kind kKinds[] = {{"NT", WindowsFamily::NT},
+                           {"64Bit", WindowsFamily::NT, true},
+                           {"9x", WindowsFamily::Windows9x}};
+
 /// A machine in memory in which the program itself runs.
 class MemoryUnderTest : public MachineUnderTest {
   public:
-    explicit MemoryUnderTest(WindowsFamily family) : memory_(family) {
+    explicit MemoryUnderTest(const Kind& kind) : memory_(kind.family) {
+        memory_.Facts().hasTwoViews = kind.hasTwoViews;
         memory_.AddFolder(kScratchFolder);
         memory_.SetString(RegistryRoot::LocalMachine, u"Software\\Classes\\.exe", u"", u"exefile");
         const Text program = memory_.System().GetModuleFileNameW();
@@ -47,7 +57,7 @@ struct Undoable : UndoMachine {
 template <class Wrapper>
 class WrappedUnderTest final : public MemoryUnderTest {
   public:
-    explicit WrappedUnderTest(WindowsFamily family) : MemoryUnderTest(family), wrapper_(memory_) {}
+    explicit WrappedUnderTest(const Kind& kind) : MemoryUnderTest(kind), wrapper_(memory_) {}
 
     Machine& Get() override { return wrapper_; }
 
@@ -63,9 +73,11 @@ class WrappedUnderTest final : public MemoryUnderTest {
 
 class ImageUnderTest final : public MachineUnderTest {
   public:
-    explicit ImageUnderTest(WindowsFamily family) {
-        const std::string name = family == WindowsFamily::NT ? "nt" : "9x";
-        image_.Write("machine.json", R"({"family": ")" + name + R"(", "processes": [
+    explicit ImageUnderTest(const Kind& kind) {
+        const std::string name = kind.family == WindowsFamily::NT ? "nt" : "9x";
+        const std::string architecture = kind.hasTwoViews ? "x64" : "x86";
+        image_.Write("machine.json", R"({"family": ")" + name + R"(", "architecture": ")" +
+                                         architecture + R"(", "processes": [
             {"id": 4, "path": "C:\\WINDOWS\\explorer.exe"},
             {"id": 1200, "path": "C:\\Program Files\\Brackenfold\\Brackenfold.exe",
              "modules": ["C:\\WINDOWS\\a.dll"], "self": true}]})");
@@ -85,22 +97,21 @@ class ImageUnderTest final : public MachineUnderTest {
 };
 
 template <class Under>
-void AddBothFamilies(std::vector<Adapter>& adapters, const std::string& name) {
-    for (const auto family : {WindowsFamily::NT, WindowsFamily::Windows9x}) {
-        adapters.push_back({name + (family == WindowsFamily::NT ? "NT" : "9x"),
-                            [family] { return std::make_unique<Under>(family); }});
+void AddAllKinds(std::vector<Adapter>& adapters, const std::string& name) {
+    for (const Kind& kind : kKinds) {
+        adapters.push_back({name + kind.name, [kind] { return std::make_unique<Under>(kind); }});
     }
 }
 
 std::vector<Adapter> Adapters() {
     std::vector<Adapter> adapters;
-    AddBothFamilies<MemoryUnderTest>(adapters, "Memory");
-    AddBothFamilies<ImageUnderTest>(adapters, "Image");
-    AddBothFamilies<WrappedUnderTest<FaultMachine>>(adapters, "Fault");
-    AddBothFamilies<WrappedUnderTest<WitnessMachine>>(adapters, "Witness");
-    AddBothFamilies<WrappedUnderTest<RecordingMachine>>(adapters, "Recording");
-    AddBothFamilies<WrappedUnderTest<Undoable>>(adapters, "Undo");
-    AddBothFamilies<WrappedUnderTest<OverlayMachine>>(adapters, "Overlay");
+    AddAllKinds<MemoryUnderTest>(adapters, "Memory");
+    AddAllKinds<ImageUnderTest>(adapters, "Image");
+    AddAllKinds<WrappedUnderTest<FaultMachine>>(adapters, "Fault");
+    AddAllKinds<WrappedUnderTest<WitnessMachine>>(adapters, "Witness");
+    AddAllKinds<WrappedUnderTest<RecordingMachine>>(adapters, "Recording");
+    AddAllKinds<WrappedUnderTest<Undoable>>(adapters, "Undo");
+    AddAllKinds<WrappedUnderTest<OverlayMachine>>(adapters, "Overlay");
     return adapters;
 }
 

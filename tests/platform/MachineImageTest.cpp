@@ -47,6 +47,7 @@ TEST(MachineImage, SettingsThatAreWrongNameFileLineAndKey) {
         {R"("build": "x")", "build", "number"},
         {R"("servicePack": 2)", "servicePack", "text"},
         {R"("codePage": 4)", "codePage", "isn't known"},
+        {R"("architecture": "x65")", "architecture", "must be"},
         {R"("environment": {"a": 1})", "environment", ": a"},
         {R"("programFolder": "here")", "programFolder", "folder"},
         {R"("now": "2026-02-30T00:00:00")", "now", "time"},

@@ -4,18 +4,18 @@
 #
 #   tests/windows/run.sh BUILD-FOLDER [GROUP...]
 #
-# Groups: units, startup, cleanup, walk, support, plan, prefix, all of these if none is named; setup, which
+# Groups: units, startup, cleanup, walk, views, support, plan, prefix, all of these if none is named; setup, which
 # needs what ./package makes; all, which is these and setup.
 set -uo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build=$(realpath -e "${1:?usage: tests/windows/run.sh BUILD-FOLDER [GROUP...]}") || exit 1
 shift
-groups=" ${*:-units startup cleanup walk support plan prefix} "
-[ "$groups" != " all " ] || groups=" units startup cleanup walk support plan prefix setup "
+groups=" ${*:-units startup cleanup walk views support plan prefix} "
+[ "$groups" != " all " ] || groups=" units startup cleanup walk views support plan prefix setup "
 for group in $groups; do
     case $group in
-        units | startup | cleanup | walk | support | plan | prefix | setup) ;;
-        *) echo "$group is no group; there are units, startup, cleanup, walk, support, plan, prefix and setup" >&2; exit 1 ;;
+        units | startup | cleanup | walk | views | support | plan | prefix | setup) ;;
+        *) echo "$group is no group; there are units, startup, cleanup, walk, views, support, plan, prefix and setup" >&2; exit 1 ;;
     esac
 done
 for tool in wine wineserver Xvfb xdotool; do
@@ -50,6 +50,7 @@ gtest() {
 . "$here/startup_checks.sh"
 . "$here/cleanup_checks.sh"
 . "$here/walk_checks.sh"
+. "$here/views_checks.sh"
 . "$here/support_checks.sh"
 . "$here/../../tools/hijack_prefix.sh"
 . "$here/plan_checks.sh"
@@ -76,6 +77,7 @@ for family in win10 win98; do
     is_asked_for support && support_checks $family
     is_asked_for setup && setup_checks $family
 done
+is_asked_for views && views_checks
 is_asked_for plan && plan_checks
 is_asked_for prefix && prefix_checks
 if is_asked_for units; then

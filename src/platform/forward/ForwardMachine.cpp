@@ -20,36 +20,36 @@ Result<WindowsVersion> ForwardSystem::GetVersionExW() {
                                            [&] { return target_.GetVersionExW(); });
 }
 
-Result<RegistryValue> ForwardRegistry::RegQueryValueExW(RegistryRoot root, TextView subkey,
+Result<RegistryValue> ForwardRegistry::RegQueryValueExW(RegistryBase base, TextView subkey,
                                                         TextView name) {
     return Through<Result<RegistryValue>>(
-        gate_, "RegQueryValueExW", [&] { return target_.RegQueryValueExW(root, subkey, name); });
+        gate_, "RegQueryValueExW", [&] { return target_.RegQueryValueExW(base, subkey, name); });
 }
 
-Status ForwardRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+Status ForwardRegistry::RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                                        const RegistryValue& value) {
     return Through<Status>(gate_, "RegSetValueExW",
-                           [&] { return target_.RegSetValueExW(root, subkey, name, value); });
+                           [&] { return target_.RegSetValueExW(base, subkey, name, value); });
 }
 
-Status ForwardRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) {
+Status ForwardRegistry::RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) {
     return Through<Status>(gate_, "RegDeleteValueW",
-                           [&] { return target_.RegDeleteValueW(root, subkey, name); });
+                           [&] { return target_.RegDeleteValueW(base, subkey, name); });
 }
 
-Result<std::vector<Text>> ForwardRegistry::RegEnumKeyExW(RegistryRoot root, TextView subkey) {
+Result<std::vector<Text>> ForwardRegistry::RegEnumKeyExW(RegistryBase base, TextView subkey) {
     return Through<Result<std::vector<Text>>>(gate_, "RegEnumKeyExW",
-                                              [&] { return target_.RegEnumKeyExW(root, subkey); });
+                                              [&] { return target_.RegEnumKeyExW(base, subkey); });
 }
 
-Result<std::vector<Text>> ForwardRegistry::RegEnumValueW(RegistryRoot root, TextView subkey) {
+Result<std::vector<Text>> ForwardRegistry::RegEnumValueW(RegistryBase base, TextView subkey) {
     return Through<Result<std::vector<Text>>>(gate_, "RegEnumValueW",
-                                              [&] { return target_.RegEnumValueW(root, subkey); });
+                                              [&] { return target_.RegEnumValueW(base, subkey); });
 }
 
-Status ForwardRegistry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
+Status ForwardRegistry::RegDeleteKeyW(RegistryBase base, TextView subkey) {
     return Through<Status>(gate_, "RegDeleteKeyW",
-                           [&] { return target_.RegDeleteKeyW(root, subkey); });
+                           [&] { return target_.RegDeleteKeyW(base, subkey); });
 }
 
 Status ForwardProcesses::EnumProcesses(std::span<std::uint32_t> ids, std::uint32_t& needed) {

@@ -28,6 +28,9 @@ class ForwardSystem : public SystemFacts {
         return target_.ExpandEnvironmentStringsW(text);
     }
     Text GetTempPathW() override { return target_.GetTempPathW(); }
+    Result<Text> GetSystemWow64DirectoryW() override { return target_.GetSystemWow64DirectoryW(); }
+    bool IsWow64Process() override { return target_.IsWow64Process(); }
+    bool IsUserAnAdmin() override { return target_.IsUserAnAdmin(); }
     Text GetModuleFileNameW() override { return target_.GetModuleFileNameW(); }
     Text FormatMessageW(std::uint32_t code) override { return target_.FormatMessageW(code); }
     Text GetLocaleInfoW(LocaleFact fact) override { return target_.GetLocaleInfoW(fact); }
@@ -47,14 +50,14 @@ class ForwardRegistry : public Registry {
   public:
     ForwardRegistry(Registry& target, CallGate& gate) : target_(target), gate_(gate) {}
 
-    Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
+    Result<RegistryValue> RegQueryValueExW(RegistryBase base, TextView subkey,
                                            TextView name) override;
-    Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+    Status RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                           const RegistryValue& value) override;
-    Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) override;
-    Result<std::vector<Text>> RegEnumKeyExW(RegistryRoot root, TextView subkey) override;
-    Result<std::vector<Text>> RegEnumValueW(RegistryRoot root, TextView subkey) override;
-    Status RegDeleteKeyW(RegistryRoot root, TextView subkey) override;
+    Status RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) override;
+    Result<std::vector<Text>> RegEnumKeyExW(RegistryBase base, TextView subkey) override;
+    Result<std::vector<Text>> RegEnumValueW(RegistryBase base, TextView subkey) override;
+    Status RegDeleteKeyW(RegistryBase base, TextView subkey) override;
 
   protected:
     Registry& target_;

@@ -59,6 +59,13 @@ std::string ReadServicePack(const ImageJson& value, ImageSettings& settings) {
     return TextFromJson(value, settings.facts.servicePack) ? "" : "must be a text";
 }
 
+std::string ReadArchitecture(const ImageJson& value, ImageSettings& settings) {
+    if (value != "x86" && value != "x64") return "must be \"x86\" or \"x64\"";
+    settings.facts.hasTwoViews = value == "x64";
+    if (settings.facts.hasTwoViews && !settings.facts.IsNT()) return "can't be x64 on family 9x";
+    return {};
+}
+
 std::string ReadCodePage(const ImageJson& value, ImageSettings& settings) {
     if (!IsUint32(value)) return "must be a number, such as 1252";
     settings.facts.codePage = value;
@@ -170,6 +177,7 @@ constexpr KeyRow kKeyRows[] = {
     {"version", ReadVersion},
     {"build", ReadBuild},
     {"servicePack", ReadServicePack},
+    {"architecture", ReadArchitecture},
     {"codePage", ReadCodePage},
     {"environment", ReadEnvironment},
     {"programFolder", ReadProgramFolder},

@@ -25,6 +25,8 @@ struct MachineFacts {
     Text WindowsFolder() const;
     /// The Windows folder with "\system32" or, on 9x, "\system".
     Text SystemFolder() const;
+    /// The system folder of 32-bit programs, where there are two.
+    Text SystemFolder32() const { return WindowsFolder() + u"\\SysWOW64"; }
     /// Since Windows 2000 the classes are the user's as well as the machine's.
     bool HasUserClasses() const { return IsNT() && major >= 5; }
     bool IsNT() const { return family == WindowsFamily::NT; }
@@ -40,6 +42,10 @@ struct MachineFacts {
     Text programFile = u"Brackenfold.exe";
     Text currentFolder = u"C:\\";
     Text volumeLabel;
+    /// A 64-bit Windows: the registry has two views, and there are two system folders.
+    bool hasTwoViews = false;
+    bool isWow64Process = false;  // the program is one of 32 bits there
+    bool isAdministrator = true;
     bool isRestartDenied = false;
     std::vector<Text> missingComponents;
 };

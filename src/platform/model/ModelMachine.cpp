@@ -9,7 +9,7 @@ ModelMachine::ModelMachine(MachineFacts facts, Volume& volume, ModelClock& clock
       facts_(std::move(facts)),
       codePage_(facts_.codePage),
       roots_(roots ? std::move(roots) : std::make_unique<TreeRoots>(tree_)),
-      registry_(*roots_, facts_.HasUserClasses(), log),
+      registry_(*roots_, facts_, log),
       processes_(facts_, log),
       files_({volume, rules_, facts_, codePage_, processes_, log}),
       system_(facts_, codePage_, clock),

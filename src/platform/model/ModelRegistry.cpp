@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "platform/RegistryViews.h"
+
 namespace bkfd {
 namespace {
 
@@ -10,8 +12,12 @@ constexpr TextView kClasses = u"Software\\Classes";
 
 }  // namespace
 
-ModelRegistry::ModelRegistry(RegistryRoots& roots, bool hasUserClasses, ChangeLog* log)
-    : roots_(roots), hasUserClasses_(hasUserClasses), log_(log) {}
+ModelRegistry::ModelRegistry(RegistryRoots& roots, const MachineFacts& facts, ChangeLog* log)
+    : roots_(roots), facts_(facts), log_(log) {}
+
+Text ModelRegistry::InNativeView(RegistryBase base, TextView subkey) const {
+    return facts_.hasTwoViews ? NativeKey(base, subkey) : Text(subkey);
+}
 
 ModelRegistry::FoldedKey ModelRegistry::Fold(RegistryRoot root, TextView key) {
     Text folded;
@@ -44,7 +50,7 @@ Result<std::vector<ModelRegistry::Place>> ModelRegistry::PlacesOf(RegistryRoot r
         return places;
     }
     const Text key = Text(kClasses) + u'\\' + Text(subkey);
-    if (hasUserClasses_) add(RegistryRoot::CurrentUser, key);
+    if (facts_.HasUserClasses()) add(RegistryRoot::CurrentUser, key);
     add(RegistryRoot::LocalMachine, key);
     return places;
 }
@@ -78,9 +84,9 @@ Status ModelRegistry::Note(MachineChange::Kind kind, const Place& place, TextVie
     return log_->Note({kind, place.root, place.key, Text(name), value, 0});
 }
 
-Result<RegistryValue> ModelRegistry::RegQueryValueExW(RegistryRoot root, TextView subkey,
+Result<RegistryValue> ModelRegistry::RegQueryValueExW(RegistryBase base, TextView subkey,
                                                       TextView name) {
-    const auto places = ReadablePlacesOf(root, subkey);
+    const auto places = ReadablePlacesOf(base.root, InNativeView(base, subkey));
     if (!places.IsOk()) return Status(places);
     for (const Place& place : places.value) {
         auto value = roots_.QueryValue(place.root, place.key, UpToNul(name));
@@ -89,15 +95,17 @@ Result<RegistryValue> ModelRegistry::RegQueryValueExW(RegistryRoot root, TextVie
     return Status{SystemError::FileNotFound};
 }
 
-Status ModelRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+Status ModelRegistry::RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                                      const RegistryValue& value) {
     name = UpToNul(name);
-    const auto places = PlacesOf(root, subkey);
+    const RegistryRoot root = base.root;
+    const Text native = InNativeView(base, subkey);
+    const auto places = PlacesOf(root, native);
     if (!places.IsOk()) return places;
     const auto found = std::ranges::find_if(
         places.value, [](const Place& place) { return !place.found.IsNotThere(); });
     const Place& target = found == places.value.end() ? places.value.back() : *found;
-    if (IsWithin(deniedWrites_, root, UpToNul(subkey)) ||
+    if (IsWithin(deniedWrites_, root, UpToNul(native)) ||
         IsWithin(deniedWrites_, target.root, target.key)) {
         return {SystemError::AccessDenied};
     }
@@ -106,11 +114,13 @@ Status ModelRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextVie
     return roots_.SetValue(target.root, target.key, name, value);
 }
 
-Status ModelRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) {
+Status ModelRegistry::RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) {
     name = UpToNul(name);
-    const auto places = PlacesOf(root, subkey);
+    const RegistryRoot root = base.root;
+    const Text native = InNativeView(base, subkey);
+    const auto places = PlacesOf(root, native);
     if (!places.IsOk()) return places;
-    if (IsWithin(deniedWrites_, root, UpToNul(subkey))) return {SystemError::AccessDenied};
+    if (IsWithin(deniedWrites_, root, UpToNul(native))) return {SystemError::AccessDenied};
     for (const Place& place : places.value) {
         if (IsWithin(deniedWrites_, place.root, place.key)) return {SystemError::AccessDenied};
         if (place.found.IsNotThere()) continue;
@@ -123,17 +133,17 @@ Status ModelRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextVi
     return {SystemError::FileNotFound};
 }
 
-Result<std::vector<Text>> ModelRegistry::RegEnumKeyExW(RegistryRoot root, TextView subkey) {
-    return EnumNames(root, subkey, &RegistryRoots::EnumKeys);
+Result<std::vector<Text>> ModelRegistry::RegEnumKeyExW(RegistryBase base, TextView subkey) {
+    return EnumNames(base, subkey, &RegistryRoots::EnumKeys);
 }
 
-Result<std::vector<Text>> ModelRegistry::RegEnumValueW(RegistryRoot root, TextView subkey) {
-    return EnumNames(root, subkey, &RegistryRoots::EnumValues);
+Result<std::vector<Text>> ModelRegistry::RegEnumValueW(RegistryBase base, TextView subkey) {
+    return EnumNames(base, subkey, &RegistryRoots::EnumValues);
 }
 
-Result<std::vector<Text>> ModelRegistry::EnumNames(RegistryRoot root, TextView subkey,
+Result<std::vector<Text>> ModelRegistry::EnumNames(RegistryBase base, TextView subkey,
                                                    EnumCall call) {
-    const auto places = ReadablePlacesOf(root, subkey);
+    const auto places = ReadablePlacesOf(base.root, InNativeView(base, subkey));
     if (!places.IsOk()) return Status(places);
     std::vector<Text> names;
     std::unordered_set<Text> seen;
@@ -147,11 +157,13 @@ Result<std::vector<Text>> ModelRegistry::EnumNames(RegistryRoot root, TextView s
     return names;
 }
 
-Status ModelRegistry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
-    const auto places = PlacesOf(root, subkey);
+Status ModelRegistry::RegDeleteKeyW(RegistryBase base, TextView subkey) {
+    const RegistryRoot root = base.root;
+    const Text native = InNativeView(base, subkey);
+    const auto places = PlacesOf(root, native);
     if (!places.IsOk()) return places;
-    if (IsWithin(deniedWrites_, root, UpToNul(subkey))) return {SystemError::AccessDenied};
-    TextView rest = UpToNul(subkey);
+    if (IsWithin(deniedWrites_, root, UpToNul(native))) return {SystemError::AccessDenied};
+    TextView rest = UpToNul(native);
     if (NextKeyComponent(rest).empty()) return {SystemError::AccessDenied};
     for (const Place& place : places.value) {
         if (IsWithin(deniedWrites_, place.root, place.key)) return {SystemError::AccessDenied};

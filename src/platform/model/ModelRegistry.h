@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "platform/model/ChangeLog.h"
+#include "platform/model/MachineFacts.h"
 #include "platform/model/RegistryRoots.h"
 
 namespace bkfd {
@@ -12,9 +13,7 @@ namespace bkfd {
 class ModelRegistry final : public Registry {
   public:
     /// `log` may be null. The others must outlive this.
-    ModelRegistry(RegistryRoots& roots, bool hasUserClasses, ChangeLog* log);
-
-    void SetHasUserClasses(bool hasUserClasses) { hasUserClasses_ = hasUserClasses; }
+    ModelRegistry(RegistryRoots& roots, const MachineFacts& facts, ChangeLog* log);
 
     /// The key and all below it refuse reading, or writing, from now on.
     void DenyRead(RegistryRoot root, TextView key) { deniedReads_.push_back(Fold(root, key)); }
@@ -24,14 +23,14 @@ class ModelRegistry final : public Registry {
         deniedWrites_ = from.deniedWrites_;
     }
 
-    Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
+    Result<RegistryValue> RegQueryValueExW(RegistryBase base, TextView subkey,
                                            TextView name) override;
-    Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+    Status RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                           const RegistryValue& value) override;
-    Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) override;
-    Result<std::vector<Text>> RegEnumKeyExW(RegistryRoot root, TextView subkey) override;
-    Result<std::vector<Text>> RegEnumValueW(RegistryRoot root, TextView subkey) override;
-    Status RegDeleteKeyW(RegistryRoot root, TextView subkey) override;
+    Status RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) override;
+    Result<std::vector<Text>> RegEnumKeyExW(RegistryBase base, TextView subkey) override;
+    Result<std::vector<Text>> RegEnumValueW(RegistryBase base, TextView subkey) override;
+    Status RegDeleteKeyW(RegistryBase base, TextView subkey) override;
 
   private:
     /// A place where a key that was asked for may stand.
@@ -42,6 +41,8 @@ class ModelRegistry final : public Registry {
     };
     using FoldedKey = std::pair<RegistryRoot, Text>;
 
+    /// The path of the key in the native view.
+    Text InNativeView(RegistryBase base, TextView subkey) const;
     static FoldedKey Fold(RegistryRoot root, TextView key);
     static bool IsWithin(const std::vector<FoldedKey>& denied, RegistryRoot root, TextView key);
     /// The places behind a key, the preferred one first.
@@ -52,12 +53,12 @@ class ModelRegistry final : public Registry {
     Result<std::vector<Place>> ReadablePlacesOf(RegistryRoot root, TextView subkey);
     using EnumCall = Result<std::vector<Text>> (RegistryRoots::*)(RegistryRoot, TextView);
     /// The names of all places, each once, as the first place spells it.
-    Result<std::vector<Text>> EnumNames(RegistryRoot root, TextView subkey, EnumCall call);
+    Result<std::vector<Text>> EnumNames(RegistryBase base, TextView subkey, EnumCall call);
     Status Note(MachineChange::Kind kind, const Place& place, TextView name = {},
                 const RegistryValue& value = {});
 
     RegistryRoots& roots_;
-    bool hasUserClasses_;
+    const MachineFacts& facts_;
     ChangeLog* log_;
     std::vector<FoldedKey> deniedReads_;
     std::vector<FoldedKey> deniedWrites_;

@@ -124,6 +124,11 @@ Text ModelSystem::GetTempPathW() {
     return facts_.WindowsFolder() + u"\\Temp\\";
 }
 
+Result<Text> ModelSystem::GetSystemWow64DirectoryW() {
+    if (!facts_.hasTwoViews) return Status{SystemError::CallNotImplemented};
+    return facts_.SystemFolder32();
+}
+
 Text ModelSystem::GetModuleFileNameW() {
     return WithBackslash(facts_.programFolder) + facts_.programFile;
 }

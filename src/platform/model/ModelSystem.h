@@ -35,6 +35,9 @@ class ModelSystem final : public SystemFacts {
     void Sleep(std::uint32_t milliseconds) override { clock_.Sleep(milliseconds); }
     Text ExpandEnvironmentStringsW(TextView text) override;
     Text GetTempPathW() override;
+    Result<Text> GetSystemWow64DirectoryW() override;
+    bool IsWow64Process() override { return facts_.isWow64Process; }
+    bool IsUserAnAdmin() override { return facts_.isAdministrator; }
     Text GetModuleFileNameW() override;
     Text FormatMessageW(std::uint32_t code) override;
     std::string WideCharToMultiByte(TextView text) override { return codePage_.Encode(text); }

@@ -1,10 +1,12 @@
 #include "platform/record/RecordingMachine.h"
 
+#include "platform/RegistryViews.h"
+
 namespace bkfd {
 
 RecordingMachine::RecordingMachine(Machine& target)
     : ForwardMachine(target, OpenGate()),
-      registry_(target.RegistryKeys(), changes_),
+      registry_(target, changes_),
       files_(target, changes_),
       processes_(target, changes_),
       restart_(target.Session(), changes_) {}
@@ -12,46 +14,48 @@ RecordingMachine::RecordingMachine(Machine& target)
 // ---------------------------------------------------------------- registry
 
 RecordedChange RecordingMachine::RecordingRegistry::ValueChange(RecordedChange::Kind kind,
-                                                                RegistryRoot root, TextView subkey,
+                                                                RegistryBase base, TextView subkey,
                                                                 TextView name) {
     RecordedChange change;
     change.kind = kind;
-    change.root = root;
-    change.name = subkey;
+    change.root = base.root;
+    change.name = NativeKey(system_, base, subkey);
+    if (change.name != subkey) change.nameInView = subkey;
     change.valueName = name;
-    auto before = target_.RegQueryValueExW(root, subkey, name);
+    auto before = target_.RegQueryValueExW(base, subkey, name);
     if (before.IsOk()) change.before = std::move(before.value);
     return change;
 }
 
-Status RecordingMachine::RecordingRegistry::RegSetValueExW(RegistryRoot root, TextView subkey,
+Status RecordingMachine::RecordingRegistry::RegSetValueExW(RegistryBase base, TextView subkey,
                                                            TextView name,
                                                            const RegistryValue& value) {
-    RecordedChange change = ValueChange(RecordedChange::Kind::SetValue, root, subkey, name);
+    RecordedChange change = ValueChange(RecordedChange::Kind::SetValue, base, subkey, name);
     change.after = value;
-    change.outcome = target_.RegSetValueExW(root, subkey, name, value);
+    change.outcome = target_.RegSetValueExW(base, subkey, name, value);
     changes_.push_back(change);
     return change.outcome;
 }
 
-Status RecordingMachine::RecordingRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey,
+Status RecordingMachine::RecordingRegistry::RegDeleteValueW(RegistryBase base, TextView subkey,
                                                             TextView name) {
-    RecordedChange change = ValueChange(RecordedChange::Kind::DeleteValue, root, subkey, name);
-    change.outcome = target_.RegDeleteValueW(root, subkey, name);
+    RecordedChange change = ValueChange(RecordedChange::Kind::DeleteValue, base, subkey, name);
+    change.outcome = target_.RegDeleteValueW(base, subkey, name);
     changes_.push_back(change);
     return change.outcome;
 }
 
-Status RecordingMachine::RecordingRegistry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
+Status RecordingMachine::RecordingRegistry::RegDeleteKeyW(RegistryBase base, TextView subkey) {
     RecordedChange change;
     change.kind = RecordedChange::Kind::DeleteKey;
-    change.root = root;
-    change.name = subkey;
-    for (const Text& name : target_.RegEnumValueW(root, subkey).value) {
-        auto value = target_.RegQueryValueExW(root, subkey, name);
+    change.root = base.root;
+    change.name = NativeKey(system_, base, subkey);
+    if (change.name != subkey) change.nameInView = subkey;
+    for (const Text& name : target_.RegEnumValueW(base, subkey).value) {
+        auto value = target_.RegQueryValueExW(base, subkey, name);
         if (value.IsOk()) change.deletedValues.emplace_back(name, std::move(value.value));
     }
-    change.outcome = target_.RegDeleteKeyW(root, subkey);
+    change.outcome = target_.RegDeleteKeyW(base, subkey);
     changes_.push_back(change);
     return change.outcome;
 }

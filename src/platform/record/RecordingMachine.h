@@ -15,6 +15,7 @@ struct RecordedChange {
     Kind kind = Kind::SetValue;
     RegistryRoot root = RegistryRoot::LocalMachine;
     Text name;                            // the key, the file, or the process's program
+    Text nameInView;                      // of a key of the 32-bit view: as it was asked for
     Text valueName;                       // of a registry value
     Text target;                          // of a move
     std::optional<RegistryValue> before;  // of a registry value that was there
@@ -23,6 +24,9 @@ struct RecordedChange {
     std::uint32_t processId = 0;
     Status outcome;
     Text user;  // whose HKEY_CURRENT_USER it was, a key below HKEY_USERS; empty if there is but one
+
+    /// The key's path in the view that it was asked for in.
+    const Text& KeyInView() const { return nameInView.empty() ? name : nameInView; }
 };
 
 /// Keeps a list of the changes that are asked of its machine, failed ones too, in order. What the
@@ -43,17 +47,20 @@ class RecordingMachine final : public ForwardMachine {
 
     class RecordingRegistry final : public ForwardRegistry {
       public:
-        RecordingRegistry(Registry& target, Record& changes)
-            : ForwardRegistry(target, OpenGate()), changes_(changes) {}
-        Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+        RecordingRegistry(Machine& target, Record& changes)
+            : ForwardRegistry(target.RegistryKeys(), OpenGate()),
+              system_(target.System()),
+              changes_(changes) {}
+        Status RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                               const RegistryValue& value) override;
-        Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) override;
-        Status RegDeleteKeyW(RegistryRoot root, TextView subkey) override;
+        Status RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) override;
+        Status RegDeleteKeyW(RegistryBase base, TextView subkey) override;
 
       private:
-        RecordedChange ValueChange(RecordedChange::Kind kind, RegistryRoot root, TextView subkey,
+        RecordedChange ValueChange(RecordedChange::Kind kind, RegistryBase base, TextView subkey,
                                    TextView name);
 
+        SystemFacts& system_;
         Record& changes_;
     };
 

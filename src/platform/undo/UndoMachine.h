@@ -40,16 +40,17 @@ class UndoMachine : public Machine, public UndoKeeper {
     Http& HttpRequests() override { return target_.HttpRequests(); }
 
   private:
+    /// A record names keys as the native view has them, as export files do.
     class UndoRegistry final : public ForwardRegistry {
       public:
         UndoRegistry(Machine& target, UndoRecorder& recorder, CallGate& gate)
             : ForwardRegistry(target.RegistryKeys(), gate),
               system_(target.System()),
               recorder_(recorder) {}
-        Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+        Status RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                               const RegistryValue& value) override;
-        Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) override;
-        Status RegDeleteKeyW(RegistryRoot root, TextView subkey) override;
+        Status RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) override;
+        Status RegDeleteKeyW(RegistryBase base, TextView subkey) override;
 
       private:
         struct Place {

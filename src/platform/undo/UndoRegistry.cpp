@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "platform/RegistryViews.h"
 #include "platform/undo/UndoMachine.h"
 
 namespace bkfd {
@@ -105,8 +106,10 @@ Status UndoMachine::UndoRegistry::AddMissingKeys(const Place& place,
     return {};
 }
 
-Status UndoMachine::UndoRegistry::RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+Status UndoMachine::UndoRegistry::RegSetValueExW(RegistryBase base, TextView path, TextView name,
                                                  const RegistryValue& value) {
+    const RegistryRoot root = base.root;
+    const Text subkey = NativeKey(system_, base, path);
     const auto set = [&] { return target_.RegSetValueExW(root, subkey, name, value); };
     if (IsRefused(subkey)) return set();
     const auto found = PlaceOf(root, subkey, nullptr);
@@ -155,8 +158,9 @@ Status UndoMachine::UndoRegistry::AddOrder(const Place& place, std::vector<UndoC
     return {};
 }
 
-Status UndoMachine::UndoRegistry::RegDeleteValueW(RegistryRoot root, TextView subkey,
-                                                  TextView name) {
+Status UndoMachine::UndoRegistry::RegDeleteValueW(RegistryBase base, TextView path, TextView name) {
+    const RegistryRoot root = base.root;
+    const Text subkey = NativeKey(system_, base, path);
     const auto remove = [&] { return target_.RegDeleteValueW(root, subkey, name); };
     if (IsRefused(subkey)) return remove();
     name = UpToNul(name);
@@ -199,7 +203,9 @@ Result<Text> UndoMachine::UndoRegistry::Spelled(const Place& place) {
     return parent.empty() ? spelled : parent + u"\\" + spelled;
 }
 
-Status UndoMachine::UndoRegistry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
+Status UndoMachine::UndoRegistry::RegDeleteKeyW(RegistryBase base, TextView path) {
+    const RegistryRoot root = base.root;
+    const Text subkey = NativeKey(system_, base, path);
     const auto remove = [&] { return target_.RegDeleteKeyW(root, subkey); };
     const auto found = PlaceOf(root, subkey, nullptr);
     if (!found.IsOk()) return found;

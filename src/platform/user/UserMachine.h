@@ -25,23 +25,23 @@ class UserMachine final : public ForwardMachine {
             hasClasses_ = hasClasses;
         }
 
-        Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
+        Result<RegistryValue> RegQueryValueExW(RegistryBase base, TextView subkey,
                                                TextView name) override;
-        Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+        Status RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                               const RegistryValue& value) override;
-        Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) override;
-        Result<std::vector<Text>> RegEnumKeyExW(RegistryRoot root, TextView subkey) override;
-        Result<std::vector<Text>> RegEnumValueW(RegistryRoot root, TextView subkey) override;
-        Status RegDeleteKeyW(RegistryRoot root, TextView subkey) override;
+        Status RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) override;
+        Result<std::vector<Text>> RegEnumKeyExW(RegistryBase base, TextView subkey) override;
+        Result<std::vector<Text>> RegEnumValueW(RegistryBase base, TextView subkey) override;
+        Status RegDeleteKeyW(RegistryBase base, TextView subkey) override;
 
       private:
         struct Place {
-            RegistryRoot root;
+            RegistryBase base;
             Text key;
         };
-        Place PlaceOf(RegistryRoot root, TextView subkey) const;
+        Place PlaceOf(RegistryBase base, TextView subkey) const;
         /// The same for a change: a key that is among the user's classes is the user's.
-        Place PlaceToChange(RegistryRoot root, TextView subkey);
+        Place PlaceToChange(RegistryBase base, TextView subkey);
 
         Registry& target_;
         Text user_;

@@ -45,8 +45,12 @@ std::optional<Text> CommandPrograms::FileAt(TextView path) {
     return full.value;
 }
 
+Text CommandPrograms::SystemFolder() const {
+    return is32Bit_ ? facts_.SystemFolder32() : facts_.SystemFolder();
+}
+
 std::vector<Text> CommandPrograms::SearchFolders() const {
-    std::vector<Text> folders{facts_.SystemFolder()};
+    std::vector<Text> folders{SystemFolder()};
     if (facts_.IsNT()) folders.push_back(facts_.WindowsFolder() + u"\\system");
     folders.push_back(facts_.WindowsFolder());
     const Text* path = facts_.Environment(u"PATH");
@@ -63,6 +67,10 @@ std::optional<Text> CommandPrograms::File(TextView given, TextView extension) {
     Text name = WithoutNativeForm(TrimBlanks(UpToNul(given)), facts_);
     if (name.empty()) return std::nullopt;
     if (WindowsPath::Name(name).find(u'.') == TextView::npos) name += extension;
+    const Text system = facts_.SystemFolder() + u'\\';
+    if (EqualsIgnoreCase(TextView(name).substr(0, system.size()), system)) {
+        name = SystemFolder() + name.substr(system.size() - 1);
+    }
     const bool hasFolder = name.find_first_of(u"\\/:") != Text::npos;
     if (hasFolder) return FileAt(name);
     for (const Text& folder : SearchFolders()) {

@@ -18,7 +18,9 @@ struct StartedProgram {
 /// Finds the files of command lines on a volume, as the system's own search does.
 class CommandPrograms {
   public:
-    CommandPrograms(Volume& volume, const MachineFacts& facts) : volume_(volume), facts_(facts) {}
+    /// `is32Bit`: as programs of 32 bits do, whose system folder is another one on a 64-bit Windows.
+    CommandPrograms(Volume& volume, const MachineFacts& facts, bool is32Bit = false)
+        : volume_(volume), facts_(facts), is32Bit_(is32Bit && facts.hasTwoViews) {}
 
     /// The program of a command line whose variables are expanded; nothing if there is no such
     /// file. Without quotes a path may hold blanks: the first that names a file counts.
@@ -32,9 +34,11 @@ class CommandPrograms {
     std::optional<Text> Program(TextView line, TextView& rest);
     std::optional<Text> Library(TextView program, TextView rest);
     std::vector<Text> SearchFolders() const;
+    Text SystemFolder() const;
 
     Volume& volume_;
     const MachineFacts& facts_;
+    bool is32Bit_;
 };
 
 }  // namespace bkfd

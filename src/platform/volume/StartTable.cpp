@@ -63,7 +63,8 @@ class Builder {
           volume_(sources.volume),
           facts_(sources.facts),
           codePage_(sources.codePage),
-          programs_(sources.volume, sources.facts) {
+          programs_(sources.volume, sources.facts),
+          programs32_(sources.volume, sources.facts, true) {
         places_.push_back({});
         for (const VolumeUser& user : sources.users) {
             places_.push_back({RegistryRoot::Users, user.key + u'\\', user.name});
@@ -92,6 +93,20 @@ class Builder {
     }
 
   private:
+    /// Does the work for the native view of the registry and for that of 32-bit programs, with the
+    /// files that programs of the view get.
+    template <class Work>
+    void InEachView(const Work& work) {
+        for (const bool is32Bit : {false, true}) {
+            is32Bit_ = is32Bit;
+            work();
+        }
+        is32Bit_ = false;
+    }
+    CommandPrograms& Programs() { return is32Bit_ ? programs32_ : programs_; }
+    TextView Current() const { return is32Bit_ ? kCurrent32 : kCurrent; }
+    TextView CurrentNT() const { return is32Bit_ ? kCurrentNT32 : kCurrentNT; }
+
     // ------------------------------------------------------------ the table
 
     /// The process of a program, a new one unless it runs already.
@@ -122,7 +137,7 @@ class Builder {
 
     /// Starts the program of a command line; null if its file isn't there.
     ProcessRecord* Start(TextView line, Kind kind, const Text& name, const Text& user = {}) {
-        const auto started = programs_.Of(ExpandVariables(line, facts_));
+        const auto started = Programs().Of(ExpandVariables(line, facts_));
         if (!started) return nullptr;
         ProcessRecord& process = Process(started->path);
         AddPlace(kind, name, started->library.value_or(started->path), user);
@@ -133,7 +148,7 @@ class Builder {
     /// Has a library loaded into a process, if its file is there.
     void Load(ProcessRecord* process, TextView name, Kind kind, const Text& place,
               const Text& user = {}) {
-        const auto file = programs_.File(ExpandVariables(name, facts_), u".dll");
+        const auto file = Programs().File(ExpandVariables(name, facts_), u".dll");
         if (!file) return;
         AddPlace(kind, place, *file, user);
         if (process != nullptr) AddModule(*process, *file);
@@ -158,13 +173,16 @@ class Builder {
     }
     const Where& Machine() const { return places_.front(); }
 
-    /// The library of a component class: the user's classes before the machine's.
+    /// The library of a component class: the user's classes before the machine's, those of the view
+    /// before the others.
     Text LibraryOf(const Where& where, const Text& clsid) {
         const Text below = u"CLSID\\" + clsid + u"\\InProcServer32";
+        const Text classes = u"Software\\Classes\\";
+        const Text classes32 = classes + u"Wow6432Node\\";
         for (const Where* place : {&where, &Machine()}) {
-            for (const TextView classes :
-                 {u"Software\\Classes\\", u"Software\\Classes\\Wow6432Node\\"}) {
-                Text library = String(*place, Text(classes) + below, {});
+            for (const Text& above :
+                 {is32Bit_ ? classes32 : classes, is32Bit_ ? classes : classes32}) {
+                Text library = String(*place, above + below, {});
                 if (!library.empty()) return library;
             }
         }
@@ -246,22 +264,22 @@ class Builder {
     }
 
     void AddAppInit() {
-        for (const TextView above : {kCurrentNT, kCurrentNT32}) {
-            const Text key = KeyBelow(above, u"Windows");
+        InEachView([this] {
+            const Text key = KeyBelow(CurrentNT(), u"Windows");
             // Since Windows Vista another value has to allow it.
             if (facts_.major >= 6 &&
                 NumberOfValue(Value(Machine(), key, u"LoadAppInit_DLLs")).value_or(0) == 0) {
-                continue;
+                return;
             }
             for (const Text& library : Parts(String(Machine(), key, u"AppInit_DLLs"), u" ,")) {
-                const auto file = programs_.File(ExpandVariables(library, facts_), u".dll");
+                const auto file = Programs().File(ExpandVariables(library, facts_), u".dll");
                 if (!file) continue;
                 AddPlace(Kind::AppInit, u"AppInit_DLLs", *file);
                 for (ProcessRecord& process : table_.processes) {
                     if (HasWindows(process)) AddModule(process, *file);
                 }
             }
-        }
+        });
     }
 
     /// All but the first programs of a start use the library that loads these.
@@ -346,15 +364,15 @@ class Builder {
     }
 
     void AddHelperObjects(const Where& where, const Text& program) {
-        for (const TextView above : {kCurrent, kCurrent32}) {
+        InEachView([&] {
             for (const Text& clsid :
-                 Keys(where, KeyBelow(above, u"Explorer\\Browser Helper Objects"))) {
+                 Keys(where, KeyBelow(Current(), u"Explorer\\Browser Helper Objects"))) {
                 for (const Where& user : places_) {
                     Load(&Process(program), LibraryOf(user, clsid), Kind::HelperObject, clsid,
                          where.user);
                 }
             }
-        }
+        });
     }
 
     void AddBrowser() {
@@ -375,9 +393,9 @@ class Builder {
     }
 
     void AddRunKeys(const Where& where) {
-        for (const TextView above : {kCurrent, kCurrent32}) {
-            for (const TextView run : kRunKeys) AddRunKey(where, KeyBelow(above, run));
-        }
+        InEachView([&] {
+            for (const TextView run : kRunKeys) AddRunKey(where, KeyBelow(Current(), run));
+        });
         if (!facts_.IsNT()) {
             for (const TextView run : kRunServicesKeys) AddRunKey(where, KeyBelow(kCurrent, run));
             return;
@@ -456,6 +474,8 @@ class Builder {
     const MachineFacts& facts_;
     CodePage& codePage_;
     CommandPrograms programs_;
+    CommandPrograms programs32_;
+    bool is32Bit_ = false;
     std::vector<Where> places_;  // the machine, then each user
     std::vector<VolumeUser> users_;
     StartTable table_;

@@ -92,6 +92,15 @@ void ReadVariables(RegistryRoots& roots, RegistryRoot root, const Text& key, Mac
     }
 }
 
+/// By the processor that Windows was made for.
+bool Is64Bit(const MachineFacts& facts) {
+    const Text* processor = facts.Environment(u"PROCESSOR_ARCHITECTURE");
+    if (processor == nullptr) return false;
+    constexpr TextView kOf64Bits[] = {u"AMD64", u"ARM64", u"IA64"};
+    return std::ranges::any_of(kOf64Bits,
+                               [&](TextView name) { return EqualsIgnoreCase(name, *processor); });
+}
+
 void SetFromRegistry(RegistryRoots& roots, MachineFacts& facts, TextView variable, TextView key,
                      TextView name) {
     Text text = ReadText(roots, facts, kMachine, key, name);
@@ -148,6 +157,7 @@ MachineFacts ReadFacts(RegistryRoots& roots, WindowsFamily family, const Text& w
         facts.SetEnvironment(u"SystemDrive", windowsFolder.substr(0, 2));
         ReadVariables(roots, kMachine, KeyBelow(kControl, u"Session Manager\\Environment"), facts);
         facts.SetEnvironment(u"windir", windowsFolder);
+        facts.hasTwoViews = Is64Bit(facts);
     } else {
         ReadVersion95(roots, facts);
         facts.SetEnvironment(u"PATH", windowsFolder + u';' + windowsFolder + u"\\COMMAND");

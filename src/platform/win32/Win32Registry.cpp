@@ -3,6 +3,8 @@
 #include <windows.h>
 
 #include "base/Utf16Bytes.h"
+#include "platform/win32/Win32SystemFacts.h"
+#include "win32/DynamicCall.h"
 #include "win32/Handles.h"
 #include "win32/NativeText.h"
 
@@ -18,33 +20,52 @@ HKEY Native(RegistryRoot root) {
     return reinterpret_cast<HKEY>(static_cast<LONG_PTR>(static_cast<LONG>(root)));
 }
 
+/// The flag for a view; none where the registry has but one, since old systems know no such flags.
+REGSAM ViewFlag(RegistryView view) {
+    static const bool hasTwoViews = Win32SystemFacts().GetSystemWow64DirectoryW().IsOk();
+    if (!hasTwoViews) return 0;
+    return view == RegistryView::Bits32 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+}
+
+/// The call that doesn't know views is not enough where there are two.
+LSTATUS DeleteKey(RegistryBase base, const wchar_t* name) {
+    static const DynamicCall<decltype(&::RegDeleteKeyExW)> call("advapi32.dll", "RegDeleteKeyExW");
+    const REGSAM flag = ViewFlag(base.view);
+    if (flag == 0 || !call.IsThere()) return ::RegDeleteKeyW(Native(base.root), name);
+    return call(Native(base.root), name, flag, DWORD{0});
+}
+
 bool HasNul(TextView name) {
     return name.find(u'\0') != TextView::npos;
 }
 
-Status OpenKey(RegistryRoot root, TextView subkey, REGSAM access, OwnedKey& key) {
+Status OpenKey(RegistryBase base, TextView subkey, REGSAM access, OwnedKey& key) {
     if (HasNul(subkey)) return {SystemError::InvalidName};
     return StatusOfCode(CallWithText(
         subkey,
         [&](const wchar_t* name) {
-            return ::RegOpenKeyExW(Native(root), name, 0, access, key.Receive());
+            return ::RegOpenKeyExW(Native(base.root), name, 0, access | ViewFlag(base.view),
+                                   key.Receive());
         },
         [&](const char* name) {
-            return ::RegOpenKeyExA(Native(root), name, 0, access, key.Receive());
+            return ::RegOpenKeyExA(Native(base.root), name, 0, access | ViewFlag(base.view),
+                                   key.Receive());
         }));
 }
 
-Status CreateKey(RegistryRoot root, TextView subkey, OwnedKey& key) {
+Status CreateKey(RegistryBase base, TextView subkey, OwnedKey& key) {
     if (HasNul(subkey)) return {SystemError::InvalidName};
     return StatusOfCode(CallWithText(
         subkey,
         [&](const wchar_t* name) {
-            return ::RegCreateKeyExW(Native(root), name, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                                     KEY_SET_VALUE, nullptr, key.Receive(), nullptr);
+            return ::RegCreateKeyExW(Native(base.root), name, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                     KEY_SET_VALUE | ViewFlag(base.view), nullptr, key.Receive(),
+                                     nullptr);
         },
         [&](const char* name) {
-            return ::RegCreateKeyExA(Native(root), name, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                                     KEY_SET_VALUE, nullptr, key.Receive(), nullptr);
+            return ::RegCreateKeyExA(Native(base.root), name, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                     KEY_SET_VALUE | ViewFlag(base.view), nullptr, key.Receive(),
+                                     nullptr);
         }));
 }
 
@@ -99,10 +120,10 @@ LSTATUS CollectNames(std::vector<std::basic_string<Unit>>& names, Next next) {
 }
 
 template <class WideNext, class AnsiNext>
-Result<std::vector<Text>> EnumNames(RegistryRoot root, TextView subkey, REGSAM access,
+Result<std::vector<Text>> EnumNames(RegistryBase base, TextView subkey, REGSAM access,
                                     WideNext wideNext, AnsiNext ansiNext) {
     OwnedKey key;
-    const Status opened = OpenKey(root, subkey, access, key);
+    const Status opened = OpenKey(base, subkey, access, key);
     if (!opened.IsOk()) return opened;
     std::vector<Text> names;
     if (HasWideCalls()) {
@@ -125,11 +146,11 @@ Result<std::vector<Text>> EnumNames(RegistryRoot root, TextView subkey, REGSAM a
 
 }  // namespace
 
-Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryRoot root, TextView subkey,
+Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryBase base, TextView subkey,
                                                       TextView name) {
     if (HasNul(name)) return Status{SystemError::InvalidName};
     OwnedKey key;
-    const Status opened = OpenKey(root, subkey, KEY_QUERY_VALUE, key);
+    const Status opened = OpenKey(base, subkey, KEY_QUERY_VALUE, key);
     if (!opened.IsOk()) return opened;
     DWORD type = REG_NONE;
     RegistryValue value;
@@ -151,11 +172,11 @@ Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryRoot root, TextVie
     return value;
 }
 
-Status Win32Registry::RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+Status Win32Registry::RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                                      const RegistryValue& value) {
     if (HasNul(name)) return {SystemError::InvalidName};
     OwnedKey key;
-    const Status created = CreateKey(root, subkey, key);
+    const Status created = CreateKey(base, subkey, key);
     if (!created.IsOk()) return created;
     const auto type = static_cast<DWORD>(value.type);
     Bytes data = !HasWideCalls() && IsTextType(type) ? ToAnsiBytes(value.data) : value.data;
@@ -172,32 +193,32 @@ Status Win32Registry::RegSetValueExW(RegistryRoot root, TextView subkey, TextVie
         }));
 }
 
-Status Win32Registry::RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) {
+Status Win32Registry::RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) {
     if (HasNul(name)) return {SystemError::InvalidName};
     OwnedKey key;
-    const Status opened = OpenKey(root, subkey, KEY_SET_VALUE, key);
+    const Status opened = OpenKey(base, subkey, KEY_SET_VALUE, key);
     if (!opened.IsOk()) return opened;
     return StatusOfCode(CallWithText(
         name, [&](const wchar_t* wideName) { return ::RegDeleteValueW(key.Get(), wideName); },
         [&](const char* ansiName) { return ::RegDeleteValueA(key.Get(), ansiName); }));
 }
 
-Result<std::vector<Text>> Win32Registry::RegEnumKeyExW(RegistryRoot root, TextView subkey) {
-    return EnumNames(root, subkey, KEY_ENUMERATE_SUB_KEYS, ::RegEnumKeyExW, ::RegEnumKeyExA);
+Result<std::vector<Text>> Win32Registry::RegEnumKeyExW(RegistryBase base, TextView subkey) {
+    return EnumNames(base, subkey, KEY_ENUMERATE_SUB_KEYS, ::RegEnumKeyExW, ::RegEnumKeyExA);
 }
 
-Result<std::vector<Text>> Win32Registry::RegEnumValueW(RegistryRoot root, TextView subkey) {
-    return EnumNames(root, subkey, KEY_QUERY_VALUE, ::RegEnumValueW, ::RegEnumValueA);
+Result<std::vector<Text>> Win32Registry::RegEnumValueW(RegistryBase base, TextView subkey) {
+    return EnumNames(base, subkey, KEY_QUERY_VALUE, ::RegEnumValueW, ::RegEnumValueA);
 }
 
-Status Win32Registry::RegDeleteKeyW(RegistryRoot root, TextView subkey) {
+Status Win32Registry::RegDeleteKeyW(RegistryBase base, TextView subkey) {
     // The Windows 95 family would delete all that is below the key too.
-    const Result<std::vector<Text>> below = RegEnumKeyExW(root, subkey);
+    const Result<std::vector<Text>> below = RegEnumKeyExW(base, subkey);
     if (!below.IsOk()) return below;
     if (!below.value.empty()) return {SystemError::AccessDenied};
     return StatusOfCode(CallWithText(
-        subkey, [&](const wchar_t* name) { return ::RegDeleteKeyW(Native(root), name); },
-        [&](const char* name) { return ::RegDeleteKeyA(Native(root), name); }));
+        subkey, [&](const wchar_t* name) { return DeleteKey(base, name); },
+        [&](const char* name) { return ::RegDeleteKeyA(Native(base.root), name); }));
 }
 
 }  // namespace bkfd

@@ -8,14 +8,14 @@ namespace bkfd {
 /// `InvalidName`: cut at the NUL it would be another key's name.
 class Win32Registry : public Registry {
   public:
-    Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
+    Result<RegistryValue> RegQueryValueExW(RegistryBase base, TextView subkey,
                                            TextView name) override;
-    Status RegSetValueExW(RegistryRoot root, TextView subkey, TextView name,
+    Status RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                           const RegistryValue& value) override;
-    Status RegDeleteValueW(RegistryRoot root, TextView subkey, TextView name) override;
-    Result<std::vector<Text>> RegEnumKeyExW(RegistryRoot root, TextView subkey) override;
-    Result<std::vector<Text>> RegEnumValueW(RegistryRoot root, TextView subkey) override;
-    Status RegDeleteKeyW(RegistryRoot root, TextView subkey) override;
+    Status RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) override;
+    Result<std::vector<Text>> RegEnumKeyExW(RegistryBase base, TextView subkey) override;
+    Result<std::vector<Text>> RegEnumValueW(RegistryBase base, TextView subkey) override;
+    Status RegDeleteKeyW(RegistryBase base, TextView subkey) override;
 };
 
 }  // namespace bkfd

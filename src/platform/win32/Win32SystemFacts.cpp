@@ -8,6 +8,7 @@
 
 #include "platform/win32/NativeStatus.h"
 #include "platform/win32/NativeTime.h"
+#include "win32/DynamicCall.h"
 #include "win32/NativeText.h"
 
 namespace bkfd {
@@ -90,6 +91,29 @@ Text Win32SystemFacts::ExpandEnvironmentStringsW(TextView text) {
 Text Win32SystemFacts::GetTempPathW() {
     return ReadText([](wchar_t* buffer, DWORD size) { return ::GetTempPathW(size, buffer); },
                     [](char* buffer, DWORD size) { return ::GetTempPathA(size, buffer); });
+}
+
+Result<Text> Win32SystemFacts::GetSystemWow64DirectoryW() {
+    static const DynamicCall<decltype(&::GetSystemWow64DirectoryW)> call(
+        "kernel32.dll", "GetSystemWow64DirectoryW");
+    constexpr Status kOneFolder{SystemError::CallNotImplemented};
+    if (!call.IsThere() || !HasWideCalls()) return kOneFolder;
+    const auto read = [](wchar_t* buffer, DWORD size) { return call(buffer, size); };
+    Text folder = ReadText(read, [](char*, DWORD) { return DWORD{0}; });
+    if (folder.empty()) return kOneFolder;
+    return folder;
+}
+
+bool Win32SystemFacts::IsWow64Process() {
+    static const DynamicCall<decltype(&::IsWow64Process)> call("kernel32.dll", "IsWow64Process");
+    BOOL isWow64 = FALSE;
+    return call.IsThere() && call(::GetCurrentProcess(), &isWow64) != 0 && isWow64 != FALSE;
+}
+
+// By name since Windows XP; earlier systems are taken to give all rights.
+bool Win32SystemFacts::IsUserAnAdmin() {
+    static const DynamicCall<BOOL(WINAPI*)()> call("shell32.dll", "IsUserAnAdmin");
+    return !HasWideCalls() || !call.IsThere() || call() != FALSE;
 }
 
 Text Win32SystemFacts::GetModuleFileNameW() {

@@ -13,6 +13,9 @@ class Win32SystemFacts : public SystemFacts {
     void Sleep(std::uint32_t milliseconds) override;
     Text ExpandEnvironmentStringsW(TextView text) override;
     Text GetTempPathW() override;
+    Result<Text> GetSystemWow64DirectoryW() override;
+    bool IsWow64Process() override;
+    bool IsUserAnAdmin() override;
     Text GetModuleFileNameW() override;
     Text FormatMessageW(std::uint32_t code) override;
     Text GetLocaleInfoW(LocaleFact fact) override;

@@ -1,13 +1,14 @@
 #include "platform/witness/WitnessMachine.h"
 
+#include "platform/RegistryViews.h"
 #include "platform/RootNames.h"
 
 namespace bkfd {
 namespace {
 
-Text KeyName(RegistryRoot root, TextView subkey) {
-    while (subkey.ends_with(u'\\')) subkey.remove_suffix(1);
-    return Text(RegistryRootName(root)).append(1, u'\\').append(subkey);
+Text KeyName(RegistryRoot root, Text key) {
+    while (key.ends_with(u'\\')) key.pop_back();
+    return Text(RegistryRootName(root)).append(1, u'\\').append(key);
 }
 
 /// A name that no file can have isn't an unreadable file.
@@ -52,31 +53,33 @@ void Witness::Note(TextView kind, TextView name, Status outcome) {
 
 WitnessMachine::WitnessMachine(Machine& target)
     : ForwardMachine(target, OpenGate()),
-      registry_(target.RegistryKeys(), witness_),
+      registry_(target, witness_),
       files_(target, witness_),
       processes_(target.ProcessTable(), witness_) {}
 
 template <class Outcome>
-Outcome WitnessMachine::WitnessRegistry::Watch(Outcome outcome, RegistryRoot root,
+Outcome WitnessMachine::WitnessRegistry::Watch(Outcome outcome, RegistryBase base,
                                                TextView subkey) {
-    if (!IsNoName(outcome)) witness_.Note(u"registry", KeyName(root, subkey), outcome);
+    if (outcome.IsOk() || IsNoName(outcome)) return outcome;
+    const Text key = KeyName(base.root, NativeKey(system_, base, subkey));
+    witness_.Note(u"registry", key, outcome);
     return outcome;
 }
 
-Result<RegistryValue> WitnessMachine::WitnessRegistry::RegQueryValueExW(RegistryRoot root,
+Result<RegistryValue> WitnessMachine::WitnessRegistry::RegQueryValueExW(RegistryBase base,
                                                                         TextView subkey,
                                                                         TextView name) {
-    return Watch(target_.RegQueryValueExW(root, subkey, name), root, subkey);
+    return Watch(target_.RegQueryValueExW(base, subkey, name), base, subkey);
 }
 
-Result<std::vector<Text>> WitnessMachine::WitnessRegistry::RegEnumKeyExW(RegistryRoot root,
+Result<std::vector<Text>> WitnessMachine::WitnessRegistry::RegEnumKeyExW(RegistryBase base,
                                                                          TextView subkey) {
-    return Watch(target_.RegEnumKeyExW(root, subkey), root, subkey);
+    return Watch(target_.RegEnumKeyExW(base, subkey), base, subkey);
 }
 
-Result<std::vector<Text>> WitnessMachine::WitnessRegistry::RegEnumValueW(RegistryRoot root,
+Result<std::vector<Text>> WitnessMachine::WitnessRegistry::RegEnumValueW(RegistryBase base,
                                                                          TextView subkey) {
-    return Watch(target_.RegEnumValueW(root, subkey), root, subkey);
+    return Watch(target_.RegEnumValueW(base, subkey), base, subkey);
 }
 
 Result<std::uint32_t> WitnessMachine::WitnessFiles::GetFileAttributesW(TextView path) {

@@ -45,17 +45,20 @@ class WitnessMachine final : public ForwardMachine {
   private:
     class WitnessRegistry final : public ForwardRegistry {
       public:
-        WitnessRegistry(Registry& target, Witness& witness)
-            : ForwardRegistry(target, OpenGate()), witness_(witness) {}
-        Result<RegistryValue> RegQueryValueExW(RegistryRoot root, TextView subkey,
+        WitnessRegistry(Machine& target, Witness& witness)
+            : ForwardRegistry(target.RegistryKeys(), OpenGate()),
+              system_(target.System()),
+              witness_(witness) {}
+        Result<RegistryValue> RegQueryValueExW(RegistryBase base, TextView subkey,
                                                TextView name) override;
-        Result<std::vector<Text>> RegEnumKeyExW(RegistryRoot root, TextView subkey) override;
-        Result<std::vector<Text>> RegEnumValueW(RegistryRoot root, TextView subkey) override;
+        Result<std::vector<Text>> RegEnumKeyExW(RegistryBase base, TextView subkey) override;
+        Result<std::vector<Text>> RegEnumValueW(RegistryBase base, TextView subkey) override;
 
       private:
         template <class Outcome>
-        Outcome Watch(Outcome outcome, RegistryRoot root, TextView subkey);
+        Outcome Watch(Outcome outcome, RegistryBase base, TextView subkey);
 
+        SystemFacts& system_;
         Witness& witness_;
     };
 
