@@ -2,6 +2,7 @@
 
 #include "app/FSplash.h"
 #include "app/MMain.h"
+#include "app/OtherProgram.h"
 #include "identity/ApplicationStart.h"
 #include "platform/Machine.h"
 #include "removal/CPaRemover.h"
@@ -67,6 +68,7 @@ void FMain::Form_Initialize() {
     step([&] { WaitForSplash(splash.get()); });
     step([] { TheToolkit().SetPointer(Pointer::Default); });
     splash.reset();
+    step([&] { TellOfOtherProgram(*logger_); });
     step([&] { remover.Perform(); });
 }
 

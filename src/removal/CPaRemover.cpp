@@ -115,6 +115,8 @@ void CPaRemover::Decide() {
 
 void CPaRemover::CleanUp() {
     const Text source = u"CPaRemover.CleanUp";
+    const bool hasRights = TheMachine().System().IsUserAnAdmin();
+    if (!hasRights && !Ask(StringId::AskWithoutRights, MessageStyle::Exclamation)) return;
     TheToolkit().SetPointer(Pointer::Hourglass);
     RunAndReport(*logger_, source, [&] {
         const RecordedOperation operation(UndoOperation::kCleanUp);

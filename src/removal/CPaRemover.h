@@ -24,7 +24,8 @@ class CPaRemover {
     /// logged and shown. Ends the program when a restart is asked for.
     void Perform();
     /// Finds all parasites anew, puts them out of action, repairs the settings and offers the
-    /// restart, with which the program ends. A failure is logged, shown, and stops the cleanup.
+    /// restart, with which the program ends. A failure is logged, shown, and stops the cleanup. To
+    /// a user without an administrator's rights it says first what can't be done.
     void CleanUp();
     /// Looks for parasites and sets `ParasitesFound`; changes nothing and shows nothing.
     void Check();

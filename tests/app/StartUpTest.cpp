@@ -2,6 +2,7 @@
 
 #include "StartedProgram.h"
 #include "app/MMain.h"
+#include "resources/StringTable.h"
 #include "testing/MachineDump.h"
 
 namespace bkfd {
@@ -61,6 +62,20 @@ TEST_F(StartUpTest, NormalStart) {
     EXPECT_EQ(whilePumping, Pointer::Hourglass);
     EXPECT_EQ(toolkit.CurrentPointer(), Pointer::Default);
     EXPECT_EQ(Messages(), "");
+}
+
+TEST_F(StartUpTest, The32BitProgramNamesTheOtherOneOnce) {
+    machine.Facts().hasTwoViews = true;
+    machine.Facts().isWow64Process = true;
+    const std::string message = ToUtf8(ResourceString(StringId::OtherProgram));
+    toolkit.Answer({MessageResult::Ok});
+    ASSERT_TRUE(StartsUp());
+    EXPECT_EQ(Messages(), "64 " + message + '\n');
+    ASSERT_TRUE(StartsUp());
+    EXPECT_EQ(Messages(), "64 " + message + '\n') << "once to each user";
+    EXPECT_EQ(Log(), kStartLines + kCheckLine + Line("FMain.Form_Initialize: " + message) +
+                         kStateLine + kStartLines + kCheckLine +
+                         Line("FMain.Form_Initialize: " + message) + kStateLine);
 }
 
 TEST_F(StartUpTest, CustomObjects) {

@@ -317,5 +317,19 @@ TEST(CleanUp, FailureIsLoggedShownAndEndsNothing) {
     EXPECT_EQ(fixture.Stamp(), u"");
 }
 
+TEST(CleanUp, TellsAUserWithoutRightsFirst) {
+    Fixture fixture;
+    Hijack(fixture.machine);
+    fixture.machine.Facts().isAdministrator = false;
+    const std::string before = Dump(fixture.machine);
+    fixture.toolkit.Answer({Cancel});
+    fixture.remover.CleanUp();
+    EXPECT_EQ(Dump(fixture.machine), before);
+    EXPECT_EQ(fixture.Messages(), Question(49, StringId::AskWithoutRights));
+    fixture.toolkit.Answer({Ok, Cancel});
+    fixture.remover.CleanUp();
+    EXPECT_NE(Dump(fixture.machine), before);
+}
+
 }  // namespace
 }  // namespace bkfd

@@ -18,7 +18,7 @@ struct StartedProgram {
 /// Finds the files of command lines on a volume, as the system's own search does.
 class CommandPrograms {
   public:
-    /// `is32Bit`: as programs of 32 bits do, whose system folder is another one on a 64-bit Windows.
+    /// `is32Bit`: as programs of 32 bits do, whose system folder is another on a 64-bit Windows.
     CommandPrograms(Volume& volume, const MachineFacts& facts, bool is32Bit = false)
         : volume_(volume), facts_(facts), is32Bit_(is32Bit && facts.hasTwoViews) {}
 
