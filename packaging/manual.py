@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""manual.py PROGRAM DATE: prints the manual page of the command line, made of what PROGRAM --help tells."""
+"""manual.py PROGRAM FLEET FOLDER DATE: writes the manual pages of the command line and of the program for many
+machines into the folder, made of what their --help tells."""
+import os
+import pathlib
 import re
 import subprocess
 import sys
@@ -68,13 +71,23 @@ def command_section(command):
             yield tagged(row.label.replace(",", ", ").replace(" REQUIRED", ""), row.meaning)
 
 
-def page(program, date):
+def output(*command):
+    environment = {**os.environ, "COLUMNS": "90", "PYTHONDONTWRITEBYTECODE": "1"}
+    return subprocess.run(command, check=True, capture_output=True, env=environment).stdout.decode().strip()
+
+
+def head(name, version, date, meaning, synopsis):
+    title = roff(name.upper())
+    yield f'.TH {title} 1 "{date}" "{version}" "User Commands"\n.ad l\n.nh'
+    yield f".SH NAME\n{roff(name)} \\- {roff(meaning)}"
+    yield f".SH SYNOPSIS\n.B {roff(name)}\n{synopsis}"
+
+
+def page(program, version, date):
     top = read_help(program)
-    version = subprocess.run([program, "--version"], check=True, capture_output=True).stdout.decode().strip()
     text, status = exit_status(top.text)
-    yield f'.TH BRACKENFOLD 1 "{date}" "{version}" "User Commands"\n.ad l\n.nh'
-    yield ".SH NAME\nbrackenfold \\- rid Internet Explorer of home\\-page hijackers, on a Windows machine held in files"
-    yield ".SH SYNOPSIS\n.B brackenfold\n[\\fIOPTIONS\\fR] \\fICOMMAND\\fR [\\fIARGUMENTS\\fR]"
+    yield from head("brackenfold", version, date, "rid Internet Explorer of home-page hijackers, on a Windows machine held in files",
+                    "[\\fIOPTIONS\\fR] \\fICOMMAND\\fR [\\fIARGUMENTS\\fR]")
     yield ".SH DESCRIPTION\n" + joined(paragraphs(top.description + "\n\n" + text))
     yield ".SH OPTIONS\nThey stand before the command or behind it."
     yield from (tagged(row.label.replace(",", ", "), row.meaning) for row in top.options)
@@ -84,11 +97,29 @@ def page(program, date):
     for title, rows in (("EXIT STATUS", status), ("FILES", FILES), ("ENVIRONMENT", ENVIRONMENT)):
         yield f".SH {title}"
         yield from (tagged(*row) for row in rows)
+    yield ".SH SEE ALSO\n.BR brackenfold\\-fleet (1)"
+
+
+def fleet_page(program, version, date):
+    """The help of the program and of each command as it stands."""
+    text = output(program, "--help")
+    commands = re.findall(r"^    (\w+)  ", text, re.M)
+    if not commands:
+        raise ValueError("the help of brackenfold-fleet isn't understood")
+    yield from head("brackenfold-fleet", version, date, "scan many machines for home-page hijackers",
+                    "\\fICOMMAND\\fR [\\fIARGUMENTS\\fR]")
+    for title, shown in [("DESCRIPTION", text)] + [("COMMAND " + name.upper(), output(program, name, "--help")) for name in commands]:
+        yield f".SH {title}\n.nf\n{roff(shown)}\n.fi"
+    yield ".SH SEE ALSO\n.BR brackenfold (1)"
 
 
 def main():
+    program, fleet, folder, date = sys.argv[1:]
     try:
-        print("\n".join(page(sys.argv[1], sys.argv[2])))
+        version = output(program, "--version")
+        pages = {"brackenfold.1": page(program, version, date), "brackenfold-fleet.1": fleet_page(fleet, version, date)}
+        for name, lines in pages.items():
+            pathlib.Path(folder, name).write_text("\n".join(lines) + "\n", encoding="utf-8")
     except (OSError, ValueError, subprocess.CalledProcessError) as error:
         sys.exit(f"manual.py: {error}")
 

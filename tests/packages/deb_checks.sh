@@ -16,7 +16,7 @@ trap 'rm -rf --one-file-system "$work"' EXIT
 
 lintian --allow-root --fail-on error,warning "$deb"
 dpkg-deb -x "$deb" "$work/unpacked"
-warnings=$(MANWIDTH=80 LC_ALL=C.UTF-8 man --warnings -l "$work/unpacked/usr/share/man/man1/brackenfold.1.gz" 2>&1 >/dev/null)
+warnings=$(MANWIDTH=80 LC_ALL=C.UTF-8 man --warnings -l "$work"/unpacked/usr/share/man/man1/*.gz 2>&1 >/dev/null)
 [ -z "$warnings" ] || { echo "$warnings"; exit 1; }
 mkdir "$work/completions"
 cp "$work"/unpacked/usr/share/{bash-completion/completions/brackenfold,zsh/vendor-completions/_brackenfold,fish/vendor_completions.d/brackenfold.fish} \
@@ -47,7 +47,11 @@ quietly in_debian "$work/debian" bash -c '
     brackenfold --machine /tmp/pc clean --yes >/dev/null
     finds 0
     brackenfold --machine /tmp/pc undo last --yes >/dev/null
-    finds 1'
+    finds 1
+    echo /tmp/pc >/tmp/list
+    brackenfold-fleet run /tmp/list --out /tmp/fleet
+    brackenfold-fleet merge /tmp/fleet
+    grep -q hpjk.dll /tmp/fleet/fleet.html'
 quietly in_debian "$work/debian" apt-get autoremove --purge -y brackenfold
 files_in "$work/debian" | diff "$work/before" -
 echo "installed, used and removed"
