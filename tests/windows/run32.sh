@@ -24,6 +24,10 @@ make_debian "$folder" i386 wine wine32 wine64:amd64 fonts-wine xvfb xauth xdotoo
     icoutils libxml2-utils libfaketime procps libcurl4:amd64 libexpat1:amd64 libssl3:amd64 libstdc++6:amd64 \
     zlib1g:amd64 || exit 1
 
+clang --target=i386-linux-gnu -O2 -fPIC -shared -nostdlib -fno-stack-protector -o "$folder/usr/lib/clock64.so" \
+    tests/windows/clock64.c || exit 1
+
 debian_binds=$root
 in_debian "$folder" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 WINEARCH="${WINEARCH:-win32}" \
+    CLOCK_LIBRARY="$([ "${WINEARCH:-}" = win64 ] || echo /usr/lib/clock64.so)" \
     "$root/tests/windows/run.sh" "$build" "$@"

@@ -78,12 +78,12 @@ advance_clock() {
     mv "$work/clock.new" "$work/clock"
 }
 
-# open_support_tab: with a clock that stands in a file. The parasite of the prefix is found at the
+# open_support_tab: with a clock that stands in a file; CLOCK_LIBRARY is what that takes besides. The parasite of the prefix is found at the
 # start; it is left alone.
 open_support_tab() {
     minutes=0
     advance_clock 0
-    LD_PRELOAD=$(dpkg -L libfaketime | grep libfaketimeMT) FAKETIME_NO_CACHE=1 \
+    LD_PRELOAD=$(dpkg -L libfaketime | grep libfaketimeMT)${CLOCK_LIBRARY:+:$CLOCK_LIBRARY} FAKETIME_NO_CACHE=1 \
         FAKETIME_TIMESTAMP_FILE="$work/clock" FAKETIME_DONT_FAKE_MONOTONIC=1 start_program
     drive 40 cancel || return 1
     wait_until 20 log_has 'FMain\.LogTabState: ' && wait_until 20 has_focus || return 1
