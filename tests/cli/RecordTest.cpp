@@ -13,18 +13,18 @@ namespace {
 
 using testing::HasSubstr;
 
-const Strings kRecord = {"scan", "--record", "--name", "room 3/pc"};
+const Strings kRecordCommand = {"scan", "--record", "--name", "room 3/pc"};
 
 TEST(Record, IsOneLineThatHangsOnTheMachineAlone) {
     for (const char* example : {"clean-xp", "hijacked-xp", "hijacked-98"}) {
         SCOPED_TRACE(example);
         const MachineCopy machine(example);
         const MachineCopy elsewhere(example);
-        const CliRun run = RunOn(machine, kRecord);
+        const CliRun run = RunOn(machine, kRecordCommand);
         EXPECT_EQ(run.code, 0) << run.err;
         EXPECT_EQ(run.err, "");
         EXPECT_EQ(run.out.find('\n'), run.out.size() - 1);
-        EXPECT_EQ(RunOn(elsewhere, kRecord).out, run.out) << "no host and no clock in it";
+        EXPECT_EQ(RunOn(elsewhere, kRecordCommand).out, run.out) << "no host and no clock in it";
         const auto record = run.Document();
         const auto scan = RunOn(machine, {"--json", "scan"}).Document();
         EXPECT_EQ(record["machine"]["name"], "room 3/pc");
@@ -32,7 +32,7 @@ TEST(Record, IsOneLineThatHangsOnTheMachineAlone) {
         EXPECT_EQ(record["files"].size(), scan["files"].size());
         EXPECT_EQ(record["unreadable"], scan["unreadable"]);
         machine.Write("registry/more.reg", "REGEDIT4\r\n");
-        const auto changed = RunOn(machine, kRecord).Document();
+        const auto changed = RunOn(machine, kRecordCommand).Document();
         EXPECT_NE(changed["input"]["sha256"], record["input"]["sha256"]);
         EXPECT_EQ(changed["files"], record["files"]);
     }
@@ -100,7 +100,7 @@ TEST(Record, ExitCodesTellWhetherToTryAgain) {
         const MachineCopy machine("hijacked-xp");
         HostFile lock;
         row.prepare(machine, lock);
-        const CliRun run = RunOn(machine, kRecord);
+        const CliRun run = RunOn(machine, kRecordCommand);
         EXPECT_EQ(run.code, row.code);
         EXPECT_EQ(!run.out.empty(), row.hasRecord);
         EXPECT_THAT(run.err, HasSubstr(row.message));
