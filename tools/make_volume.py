@@ -5,10 +5,12 @@
 
 Hives are written by libhivex, whose names are ASCII here. No foreign tool writes the 95 family's
 SYSTEM.DAT and USER.DAT, so those are written by this one; `cregexport` reads them. What runs on the
-machine, but no place of its registry starts, gets one: a program a service, a module a delay-load
-object of the shell. A name that the host's files can't have stays as the image spells it.
+machine, but no place of its registry starts, gets one: a program a service, or on the 95 family a
+name in WIN.INI, a module a delay-load object of the shell. A name that the host's files can't have
+stays as the image spells it.
 """
 import json
+import os
 import pathlib
 import re
 import shutil
@@ -22,6 +24,9 @@ SID = "S-1-5-21-1123561945-839522115-1801674531-1003"
 # Modules of the shell and the browser that Windows itself loads.
 SYSTEM_MODULES = {"ntdll.dll", "kernel32.dll", "user32.dll", "advapi32.dll", "ole32.dll", "shell32.dll",
                   "browseui.dll", "shdocvw.dll", "urlmon.dll", "mshtml.dll", "gdi32.dll"}
+# Programs that a start of Windows has anyway.
+STARTED_ANYWAY = {"iexplore.exe", "explorer.exe", "kernel32.dll", "msgsrv32.exe", "mprexe.exe", "mmtask.tsk",
+                  "smss.exe", "csrss.exe", "winlogon.exe", "services.exe", "lsass.exe"}
 
 
 class Key:
@@ -206,19 +211,36 @@ def file_name(path):
     return path.rpartition("\\")[2]
 
 
-def add_starts(machine, root):
+def put_stream(path, volume):
+    """Makes the stream of a file that a module's path names: as ntfs-3g shows one, or beside it."""
+    colon = path.find(":", 2)
+    if colon < 0:
+        return
+    name, stream = path[:colon], path[colon + 1:]
+    file = host(volume, name.rpartition("\\")[0]) / file_name(name)
+    try:
+        os.setxattr(file, "user." + stream, b"MZ")
+    except OSError:
+        file.with_name(file.name + ":" + stream).write_bytes(b"MZ")
+
+
+def add_starts(machine, root, volume):
     """Gives a place to programs and modules that run and have none."""
     known = started_by_registry(root)
     services = root.at(r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services")
     load = root.at(r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\ShellServiceObjectDelayLoad")
     classes = root.at(r"HKEY_LOCAL_MACHINE\Software\Classes\CLSID")
-    number = 0
+    number, programs = 0, []
     for process in machine.get("processes", []):
         path = process["path"]
         if process.get("self"):
             continue
         name = file_name(path).lower()
-        if re.match(r"[a-z]:\\", path.lower()) and name not in known and name != "iexplore.exe":
+        is_missing = name not in known and name not in STARTED_ANYWAY
+        if re.match(r"[a-z]:\\", path.lower()) and is_missing and machine["family"] == "9x":
+            programs.append(path)
+            known += "\n" + name
+        elif re.match(r"[a-z]:\\", path.lower()) and is_missing:
             service = services.at(file_name(path).rpartition(".")[0])
             service.put("Type", DWORD, struct.pack("<I", 16))
             service.put("Start", DWORD, struct.pack("<I", 2))
@@ -230,9 +252,12 @@ def add_starts(machine, root):
                 continue
             number += 1
             identifier = "{B4F1A0%02X-7D32-4C19-9E55-0A6C3D81F2E7}" % number
+            put_stream(module, volume)
             load.text(f"Object {number}", identifier)
             classes.at(identifier + r"\InProcServer32").text("", module)
             known += "\n" + module.lower()
+    if programs:
+        (host(volume, "C:\\WINDOWS") / "WIN.INI").write_text("[windows]\r\nrun=" + " ".join(programs) + "\r\n")
 
 
 def describe_windows(machine, root, user):
@@ -266,7 +291,7 @@ def describe_windows(machine, root, user):
 def nt_files(machine, root, volume):
     user = machine["environment"].get("USERNAME", "Owner")
     describe_windows(machine, root, user)
-    add_starts(machine, root)
+    add_starts(machine, root, volume)
     control = root.take(r"HKEY_LOCAL_MACHINE\System\CurrentControlSet")
     system = root.take(r"HKEY_LOCAL_MACHINE\System")
     system.keys["controlset001"] = control
@@ -285,6 +310,7 @@ def nt_files(machine, root, volume):
 
 
 def files_of_95(machine, root, volume):
+    add_starts(machine, root, volume)
     codec = "cp%d" % machine.get("codePage", 1252)
     windows = host(volume, "C:\\WINDOWS")
     version = root.at(r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion")

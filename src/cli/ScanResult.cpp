@@ -88,14 +88,28 @@ const char* NameOf(Place::Kind kind) {
             return "winlogon";
         case Place::Kind::Service:
             return "service";
+        case Place::Kind::SecurityPackage:
+            return "security-package";
+        case Place::Kind::PrintMonitor:
+            return "print-monitor";
+        case Place::Kind::ScheduledTask:
+            return "scheduled-task";
         case Place::Kind::DelayLoad:
             return "delay-load";
         case Place::Kind::AppInit:
             return "app-init";
+        case Place::Kind::ActiveSetup:
+            return "active-setup";
+        case Place::Kind::OtherRun:
+            return "run";
         case Place::Kind::StartFolder:
             return "start-folder";
         case Place::Kind::IniFile:
             return "ini-file";
+        case Place::Kind::Winsock:
+            return "winsock";
+        case Place::Kind::Debugger:
+            return "debugger";
         case Place::Kind::Module:
             break;
     }
@@ -214,14 +228,28 @@ class AllUsers {
                 return Place::Kind::Winlogon;
             case StartPlace::Kind::Service:
                 return Place::Kind::Service;
+            case StartPlace::Kind::SecurityPackage:
+                return Place::Kind::SecurityPackage;
+            case StartPlace::Kind::PrintMonitor:
+                return Place::Kind::PrintMonitor;
+            case StartPlace::Kind::ScheduledTask:
+                return Place::Kind::ScheduledTask;
             case StartPlace::Kind::DelayLoad:
                 return Place::Kind::DelayLoad;
             case StartPlace::Kind::AppInit:
                 return Place::Kind::AppInit;
+            case StartPlace::Kind::ActiveSetup:
+                return Place::Kind::ActiveSetup;
+            case StartPlace::Kind::OtherRun:
+                return Place::Kind::OtherRun;
             case StartPlace::Kind::StartFolder:
                 return Place::Kind::StartFolder;
             case StartPlace::Kind::IniFile:
                 return Place::Kind::IniFile;
+            case StartPlace::Kind::Winsock:
+                return Place::Kind::Winsock;
+            case StartPlace::Kind::Debugger:
+                return Place::Kind::Debugger;
             case StartPlace::Kind::Run:
             case StartPlace::Kind::HelperObject:
                 break;

@@ -42,19 +42,33 @@ std::string TextOf(const Place& place) {
         case Place::Kind::Process:
             return "running program";
         case Place::Kind::SessionManager:
-            return "started before all else by the session manager";
+            return "session manager: " + PrintableText(place.name);
         case Place::Kind::Winlogon:
             return "started at logon: " + PrintableText(place.name);
         case Place::Kind::Service:
             return "service " + PrintableText(place.name);
+        case Place::Kind::SecurityPackage:
+            return "security authority: " + PrintableText(place.name);
+        case Place::Kind::PrintMonitor:
+            return "print monitor or provider " + PrintableText(place.name);
+        case Place::Kind::ScheduledTask:
+            return "scheduled task " + PrintableText(place.name);
         case Place::Kind::DelayLoad:
             return "object that Explorer loads: " + PrintableText(place.name);
         case Place::Kind::AppInit:
             return "loaded into every program with windows";
+        case Place::Kind::ActiveSetup:
+            return "set up at logon: " + PrintableText(place.name);
+        case Place::Kind::OtherRun:
+            return "started by " + PrintableText(place.name);
         case Place::Kind::StartFolder:
             return "start-up folder: " + PrintableText(place.name);
         case Place::Kind::IniFile:
             return "started by " + PrintableText(place.name);
+        case Place::Kind::Winsock:
+            return "between programs and the network: " + PrintableText(place.name);
+        case Place::Kind::Debugger:
+            return "starts instead of " + PrintableText(place.name);
         case Place::Kind::Module:
             break;
     }

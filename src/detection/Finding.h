@@ -30,10 +30,17 @@ struct Place {
         SessionManager,
         Winlogon,
         Service,
+        SecurityPackage,
+        PrintMonitor,
+        ScheduledTask,
         DelayLoad,
         AppInit,
+        ActiveSetup,
+        OtherRun,
         StartFolder,
         IniFile,
+        Winsock,
+        Debugger,
     };
 
     Kind kind = Kind::Process;

@@ -66,7 +66,7 @@ set_attribute() { setfattr -n system.ntfs_attrib_be -v "0x$2" "$disk/$1"; }
 # What no cleanup touches, and what a cleanup renames, each with what an NTFS file can have.
 fill() {
     "$here/../../tools/make_volume.py" "$here/../../examples/machines/hijacked-xp" "$work/tree" &&
-        cp -r "$work/tree/." "$disk/" || return 1
+        cp -r --preserve=xattr "$work/tree/." "$disk/" || return 1
     setfattr -n system.ntfs_dos_name -v 'PROGRA~1' "$disk/Program Files"
     setfattr -n system.ntfs_dos_name -v 'DOCUME~1' "$disk/Documents and Settings"
     set_attribute WINDOWS/system32/winhook.dll 00000027

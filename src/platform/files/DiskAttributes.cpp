@@ -127,4 +127,9 @@ std::optional<Text> ReadShortName(const std::string& path) {
     return FromHostName(*name);
 }
 
+bool KeepsStream(const std::string& path, TextView name) {
+    const std::string attribute = "user." + ToHostName(name);
+    return lgetxattr(path.c_str(), attribute.c_str(), nullptr, 0) >= 0;
+}
+
 }  // namespace bkfd

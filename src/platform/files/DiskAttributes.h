@@ -16,5 +16,7 @@ Result<std::uint32_t> ReadDosAttributes(const std::string& path);
 Status WriteDosAttributes(const std::string& path, std::uint32_t attributes);
 /// The short name that the NTFS driver tells ("system.ntfs_dos_name"); nothing where it tells none.
 std::optional<Text> ReadShortName(const std::string& path);
+/// Whether the file has that stream: ntfs-3g shows "a.txt:b" as the attribute "user.b" of a.txt.
+bool KeepsStream(const std::string& path, TextView name);
 
 }  // namespace bkfd

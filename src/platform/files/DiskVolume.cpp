@@ -314,6 +314,11 @@ std::vector<VolumeEntry> DiskVolume::Streams(const VolumeEntry& file) {
     return streams;
 }
 
+bool DiskVolume::HasStream(const VolumeEntry& file, TextView name) {
+    const auto place = Locate(file.path);
+    return place.IsOk() && KeepsStream(place.value.resolved, name);
+}
+
 Result<std::unique_ptr<OpenFile>> DiskVolume::OpenToRead(const VolumeEntry& file) {
     const auto place = Locate(file.path);
     if (!place.IsOk()) return Status(place);

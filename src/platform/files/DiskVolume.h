@@ -53,6 +53,7 @@ class DiskVolume final : public Volume {
     Result<VolumeEntry> Find(TextView path) override;
     Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) override;
     std::vector<VolumeEntry> Streams(const VolumeEntry& file) override;
+    bool HasStream(const VolumeEntry& file, TextView name) override;
     Result<std::unique_ptr<OpenFile>> OpenToRead(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> OpenToAppend(const VolumeEntry& file) override;
     Result<std::unique_ptr<OpenFile>> Create(TextView path) override;

@@ -27,6 +27,8 @@ class Volume {
     virtual Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) = 0;
     /// The streams of the file: what lies beside it as "a.exe:stream".
     virtual std::vector<VolumeEntry> Streams(const VolumeEntry& file) = 0;
+    /// Whether the disk keeps such a stream within the file.
+    virtual bool HasStream(const VolumeEntry& /*file*/, TextView /*name*/) { return false; }
 
     virtual Result<std::unique_ptr<OpenFile>> OpenToRead(const VolumeEntry& file) = 0;
     virtual Result<std::unique_ptr<OpenFile>> OpenToAppend(const VolumeEntry& file) = 0;

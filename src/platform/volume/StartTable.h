@@ -14,20 +14,27 @@ namespace bkfd {
 /// A place that starts a program or has a library loaded.
 struct StartPlace {
     enum class Kind {
-        SessionManager,  // a program before all others
-        Winlogon,        // Shell, Userinit, Notify, the logon dialogue; `name` is the value or key
-        Service,         // by its name
-        DelayLoad,       // objects that Explorer loads; the value's name
-        AppInit,         // libraries in every program with windows
-        Run,             // a value of a Run key
-        StartFolder,     // a file of a start-up folder
-        IniFile,         // a line of WIN.INI or SYSTEM.INI
-        HelperObject,    // of the browser, by its class
+        SessionManager,   // a program before all others, or a library in all; the value's name
+        Winlogon,         // Shell, Userinit, Notify, the logon dialogue; `name` is the value or key
+        Service,          // by its name
+        SecurityPackage,  // a library of the security authority; the value's name
+        PrintMonitor,     // a library of the spooler; the monitor's or provider's name
+        ScheduledTask,    // one that the start or a logon triggers; its name
+        DelayLoad,        // objects that Explorer loads; the value's name
+        AppInit,          // libraries in every program with windows
+        ActiveSetup,      // a component that a user's logon has still to set up; its key
+        Run,              // a value of a Run key that the engine's inventory has too
+        OtherRun,         // a value of a place like it that the inventory lacks
+        StartFolder,      // a file of a start-up folder
+        IniFile,          // a line of WIN.INI or SYSTEM.INI
+        HelperObject,     // of the browser, by its class
+        Winsock,          // a library in every program with sockets; its entry of the catalogue
+        Debugger,         // starts instead of a program; that one's file name
     };
 
     Kind kind = Kind::Service;
     Text name;
-    Text file;  // full path
+    Text file;  // full path: the program, or the library or script that it is started for
     Text user;  // name; empty for what is started for the whole machine
 
     bool operator==(const StartPlace&) const = default;

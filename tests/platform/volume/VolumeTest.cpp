@@ -7,6 +7,7 @@
 #include "platform/model/RegistryRoots.h"
 #include "platform/volume/FindWindows.h"
 #include "platform/volume/StartTable.h"
+#include "platform/volume/TaskFiles.h"
 #include "platform/volume/VolumeRefusals.h"
 
 namespace bkfd {
@@ -270,22 +271,232 @@ std::string MakeLink(const std::string& local, const std::string& relative) {
     return link + Number(static_cast<std::uint32_t>(relative.size()), 2) + relative;
 }
 
+/// "kind name: file, user" of each place.
+std::vector<std::string> PlacesOf(const StartTable& table) {
+    std::vector<std::string> places;
+    for (const StartPlace& place : table.places) {
+        places.push_back(std::to_string(static_cast<int>(place.kind)) + ' ' + ToUtf8(place.name) +
+                         ": " + ToUtf8(place.file) + ", " + ToUtf8(place.user));
+    }
+    return places;
+}
+
+std::vector<std::string> NamesAndFiles(const StartTable& table) {
+    std::vector<std::string> places;
+    for (const StartPlace& place : table.places) {
+        places.push_back(ToUtf8(place.name) + " " + ToUtf8(place.file));
+    }
+    return places;
+}
+
+/// A file of the system folder that a registry value starts or has loaded.
+struct PlaceRow {
+    RegistryRoot root;
+    Text key;
+    TextView name;
+    TextView text;  // with "@", which becomes the file
+    StartPlace::Kind kind;
+    TextView place;
+    TextView extension = u".dll";
+};
+
+TEST(StartTable, EachPlaceIsToldOfWhatItStarts) {
+    using Kind = StartPlace::Kind;
+    const Text lsa = At(kControlSet, u"Control\\Lsa");
+    const Text active = u"Software\\Microsoft\\Active Setup\\Installed Components";
+    const Text sockets = At(kControlSet, u"Services\\WinSock2\\Parameters");
+    const Text user = u"S-1\\";
+    const Text current32 = u"Software\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion";
+    const PlaceRow rows[] = {
+        {kMachine, lsa, u"Notification Packages", u"", Kind::SecurityPackage,
+         u"Notification Packages"},
+        {kMachine, At(kControlSet, u"Control\\SecurityProviders"), u"SecurityProviders",
+         u"msapsspc.dll, @", Kind::SecurityPackage, u"SecurityProviders"},
+        {kMachine, At(kControlSet, u"Control\\Print\\Monitors\\Port"), u"Driver", u"@",
+         Kind::PrintMonitor, u"Port"},
+        {kMachine, At(kNT, u"Winlogon\\GPExtensions\\{G}"), u"DllName", u"@", Kind::Winlogon,
+         u"GPExtensions\\{G}"},
+        {kMachine, At(kNT, u"Winlogon"), u"UIHost", u"@", Kind::Winlogon, u"UIHost", u".exe"},
+        {kUsers, user + At(kCurrent, u"Policies\\System"), u"Shell", u"@ /x", Kind::Winlogon,
+         u"Shell", u".exe"},
+        {kUsers, user + u"Environment", u"UserInitMprLogonScript", u"@", Kind::Winlogon,
+         u"UserInitMprLogonScript", u".vbs"},
+        {kMachine, At(active, u"{New}"), u"StubPath", u"@", Kind::ActiveSetup, u"{New}", u".exe"},
+        {kMachine, At(active, u"{Newer}"), u"StubPath", u"@", Kind::ActiveSetup, u"{Newer}",
+         u".exe"},
+        {kMachine, At(kCurrent, u"RunOnceEx\\1"), u"a", u"@|Main|x", Kind::OtherRun,
+         u"RunOnceEx\\1\\a"},
+        {kMachine, At(kCurrent, u"RunOnceEx\\1"), u"b", u"||@ -x", Kind::OtherRun,
+         u"RunOnceEx\\1\\b", u".exe"},
+        {kUsers, user + At(kNT, u"Windows"), u"Load", u"%Own%\\@", Kind::OtherRun, u"Windows: Load",
+         u".exe"},
+        {kMachine, At(kCurrent, u"Run"), u"of each", u"%Own%\\@", Kind::Run, u"of each", u".exe"},
+        {kMachine, At(kCurrent, u"Run"), u"stream", u"rundll32 C:\\WINDOWS\\system32\\@", Kind::Run,
+         u"stream", u".txt:s.dll"},
+        {kMachine, At(kCurrent, u"Run"), u"batch", u"@", Kind::Run, u"batch", u".bat"},
+        {kMachine, At(kNT, u"Image File Execution Options\\explorer.exe"), u"Debugger", u"@ -p",
+         Kind::Debugger, u"explorer.exe", u".exe"},
+        {kMachine, At(sockets, u"NameSpace_Catalog5\\Catalog_Entries64\\1"), u"LibraryPath", u"@",
+         Kind::Winsock, u"NameSpace_Catalog5\\1"},
+        {kMachine, At(kControlSet, u"Control\\Session Manager\\AppCertDlls"), u"x", u"@",
+         Kind::SessionManager, u"AppCertDlls\\x"},
+        {kMachine, At(kCurrent, u"Explorer\\ShellIconOverlayIdentifiers\\O"), u"", u"{O}",
+         Kind::DelayLoad, u"O"},
+        {kMachine, At(current32, u"Run"), u"32", u"C:\\WINDOWS\\system32\\@", Kind::Run, u"32",
+         u".exe"},
+    };
+    Disk disk;
+    disk.Has({"WINDOWS/system32/lsass.exe", "WINDOWS/system32/winlogon.exe",
+              "WINDOWS/system32/spoolsv.exe", "WINDOWS/system32/rundll32.exe",
+              "WINDOWS/system32/wscript.exe", "WINDOWS/system32/cmd.exe", "WINDOWS/explorer.exe",
+              "Program Files/Internet Explorer/iexplore.exe", "WINDOWS/system32/not.exe",
+              "WINDOWS/system32/not.txt", "WINDOWS/system32/not.dll"});
+    const Text system = u"C:\\WINDOWS\\system32\\";
+    std::vector<Text> files;
+    for (const PlaceRow& row : rows) {
+        const Text file =
+            u"f" + ToText(static_cast<std::int64_t>(files.size())) + Text(row.extension);
+        const bool isFor32 = row.key == At(current32, u"Run");
+        files.push_back((isFor32 ? Text(u"C:\\WINDOWS\\SysWOW64\\") : system) + file);
+        std::string host = ToUtf8(files.back().substr(3));
+        std::ranges::replace(host, '\\', '/');
+        disk.folder.Write(host, "x");
+        Text text(row.text);
+        const bool isList = row.name == u"Notification Packages";
+        if (isList) text = TextView(u"scecli\0@", 8);
+        if (text.find(u'@') != Text::npos) text.replace(text.find(u'@'), 1, file);
+        disk.Set(row.root, row.key, row.name, text, isList ? RegistryType::MultiString : kExpand);
+    }
+    disk.SetNumber(At(kControlSet, u"Services\\Spooler"), u"Start", 2);
+    disk.Set(kMachine, At(kControlSet, u"Control\\Session Manager\\Environment"),
+             u"PROCESSOR_ARCHITECTURE", u"AMD64");
+    disk.Set(kMachine, At(active, u"{Newer}"), u"Version", u"5,10,0");
+    disk.Set(kUsers, user + At(active, u"{Newer}"), u"Version", u"5,9,1");
+    disk.Set(kUsers, user + u"Environment", u"Own", u"C:\\WINDOWS\\system32");
+    disk.Set(kMachine, u"Software\\Classes\\CLSID\\{O}\\InProcServer32", u"", u"f18.dll");
+    // None of these starts anything.
+    disk.Set(kMachine, At(kCurrent, u"Run"), u"text", u"not.txt");
+    disk.Set(kMachine, At(kCurrent, u"Run"), u"library", u"not.dll");
+    disk.Set(kMachine, At(active, u"{Done}"), u"StubPath", u"not.exe");
+    disk.Set(kUsers, user + At(active, u"{Done}"), u"Locale", u"EN");
+    disk.Set(kMachine, At(active, u"{Off}"), u"StubPath", u"not.exe");
+    disk.SetNumber(At(active, u"{Off}"), u"IsInstalled", 0);
+    disk.Set(kMachine, At(kNT, u"Image File Execution Options\\iexplore.exe"), u"Debugger",
+             u"gone");
+
+    const StartTable table = disk.Table(ReadFacts(disk.Roots(), WindowsFamily::NT, u"C:\\WINDOWS"),
+                                        {{u"S-1", u"Kit", u""}});
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const PlaceRow& row = rows[i];
+        const bool isUsers = row.root == kUsers || row.kind == Kind::ActiveSetup;
+        const StartTable one{
+            {}, {{row.kind, Text(row.place), files[i], isUsers ? Text(u"Kit") : Text()}}};
+        EXPECT_THAT(PlacesOf(table), testing::IsSupersetOf(PlacesOf(one))) << ToUtf8(row.key);
+    }
+    EXPECT_EQ(Shown(table).find("not."), std::string::npos) << Shown(table);
+    EXPECT_THAT(Shown(table), AllOf(HasSubstr("wscript.exe:"), HasSubstr("cmd.exe:"),
+                                    HasSubstr("SysWOW64\\f19.exe:")));
+}
+
+TEST(StartTable, OfThe95FamilyHasItsIniFilesAndServices) {
+    Disk disk;
+    disk.Has({"WINDOWS/SYSTEM/MSGSRV32.EXE", "WINDOWS/EXPLORER.EXE", "WINDOWS/bad.exe",
+              "WINDOWS/SYSTEM/dial.exe", "WINDOWS/COMMAND.COM", "WINDOWS/a.bat", "WINDOWS/s.exe"});
+    disk.folder.Write("WINDOWS/WIN.INI",
+                      "[other]\r\nrun=s.exe\r\n[Windows]\r\nload=\r\nRun = dial a.bat\r\n");
+    disk.folder.Write("WINDOWS/SYSTEM.INI", "[boot]\r\nshell=Explorer.exe bad.exe\r\n");
+    disk.Set(kMachine, At(kCurrent, u"RunServices"), u"S", u"s.exe -x");
+    const StartTable table =
+        disk.Table(ReadFacts(disk.Roots(), WindowsFamily::Windows9x, u"C:\\WINDOWS"), {});
+    EXPECT_EQ(Shown(table),
+              "C:\\WINDOWS\\system\\MSGSRV32.EXE:\nC:\\WINDOWS\\explorer.exe:\n"
+              "C:\\WINDOWS\\s.exe:\nC:\\WINDOWS\\system\\dial.exe:\n"
+              "C:\\WINDOWS\\command.com:\nC:\\WINDOWS\\bad.exe:\n");
+    const StartTable batch{
+        {}, {{StartPlace::Kind::IniFile, u"WIN.INI run", u"C:\\WINDOWS\\a.bat", u""}}};
+    EXPECT_THAT(PlacesOf(table), testing::IsSupersetOf(PlacesOf(batch)));
+}
+
 TEST(StartTable, FollowsLinksOfStartFolders) {
     Disk disk;
-    disk.Has({"Tools/clock.exe", "Start/direct.exe", "Start/desktop.ini"});
+    disk.Has({"Tools/clock.exe", "Start/direct.exe", "Start/desktop.ini", "Start/Read me.txt"});
+    disk.folder.Write("Start/Text.lnk", MakeLink("C:\\Start\\Read me.txt", ""));
     disk.folder.Write("Start/Clock.lnk", MakeLink("C:\\Tools\\clock.exe", ""));
     disk.folder.Write("Start/Moved.lnk", MakeLink("X:\\gone.exe", "..\\Tools\\clock.exe"));
     disk.folder.Write("Start/Torn.lnk", MakeLink("C:\\Tools\\clock.exe", "").substr(0, 90));
     disk.Set(kMachine, At(kCurrent, u"Explorer\\Shell Folders"), u"Common Startup", u"C:\\START");
     const StartTable table =
         disk.Table(ReadFacts(disk.Roots(), WindowsFamily::NT, u"C:\\WINDOWS"), {});
-    std::vector<std::string> places;
-    for (const StartPlace& place : table.places) {
-        places.push_back(ToUtf8(place.name) + " " + ToUtf8(place.file));
+    EXPECT_THAT(NamesAndFiles(table), testing::ElementsAre("Clock.lnk C:\\Tools\\clock.exe",
+                                                           "direct.exe C:\\Start\\direct.exe",
+                                                           "Moved.lnk C:\\Tools\\clock.exe"));
+}
+
+/// A ".job" file with one trigger.
+std::string MakeJob(std::uint32_t flags, std::uint32_t trigger, std::uint32_t triggerFlags) {
+    const auto text = [](const std::string& ascii) {
+        std::string wide = Number(static_cast<std::uint32_t>(ascii.size()) + 1, 2);
+        for (const char c : ascii + '\0') wide += std::string(1, c) + '\0';
+        return wide;
+    };
+    const std::string variable = Number(0, 2) + text("C:\\Tools\\clock.exe") + text("-x") +
+                                 text("") + text("Kit") + text("") + Number(0, 4);
+    const auto triggers = static_cast<std::uint32_t>(68 + variable.size());
+    return Number(0x501, 2) + Number(1, 2) + std::string(16, '\7') + Number(70, 2) +
+           Number(triggers, 2) + std::string(24, '\0') + Number(flags, 4) + std::string(16, '\0') +
+           variable + Number(1, 2) + Number(48, 2) + std::string(26, '\0') +
+           Number(triggerFlags, 4) + Number(trigger, 4) + std::string(12, '\0');
+}
+
+std::string TaskText(const std::string& triggers, const std::string& settings) {
+    return "<?xml version=\"1.0\"?><Task xmlns=\"x\"><Triggers>" + triggers +
+           "</Triggers><Settings>" + settings +
+           "</Settings><Actions Context=\"Author\"><Exec><Command>C:\\Tools\\clock.exe</Command>"
+           "<Arguments>-x &amp;</Arguments></Exec></Actions></Task>";
+}
+
+TEST(StartTable, RunsTheTasksOfTheStartAndOfLogons) {
+    const std::string logon = "<LogonTrigger><Enabled>true</Enabled></LogonTrigger>";
+    const struct {
+        std::string file;
+        std::string content;
+        bool isStarted;
+    } rows[] = {
+        {"Tasks/start.job", MakeJob(0, 6, 0), true},
+        {"Tasks/logon.job", MakeJob(1, 7, 1), true},
+        {"Tasks/daily.job", MakeJob(0, 1, 0), false},
+        {"Tasks/off.job", MakeJob(4, 6, 0), false},
+        {"Tasks/trigger off.job", MakeJob(0, 6, 4), false},
+        {"system32/Tasks/Below/Boot", TaskText("<BootTrigger/>", "<Enabled>true</Enabled>"), true},
+        {"system32/Tasks/Logon",
+         TaskText(logon + "<TimeTrigger><Enabled>false</Enabled></TimeTrigger>", ""), true},
+        {"system32/Tasks/Time", TaskText("<TimeTrigger/>", ""), false},
+        {"system32/Tasks/Off", TaskText(logon, "<Enabled>false</Enabled>"), false},
+        {"system32/Tasks/Trigger off",
+         TaskText("<BootTrigger><Enabled>false</Enabled></BootTrigger>", ""), false},
+        {"system32/Tasks/Entities",
+         "<!DOCTYPE Task [<!ENTITY a 'b'>]>" + TaskText("<BootTrigger/>", "").substr(21), false},
+    };
+    Disk disk;
+    disk.Has({"Tools/clock.exe"});
+    std::vector<std::string> expected;
+    for (const auto& row : rows) {
+        disk.folder.Write("WINDOWS/" + row.file, row.content);
+        const ByteView bytes(reinterpret_cast<const std::uint8_t*>(row.content.data()),
+                             row.content.size());
+        for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+            const bool isJob = row.file.ends_with(".job");
+            const auto task = isJob ? ReadJobFile(bytes.first(cut)) : ReadTaskXml(bytes.first(cut));
+            EXPECT_FALSE(task) << row.file << ' ' << cut;
+        }
+        if (!row.isStarted) continue;
+        std::string name = row.file.substr(row.file.find("Tasks/") + 6);
+        std::ranges::replace(name, '/', '\\');
+        expected.push_back(name + " C:\\Tools\\clock.exe");
     }
-    EXPECT_THAT(places, testing::ElementsAre("Clock.lnk C:\\Tools\\clock.exe",
-                                             "direct.exe C:\\Start\\direct.exe",
-                                             "Moved.lnk C:\\Tools\\clock.exe"));
+    const StartTable table =
+        disk.Table(ReadFacts(disk.Roots(), WindowsFamily::NT, u"C:\\WINDOWS"), {});
+    EXPECT_THAT(NamesAndFiles(table), testing::UnorderedElementsAreArray(expected));
 }
 
 TEST(ShellLink, AnyCutOrByteIsReadOrRefused) {
