@@ -20,19 +20,22 @@ class BackupCommand final : public Command {
     void Declare(CommandOptions& options) override {
         options.Explain(
             "Writes a file that the registry editor can import to the Backup folder beside the\n"
-            "program, inside the image, and prints its name there.\n\n"
-            "With --json: {\"file\"}.");
+            "program, on the machine, and prints its name there; of a volume one for each user.\n\n"
+            "With --json: {\"file\", \"files\": [the same, of all users]}.");
     }
 
     int Run(CommandContext& context) override {
         MachineSession session(context, {.changes = true});
-        const Text file = WriteRegistryBackup(ProgramFolder());
+        std::vector<Text> files;
+        session.ForEachUser(
+            [&](const Text& user) { files.push_back(WriteRegistryBackup(ProgramFolder(), user)); });
         if (context.asJson) {
             Json document = session.NewDocument();
-            document["file"] = TextToJson(file);
+            document["file"] = TextToJson(files.front());
+            for (const Text& file : files) document["files"].push_back(TextToJson(file));
             PrintJson(context.console.out, document);
         } else {
-            context.console.out << PrintableText(file) << '\n';
+            for (const Text& file : files) context.console.out << PrintableText(file) << '\n';
         }
         const std::vector<Unreadable> unreadable = session.CollectUnreadable();
         PrintUnreadable(context.console, unreadable);

@@ -44,9 +44,7 @@ class CleanCommand final : public Command {
         MachineSession session(context, run_.Use(context));
         std::optional<CleanPlanner> planner;
         if (!planFolder_.empty()) {
-            int users = 0;
-            session.ForEachUser([&](const Text&) { ++users; });
-            if (users > 1) throw CommandError("a plan is for one user: --user NAME says for which");
+            session.ExpectOneUser("a plan");
             planner.emplace();
         }
         const int code = run_.Run(

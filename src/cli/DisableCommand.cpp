@@ -1,8 +1,11 @@
 #include <algorithm>
 #include <string>
 
+#include "base/ProgramEnd.h"
 #include "cli/ChangeRun.h"
 #include "cli/Commands.h"
+#include "platform/undo/RecordedOperation.h"
+#include "removal/CPaRemover.h"
 #include "removal/DisableFiles.h"
 #include "ui/terminal/PrintableText.h"
 
@@ -57,9 +60,31 @@ class DisableCommand final : public Command {
         if (named.files.Count() == 0) throw CommandError(NothingThere(named.missing));
         expected.ExpectFiles(named.files);
         for (const Text& file : named.missing) expected.AddMissing(file);
-        run_.BackUp();
-        DisableFiles(named.files, session.Log(), u"DisableCommand.Disable");
+        session.ForEachUser([&](const Text& user) { run_.BackUp(user); });
+        const RecordedOperation operation(UndoOperation::kDisableFiles);
+        bool isFirst = true;
+        session.ForEachUser([&](const Text&) {
+            DisableForUser(session, named.files, isFirst);
+            isFirst = false;
+        });
         return true;
+    }
+
+    /// The files are the machine's, the settings each user's. On a machine that isn't running the
+    /// restart isn't the end: the next user follows.
+    static void DisableForUser(const MachineSession& session, const KeyedList& files,
+                               bool isFirst) {
+        try {
+            if (isFirst) {
+                DisableFiles(files, session.Log(), u"DisableCommand.Disable");
+                return;
+            }
+            CPaRemover remover;
+            remover.Init(session.Log());
+            remover.RestoreConfigurationSettings();
+        } catch (const ProgramEnd&) {
+            if (session.IsRunning()) throw;
+        }
     }
 
     std::vector<std::string> files_;

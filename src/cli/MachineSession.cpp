@@ -228,6 +228,11 @@ void MachineSession::ForEachUser(const std::function<void(const Text& user)>& wo
     }
 }
 
+void MachineSession::ExpectOneUser(const std::string& what) const {
+    if (!parts_->opened.volume || parts_->opened.volume->Users().size() < 2) return;
+    throw CommandError(what + " is for one user: --user NAME says for which");
+}
+
 bool MachineSession::IsRunning() const {
     return parts_->opened.image != nullptr;
 }

@@ -74,6 +74,8 @@ class MachineSession {
     /// Does the work for each user of the machine in turn, as that user. `user` is the name, empty
     /// for the one of an image and where nobody's registry can be read.
     void ForEachUser(const std::function<void(const Text& user)>& work);
+    /// A CommandError that begins with `what` ("a report") where there are several users.
+    void ExpectOneUser(const std::string& what) const;
     /// Whether Windows counts as running there, so that a restart ends what is done with it.
     bool IsRunning() const;
     /// What starts the programs that the machine would run; none for one that has processes.

@@ -85,6 +85,7 @@ class ReportCommand final : public Command {
         SessionUse use = ChangingUse(context, false);
         use.isDryRun = !isSent;
         MachineSession session(context, use);
+        session.ExpectOneUser("a report");
         SupportRequest request = RequestFrom(options_, context.console);
         if (!isShown_) {
             if (!context.asJson) AskForMissing(request, context.console);

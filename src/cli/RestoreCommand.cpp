@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -27,13 +28,33 @@ Text Filled(StringId string, const Text& file) {
     return SysUtil::FormatTemplate(ResourceString(string), {file});
 }
 
+/// A disabled file, and in whose list it is.
+struct Restorable {
+    Text file;
+    Text user;
+};
+
+/// Each file once, whoever has disabled it.
+std::vector<Restorable> AllRestorable(MachineSession& session) {
+    std::vector<Restorable> all;
+    session.ForEachUser([&](const Text& user) {
+        for (Text& file : RestorableFiles()) {
+            const bool isKnown = std::ranges::any_of(
+                all, [&](const Restorable& known) { return EqualsIgnoreCase(known.file, file); });
+            if (!isKnown) all.push_back({std::move(file), user});
+        }
+    });
+    return all;
+}
+
 /// The disabled file that is meant: by its name, or as it is printed where its name holds what no
 /// terminal can show.
-Text FindRestorable(const std::string& typed) {
-    std::vector<Text> asPrinted;
-    for (const Text& candidate : RestorableFiles()) {
-        if (EqualsIgnoreCase(candidate, FromHostName(typed))) return candidate;
-        const bool isPrinted = PrintableText(candidate) == typed || ToUtf8(candidate) == typed;
+Restorable FindRestorable(const std::vector<Restorable>& all, const std::string& typed) {
+    std::vector<Restorable> asPrinted;
+    for (const Restorable& candidate : all) {
+        const Text& file = candidate.file;
+        if (EqualsIgnoreCase(file, FromHostName(typed))) return candidate;
+        const bool isPrinted = PrintableText(file) == typed || ToUtf8(file) == typed;
         if (isPrinted) asPrinted.push_back(candidate);
     }
     if (asPrinted.size() == 1) return asPrinted.front();
@@ -58,23 +79,31 @@ class RestoreCommand final : public Command {
     int Run(CommandContext& context) override {
         MachineSession session(context, file_.empty() ? SessionUse{} : ChangingUse(context, yes_));
         if (!file_.empty()) {
-            const int code = Restore(context, session, FindRestorable(file_));
+            const int code =
+                Restore(context, session, FindRestorable(AllRestorable(session), file_));
             if (code != ExitCode::Done) return code;
         }
-        Print(context, session, RestorableFiles());
+        Print(context, session, AllRestorable(session));
         const std::vector<Unreadable> unreadable = session.CollectUnreadable();
         PrintUnreadable(context.console, unreadable);
         return ExitCodeOf(unreadable);
     }
 
   private:
-    static int Restore(CommandContext& context, MachineSession& session, const Text& file) {
+    static int Restore(CommandContext& context, MachineSession& session,
+                       const Restorable& restorable) {
+        const Text& file = restorable.file;
         if (ShowMessage(Filled(StringId::AskRestoreProgram, file),
                         MessageStyle::Exclamation | MessageStyle::OkCancel) != MessageResult::Ok) {
             context.console.err << "brackenfold: nothing was changed" << std::endl;
             return ExitCode::Failed;
         }
-        GiveNameBack(session, file);
+        bool isDone = false;
+        session.ForEachUser([&](const Text& user) {
+            if (isDone || user != restorable.user) return;
+            isDone = true;
+            GiveNameBack(session, file);
+        });
         session.Commit();
         ShowMessage(Filled(StringId::ProgramRestored, file), MessageStyle::Information);
         return ExitCode::Done;
@@ -96,18 +125,20 @@ class RestoreCommand final : public Command {
     }
 
     static void Print(CommandContext& context, const MachineSession& session,
-                      const std::vector<Text>& files) {
+                      const std::vector<Restorable>& files) {
         if (context.asJson) {
             Json document = session.NewDocument();
             Json& list = document["items"] = Json::array();
-            for (const Text& file : files) list.push_back(TextToJson(file));
+            for (const Restorable& one : files) list.push_back(TextToJson(one.file));
             PrintJson(context.console.out, document);
             return;
         }
         if (files.empty()) {
             ShowMessage(ResourceString(StringId::NothingToRestore), MessageStyle::Information);
         }
-        for (const Text& file : files) context.console.out << PrintableText(file) << '\n';
+        for (const Restorable& one : files) {
+            context.console.out << PrintableText(one.file) << '\n';
+        }
     }
 
     std::string file_;

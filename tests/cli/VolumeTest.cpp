@@ -7,22 +7,25 @@
 namespace bkfd {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
 /// A volume that Debian's Python has made of an example machine, with the hives of libhivex.
 class Volume : public HostFolder {
   public:
+    /// By the example's name, or the path of another image.
     explicit Volume(const std::string& example) {
         std::filesystem::remove(Path());
-        const std::string source = BKFD_SOURCE_DIR;
-        const std::string command = "/usr/bin/python3 '" + source + "/tools/make_volume.py' '" +
-                                    source + "/examples/machines/" + example + "' '" + Path() + "'";
+        const std::filesystem::path examples = BKFD_SOURCE_DIR "/examples/machines";
+        const std::string command = "/usr/bin/python3 '" BKFD_SOURCE_DIR
+                                    "/tools/make_volume.py' '" +
+                                    (examples / example).string() + "' '" + Path() + "'";
         EXPECT_EQ(std::system(command.c_str()), 0);
     }
 };
 
-/// A second user with a copy of the first one's profile.
+/// A second user with a copy of the first one's profile, and a parasite of her own.
 void AddUser(const Volume& volume, const std::string& name) {
     const std::string profiles = volume.Path("Documents and Settings/");
     std::filesystem::copy(profiles + "Kit", profiles + name,
@@ -41,20 +44,60 @@ void AddUser(const Volume& volume, const std::string& name) {
         "'.replace('/', chr(92)) + chr(0)\n"
         "hive.node_set_value(key, {'key': 'ProfileImagePath', 't': 1, 'value': "
         "path.encode('utf-16-le')})\n"
+        "hive.commit(None)\n"
+        "hive = hivex.Hivex('" +
+        volume.Path("Documents and Settings/" + name + "/NTUSER.DAT") +
+        "', write=True)\n"
+        "key = hive.root()\n"
+        "for name in ('Software', 'Microsoft', 'Windows', 'CurrentVersion', 'Run'):\n"
+        "    key = hive.node_get_child(key, name)\n"
+        "hive.node_set_value(key, {'key': 'Own', 't': 2, 'value': "
+        "('%USERPROFILE%' + chr(92) + 'own.exe' + chr(0)).encode('utf-16-le')})\n"
         "hive.commit(None)\n";
+    std::filesystem::copy(volume.Path("WINDOWS/dormant.exe"),
+                          volume.Path("Documents and Settings/" + name + "/own.exe"));
     volume.Write("add_user.py", script);
     EXPECT_EQ(std::system(("/usr/bin/python3 '" + volume.Path("add_user.py") + "'").c_str()), 0);
     std::filesystem::remove(volume.Path("add_user.py"));
 }
 
-std::set<std::string> Paths(const nlohmann::json& files) {
-    std::set<std::string> paths;
-    for (const auto& file : files) {
-        std::string path = file["path"];
-        for (char& c : path) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        paths.insert(path);
+std::string LowerCase(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+/// Path and reasons of each file.
+std::set<std::string> Findings(const nlohmann::json& document) {
+    std::set<std::string> findings;
+    for (const auto& file : document["files"]) {
+        findings.insert(LowerCase(file["path"]) + ' ' + file["reasons"].dump());
     }
-    return paths;
+    return findings;
+}
+
+/// Each file that runs or is loaded is one that some place starts.
+void ExpectPlaceOfEach(const nlohmann::json& document) {
+    for (const auto& file : document["files"]) {
+        bool isActive = false;
+        bool isStarted = false;
+        for (const auto& place : file["places"]) {
+            const bool isSeen = place["kind"] == "process" || place["kind"] == "module";
+            isActive = isActive || isSeen;
+            isStarted = isStarted || !isSeen;
+        }
+        EXPECT_TRUE(!isActive || isStarted) << file.dump();
+    }
+}
+
+/// Some members of the items of a list, without whose they are.
+std::set<std::string> Entries(const nlohmann::json& list, const std::set<std::string>& members) {
+    std::set<std::string> entries;
+    for (const auto& item : list) {
+        nlohmann::json kept;
+        for (const std::string& member : members) kept[member] = item[member];
+        entries.insert(LowerCase(kept.dump()));
+    }
+    return entries;
 }
 
 TEST(Volume, SaysTheSameAsItsImage) {
@@ -67,39 +110,42 @@ TEST(Volume, SaysTheSameAsItsImage) {
         Files onlyImage;
     } rows[] = {
         {"clean-xp", "nt", "Kit", {}, {}},
-        // What starts with Windows but doesn't run would after the next start; a host's folder has
-        // no alternate streams.
-        {"hijacked-xp",
-         "nt",
-         "Kit",
-         {R"(c:\windows\dormant.exe)"},
-         {R"(c:\windows\hpstat.txt:hp.dll)"}},
-        // Nothing in its registry starts two of them, and its code page can't name the third.
+        // What starts with Windows but doesn't run would after the next start.
+        {"hijacked-xp", "nt", "Kit", {R"(c:\windows\dormant.exe ["startup-nonamer"])"}, {}},
+        // The code page of its registry can't name one file.
         {"hijacked-98",
          "9x",
          "Default",
-         {R"(c:\windows\system\???.dll)"},
-         {R"(c:\windows\dial32.exe)", R"(c:\windows\system\winprot.dll)",
-          R"(c:\windows\system\жук.dll)"}},
+         {R"(c:\windows\system\???.dll ["helper-object"])"},
+         {R"(c:\windows\system\жук.dll ["helper-object"])"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.machine);
         const Volume volume(row.machine);
+        const MachineCopy copy(row.machine);
         const auto before = volume.Snapshot();
         const CliRun run = RunOn(volume, {"--json", "scan"});
         const auto document = run.Document();
-        const auto image = RunOn(MachineCopy(row.machine), {"--json", "scan"}).Document();
-        Files expected = Paths(image["files"]);
+        const auto image = RunOn(copy, {"--json", "scan"}).Document();
+        Files expected = Findings(image);
         for (const std::string& file : row.onlyImage) EXPECT_EQ(expected.erase(file), 1U) << file;
         expected.insert(row.onlyVolume.begin(), row.onlyVolume.end());
-        EXPECT_EQ(Paths(document["files"]), expected);
-        EXPECT_EQ(document["bhos"].size(), image["bhos"].size());
-        EXPECT_EQ(document["settings"].size(), image["settings"].size());
+        EXPECT_EQ(Findings(document), expected);
+        ExpectPlaceOfEach(document);
+        EXPECT_EQ(Entries(document["bhos"], {"clsid"}), Entries(image["bhos"], {"clsid"}));
+        const Files settings = {"number", "key", "valueName", "value", "status"};
+        EXPECT_EQ(Entries(document["settings"], settings), Entries(image["settings"], settings));
         EXPECT_EQ(document["verdict"], image["verdict"]) << run.err;
         EXPECT_EQ(document["machine"]["kind"], "volume");
         EXPECT_EQ(document["machine"]["family"], row.family);
         EXPECT_EQ(document["machine"]["windows"], image["machine"]["windows"]);
         EXPECT_EQ(document["machine"]["users"], nlohmann::json::array({row.user}));
+        for (const char* command : {"bhos", "startup"}) {
+            const auto items = [&](const HostFolder& machine) {
+                return RunOn(machine, {"--json", command}).Document()["items"].size();
+            };
+            EXPECT_EQ(items(volume), items(copy)) << command;
+        }
         EXPECT_EQ(volume.Snapshot(), before) << "a scan writes nothing";
     }
 }
@@ -115,6 +161,7 @@ TEST(Volume, IsCleanedForAllUsersAndComesBackByteForByte) {
     EXPECT_THAT(document["failed"], IsEmpty());
     EXPECT_THAT(document["endedProcesses"], IsEmpty());
     EXPECT_THAT(document["changes"].dump(), HasSubstr(R"(HKEY_USERS\\S-1-5-21-9-9-9-1001\\)"));
+    EXPECT_THAT(document["removedFiles"].dump(), HasSubstr("own.exe"));
     EXPECT_EQ(RunOn(volume, {"scan"}).code, 0);
     const CliRun undone = RunOn(volume, {"undo", "last", "--yes"});
     EXPECT_EQ(undone.code, 0) << undone.out << undone.err;
@@ -127,6 +174,102 @@ TEST(Volume, IsCleanedForAllUsersAndComesBackByteForByte) {
             EXPECT_TRUE(old->second == content) << file;
         }
     }
+}
+
+TEST(Volume, EveryCommandMeansAllUsersOrTheOneThatIsNamed) {
+    const Volume volume("hijacked-xp");
+    AddUser(volume, "Ann");
+    EXPECT_EQ(RunOn(volume, {"--json", "backup"}).Document()["files"].size(), 2U);
+    const CliRun report = RunOn(volume, {"report", "--show"});
+    EXPECT_EQ(report.code, 2);
+    EXPECT_THAT(report.err, HasSubstr("a report is for one user: --user NAME says for which"));
+    EXPECT_EQ(RunOn(volume, {"--user", "Ann", "report", "--show"}).code, 0);
+
+    const Strings restore = {"--json", "restore"};
+    const char* file = R"(C:\WINDOWS\dormant.exe)";
+    const auto before = volume.Snapshot();
+    EXPECT_EQ(RunOn(volume, {"--user", "Ann", "disable", "--yes", file}).code, 0);
+    EXPECT_EQ(RunOn(volume, restore).Document()["items"].size(), 1U) << "it is in Ann's list";
+    EXPECT_EQ(RunOn(volume, {"restore", "--yes", file}).code, 0);
+    EXPECT_THAT(RunOn(volume, restore).Document()["items"], IsEmpty());
+    const auto undo = [&] {
+        const CliRun undone = RunOn(volume, {"undo", "last", "--yes"});
+        EXPECT_EQ(undone.code, 0) << undone.out << undone.err;
+    };
+    undo();
+    undo();
+    const CliRun disabled = RunOn(volume, {"--json", "disable", "--yes", file});
+    EXPECT_EQ(disabled.code, 0) << disabled.err;
+    EXPECT_THAT(disabled.Document()["changes"].dump(),
+                AllOf(HasSubstr("S-1-5-21-1123561945-839522115-1801674531-1003"),
+                      HasSubstr("S-1-5-21-9-9-9-1001")));
+    undo();
+    const auto after = volume.Snapshot();
+    for (const auto& [path, content] : before) {
+        if (path.find("Brackenfold") != std::string::npos) continue;
+        EXPECT_TRUE(after.at(path) == content) << path;
+    }
+}
+
+TEST(Volume, Of95HasTheUsersOfItsProfiles) {
+    const MachineCopy image("hijacked-98");
+    const std::string list =
+        R"([HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\ProfileList\)";
+    std::string text = "REGEDIT4\r\n";
+    for (const std::string name : {"Ann", "Bo"}) {
+        text += "\r\n" + list + name + R"(]
+"ProfileImagePath"="C:\\WINDOWS\\Profiles\\)" +
+                name + "\"\r\n";
+    }
+    image.Write("registry/3-users.reg", text);
+    const Volume volume(image.Path());
+    std::filesystem::create_directories(volume.Path("WINDOWS/profiles/ANN"));
+    std::filesystem::copy(volume.Path("WINDOWS/USER.DAT"),
+                          volume.Path("WINDOWS/profiles/ANN/user.dat"));
+    const CliRun run = RunOn(volume, {"--json", "scan"});
+    const auto document = run.Document();
+    EXPECT_EQ(document["machine"]["users"], nlohmann::json::array({"Default", "Ann"}));
+    EXPECT_THAT(document["unreadable"].dump(), HasSubstr(R"(Profiles\\Bo\\USER.DAT)"));
+    EXPECT_THAT(document["files"].dump(), HasSubstr(R"("user":"Ann")"));
+    EXPECT_EQ(RunOn(volume, {"clean", "--plan", image.Path("plan")}).code, 2);
+    const CliRun planned = RunOn(volume, {"--user", "ann", "clean", "--plan", image.Path("plan")});
+    EXPECT_THAT(image.Snapshot()["plan/fix.bat"], HasSubstr("SYSMON32")) << planned.err;
+}
+
+TEST(Volume, Of64BitsHasThePartFor32BitPrograms) {
+    const MachineCopy image("clean-xp");
+    image.Write("registry/90-views.reg", R"(REGEDIT4
+
+[HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\Session Manager\Environment]
+"PROCESSOR_ARCHITECTURE"="AMD64"
+
+[HKEY_LOCAL_MACHINE\Software\Wow6432Node\Microsoft\Windows\CurrentVersion\Run]
+"Own"="C:\\WINDOWS\\system32\\run32.exe"
+
+[HKEY_LOCAL_MACHINE\Software\Wow6432Node\Microsoft\Windows\CurrentVersion\Explorer\Browser Helper Objects\{0F7E52D8-C3B1-4A96-8E24-D90B6A1C7F32}]
+
+[HKEY_LOCAL_MACHINE\Software\Classes\Wow6432Node\CLSID\{0F7E52D8-C3B1-4A96-8E24-D90B6A1C7F32}\InProcServer32]
+@="C:\\WINDOWS\\system32\\help32.dll"
+)");
+    for (const char* file : {"run32.exe", "help32.dll"}) {
+        image.Write(std::string("drives/c/WINDOWS/SysWOW64/") + file, "MZ of no company");
+    }
+    const Volume volume(image.Path());
+    const auto before = volume.Snapshot();
+    const auto document = RunOn(volume, {"--json", "scan"}).Document();
+    EXPECT_THAT(
+        Findings(document),
+        testing::ElementsAre(R"(c:\windows\syswow64\help32.dll ["helper-object"])",
+                             R"(c:\windows\syswow64\run32.exe ["startup-nonamer","process"])"));
+    for (const auto& file : document["files"]) {
+        EXPECT_THAT(file["places"].dump(), HasSubstr(R"("view":"32-bit")")) << file;
+    }
+    const CliRun cleaned = RunOn(volume, {"clean", "--yes"});
+    EXPECT_EQ(cleaned.code, 0) << cleaned.out << cleaned.err;
+    EXPECT_EQ(RunOn(volume, {"scan"}).code, 0);
+    EXPECT_EQ(RunOn(volume, {"undo", "last", "--yes"}).code, 0);
+    const auto after = volume.Snapshot();
+    for (const auto& [path, content] : before) EXPECT_TRUE(after.at(path) == content) << path;
 }
 
 TEST(Volume, WhatCantBeUsedIsOneErrorAndNothingChanges) {

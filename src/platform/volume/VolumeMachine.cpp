@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 
 #include "platform/RegistryValues.h"
 #include "platform/model/WindowsPath.h"
@@ -101,6 +102,7 @@ struct VolumeParts {
     std::unique_ptr<DiskVolume> volume;
     std::vector<UserStores> users;
     std::vector<VolumeProblem> problems;
+    std::vector<std::string> profiles95;  // the users' registry files of the 95 family
 };
 
 using MaybeError = std::optional<VolumeError>;
@@ -225,6 +227,38 @@ class NTVolume {
 
 // ---------------------------------------------------------------- the 95 family
 
+/// Null for one that can't be read.
+VolumeRegistry::Store OpenCreg(const std::string& path, CodePage& codePage,
+                               std::vector<VolumeProblem>& problems) {
+    const auto content = ReadHostFile(path);
+    if (!content) return nullptr;
+    std::vector<std::string> texts;
+    VolumeRegistry::Store store = LoadCregStore(
+        {reinterpret_cast<const std::uint8_t*>(content->data()), content->size()},
+        [&codePage](std::string_view bytes) { return codePage.Decode(bytes); }, texts);
+    for (const std::string& text : texts) problems.push_back({path, text});
+    return store;
+}
+
+/// The registry of a user who has a profile. Its keys lie below the user's name.
+void OpenUser95(VolumeParts& parts, const VolumeUser& user, CodePage& codePage) {
+    const Text path = WindowsPath::Join(user.profile, u"USER.DAT");
+    const auto host = parts.volume->HostPath(path);
+    VolumeRegistry::Store own;
+    if (host.IsOk()) own = OpenCreg(host.value, codePage, parts.problems);
+    if (own == nullptr) {
+        parts.problems.push_back({ToUtf8(path), "can't be read, so this user isn't looked at"});
+        return;
+    }
+    for (const Text& below : {user.key, Text(kDefaultUser), Text()}) {
+        if (!own->FindKey(KeyBelow(below, u"Software")).IsOk()) continue;
+        parts.users.push_back({user, own, below, {}});
+        parts.profiles95.push_back(host.value);
+        return;
+    }
+    parts.problems.push_back({host.value, "holds no user's keys"});
+}
+
 MaybeError Open95(VolumeParts& parts) {
     constexpr RegistryRoot kRoots[] = {kLocalMachine, kUsers};
     VolumeRegistry::Store users;
@@ -235,19 +269,18 @@ MaybeError Open95(VolumeParts& parts) {
         parts.problems.clear();
         for (std::size_t i = 0; i < std::size(k95Files); ++i) {
             const std::string path = FindInAnyCase(parts.found.windowsHost, k95Files[i]);
-            const auto content = ReadHostFile(path);
-            if (!content) return VolumeError{path + " can't be read"};
-            std::vector<std::string> problems;
-            users = LoadCregStore(
-                {reinterpret_cast<const std::uint8_t*>(content->data()), content->size()},
-                [&codePage](std::string_view bytes) { return codePage.Decode(bytes); }, problems);
+            users = OpenCreg(path, codePage, parts.problems);
+            if (users == nullptr) return VolumeError{path + " can't be read"};
             parts.registry->Mount(kRoots[i], {}, users);
-            for (const std::string& problem : problems) parts.problems.push_back({path, problem});
         }
         ReadMachine(parts);
         page = known == 1252 ? parts.facts.codePage : known;
     }
     parts.users.push_back({{Text(kDefaultUser), u"Default", {}}, users, Text(kDefaultUser), {}});
+    CodePage codePage(parts.facts.codePage);
+    for (const VolumeUser& user : ReadUsers(*parts.registry, parts.facts)) {
+        OpenUser95(parts, user, codePage);
+    }
     return std::nullopt;
 }
 
@@ -315,6 +348,12 @@ struct PartsHolder {
     std::unique_ptr<VolumeParts> parts;
 };
 
+/// Whether a file is there, or the one whose stream it is. Names of the native system are.
+bool IsThere(const Text& path, Files& files) {
+    if (path.size() < 3 || path[1] != u':') return true;
+    return !files.GetFileAttributesW(path.substr(0, path.find(u':', 2))).IsNotThere();
+}
+
 class LoadedVolume final : private PartsHolder, public VolumeMachine {
   public:
     explicit LoadedVolume(std::unique_ptr<VolumeParts> opened)
@@ -346,6 +385,7 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
         for (const char* name : k95Files) {
             files.push_back(FindInAnyCase(parts->found.windowsHost, name));
         }
+        std::ranges::copy(parts->profiles95, std::back_inserter(files));
         return files;
     }
 
@@ -375,6 +415,11 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
         machine.SetEnvironment(std::move(changed.environment));
         auto& registry = static_cast<VolumeRegistry&>(machine.Roots());
         registry.MountAlso(kCurrentUser, {}, kUsers, user.key);
+        // What an earlier user's cleanup has ended would run again, if it is there.
+        auto& processes = static_cast<ModelProcesses&>(machine.ProcessTable());
+        processes.Replace(table_.processes);
+        processes.DropMissing(
+            [&](const Text& path) { return IsThere(path, machine.FileSystem()); });
     }
 
     MaybeError Recover() {
