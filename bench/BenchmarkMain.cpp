@@ -90,6 +90,11 @@ const Ratio kRatios[] = {
      "Process/registry/manual_time", "at least 5"},
     {"100 MB hive: write-back of a cleanup / copy of the hive", "Hive/WriteBack/manual_time",
      "Hive/Copy/manual_time", "below 1"},
+    {"scan of a volume with 141 MB of hives, in seconds", "Process/ScanVolume/manual_time", nullptr,
+     "below 0.3"},
+    {"scan of a volume with 141 MB of hives: peak memory / 64 MiB",
+     "Process/ScanVolume/manual_time:peak_KiB", "Process/ScanVolume/manual_time:KiB_to_64_MiB",
+     "below 1"},
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {

@@ -45,7 +45,7 @@ HiveMakerKey Key(Text name, std::vector<HiveMakerKey> subkeys,
     return {std::move(name), std::move(values), std::move(subkeys)};
 }
 
-/// Classes as installations register them, about 620 bytes of a hive each.
+/// Classes as installations register them, about 560 bytes of a hive each.
 HiveMakerKey Classes(Text name, int count) {
     HiveMakerKey all = Key(std::move(name), {});
     all.entriesALeaf = 500;
@@ -103,12 +103,12 @@ class LargeVolume {
   public:
     LargeVolume()
         : path_(fs::temp_directory_path() / ("bkfd_benchmark_volume_" + std::to_string(getpid()))) {
-        Write("WINDOWS/system32/config/SOFTWARE", Software(165'000));
-        Write("WINDOWS/system32/config/SYSTEM", System(25'000));
+        Write("WINDOWS/system32/config/SOFTWARE", Software(180'000));
+        Write("WINDOWS/system32/config/SYSTEM", System(27'000));
         Write("WINDOWS/system32/config/DEFAULT", UserHive(1));
         for (int user = 1; user <= kUsers; ++user) {
             Write("Documents and Settings/User" + std::to_string(user) + "/NTUSER.DAT",
-                  UserHive(8'300));
+                  UserHive(9'000));
         }
         for (const char* program : {"explorer.exe", "system32/service.exe", "system32/agent.exe"}) {
             std::ofstream(path_ / "WINDOWS" / program) << "MZ" << program;
