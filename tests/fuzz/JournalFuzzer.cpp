@@ -58,7 +58,8 @@ std::string DumpTree(const RegistryTree& tree) {
 /// What an image's records change, without the files of its drives.
 struct ImageState {
     bool Replay(const std::vector<ImageJson>& records) {
-        ReplayTargets targets{tree, files, processes, rules, volume, clock, pending};
+        ReplayTargets targets{tree, files, processes, rules, volume, clock, pending, written};
+        written.clear();
         for (std::size_t i = 0; i < records.size(); ++i) {
             if (!ReplayRecord(records[i], i + 1 == records.size(), targets)) return false;
         }
@@ -69,6 +70,9 @@ struct ImageState {
         for (const auto& [path, rule] : rules.All()) {
             if (rule != FileRule()) dump += ToWtf8(path) + " " + RuleToJson(rule).dump() + "\n";
         }
+        ImageJson record;
+        AddWritten(record, written);
+        dump += record.dump() + "\n";
         return dump;
     }
     /// The registry, written to its files and read again.
@@ -93,6 +97,7 @@ struct ImageState {
     DiskVolume volume{"/nonexistent", journal};
     ImageClock clock{ImageTime{}};
     PendingNames pending;
+    std::vector<WrittenBytes> written;
 };
 
 /// The input as a journal, or as the records of one, a line each, whose checksums it can't guess.
@@ -159,7 +164,7 @@ std::vector<Bytes> FuzzCorpus() {
         R"({"change":"set value","key":"A\\b","root":2147483650,"name":"n","type":1,"data":"41000000"}
 {"change":"set value","key":"A\\C","root":2147483649,"name":"","type":3,"data":"0102"}
 {"change":"delete value","key":"A\\b","root":2147483650,"name":"N"}
-{"change":"delete key","key":"a","root":2147483649,"name":""}
+{"change":"delete key","key":"a","root":2147483649,"name":"","written":[["C:\\a.exe",7,"0aff"]]}
 {"change":"set attributes","key":"C:\\a.exe","number":6}
 {"change":"move","moves":[["C:\\a.exe","C:\\b.exe"]],"rules":{"C:\\b.exe":{"attributes":6}}}
 {"change":"outcome","done":true}

@@ -4,6 +4,7 @@
 #include "common/FaultSweep.h"
 #include "platform/RootNames.h"
 #include "platform/overlay/OverlayMachine.h"
+#include "platform/undo/RecordedOperation.h"
 #include "platform/undo/UndoMachine.h"
 #include "services/RegistryAccess.h"
 #include "undo/TakeBack.h"
@@ -173,6 +174,70 @@ TEST(UndoKillSweep, BringsBackTheStateWhereverTheProcessEnds) {
     KillSweep(copy, before, [](Engine& engine) { EXPECT_TRUE(engine.CleanUp()); });
     // The cleanup stands; the same for its undo.
     KillSweep(copy, before, [](Engine&) { EXPECT_TRUE(TakeBack(1).IsWhole()); });
+}
+
+/// Changes of every kind, those that the machine's journal takes records along with and others.
+void ChangeSomeOfAll(Machine& machine) {
+    Registry& registry = machine.RegistryKeys();
+    Files& files = machine.FileSystem();
+    const RecordedOperation operation(UndoOperation::kCleanUp);
+    (void)registry.RegDeleteValueW(HKLM, u"Software\\A", u"x");
+    (void)files.SetFileAttributesW(u"C:\\a.exe", FileAttribute::Hidden);
+    (void)files.MoveFileW(u"C:\\a.exe", u"C:\\parasite_a.exe");
+    (void)registry.RegDeleteKeyW(HKLM, u"Software\\A\\Sub");
+    (void)files.CreateFileW(u"C:\\new.txt", FileMode::CreateNew);
+    (void)registry.RegSetValueExW(HKLM, u"Software\\New\\Key", u"v", {});
+    (void)registry.RegSetValueExW(HKLM, u"Software\\A", u"large",
+                                  {RegistryType::Binary, Bytes(50'000, 7)});
+    (void)files.DeleteFileW(u"C:\\b.dll");
+    const auto process = machine.ProcessTable().OpenProcess(ProcessAccess::All, 4);
+    (void)machine.ProcessTable().TerminateProcess(process.value, 0);
+    (void)registry.RegSetValueExW(HKLM, u"Software\\A", u"y", {});
+}
+
+/// A power failure takes what was written to the record and never flushed.
+TEST(UndoPowerLoss, LeavesNoChangeWithoutItsRecord) {
+    const HostFolder small;
+    small.Write("machine.json",
+                R"({"family": "nt", "processes": [{"id": 4, "path": "C:\\a.exe"}]})");
+    small.Write("registry/1.reg",
+                "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\A]\n\"x\"=\"1\"\n\"y\"=\"2\"\n\n"
+                "[HKEY_LOCAL_MACHINE\\Software\\A\\Sub]\n\"z\"=\"3\"\n");
+    small.Write("drives/c/a.exe", "a");
+    small.Write("drives/c/b.dll", "b");
+    const ExampleCopy copy(ImageFolder{small.Path()});
+    const std::string record = "drives/c/Program Files/Brackenfold/Undo/0001.undo";
+    std::list<ExampleCopy> states;
+    std::string before;
+    int changed = 0;
+    {
+        const auto image = copy.Load();
+        KeptEngine kept(*image);
+        before = StateOf(*image);
+        std::size_t flushed = 0;
+        SetWritePointHook([&](const char* step) {
+            if (step == std::string_view("named") || step == std::string_view("settled")) {
+                flushed = copy.Read(record).size();
+            }
+            states.emplace_back(ImageFolder{copy.Path()});
+            if (!copy.Has(record) || flushed == 0) return;
+            states.back().Write(record, copy.Read(record).substr(0, flushed));
+        });
+        ChangeSomeOfAll(kept.undo);
+        SetWritePointHook({});
+    }
+    int point = 0;
+    for (const ExampleCopy& state : states) {
+        SCOPED_TRACE("write point " + std::to_string(++point));
+        const auto image = state.Load();
+        ASSERT_NE(image, nullptr);
+        KeptEngine kept(*image);
+        changed += StateOf(*image) != before ? 1 : 0;
+        EXPECT_EQ(TakeAllBack(), "");
+        EXPECT_EQ(StateOf(*image), before);
+        if (HasFailure()) return;
+    }
+    EXPECT_GT(changed, 20);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@ namespace bkfd {
 namespace {
 
 constexpr std::string_view kUnfinished = ".bkfd-new-";
+constexpr std::uint64_t kMostToKeep = 64 * 1024;
 
 }  // namespace
 
@@ -37,33 +38,40 @@ void DiskFile::RemoveUnfinished(const std::string& hostFolder) {
 Result<std::unique_ptr<OpenFile>> DiskFile::OpenToRead(const std::string& path) {
     HostFile file(OpenUntouched(path, 0));
     if (!file.IsOpen()) return StatusOfErrno(errno);
-    return std::unique_ptr<OpenFile>(std::make_unique<DiskFile>(std::move(file), false));
+    return std::unique_ptr<OpenFile>(
+        std::make_unique<DiskFile>(std::move(file), TextView(), nullptr));
 }
 
-Result<std::unique_ptr<OpenFile>> DiskFile::OpenToAppend(const std::string& path) {
+Result<std::unique_ptr<OpenFile>> DiskFile::OpenToAppend(const std::string& path, TextView name,
+                                                         DiskFileOwner& owner) {
     HostFile file(open(path.c_str(), O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK));
     if (!file.IsOpen()) return StatusOfErrno(errno);
-    return std::unique_ptr<OpenFile>(std::make_unique<DiskFile>(std::move(file), true));
+    auto opened = std::make_unique<DiskFile>(std::move(file), name, &owner);
+    const auto size = opened->GetFileSize();
+    if (!size.IsOk()) return Status(size);
+    opened->kept_ = size.value;
+    return std::unique_ptr<OpenFile>(std::move(opened));
 }
 
-Result<std::unique_ptr<OpenFile>> DiskFile::Create(const std::string& path,
-                                                   std::function<void()> onNamed) {
+Result<std::unique_ptr<OpenFile>> DiskFile::Create(const std::string& path, TextView name,
+                                                   DiskFileOwner& owner) {
     static unsigned counter = 0;
     const std::string beside = HostParent(path) + '/' + std::string(kUnfinished) +
                                std::to_string(getpid()) + '-' + std::to_string(++counter);
     ReachWritePoint("make file");
     HostFile file(open(beside.c_str(), O_RDWR | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0666));
     if (!file.IsOpen()) return StatusOfErrno(errno);
-    auto made = std::make_unique<DiskFile>(std::move(file), true);
+    auto made = std::make_unique<DiskFile>(std::move(file), name, &owner);
     made->beside_ = beside;
     made->target_ = path;
-    made->onNamed_ = std::move(onNamed);
     return std::unique_ptr<OpenFile>(std::move(made));
 }
 
 DiskFile::~DiskFile() {
-    if (mayWrite_ && (isDirty_ || !beside_.empty())) (void)FlushFileBuffers();
+    if (owner_ == nullptr) return;
+    if (isDirty_ || !beside_.empty()) (void)FlushFileBuffers();
     if (!beside_.empty()) unlink(beside_.c_str());
+    owner_->FileSettled(*this);
 }
 
 Result<std::uint64_t> DiskFile::GetFileSize() {
@@ -86,17 +94,41 @@ Result<std::size_t> DiskFile::ReadFile(std::uint64_t offset, std::span<std::uint
 }
 
 Status DiskFile::WriteFile(std::span<const std::uint8_t> bytes) {
-    if (!mayWrite_) return {SystemError::AccessDenied};
+    if (owner_ == nullptr) return {SystemError::AccessDenied};
     isDirty_ = true;
     ReachWritePoint("write file");
     return WriteAll(file_.Get(), {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 Status DiskFile::FlushFileBuffers() {
-    if (!mayWrite_) return {SystemError::AccessDenied};
+    if (owner_ == nullptr) return {SystemError::AccessDenied};
+    const auto size = GetFileSize();
+    if (!size.IsOk()) return size;
     if (fsync(file_.Get()) != 0) return StatusOfErrno(errno);
     isDirty_ = false;
+    kept_ = size.value;
+    owner_->FileSettled(*this);
     return beside_.empty() ? Status{} : GiveName();
+}
+
+Status DiskFile::WriteBarrier() {
+    if (IsKeptByOwner()) return {};
+    const Status flushed = FlushFileBuffers();
+    ReachWritePoint("settled");
+    return flushed;
+}
+
+bool DiskFile::IsKeptByOwner() {
+    const auto size = GetFileSize();
+    const bool canBeKept = owner_ != nullptr && beside_.empty() && size.IsOk() &&
+                           size.value >= kept_ && size.value - kept_ <= kMostToKeep;
+    if (!canBeKept) return false;
+    Bytes bytes(static_cast<std::size_t>(size.value - kept_));
+    const auto read = ReadFile(kept_, bytes);
+    if (!read.IsOk() || read.value != bytes.size()) return false;
+    if (!owner_->KeepWritten(*this, kept_, bytes)) return false;
+    kept_ = size.value;
+    return true;
 }
 
 /// Somebody else may have taken the name meanwhile; that file stays.
@@ -109,7 +141,7 @@ Status DiskFile::GiveName() {
     if (outcome != 0) return StatusOfErrno(errno);
     beside_.clear();
     ReachWritePoint("named");
-    onNamed_();
+    owner_->FileNamed(target_);
     return SyncHostFolder(HostParent(target_));
 }
 

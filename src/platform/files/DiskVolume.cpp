@@ -13,7 +13,6 @@
 #include <iterator>
 
 #include "platform/files/DiskAttributes.h"
-#include "platform/files/DiskFile.h"
 #include "platform/model/ShortNames.h"
 #include "platform/model/WindowsPath.h"
 
@@ -64,6 +63,11 @@ bool SortsBefore(const VolumeEntry& a, const VolumeEntry& b) {
 }
 
 }  // namespace
+
+bool IsAtOrBelow(TextView path, TextView place) {
+    return EqualsIgnoreCase(path.substr(0, place.size()), place) &&
+           (path.size() == place.size() || path[place.size()] == u'\\');
+}
 
 DiskVolume::DiskVolume(const std::string& drives, DiskJournal& journal)
     : drives_(RealPath(drives)), journal_(journal) {
@@ -330,7 +334,7 @@ Result<std::unique_ptr<OpenFile>> DiskVolume::OpenToAppend(const VolumeEntry& fi
     if (!place.IsOk()) return Status(place);
     const Status noted = journal_.NoteWriting();
     if (!noted.IsOk()) return noted;
-    return DiskFile::OpenToAppend(place.value.resolved);
+    return DiskFile::OpenToAppend(place.value.resolved, place.value.entry.path, *this);
 }
 
 Result<std::string> DiskVolume::HostFolder(TextView path) {
@@ -361,7 +365,49 @@ Result<std::unique_ptr<OpenFile>> DiskVolume::Create(TextView path) {
     if (!folder.IsOk()) return Status(folder);
     if (swept_.insert(folder.value).second) DiskFile::RemoveUnfinished(folder.value);
     const std::string host = folder.value + '/' + ToHostName(WindowsPath::Name(path));
-    return DiskFile::Create(host, [this, host] { NameCame(host); });
+    return DiskFile::Create(host, path, *this);
+}
+
+bool DiskVolume::KeepWritten(DiskFile& file, std::uint64_t offset,
+                             std::span<const std::uint8_t> bytes) {
+    const bool isKept =
+        journal_.NoteWritten({file.Name(), offset, Bytes(bytes.begin(), bytes.end())});
+    if (isKept) unsettled_.insert(&file);
+    return isKept;
+}
+
+Status DiskVolume::SettleFiles() {
+    while (!unsettled_.empty()) {
+        const Status flushed = (*unsettled_.begin())->FlushFileBuffers();
+        if (!flushed.IsOk()) return flushed;
+        ReachWritePoint("settled");
+    }
+    return {};
+}
+
+Status DiskVolume::SettleFilesAt(TextView path) {
+    const bool isAnyThere = std::ranges::any_of(
+        unsettled_, [&](const DiskFile* file) { return IsAtOrBelow(file->Name(), path); });
+    return isAnyThere ? SettleFiles() : Status{};
+}
+
+Status DiskVolume::RedoWriting(const WrittenBytes& written) {
+    const auto place = Locate(written.path);
+    if (!place.IsOk()) return place.IsNotThere() ? Status{} : Status(place);
+    const HostFile file(open(place.value.resolved.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.IsOpen()) return StatusOfErrno(errno);
+    Bytes there(written.bytes.size());
+    const auto offset = static_cast<off_t>(written.offset);
+    const ssize_t count = pread(file.Get(), there.data(), there.size(), offset);
+    if (count == static_cast<ssize_t>(there.size()) && there == written.bytes) return {};
+    const HostFile changed(open(place.value.resolved.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!changed.IsOpen()) return StatusOfErrno(errno);
+    ReachWritePoint("write again");
+    if (lseek(changed.Get(), offset, SEEK_SET) < 0) return StatusOfErrno(errno);
+    const Status again = WriteAll(
+        changed.Get(), {reinterpret_cast<const char*>(written.bytes.data()), written.bytes.size()});
+    if (!again.IsOk()) return again;
+    return fsync(changed.Get()) == 0 ? Status{} : StatusOfErrno(errno);
 }
 
 Status DiskVolume::MakeFolder(TextView path) {
@@ -391,6 +437,8 @@ Status DiskVolume::RedoRemoval(const Text& path) {
 }
 
 Status DiskVolume::Remove(const VolumeEntry& file) {
+    const Status settled = SettleFilesAt(file.path);
+    if (!settled.IsOk()) return settled;
     const Status noted = journal_.NoteRemoval(file.path);
     if (!noted.IsOk()) return noted;
     const Status removed = RedoRemoval(file.path);
@@ -446,7 +494,13 @@ Status DiskVolume::RedoMoves(const VolumeMoves& moves) {
 
 Status DiskVolume::Move(const std::vector<std::pair<VolumeEntry, Text>>& moves) {
     VolumeMoves paths;
-    for (const auto& [source, target] : moves) paths.emplace_back(source.path, target);
+    for (const auto& [source, target] : moves) {
+        paths.emplace_back(source.path, target);
+        for (const TextView path : {TextView(source.path), TextView(target)}) {
+            const Status settled = SettleFilesAt(path);
+            if (!settled.IsOk()) return settled;
+        }
+    }
     const Status noted = journal_.NoteMoves(paths);
     if (!noted.IsOk()) return noted;
     Status moved;

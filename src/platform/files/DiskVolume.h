@@ -7,13 +7,23 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "platform/files/HostFiles.h"
+#include "platform/files/DiskFile.h"
 #include "platform/model/Volume.h"
 
 namespace bkfd {
 
 /// A move that is about to be made, by Windows paths.
 using VolumeMoves = std::vector<std::pair<Text, Text>>;
+
+/// What was written to a file at an offset.
+struct WrittenBytes {
+    Text path;  // Windows'
+    std::uint64_t offset = 0;
+    Bytes bytes;
+};
+
+/// Whether a Windows path names that file or folder, or something below it.
+bool IsAtOrBelow(TextView path, TextView place);
 
 /// Is told of changes of the drives before they are made, and of those of names afterwards too.
 class DiskJournal {
@@ -25,6 +35,9 @@ class DiskJournal {
     virtual Status NoteRemoval(const Text& path) = 0;
     /// The noted change was made, or couldn't be.
     virtual void NoteOutcome(bool isDone) = 0;
+    /// Something was written that must lie on the disk before what is noted next does. False if the
+    /// file has to be flushed for that.
+    virtual bool NoteWritten(const WrittenBytes& /*written*/) { return false; }
 };
 
 /// Letters of drives, in upper case, to the host's folders that hold their files.
@@ -34,7 +47,7 @@ using DriveFolders = std::map<char16_t, std::string>;
 /// in case alone the first in byte order counts. Symbolic links are followed while they stay among
 /// the drives, also those that name a path of Windows ("C:\Users"); others lead nowhere, which is
 /// another answer than "not there".
-class DiskVolume final : public Volume {
+class DiskVolume final : public Volume, private DiskFileOwner {
   public:
     /// The drives of an image: "DRIVES/c/..." holds the files of C:. Attributes are none of the
     /// disk's. `journal` must outlive the volume.
@@ -49,6 +62,10 @@ class DiskVolume final : public Volume {
     /// Makes a move that a crash may have kept from being made.
     Status RedoMoves(const VolumeMoves& moves);
     Status RedoRemoval(const Text& path);
+    /// Makes sure that a file that is there holds the bytes.
+    Status RedoWriting(const WrittenBytes& written);
+    /// Flushes the open files of which the journal alone has the last bytes.
+    Status SettleFiles();
 
     Result<VolumeEntry> Find(TextView path) override;
     Result<std::vector<VolumeEntry>> List(const VolumeEntry& folder) override;
@@ -104,6 +121,12 @@ class DiskVolume final : public Volume {
     Result<std::string> HostFolder(TextView path);
     Status Rename(const Text& source, const Text& target);
     Status RenameOnHost(const Place& from, const std::string& to, const std::string& folder);
+    void FileNamed(const std::string& hostPath) override { NameCame(hostPath); }
+    bool KeepWritten(DiskFile& file, std::uint64_t offset,
+                     std::span<const std::uint8_t> bytes) override;
+    void FileSettled(DiskFile& file) override { unsettled_.erase(&file); }
+    /// Before the name of the file, or of a folder above it, changes.
+    Status SettleFilesAt(TextView path);
     void Collect(const VolumeEntry& folder, std::vector<VolumeEntry>& out);
 
     std::string drives_;                // of an image, else empty
@@ -116,6 +139,7 @@ class DiskVolume final : public Volume {
     std::unordered_map<std::string, Status> unreadable_;  // why not
     std::unordered_map<Text, Place> folders_;  // by lower-cased path, those that were gone through
     std::unordered_set<std::string> swept_;    // host folders without leftovers of a crash
+    std::set<DiskFile*> unsettled_;            // open files that the journal has bytes of
 };
 
 }  // namespace bkfd

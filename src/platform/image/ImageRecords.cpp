@@ -14,6 +14,8 @@ struct KindName {
     const char* name;
 };
 
+constexpr std::uint64_t kLargestOffset = std::uint64_t{1} << 40;
+
 constexpr KindName kKindNames[] = {
     {MachineChange::Kind::SetValue, "set value"},
     {MachineChange::Kind::DeleteValue, "delete value"},
@@ -122,6 +124,31 @@ void ApplyRules(const ImageJson& record, FileRules& rules) {
     }
 }
 
+void TakeWritten(const ImageJson& record, ReplayTargets& targets) {
+    if (!record.contains("written")) return;
+    for (const ImageJson& one : record["written"]) {
+        targets.written.push_back({FromImageJson(one.at(0).get<std::string>()),
+                                   one.at(1).get<std::uint64_t>(),
+                                   BytesOfHex(one.at(2).get<std::string>())});
+        if (targets.written.back().offset > kLargestOffset) throw std::out_of_range("written");
+    }
+}
+
+/// Whatever the name stands for later, it isn't that file; and that one was flushed before.
+void DropWritten(const ImageJson& record, ReplayTargets& targets) {
+    const auto drop = [&](const Text& place) {
+        std::erase_if(targets.written, [&](const WrittenBytes& written) {
+            return IsAtOrBelow(written.path, place);
+        });
+    };
+    if (record.contains("path")) drop(FromImageJson(record["path"].get<std::string>()));
+    if (!record.contains("moves")) return;
+    for (const auto& [source, target] : MovesFrom(record)) {
+        drop(source);
+        drop(target);
+    }
+}
+
 /// A redo that fails leaves the old names, which are as good a state as the new ones.
 Status RedoNames(const ImageJson& record, DiskVolume& volume) {
     if (record.contains("moves")) return volume.RedoMoves(MovesFrom(record));
@@ -200,15 +227,25 @@ ImageJson OutcomeRecord(bool isDone) {
     return {{"change", "outcome"}, {"done", isDone}};
 }
 
+void AddWritten(ImageJson& record, const std::vector<WrittenBytes>& written) {
+    for (const auto& [path, offset, bytes] : written) {
+        std::string digits;
+        AppendHex(digits, bytes);
+        record["written"].push_back({ToImageJson(path), offset, std::move(digits)});
+    }
+}
+
 bool ReplayRecord(const ImageJson& record, bool isLast, ReplayTargets& targets) {
     try {
         const std::string kind = record.value("change", "");
+        TakeWritten(record, targets);
         if (kind == "outcome") {
             SettlePending(targets, record.value("done", true));
             return true;
         }
         SettlePending(targets, true);
         if (kind == "move" || kind == "remove") {
+            DropWritten(record, targets);
             targets.pending = record;
             if (!isLast) return true;
             SettlePending(targets, RedoNames(record, targets.volume).IsOk());

@@ -24,6 +24,9 @@ ImageJson RemovalRecord(const Text& path);
 /// What became of the change of names that was noted last.
 ImageJson OutcomeRecord(bool isDone);
 
+/// Adds what was written to files before the change, in the order in which it was written.
+void AddWritten(ImageJson& record, const std::vector<WrittenBytes>& written);
+
 /// A change of names whose outcome isn't read yet.
 using PendingNames = std::optional<ImageJson>;
 
@@ -35,6 +38,8 @@ struct ReplayTargets {
     DiskVolume& volume;
     ImageClock& clock;
     PendingNames& pending;
+    /// What was written to files that have still the names that they had then.
+    std::vector<WrittenBytes>& written;
 };
 
 /// Carries a record out. A change of names is made up for only if it is the last record: all others

@@ -67,6 +67,13 @@ class LoadedImage final : private ImageParts,
             return ImageError{path_ + kJournalFile, i + 2, "",
                               "holds a change of a kind that isn't known"};
         }
+        for (const WrittenBytes& written : replayed_) {
+            if (volume.RedoWriting(written).IsOk()) continue;
+            return ImageError{
+                path_ + kJournalFile, 0, "",
+                "holds the end of " + ToUtf8(written.path) + ", which can't be written"};
+        }
+        replayed_.clear();
         isChanged_ = journal.IsThere();
         timeForNextUse_ = clock.Time();
         // An image that can't be written keeps its journal; what it says holds all the same.
@@ -78,7 +85,8 @@ class LoadedImage final : private ImageParts,
 
     Status Fold() override {
         if (!isChanged_) return {};
-        Status status = registryFiles_.Save();
+        Status status = volume.SettleFiles();
+        if (status.IsOk()) status = registryFiles_.Save();
         if (status.IsOk()) status = SaveSettings();
         if (status.IsOk()) status = journal.Clear();
         if (status.IsOk()) isChanged_ = false;
@@ -116,7 +124,19 @@ class LoadedImage final : private ImageParts,
 
     Status NoteRemoval(const Text& file) override { return Append(RemovalRecord(file)); }
 
-    Status NoteWriting() override { return MoveTimeOn(); }
+    /// No record of the change carries what was written before.
+    Status NoteWriting() override {
+        const Status moved = MoveTimeOn();
+        if (!moved.IsOk() || written_.empty()) return moved;
+        const Status settled = volume.SettleFiles();
+        if (settled.IsOk()) written_.clear();
+        return settled;
+    }
+
+    bool NoteWritten(const WrittenBytes& written) override {
+        written_.push_back(written);
+        return true;
+    }
 
     // Directly behind the record of the change.
     void NoteOutcome(bool isDone) override { (void)Write(OutcomeRecord(isDone)); }
@@ -136,14 +156,19 @@ class LoadedImage final : private ImageParts,
         return moved.IsOk() ? Write(record) : moved;
     }
 
-    Status Write(const ImageJson& record) {
+    /// In one line, so that a change is never there without what was written before it.
+    Status Write(ImageJson record) {
+        AddWritten(record, written_);
         const Status appended = journal.Append(record);
-        if (appended.IsOk()) isChanged_ = true;
-        return appended;
+        if (!appended.IsOk()) return appended;
+        written_.clear();
+        isChanged_ = true;
+        return {};
     }
 
     bool Replay(const ImageJson& record, bool isLast) {
-        ReplayTargets targets{tree_, registryFiles_, processes_, rules_, volume, clock, pending_};
+        ReplayTargets targets{tree_,  registryFiles_, processes_, rules_,
+                              volume, clock,          pending_,   replayed_};
         return ReplayRecord(record, isLast, targets);
     }
 
@@ -164,6 +189,8 @@ class LoadedImage final : private ImageParts,
     HostFile lock_;
     RegistryFiles registryFiles_;
     PendingNames pending_;
+    std::vector<WrittenBytes> replayed_;
+    std::vector<WrittenBytes> written_;  // to files, and in no record yet
     ImageTime timeForNextUse_;
     bool isChanged_ = false;
 };

@@ -1,5 +1,6 @@
 #include "platform/undo/UndoRecorder.h"
 
+#include "platform/OrderedFile.h"
 #include "platform/undo/RecordTerms.h"
 #include "platform/undo/UndoFolder.h"
 
@@ -29,9 +30,9 @@ void UndoRecorder::Begin(TextView operation, std::optional<RecordId> undoes) {
 void UndoRecorder::End() {
     const bool isToStay = count_ > 0 || isConcluded_;
     if (file_ != nullptr && isToStay && failure_.IsOk()) {
-        (void)Append(
-            std::exchange(head_, {}) + FormatUndoFoot(count_, refused_.size() + (isWhole_ ? 0 : 1)),
-            true);
+        (void)Append(std::exchange(head_, {}) +
+                     FormatUndoFoot(count_, refused_.size() + (isWhole_ ? 0 : 1)));
+        (void)file_->FlushFileBuffers();
     }
     if (file_ != nullptr && !isToStay) Discard();
     file_.reset();
@@ -112,11 +113,15 @@ std::string UndoRecorder::Head(RecordId id) {
     return FormatUndoHead(head);
 }
 
-Status UndoRecorder::Append(const std::string& lines, bool isDurable) {
-    const Status written =
-        file_->WriteFile({reinterpret_cast<const std::uint8_t*>(lines.data()), lines.size()});
-    if (!written.IsOk() || !isDurable) return written;
-    return file_->FlushFileBuffers();
+Status UndoRecorder::Append(const std::string& lines) {
+    return file_->WriteFile({reinterpret_cast<const std::uint8_t*>(lines.data()), lines.size()});
+}
+
+/// Before what is noted is changed. A machine that writes its changes to a journal takes the lines
+/// along there, which saves it every second wait for the disk.
+Status UndoRecorder::Settle() {
+    auto* const ordered = dynamic_cast<OrderedFile*>(file_.get());
+    return ordered != nullptr ? ordered->WriteBarrier() : file_->FlushFileBuffers();
 }
 
 Status UndoRecorder::Note(const std::vector<UndoChange>& changes) {
@@ -125,7 +130,8 @@ Status UndoRecorder::Note(const std::vector<UndoChange>& changes) {
     if (!opened.IsOk()) return opened;
     std::string lines = std::exchange(head_, {});
     for (const UndoChange& change : changes) lines += FormatUndoChange(change);
-    failure_ = Append(lines, true);
+    failure_ = Append(lines);
+    if (failure_.IsOk()) failure_ = Settle();
     if (failure_.IsOk()) count_ += changes.size();
     lastTry_ = TryKey(changes.back());
     return failure_;
@@ -139,7 +145,7 @@ Status UndoRecorder::Tell(Status outcome) {
     }
     refused_.insert(lastTry_);
     // If it can't be written, the state of the place tells it.
-    failure_ = Append(FormatUndoOutcome(count_ - 1, outcome), false);
+    failure_ = Append(FormatUndoOutcome(count_ - 1, outcome));
     return outcome;
 }
 

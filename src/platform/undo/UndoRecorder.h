@@ -48,7 +48,8 @@ class UndoRecorder {
     Status Create();
     void Discard();
     Status CheckIsAlone(RecordId newest);
-    Status Append(const std::string& lines, bool isDurable);
+    Status Append(const std::string& lines);
+    Status Settle();
     std::string Head(RecordId id);
 
     Machine& machine_;

@@ -62,15 +62,20 @@ class VolumeGate final : public DiskJournal {
   public:
     explicit VolumeGate(bool mayChange) : mayChange_(mayChange) {}
 
+    void Watch(DiskVolume& volume) { volume_ = &volume; }
+
     Status NoteWriting() override {
-        return {mayChange_ ? SystemError::Success : SystemError::WriteProtect};
+        return mayChange_ ? volume_->SettleFiles() : Status{SystemError::WriteProtect};
     }
     Status NoteMoves(const VolumeMoves&) override { return NoteWriting(); }
     Status NoteRemoval(const Text&) override { return NoteWriting(); }
     void NoteOutcome(bool) override {}
+    /// Until the next change of a file, or the commit, nothing reaches the disk.
+    bool NoteWritten(const WrittenBytes&) override { return true; }
 
   private:
     bool mayChange_;
+    DiskVolume* volume_ = nullptr;
 };
 
 /// Where the registry of one user lies.
@@ -123,6 +128,7 @@ void ReadMachine(VolumeParts& parts) {
     DriveFolders drives = parts.options.drives;
     drives.emplace(windows[0], parts.found.drive);
     parts.volume = std::make_unique<DiskVolume>(std::move(drives), parts.gate);
+    parts.gate.Watch(*parts.volume);
 }
 
 // ---------------------------------------------------------------- the NT family
@@ -429,6 +435,9 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
 
     MaybeError Commit() override {
         const std::string folder = HostJournals();
+        if (!parts->volume->SettleFiles().IsOk()) {
+            return VolumeError{folder + ": the undo record can't be written"};
+        }
         return parts->stores.Commit(folder);
     }
 
