@@ -65,6 +65,11 @@ class Exporter {
     void AddSection(const Text& subkey, const std::vector<Text>& names) {
         RegSection section{FullName(subkey), false, {}};
         for (const Text& name : names) {
+            if (name.find(u'\0') != Text::npos) {
+                AddComment(u"No export can name this value: " + FullName(subkey) + u", " + name,
+                           {});
+                continue;
+            }
             auto value = TheMachine().RegistryKeys().RegQueryValueExW(root_, subkey, name);
             if (value.IsOk()) {
                 section.entries.push_back({name, false,

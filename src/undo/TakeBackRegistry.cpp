@@ -92,7 +92,8 @@ class DeletedKeyPlace final : public UndoPlace {
         const auto names = registry.RegEnumValueW(change_.root, change_.name);
         if (names.IsNotThere()) return {};
         if (!names.IsOk()) return names;
-        now_ = ToText(static_cast<std::int64_t>(names.value.size())) + u" values";
+        now_ = ToText(static_cast<std::int64_t>(names.value.size())) +
+               (names.value.size() == 1 ? u" value" : u" values");
         if (change_.values.empty() && IsHalfMade(names.value)) return {};
         std::size_t same = 0;
         for (const auto& [name, value] : change_.values) {

@@ -22,12 +22,15 @@ class Sections {
     }
 
     /// What was there first counts.
-    static void Put(RegSection& section, const Text& name,
-                    const std::optional<RegistryValue>& value) {
+    void Put(RegSection& section, const Text& name, const std::optional<RegistryValue>& value) {
         const bool isKnown = std::ranges::any_of(section.entries, [&](const RegEntry& entry) {
             return EqualsIgnoreCase(entry.name, name);
         });
         if (section.isDeletion || isKnown) return;
+        if (name.find(u'\0') != Text::npos) {
+            AddComment(section.key, name);
+            return;
+        }
         RegEntry entry{name, !value, 0, {}};
         if (value) {
             entry.type = static_cast<std::uint32_t>(value->type);
@@ -60,7 +63,7 @@ class Sections {
     Text Format() const {
         const RegCodePage none{[](std::string_view) { return Text(); },
                                [](TextView) { return std::string(); }};
-        Text text = RegHeader(RegFormat::Version5) + u"\r\n";
+        Text text = RegHeader(RegFormat::Version5) + u"\r\n" + comments_;
         for (const RegSection& section : sections_) {
             text += FormatRegSection(section, RegFormat::Version5, none);
         }
@@ -68,6 +71,13 @@ class Sections {
     }
 
   private:
+    void AddComment(const Text& key, Text name) {
+        std::ranges::replace_if(
+            name, [](char16_t unit) { return unit < u' '; }, u' ');
+        comments_ += u"; No export can name this value: " + key + u", " + name + u"\r\n\r\n";
+    }
+
+    Text comments_;
     std::vector<RegSection> sections_;
     std::map<Text, std::size_t> places_;  // by lower-cased key
 };

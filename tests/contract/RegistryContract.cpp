@@ -65,6 +65,31 @@ TEST_P(MachineContract, NamesIgnoreCaseAndKeepIt) {
     EXPECT_EQ(Sorted(registry_.RegEnumValueW(kUser, Key(u"subKEY"))), std::vector<Text>{u"NaMe"});
 }
 
+/// The NT family counts a name's characters; the 95 family has no such names.
+TEST_P(MachineContract, ANulIsAPartOfAValuesName) {
+    if (!IsNT()) return;
+    const TextView names[] = {u"n", TextView(u"n\0hidden", 8), TextView(u"n\0", 2),
+                              TextView(u"\0", 1)};
+    std::uint8_t number = 0;
+    for (const TextView name : names) {
+        const Bytes data(++number * std::size_t{400}, number);
+        const RegistryValue value{RegistryType{number}, data};
+        ASSERT_EQ(registry_.RegSetValueExW(kUser, Key(u"nul"), name, value).code, 0u);
+    }
+    EXPECT_EQ(Sorted(registry_.RegEnumValueW(kUser, Key(u"nul"))).size(), number);
+    for (const TextView name : {names[1], names[3]}) {
+        EXPECT_EQ(registry_.RegDeleteValueW(kUser, Key(u"nul"), ToLower(name)).code, 0u);
+        EXPECT_EQ(registry_.RegQueryValueExW(kUser, Key(u"nul"), name).code,
+                  SystemError::FileNotFound);
+        EXPECT_EQ(registry_.RegDeleteValueW(kUser, Key(u"nul"), name).code,
+                  SystemError::FileNotFound);
+    }
+    EXPECT_EQ(registry_.RegQueryValueExW(kUser, Key(u"nul"), u"N").value.data, Bytes(400, 1));
+    EXPECT_EQ(registry_.RegQueryValueExW(kUser, Key(u"nul"), names[2]).value,
+              (RegistryValue{RegistryType{3}, Bytes(1200, 3)}));
+    EXPECT_EQ(registry_.RegDeleteKeyW(kUser, Key(u"nul")).code, 0u);
+}
+
 TEST_P(MachineContract, SettingMakesTheKeysAbove) {
     const RegistryValue value = {RegistryType::Dword, {1, 0, 0, 0}};
     Text deep = Key(u"a");

@@ -20,6 +20,8 @@ namespace {
 using Outcome = UndoStep::Outcome;
 
 constexpr TextView kKey = u"Software\\Odd Values";
+constexpr TextView kDeepKey = u"Software\\Tree\\Mixed Name\\Deep\\er";
+constexpr TextView kNameWithNul(u"Val\0ue", 6);
 
 /// The engine on a machine whose changes are kept.
 class UndoFixture : public EngineFixture {
@@ -54,9 +56,13 @@ class UndoFixture : public EngineFixture {
             machine.SetValue(HKCU, kKey, names.back(), value);
         }
         names.emplace_back();
+        names.emplace_back(kNameWithNul);
         machine.SetValue(HKCU, kKey, u"", text(u"default"));
-        machine.SetValue(HKLM, u"Software\\Tree\\Mixed Name\\Deep\\er", u"z", text(u"1"));
-        machine.SetValue(HKLM, u"Software\\Tree\\Mixed Name\\Deep\\er", u"A", text(u"2"));
+        machine.SetValue(HKCU, kKey, kNameWithNul, text(u"hidden"));
+        machine.SetValue(HKCU, kKey, u"Val", text(u"not hidden"));
+        machine.SetValue(HKLM, kDeepKey, u"z", text(u"1"));
+        machine.SetValue(HKLM, kDeepKey, kNameWithNul, text(u"hidden too"));
+        machine.SetValue(HKLM, kDeepKey, u"A", text(u"2"));
         machine.SetValue(HKLM, u"Software\\Tree\\Mixed Name", u"m", text(u"3"));
         machine.AddKey(HKLM, u"Software\\Tree\\Mixed Name\\Empty");
         machine.SetValue(HKLM, u"Software\\Classes\\Both", u"", text(u"machine's"));
@@ -69,6 +75,10 @@ class UndoFixture : public EngineFixture {
         std::string state;
         for (const RegistryRoot root : {HKCU, HKLM}) {
             state += ToUtf8(RegistryAccess().ExportKey(root, u"Software"));
+            // An export can't name it.
+            const TextView key = root == HKCU ? kKey : kDeepKey;
+            const auto value = machine.RegistryKeys().RegQueryValueExW(root, key, kNameWithNul);
+            state += value.IsOk() ? ToUtf8(DescribeValue(value.value)) + '\n' : "";
         }
         for (const VolumeEntry& entry : machine.AllFiles()) {
             if (entry.path.starts_with(u"C:\\Program Files")) continue;
@@ -224,7 +234,7 @@ TEST(TakeBack, TellsWhatElseHasChangedAndLeavesItUnlessForced) {
          },
          "already as before: HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep [0 values||0 "
          "values] \n"
-         "conflict: HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep\\er [2 values||1 values] "
+         "conflict: HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep\\er [3 values||1 value] "
          "the key was made again with something else in it\n"},
         {"made key in use",
          [](UndoFixture& f) { (void)f.registry.RegSetValueExW(HKCU, u"Software\\Made", u"v", {}); },
@@ -446,12 +456,15 @@ TEST(UndoExport, TellsWhatWasThere) {
         (void)fixture.registry.RegSetValueExW(HKCU, u"Software\\New", u"n", MakeDwordValue(2));
         (void)RegistryAccess().DeleteKey(HKLM, u"Software\\Tree\\Mixed Name\\Deep");
     });
-    EXPECT_EQ(ToUtf8(ExportBefore(ReadRecord(id))),
-              "Windows Registry Editor Version 5.00\r\n\r\n"
-              "[HKEY_CURRENT_USER\\Software\\Odd Values]\r\n\"v\"=-\r\n@=\"default\"\r\n\r\n"
-              "[-HKEY_CURRENT_USER\\Software\\New]\r\n\r\n"
-              "[HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep\\er]\r\n\"z\"=\"1\"\r\n"
-              "\"A\"=\"2\"\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep]\r\n\r\n");
+    EXPECT_EQ(
+        ToUtf8(ExportBefore(ReadRecord(id))),
+        "Windows Registry Editor Version 5.00\r\n\r\n"
+        "; No export can name this value: HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep"
+        "\\er, Val ue\r\n\r\n"
+        "[HKEY_CURRENT_USER\\Software\\Odd Values]\r\n\"v\"=-\r\n@=\"default\"\r\n\r\n"
+        "[-HKEY_CURRENT_USER\\Software\\New]\r\n\r\n"
+        "[HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep\\er]\r\n\"z\"=\"1\"\r\n"
+        "\"A\"=\"2\"\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep]\r\n\r\n");
 }
 
 }  // namespace

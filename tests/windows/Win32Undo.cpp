@@ -12,6 +12,7 @@
 #include "platform/undo/UndoFolder.h"
 #include "platform/undo/UndoMachine.h"
 #include "platform/win32/Win32Machine.h"
+#include "services/MAPI.h"
 #include "services/RegistryAccess.h"
 #include "tests/contract/MachineContract.h"
 #include "undo/TakeBack.h"
@@ -125,6 +126,25 @@ TEST_F(FilledUndo, TakesBackAndDoesAgain) {
         EXPECT_EQ(Exported(), wanted);
         id = result.record;
     }
+}
+
+TEST_F(FilledUndo, ANulInAValuesNameKeepsNoKeyFromGoingAndComingBack) {
+    if (!IsWindowsNT()) return;
+    constexpr TextView kHidden(u"n\0hidden", 8);
+    Registry& keys = windows_.RegistryKeys();
+    ASSERT_TRUE(keys.RegSetValueExW(HKCU, kDeep, kHidden, MakeDwordValue(7)).IsOk());
+    const Text before = Exported();
+    EXPECT_NE(before.find(u"No export can name"), Text::npos);
+    RecordId id = 0;
+    {
+        const RecordedOperation operation(UndoOperation::kCleanUp);
+        EXPECT_TRUE(RegistryAccess().DeleteKey(HKCU, kDeep));
+        id = undo_.Record();
+    }
+    EXPECT_TRUE(keys.RegEnumValueW(HKCU, kDeep).IsNotThere());
+    EXPECT_TRUE(TakeBack(id).IsWhole());
+    EXPECT_EQ(Exported(), before);
+    EXPECT_EQ(keys.RegQueryValueExW(HKCU, kDeep, kHidden).value, MakeDwordValue(7));
 }
 
 /// The second program: runs while the first one is in an operation.

@@ -89,7 +89,7 @@ Result<RegistryValue> ModelRegistry::RegQueryValueExW(RegistryBase base, TextVie
     const auto places = ReadablePlacesOf(base.root, InNativeView(base, subkey));
     if (!places.IsOk()) return Status(places);
     for (const Place& place : places.value) {
-        auto value = roots_.QueryValue(place.root, place.key, UpToNul(name));
+        auto value = roots_.QueryValue(place.root, place.key, name);
         if (!value.IsNotThere()) return value;
     }
     return Status{SystemError::FileNotFound};
@@ -97,7 +97,6 @@ Result<RegistryValue> ModelRegistry::RegQueryValueExW(RegistryBase base, TextVie
 
 Status ModelRegistry::RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                                      const RegistryValue& value) {
-    name = UpToNul(name);
     const RegistryRoot root = base.root;
     const Text native = InNativeView(base, subkey);
     const auto places = PlacesOf(root, native);
@@ -115,7 +114,6 @@ Status ModelRegistry::RegSetValueExW(RegistryBase base, TextView subkey, TextVie
 }
 
 Status ModelRegistry::RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) {
-    name = UpToNul(name);
     const RegistryRoot root = base.root;
     const Text native = InNativeView(base, subkey);
     const auto places = PlacesOf(root, native);

@@ -124,7 +124,7 @@ Status UndoMachine::UndoRegistry::RegSetValueExW(RegistryBase base, TextView pat
         if (!added.IsOk()) return added;
     }
     UndoChange change = ChangeOf(UndoChange::Kind::SetValue, place.root, place.key);
-    change.value = UpToNul(name);
+    change.value = name;
     if (before.IsOk()) change.before = before.value;
     change.after = value;
     changes.push_back(std::move(change));
@@ -137,8 +137,6 @@ Result<std::vector<NamedRegistryValue>> UndoMachine::UndoRegistry::ValuesOf(cons
     if (!names.IsOk()) return Status(names);
     std::vector<NamedRegistryValue> values;
     for (const Text& name : names.value) {
-        // No call reaches a value whose name holds a NUL.
-        if (name.find(u'\0') != Text::npos) return Status{SystemError::InvalidName};
         auto value = target_.RegQueryValueExW(place.root, place.key, name);
         if (!value.IsOk()) return Status(value);
         values.push_back({name, std::move(value.value)});
@@ -163,7 +161,6 @@ Status UndoMachine::UndoRegistry::RegDeleteValueW(RegistryBase base, TextView pa
     const Text subkey = NativeKey(system_, base, path);
     const auto remove = [&] { return target_.RegDeleteValueW(root, subkey, name); };
     if (IsRefused(subkey)) return remove();
-    name = UpToNul(name);
     const auto found = PlaceOf(root, subkey, &name);
     if (!found.IsOk()) return found;
     const Place& place = found.value;

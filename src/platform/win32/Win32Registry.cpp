@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "base/Utf16Bytes.h"
+#include "platform/win32/CountedNames.h"
 #include "platform/win32/Win32SystemFacts.h"
 #include "win32/DynamicCall.h"
 #include "win32/Handles.h"
@@ -148,10 +149,10 @@ Result<std::vector<Text>> EnumNames(RegistryBase base, TextView subkey, REGSAM a
 
 Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryBase base, TextView subkey,
                                                       TextView name) {
-    if (HasNul(name)) return Status{SystemError::InvalidName};
     OwnedKey key;
     const Status opened = OpenKey(base, subkey, KEY_QUERY_VALUE, key);
     if (!opened.IsOk()) return opened;
+    if (HasNul(name)) return CountedNames::QueryValue(key.Get(), name);
     DWORD type = REG_NONE;
     RegistryValue value;
     const LSTATUS result = CallWithText(
@@ -174,10 +175,10 @@ Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryBase base, TextVie
 
 Status Win32Registry::RegSetValueExW(RegistryBase base, TextView subkey, TextView name,
                                      const RegistryValue& value) {
-    if (HasNul(name)) return {SystemError::InvalidName};
     OwnedKey key;
     const Status created = CreateKey(base, subkey, key);
     if (!created.IsOk()) return created;
+    if (HasNul(name)) return CountedNames::SetValue(key.Get(), name, value);
     const auto type = static_cast<DWORD>(value.type);
     Bytes data = !HasWideCalls() && IsTextType(type) ? ToAnsiBytes(value.data) : value.data;
     const auto size = static_cast<DWORD>(data.size());
@@ -194,10 +195,10 @@ Status Win32Registry::RegSetValueExW(RegistryBase base, TextView subkey, TextVie
 }
 
 Status Win32Registry::RegDeleteValueW(RegistryBase base, TextView subkey, TextView name) {
-    if (HasNul(name)) return {SystemError::InvalidName};
     OwnedKey key;
     const Status opened = OpenKey(base, subkey, KEY_SET_VALUE, key);
     if (!opened.IsOk()) return opened;
+    if (HasNul(name)) return CountedNames::DeleteValue(key.Get(), name);
     return StatusOfCode(CallWithText(
         name, [&](const wchar_t* wideName) { return ::RegDeleteValueW(key.Get(), wideName); },
         [&](const char* ansiName) { return ::RegDeleteValueA(key.Get(), ansiName); }));

@@ -4,8 +4,9 @@
 
 namespace bkfd {
 
-/// The registry. A key or value name with an embedded NUL, which these calls can't reach, is
-/// `InvalidName`: cut at the NUL it would be another key's name.
+/// The registry. A key's name with an embedded NUL, which these calls can't reach, is
+/// `InvalidName`: cut at the NUL it would be another key's name. A value's name may hold one on the
+/// NT family.
 class Win32Registry : public Registry {
   public:
     Result<RegistryValue> RegQueryValueExW(RegistryBase base, TextView subkey,
