@@ -31,6 +31,10 @@ class UndoFixture : public EngineFixture {
         machine.AddFile(u"C:\\Tools\\Mixed Case.dll", "12345", FileAttribute::Hidden);
         machine.AddFile(u"C:\\Tools\\\u0431\u0142.exe", "67");
         machine.AddFile(u"C:\\Tools\\other.txt", "other");
+        // The program's own temporary files have such names.
+        for (const TextView name : {u"bkf0012.tmp", u"sc0012.tmp"}) {
+            machine.AddFile(machine.System().GetTempPathW() + Text(name), "theirs");
+        }
         const auto text = [](TextView characters) { return MakeStringValue(characters); };
         const RegistryValue values[] = {
             {RegistryType::None, {1}},
@@ -170,6 +174,12 @@ const struct WorkRow {
          (void)f.files.DeleteFileW(u"C:\\tools\\MIXED case.dll");
          (void)f.files.MoveFileW(u"C:\\Tools\\other.txt", u"C:\\Tools\\Mixed Case.dll");
          (void)f.files.MoveFileExW(u"C:\\Tools\\Mixed Case.dll", u"C:\\Tools\\\u0431\u0142.exe");
+     }},
+    {"TemporaryNames",
+     [](UndoFixture& f) {
+         const Text folder = f.machine.System().GetTempPathW();
+         (void)f.files.MoveFileW(folder + u"sc0012.tmp", folder + u"parasite_sc");
+         (void)f.files.MoveFileExW(folder + u"bkf0012.tmp", u"C:\\Tools\\other.txt");
      }},
     {"WriteFiles",
      [](UndoFixture&) {

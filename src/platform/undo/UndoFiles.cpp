@@ -19,29 +19,41 @@ UndoChange ChangeOf(Kind kind, TextView path) {
     return change;
 }
 
-bool IsTemporary(TextView name, TextView prefix) {
-    return name.starts_with(prefix) && name.ends_with(u".tmp");
-}
-
 }  // namespace
 
-/// Logs, backups, records, and the temporary files of these and of reports.
+/// Whether it is in the program's folder or the temporary one, with the name of a file that becomes
+/// another one when it is whole.
+bool UndoMachine::UndoFiles::IsTemporaryName(TextView path) {
+    const Text folded = ToLower(UpToNul(path));
+    const Text name = folded.substr(folded.rfind(u'\\') + 1);
+    const Text folder = folded.substr(0, folded.size() - name.size());
+    const bool isTheirs = folder == ProgramFolder() || folder == ToLower(system_.GetTempPathW());
+    return isTheirs && name.starts_with(u"bkf") && name.ends_with(u".tmp");
+}
+
+/// Lower-cased, with its backslash.
+Text UndoMachine::UndoFiles::ProgramFolder() {
+    const Text records = ToLower(UndoFolderPath(system_));
+    return records.substr(0, records.rfind(u'\\') + 1);
+}
+
+/// Logs, backups and records, and temporary files that this run has made: one of such a name that
+/// was there before may be anybody's.
 bool UndoMachine::UndoFiles::IsOwn(TextView path) {
     if (recorder_.IsOff()) return true;
     const Text folded = ToLower(UpToNul(path));
-    const Text records = ToLower(UndoFolderPath(system_)) + u"\\";
-    const Text program = records.substr(0, records.size() - TextView(u"undo\\").size());
-    const Text temporary = ToLower(system_.GetTempPathW());
-    if (folded.starts_with(records) || folded.starts_with(program + u"backup\\")) return true;
-    if (folded + u"\\" == records || folded == program + u"backup") return true;
-    const std::size_t last = folded.rfind(u'\\');
-    if (last == Text::npos) return false;
-    const Text folder = folded.substr(0, last + 1);
-    const TextView name = TextView(folded).substr(last + 1);
-    if (folder == program) {
-        return name == u"bkfd.log" || name == u"short.log" || IsTemporary(name, u"bkf");
-    }
-    return folder == temporary && (IsTemporary(name, u"bkf") || IsTemporary(name, u"sc"));
+    if (temporary_.contains(folded)) return true;
+    const Text program = ProgramFolder();
+    if (!folded.starts_with(program)) return false;
+    const TextView below = TextView(folded).substr(program.size());
+    const TextView first = below.substr(0, below.find(u'\\'));
+    return first == u"undo" || first == u"backup" || below == u"bkfd.log" || below == u"short.log";
+}
+
+/// A temporary file that is gone under its name leaves it to anybody.
+Status UndoMachine::UndoFiles::Forgotten(TextView path, Status outcome) {
+    if (outcome.IsOk()) temporary_.erase(ToLower(UpToNul(path)));
+    return outcome;
 }
 
 Status UndoMachine::UndoFiles::NoteAttributes(TextView path, std::uint32_t attributes) {
@@ -69,7 +81,7 @@ Status UndoMachine::UndoFiles::DeleteFileW(TextView path) {
     const auto attributes = target_.GetFileAttributesW(path);
     constexpr std::uint32_t kRefused = FileAttribute::Directory | FileAttribute::ReadOnly;
     const bool isRefused = !attributes.IsOk() || (attributes.value & kRefused) != 0;
-    if (isRefused || IsOwn(path)) return target_.DeleteFileW(path);
+    if (isRefused || IsOwn(path)) return Forgotten(path, target_.DeleteFileW(path));
     const Status opened = recorder_.Open();
     if (!opened.IsOk()) return opened;
     const auto spelled = Spelled(path);
@@ -105,7 +117,7 @@ Status UndoMachine::UndoFiles::NoteMove(TextView source, TextView target) {
 }
 
 Status UndoMachine::UndoFiles::MoveFileW(TextView source, TextView target) {
-    const auto move = [&] { return target_.MoveFileW(source, target); };
+    const auto move = [&] { return Forgotten(source, target_.MoveFileW(source, target)); };
     if (IsOwn(source) && IsOwn(target)) return move();
     if (!target_.GetFileAttributesW(source).IsOk() || target_.GetFileAttributesW(target).IsOk()) {
         return move();  // which fails
@@ -117,7 +129,7 @@ Status UndoMachine::UndoFiles::MoveFileW(TextView source, TextView target) {
 Status UndoMachine::UndoFiles::MoveFileA(std::string_view source, std::string_view target) {
     const Text from = system_.MultiByteToWideChar(source);
     const Text to = system_.MultiByteToWideChar(target);
-    const auto move = [&] { return target_.MoveFileA(source, target); };
+    const auto move = [&] { return Forgotten(from, target_.MoveFileA(source, target)); };
     if (IsOwn(from) && IsOwn(to)) return move();
     if (!target_.GetFileAttributesW(from).IsOk() || target_.GetFileAttributesW(to).IsOk()) {
         return move();
@@ -127,7 +139,7 @@ Status UndoMachine::UndoFiles::MoveFileA(std::string_view source, std::string_vi
 }
 
 Status UndoMachine::UndoFiles::MoveFileExW(TextView source, TextView target) {
-    const auto move = [&] { return target_.MoveFileExW(source, target); };
+    const auto move = [&] { return Forgotten(source, target_.MoveFileExW(source, target)); };
     if ((IsOwn(source) && IsOwn(target)) || !target_.GetFileAttributesW(source).IsOk()) {
         return move();
     }
@@ -183,6 +195,11 @@ Result<std::unique_ptr<OpenFile>> UndoMachine::UndoFiles::CreateFileW(TextView p
     const auto open = [&] { return target_.CreateFileW(path, mode); };
     if (mode == FileMode::Read || IsOwn(path)) return open();
     if (mode == FileMode::CreateNew && target_.GetFileAttributesW(path).IsOk()) return open();
+    if (mode == FileMode::CreateNew && IsTemporaryName(path)) {
+        auto made = open();
+        if (made.IsOk()) temporary_.insert(ToLower(UpToNul(path)));
+        return made;
+    }
     const Status noted = NoteContent(path);
     if (!noted.IsOk()) return noted;
     auto opened = open();

@@ -91,6 +91,9 @@ class UndoMachine : public Machine, public UndoKeeper {
 
       private:
         bool IsOwn(TextView path);
+        bool IsTemporaryName(TextView path);
+        Text ProgramFolder();
+        Status Forgotten(TextView path, Status outcome);
         Status NoteAttributes(TextView path, std::uint32_t attributes);
         Result<Text> Spelled(TextView path);
         Status NoteMove(TextView source, TextView target);
@@ -99,6 +102,7 @@ class UndoMachine : public Machine, public UndoKeeper {
 
         SystemFacts& system_;
         UndoRecorder& recorder_;
+        std::set<Text> temporary_;  // lower-cased paths of files that this run has made
     };
 
     class UndoProcesses final : public NamedProcesses {
