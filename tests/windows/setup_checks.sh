@@ -77,6 +77,7 @@ removes() {
 }
 
 setup_checks() {
+    compgen -G "$dist/*-setup.exe" >/dev/null || { check "$1: setup" eval 'echo "dist/ holds none; ./package makes it"; false'; return; }
     bits=32
     if [ -d "$drive/windows/syswow64" ]; then
         bits=64
