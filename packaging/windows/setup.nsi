@@ -1,4 +1,4 @@
-; The setup program: makensis -DVERSION=4.54.0 -DFILES=folder -DOUTPUT=setup.exe setup.nsi
+; The setup program: makensis -DVERSION=4.54.0 -DFILES=folder -DICON=icon -DSIDE=picture -DOUTPUT=setup.exe setup.nsi
 ; FILES holds 32-bit\ and 64-bit\ with the program and its component, guide\ and third-party.txt.
 ;
 ; Nothing is replaced before all is on the disk: the files go to Setup.new first, then each takes its
@@ -10,11 +10,13 @@ CRCCheck force
 RequestExecutionLevel admin
 Name "Brackenfold"
 OutFile "${OUTPUT}"
+BrandingText "Brackenfold ${VERSION}"
 
 !include LogicLib.nsh
 !include x64.nsh
 !define MUI_ICON "${ICON}"
 !define MUI_UNICON "${ICON}"
+!define MUI_WELCOMEFINISHPAGE_BITMAP "${SIDE}"
 !define MUI_ABORTWARNING
 !include MUI2.nsh
 
