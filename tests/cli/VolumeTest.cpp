@@ -26,7 +26,8 @@ class Volume : public HostFolder {
 };
 
 /// A second user with a copy of the first one's profile, and a parasite of her own.
-void AddUser(const Volume& volume, const std::string& name) {
+void AddUser(const Volume& volume, const std::string& name,
+             const std::string& above = "C:/Documents and Settings/") {
     const std::string profiles = volume.Path("Documents and Settings/");
     std::filesystem::copy(profiles + "Kit", profiles + name,
                           std::filesystem::copy_options::recursive);
@@ -39,8 +40,8 @@ void AddUser(const Volume& volume, const std::string& name) {
         "for name in ('Microsoft', 'Windows NT', 'CurrentVersion', 'ProfileList'):\n"
         "    key = hive.node_get_child(key, name)\n"
         "key = hive.node_add_child(key, 'S-1-5-21-9-9-9-1001')\n"
-        "path = 'C:/Documents and Settings/" +
-        name +
+        "path = '" +
+        above + name +
         "'.replace('/', chr(92)) + chr(0)\n"
         "hive.node_set_value(key, {'key': 'ProfileImagePath', 't': 1, 'value': "
         "path.encode('utf-16-le')})\n"
@@ -54,8 +55,7 @@ void AddUser(const Volume& volume, const std::string& name) {
         "hive.node_set_value(key, {'key': 'Own', 't': 2, 'value': "
         "('%USERPROFILE%' + chr(92) + 'own.exe' + chr(0)).encode('utf-16-le')})\n"
         "hive.commit(None)\n";
-    std::filesystem::copy(volume.Path("WINDOWS/dormant.exe"),
-                          volume.Path("Documents and Settings/" + name + "/own.exe"));
+    volume.Write("Documents and Settings/" + name + "/own.exe", "MZ of no company");
     volume.Write("add_user.py", script);
     EXPECT_EQ(std::system(("/usr/bin/python3 '" + volume.Path("add_user.py") + "'").c_str()), 0);
     std::filesystem::remove(volume.Path("add_user.py"));
@@ -209,6 +209,22 @@ TEST(Volume, EveryCommandMeansAllUsersOrTheOneThatIsNamed) {
         if (path.find("Brackenfold") != std::string::npos) continue;
         EXPECT_TRUE(after.at(path) == content) << path;
     }
+}
+
+TEST(Volume, AUserOnAnotherDriveIsLookedAtAndNotChanged) {
+    const Volume volume("clean-xp");
+    const HostFolder drive;
+    AddUser(volume, "Bo", "D:/");
+    std::filesystem::rename(volume.Path("Documents and Settings/Bo"), drive.Path("BO"));
+    const std::string letter = "d=" + drive.Path();
+    const auto document = RunOn(volume, {"--drive", letter, "--json", "scan"}).Document();
+    EXPECT_THAT(Findings(document), testing::ElementsAre(R"(d:\bo\own.exe ["startup-nonamer"])"));
+    const auto before = volume.Snapshot();
+    const CliRun refused = RunOn(volume, {"--drive", letter, "clean", "--yes"});
+    EXPECT_EQ(refused.code, 2);
+    EXPECT_THAT(refused.err, HasSubstr("the registry of Bo lies outside of"));
+    EXPECT_EQ(volume.Snapshot(), before);
+    EXPECT_EQ(RunOn(volume, {"--drive", letter, "--user", "Kit", "clean", "--yes"}).code, 0);
 }
 
 TEST(Volume, Of95HasTheUsersOfItsProfiles) {

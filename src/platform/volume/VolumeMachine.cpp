@@ -428,6 +428,19 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
             [&](const Text& path) { return IsThere(path, machine.FileSystem()); });
     }
 
+    /// The journal of a change lies in the volume and names files of it alone.
+    MaybeError WhyNotToChangeUsers() {
+        for (const VolumeUser& user : chosen_) {
+            if (user.profile.empty()) continue;
+            const auto host = parts->volume->HostPath(user.profile);
+            if (!host.IsOk() || host.value.starts_with(parts->found.folder + '/')) continue;
+            return VolumeError{"the registry of " + ToUtf8(user.name) + " lies outside of " +
+                               parts->found.folder + ", in " + host.value +
+                               ", and can only be read: --user takes another one"};
+        }
+        return std::nullopt;
+    }
+
     MaybeError Recover() {
         const auto folder = HostJournals();
         return folder.empty() ? std::nullopt : parts->stores.Recover(folder);
@@ -502,6 +515,9 @@ std::variant<std::unique_ptr<VolumeMachine>, VolumeError> LoadVolume(const Found
             continue;
         }
         if (auto error = machine->KeepUser(options.user)) return *error;
+        if (options.mayChange) {
+            if (auto error = machine->WhyNotToChangeUsers()) return *error;
+        }
         if (!machine->Users().empty()) machine->ChooseUser(machine->Users().front(), *machine);
         machine->MakeProcesses();
         return std::unique_ptr<VolumeMachine>(std::move(machine));
