@@ -277,6 +277,8 @@ def describe_windows(machine, root, user):
     control = root.at(r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control")
     control.at(r"Nls\CodePage").text("ACP", str(machine.get("codePage", 1252)))
     variables = control.at(r"Session Manager\Environment")
+    processor = "AMD64" if machine.get("architecture") == "x64" else "x86"
+    variables.text("PROCESSOR_ARCHITECTURE", processor)
     for name, value in environment.items():
         if name.lower() in ("username", "temp", "tmp"):
             root.at(r"HKEY_CURRENT_USER\Environment").text(name, value, EXPAND_SZ)

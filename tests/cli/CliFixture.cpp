@@ -60,6 +60,20 @@ void MachineCopy::Edit(const std::function<void(nlohmann::ordered_json& facts)>&
     Write("machine.json", facts.dump(2));
 }
 
+void AddParasiteOf32Bits(const MachineCopy& machine) {
+    constexpr char kEntries[] =
+        "REGEDIT4\r\n\r\n"
+        "[HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\Explorer\\"
+        "Browser Helper Objects\\{D0000000-0000-4000-8000-000000000001}]\r\n@=\"View\"\r\n\r\n"
+        "[HKEY_CLASSES_ROOT\\Wow6432Node\\CLSID\\{D0000000-0000-4000-8000-000000000001}"
+        "\\InProcServer32]"
+        "\r\n@=\"C:\\\\WINDOWS\\\\system32\\\\view.dll\"\r\n\r\n"
+        "[HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Microsoft\\Internet Explorer\\Main]\r\n"
+        "\"Start Page\"=\"http://hijack.example/\"\r\n";
+    machine.Write("registry/z.reg", kEntries);
+    machine.Write("drives/c/WINDOWS/SysWOW64/view.dll", "bytes");
+}
+
 CliRun RunOn(const HostFolder& machine, Strings arguments, const std::string& input) {
     arguments.insert(arguments.begin(), {"--machine", machine.Path()});
     return RunCli(arguments, input);

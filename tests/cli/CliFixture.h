@@ -32,6 +32,10 @@ class MachineCopy : public HostFolder {
     void Edit(const std::function<void(nlohmann::ordered_json& facts)>& edit) const;
 };
 
+/// Adds to an image what 32-bit programs of a 64-bit Windows have registered: a helper object whose
+/// file in SysWOW64 is a parasite, and a start page.
+void AddParasiteOf32Bits(const MachineCopy& machine);
+
 /// Runs the command line with that machine.
 CliRun RunOn(const HostFolder& machine, Strings arguments, const std::string& input = {});
 

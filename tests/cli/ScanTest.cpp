@@ -185,21 +185,9 @@ TEST(Unreadable, KeysAreToldByOtherCommandsToo) {
     }
 }
 
-/// A parasite and a sound library of one name, each in a view, and the start page of one of them.
-constexpr char kTwoViews[] =
-    "REGEDIT4\r\n\r\n"
-    "[HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\Explorer\\"
-    "Browser Helper Objects\\{D0000000-0000-4000-8000-000000000001}]\r\n@=\"View\"\r\n\r\n"
-    "[HKEY_CLASSES_ROOT\\Wow6432Node\\CLSID\\{D0000000-0000-4000-8000-000000000001}"
-    "\\InProcServer32]"
-    "\r\n@=\"C:\\\\WINDOWS\\\\system32\\\\view.dll\"\r\n\r\n"
-    "[HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Microsoft\\Internet Explorer\\Main]\r\n"
-    "\"Start Page\"=\"http://hijack.example/\"\r\n";
-
 TEST(Scan, TellsTheViewsOfA64BitWindowsApart) {
     const MachineCopy machine("clean-xp");
-    machine.Write("registry/z.reg", kTwoViews);
-    machine.Write("drives/c/WINDOWS/SysWOW64/view.dll", "bytes");
+    AddParasiteOf32Bits(machine);
     EXPECT_EQ(RunOn(machine, {"scan"}).code, 0) << "a 32-bit Windows doesn't look there";
     machine.Edit([](auto& facts) { facts["architecture"] = "x64"; });
     const auto document = RunOn(machine, {"--json", "scan"}).Document();

@@ -331,5 +331,28 @@ TEST(Volume, AUserWhoseRegistryIsMissingIsNamedAndNotCalledClean) {
     EXPECT_THAT(run.Document()["unreadable"].dump(), HasSubstr("NTUSER.DAT"));
 }
 
+TEST(Volume, HasBothViewsOfA64BitWindows) {
+    const MachineCopy image("clean-xp");
+    AddParasiteOf32Bits(image);
+    image.Edit([](auto& facts) { facts["architecture"] = "x64"; });
+    const Volume volume(image.Path());
+    const auto document = RunOn(volume, {"--json", "scan"}).Document();
+    ASSERT_EQ(document["files"].size(), 1U);
+    EXPECT_EQ(document["files"][0]["path"], "C:\\WINDOWS\\SysWOW64\\view.dll");
+    EXPECT_EQ(document["bhos"][0]["view"], "32-bit");
+    const auto processes = RunOn(volume, {"--json", "processes"}).out;
+    EXPECT_THAT(processes, HasSubstr("SysWOW64")) << "what the next start would load";
+    const auto before = volume.Snapshot();
+    EXPECT_EQ(RunOn(volume, {"clean", "--yes"}).code, 0);
+    EXPECT_EQ(RunOn(volume, {"scan"}).code, 0);
+    EXPECT_EQ(RunOn(volume, {"undo", "last", "--yes"}).code, 0);
+    const auto after = volume.Snapshot();
+    for (const auto& [name, content] : before) {
+        const auto found = after.find(name);
+        EXPECT_TRUE(found != after.end() && found->second == content) << name;
+    }
+    EXPECT_EQ(RunOn(volume, {"scan"}).code, 1);
+}
+
 }  // namespace
 }  // namespace bkfd
