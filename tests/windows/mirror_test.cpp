@@ -27,6 +27,7 @@ class MirrorTest : private MirrorLooks {
         Keys();
         Modal();
         Sizes();
+        Resolution();
         Services();
         Errors();
         Endings();
@@ -218,6 +219,36 @@ class MirrorTest : private MirrorLooks {
         Expect("size set", client.right * 10000 + client.bottom,
                Pixels(6000) * 10000 + Pixels(4500));
         Expect("sizes", Taken(), "");
+    }
+
+    /// As when the window is moved to a screen with twice as many dots, and back.
+    void Resolution() {
+        constexpr UINT kChanged = 0x02E0;  // WM_DPICHANGED
+        const int usual = static_cast<int>(Pixels(1440));
+        form->ucText.txtNotes.SetText(u"kept");
+        RECT area = {};
+        ::GetWindowRect(Of(*form), &area);
+        RECT twice = area;
+        twice.right += area.right - area.left;
+        twice.bottom += area.bottom - area.top;
+        const auto moveTo = [&](int dots, RECT& place) {
+            ::SendMessageA(Of(*form), kChanged, MAKEWPARAM(dots, dots),
+                           reinterpret_cast<LPARAM>(&place));
+            toolkit.PumpMessages();
+        };
+        const auto height = [&] { return Client(form->cmdHide).bottom; };
+        const auto column = [&] { return Ask(form->ucList.lv, LVM_GETCOLUMNWIDTH, 0); };
+        const long heightBefore = height();
+        const long long columnBefore = column();
+        moveTo(2 * usual, twice);
+        Expect("button of twice the height", height(), 2 * heightBefore);
+        Expect("layout for twice the dots", Client(form->ts).right,
+               Client(*form).right - 2 * Pixels(150));
+        Expect("text for twice the dots", TextOf(form->ucText.txtNotes), "kept");
+        Expect("column for twice the dots", column(), 2 * columnBefore);
+        moveTo(usual, area);
+        Expect("height as before", height(), heightBefore);
+        Expect("another resolution raises nothing", Taken(), "");
     }
 
     /// Reads the message box when it is there, and presses its button.

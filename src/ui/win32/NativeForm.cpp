@@ -7,6 +7,7 @@
 #include "ui/win32/PictureResources.h"
 #include "ui/win32/Scope.h"
 #include "ui/win32/Win32Toolkit.h"
+#include "win32/DynamicCall.h"
 
 namespace bkfd::native {
 namespace {
@@ -14,7 +15,8 @@ namespace {
 constexpr char kClass[] = "BrackenfoldForm";
 constexpr char kFormProperty[] = "BkfdForm";
 constexpr UINT kActivated = WM_APP + 1;
-constexpr UINT kThemeChanged = 0x031A;  // WM_THEMECHANGED, unknown before Windows XP
+constexpr UINT kThemeChanged = 0x031A;       // WM_THEMECHANGED, unknown before Windows XP
+constexpr UINT kResolutionChanged = 0x02E0;  // WM_DPICHANGED, unknown before Windows 8.1
 
 DWORD StyleOf(const Form& form) {
     switch (form.Border()) {
@@ -35,6 +37,27 @@ DWORD ExtendedStyleOf(const Form& form) {
                                               : WS_EX_CONTROLPARENT;
 }
 
+/// Dots per inch of the screen that the program started on, for which font and scale are made.
+int UsualResolution() {
+    const HDC screen = ::GetDC(nullptr);
+    const int resolution = ::GetDeviceCaps(screen, LOGPIXELSX);
+    ::ReleaseDC(nullptr, screen);
+    return resolution;
+}
+
+/// The same of the screen that a window is on; 0 where the system doesn't tell.
+int ResolutionOf(HWND window) {
+    static const DynamicCall<UINT(WINAPI*)(HWND)> call("user32.dll", "GetDpiForWindow");
+    return window && call.IsThere() ? static_cast<int>(call(window)) : 0;
+}
+
+OwnedFont FontFor(HFONT usual, int resolution) {
+    LOGFONTA description = {};
+    ::GetObjectA(usual, sizeof description, &description);
+    description.lfHeight = ::MulDiv(description.lfHeight, resolution, UsualResolution());
+    return OwnedFont(::CreateFontIndirectA(&description));
+}
+
 HWND WindowOf(const Form* form) {
     return form ? reinterpret_cast<HWND>(TheToolkit().NativeHandle(*form)) : nullptr;
 }
@@ -42,7 +65,13 @@ HWND WindowOf(const Form* form) {
 }  // namespace
 
 NativeForm::NativeForm(Form& form, Win32Toolkit& toolkit, HFONT font, int dotsPerInch)
-    : target_(&form), toolkit_(toolkit), fonts_(font), scale_(dotsPerInch) {
+    : target_(&form),
+      toolkit_(toolkit),
+      usualFont_(font),
+      usualDots_(dotsPerInch),
+      resolution_(UsualResolution()),
+      fonts_(font),
+      scale_(dotsPerInch) {
     RegisterWindowClass(kClass, &NativeForm::Procedure, CS_DBLCLKS);
     const SIZE frame = FrameOf(form);
     const RECT area = {0, 0, scale_.ToPixels(form.Width()) + frame.cx,
@@ -85,9 +114,17 @@ NativeForm* NativeForm::Of(HWND window) {
     return static_cast<NativeForm*>(::GetPropA(window, kFormProperty));
 }
 
-SIZE NativeForm::FrameOf(const Form& form) {
+SIZE NativeForm::FrameOf(const Form& form, HWND window) {
+    using Adjust = BOOL(WINAPI*)(RECT*, DWORD, BOOL, DWORD, UINT);
+    static const DynamicCall<Adjust> adjust("user32.dll", "AdjustWindowRectExForDpi");
+    const BOOL hasMenu = form.MenuBar().empty() ? FALSE : TRUE;
+    const int resolution = ResolutionOf(window);
     RECT area = {};
-    ::AdjustWindowRectEx(&area, StyleOf(form), !form.MenuBar().empty(), ExtendedStyleOf(form));
+    if (adjust.IsThere() && resolution != 0) {
+        adjust(&area, StyleOf(form), hasMenu, ExtendedStyleOf(form), static_cast<UINT>(resolution));
+    } else {
+        ::AdjustWindowRectEx(&area, StyleOf(form), hasMenu, ExtendedStyleOf(form));
+    }
     return {area.right - area.left, area.bottom - area.top};
 }
 
@@ -178,7 +215,7 @@ void NativeForm::SetClientSize() {
     ::GetClientRect(window_, &client);
     const RECT wanted = scale_.ToPixels(Bounds{0, 0, target_->Width(), target_->Height()});
     if (::EqualRect(&client, &wanted)) return;
-    const SIZE frame = FrameOf(*target_);
+    const SIZE frame = FrameOf(*target_, window_);
     ::SetWindowPos(window_, nullptr, 0, 0, wanted.right + frame.cx, wanted.bottom + frame.cy,
                    SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
@@ -257,6 +294,34 @@ void NativeForm::AdoptSize() {
     const RECT known = scale_.ToPixels(Bounds{0, 0, target_->Width(), target_->Height()});
     if (::IsIconic(window_) || ::EqualRect(&client, &known)) return;
     Guard([&] { Resize(client.right, client.bottom); });
+}
+
+// The window has come to a screen of another resolution. The controls hold what they show, so their
+// windows are made anew for it; those that are at work go later.
+void NativeForm::AdoptResolution(int dotsPerInch, const RECT& area) {
+    if (dotsPerInch <= 0 || dotsPerInch == resolution_) return;
+    {
+        const Scope deaf(applying_);
+        auto before = std::exchange(controls_, {});
+        for (auto native = before.rbegin(); native != before.rend(); ++native) {
+            (*native)->Abandon();
+            abandoned_.push_back(std::move(*native));
+        }
+        leastSize_ = {::MulDiv(leastSize_.cx, dotsPerInch, resolution_),
+                      ::MulDiv(leastSize_.cy, dotsPerInch, resolution_)};
+        resolution_ = dotsPerInch;
+        font_ = FontFor(usualFont_, dotsPerInch);
+        fonts_ = TextFonts(font_.Get());
+        scale_ = PixelScale(::MulDiv(usualDots_, dotsPerInch, UsualResolution()));
+        ::SetWindowPos(window_, nullptr, area.left, area.top, area.right - area.left,
+                       area.bottom - area.top, SWP_NOZORDER | SWP_NOACTIVATE);
+        RealiseChildren(*target_, window_);
+        for (const auto& native : controls_) native->Settle();
+        ShowDefaultButton();
+        TakeFocus();
+    }
+    AdoptSize();
+    ::RedrawWindow(window_, nullptr, nullptr, RDW_ERASE | RDW_INVALIDATE | RDW_ALLCHILDREN);
 }
 
 // The system's colours or its visual style have changed: only the form is told of it.
@@ -349,6 +414,9 @@ std::optional<LRESULT> NativeForm::Received(UINT message, WPARAM wParam, LPARAM 
             }
             return std::nullopt;
         }
+        case kResolutionChanged:
+            AdoptResolution(LOWORD(wParam), *reinterpret_cast<const RECT*>(lParam));
+            return 0;
         case WM_SYSCOLORCHANGE:
         case kThemeChanged:
             AdoptColours(message, wParam, lParam);

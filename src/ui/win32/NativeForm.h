@@ -65,8 +65,8 @@ class NativeForm {
     std::optional<LRESULT> FromChild(UINT message, WPARAM wParam, LPARAM lParam);
 
     static NativeForm* Of(HWND window);
-    /// What border, title and menu add to the client area, in pixels.
-    static SIZE FrameOf(const Form& form);
+    /// What border, title and menu add to the client area, in pixels of the window's screen.
+    static SIZE FrameOf(const Form& form, HWND window = nullptr);
 
   private:
     static LRESULT CALLBACK Procedure(HWND, UINT, WPARAM, LPARAM);
@@ -81,6 +81,7 @@ class NativeForm {
     void TakeFocus();
     void Resize(int width, int height);
     void AdoptSize();
+    void AdoptResolution(int dotsPerInch, const RECT& area);
     void AdoptColours(UINT message, WPARAM wParam, LPARAM lParam);
     std::optional<LRESULT> FromStatic(HDC device, HWND window);
     void PaintOutlines();
@@ -91,7 +92,11 @@ class NativeForm {
 
     Form* target_;
     Win32Toolkit& toolkit_;
+    const HFONT usualFont_;  // of the screen that the toolkit was made for, as its dots
+    const int usualDots_;
+    int resolution_;  // of the screen that the window is on, in dots per inch
     HWND window_ = nullptr;
+    OwnedFont font_;  // of another screen
     TextFonts fonts_;
     PixelScale scale_;
     NativeMenuBar menuBar_;
