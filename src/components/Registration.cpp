@@ -30,13 +30,18 @@ std::vector<Entry> EntriesFor(const CustomClass& one, const Text& path) {
     return entries;
 }
 
+/// Of the programs that can load this file.
+RegistryBase Classes() {
+    return {RegistryRoot::ClassesRoot, ViewOfThisProgram()};
+}
+
 }  // namespace
 
 Status RegisterClass(const CustomClass& one, const Text& path) {
     Win32Registry registry;
     for (const Entry& entry : EntriesFor(one, path)) {
-        const Status written = registry.RegSetValueExW(RegistryRoot::ClassesRoot, entry.key,
-                                                       entry.name, MakeStringValue(entry.value));
+        const Status written =
+            registry.RegSetValueExW(Classes(), entry.key, entry.name, MakeStringValue(entry.value));
         if (!written.IsOk()) return written;
     }
     return {};
@@ -47,7 +52,7 @@ Status UnregisterClass(const CustomClass& one) {
     const std::vector<Entry> entries = EntriesFor(one, {});
     Status outcome;
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-        const Status deleted = registry.RegDeleteKeyW(RegistryRoot::ClassesRoot, entry->key);
+        const Status deleted = registry.RegDeleteKeyW(Classes(), entry->key);
         if (!deleted.IsOk() && !deleted.IsNotThere()) outcome = deleted;
     }
     return outcome;

@@ -60,8 +60,8 @@ bool HasRegistration(const CLSID& classId) {
     wchar_t text[40] = {};
     ::StringFromGUID2(classId, text, 40);
     Win32Registry registry;
-    return registry.RegEnumKeyExW(RegistryRoot::ClassesRoot, u"CLSID\\" + Text(FromWide(text, 38)))
-        .IsOk();
+    const RegistryBase classes = {RegistryRoot::ClassesRoot, ViewOfThisProgram()};
+    return registry.RegEnumKeyExW(classes, u"CLSID\\" + Text(FromWide(text, 38))).IsOk();
 }
 
 /// What an installation registered under the name goes before the identifier that we know, which is

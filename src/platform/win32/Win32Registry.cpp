@@ -147,6 +147,10 @@ Result<std::vector<Text>> EnumNames(RegistryBase base, TextView subkey, REGSAM a
 
 }  // namespace
 
+RegistryView ViewOfThisProgram() {
+    return Win32SystemFacts().IsWow64Process() ? RegistryView::Bits32 : RegistryView::Native;
+}
+
 Result<RegistryValue> Win32Registry::RegQueryValueExW(RegistryBase base, TextView subkey,
                                                       TextView name) {
     OwnedKey key;

@@ -19,4 +19,7 @@ class Win32Registry : public Registry {
     Status RegDeleteKeyW(RegistryBase base, TextView subkey) override;
 };
 
+/// The view in which classes that this program can load are registered.
+RegistryView ViewOfThisProgram();
+
 }  // namespace bkfd
