@@ -37,6 +37,7 @@ struct MachineOptions {
     std::vector<std::string> drives;  // "D=FOLDER"
     std::string programFolder;
     std::string windowsFolder;
+    std::string signatures;  // folder of more lists; of an image too
 
     bool IsEmpty() const {
         return user.empty() && drives.empty() && programFolder.empty() && windowsFolder.empty();

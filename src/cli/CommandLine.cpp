@@ -105,7 +105,9 @@ class Parser {
             {"--windows-folder", options.windowsFolder,
              "The Windows folder of a volume, where its name doesn't tell", "NAME"},
             {"--program-folder", options.programFolder,
-             "Where this program's log, backups and records lie on a volume", "FOLDER"}};
+             "Where this program's log, backups and records lie on a volume", "FOLDER"},
+            {"--signatures", options.signatures,
+             "Lists of known files besides the compiled ones: parasites.txt, good.txt", "FOLDER"}};
         for (const auto& row : rows) {
             app_.add_option(row.name, row.value, row.meaning)->type_name(row.placeholder);
         }

@@ -7,8 +7,8 @@ CommandList MakeCommands() {
     for (const auto make :
          {MakeScanCommand, MakeCleanCommand, MakeBhosCommand, MakeStartupCommand,
           MakeProcessesCommand, MakeSettingsCommand, MakeBackupCommand, MakeDisableCommand,
-          MakeRestoreCommand, MakeUndoCommand, MakeIdentifyCommand, MakeRegistryCommand,
-          MakeReportCommand, MakeDecodeCommand, MakeStartCommand}) {
+          MakeRestoreCommand, MakeUndoCommand, MakeIdentifyCommand, MakeSignaturesCommand,
+          MakeRegistryCommand, MakeReportCommand, MakeDecodeCommand, MakeStartCommand}) {
         commands.push_back(make());
     }
     return commands;

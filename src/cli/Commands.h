@@ -19,6 +19,7 @@ std::unique_ptr<Command> MakeRestoreCommand();
 std::unique_ptr<Command> MakeUndoCommand();
 std::unique_ptr<Command> MakeIdentifyCommand();
 std::unique_ptr<Command> MakeRegistryCommand();
+std::unique_ptr<Command> MakeSignaturesCommand();
 std::unique_ptr<Command> MakeReportCommand();
 std::unique_ptr<Command> MakeDecodeCommand();
 

@@ -138,6 +138,11 @@ class IdentifyCommand final : public Command {
         TerminalToolkit toolkit(context.console.err, context.console.readKey,
                                 TerminalToolkit::Answers::SafeChoice);
         const InstalledEngine installed(machine, toolkit);
+        std::unique_ptr<InstalledSignatures> added;
+        if (!context.options.signatures.empty()) {
+            added = std::make_unique<InstalledSignatures>(
+                ReadSignatureFiles(context.options.signatures).signatures);
+        }
         std::vector<NamedFile> files;
         for (const std::string& path : paths_) {
             files.push_back({machine.HostFiles().Add(path), path});

@@ -163,6 +163,11 @@ MachineSession::MachineSession(CommandContext& context, SessionUse use)
             "what it may be)");
     }
     parts_ = std::make_unique<Parts>(OpenMachine(context, use), context.console, use);
+    if (!context.options.signatures.empty()) {
+        SignatureFiles files = ReadSignatureFiles(context.options.signatures);
+        addedLists_ = std::move(files.lists);
+        signatures_ = std::make_unique<InstalledSignatures>(std::move(files.signatures));
+    }
     if (parts_->opened.volume && !parts_->opened.volume->Users().empty()) {
         Become(parts_->opened.volume->Users().front());
     }
@@ -240,6 +245,18 @@ bool MachineSession::IsRunning() const {
 std::vector<StartPlace> MachineSession::StartPlaces() const {
     if (!parts_->opened.volume) return {};
     return parts_->opened.volume->StartPlaces();
+}
+
+std::vector<SignatureListInfo> MachineSession::SignatureLists() const {
+    std::vector<SignatureListInfo> lists = {BuiltInSignatures()};
+    lists.insert(lists.end(), addedLists_.begin(), addedLists_.end());
+    return lists;
+}
+
+const KnownFiles::Row* MachineSession::KnownParasite(std::int32_t size, std::int32_t hash,
+                                                     const std::string& sha256) const {
+    if (signatures_ == nullptr) return nullptr;
+    return signatures_->Lists().parasites.Find(size, hash, sha256);
 }
 
 std::vector<std::string> MachineSession::RegistryFiles() const {

@@ -8,6 +8,7 @@
 #include "cli/Command.h"
 #include "cli/Json.h"
 #include "cli/MemoryLog.h"
+#include "cli/SignatureFiles.h"
 #include "platform/record/RecordingMachine.h"
 #include "platform/undo/UndoRecord.h"
 #include "platform/volume/StartTable.h"
@@ -86,6 +87,11 @@ class MachineSession {
     std::optional<std::string> HostPath(const Text& path) const;
     /// The machine's folder on the host, without links in it.
     const std::string& HostFolder() const { return hostFolder_; }
+    /// The lists by which files are known, the compiled ones first.
+    std::vector<SignatureListInfo> SignatureLists() const;
+    /// What the added list of parasites says of a file; null if nothing.
+    const KnownFiles::Row* KnownParasite(std::int32_t size, std::int32_t hash,
+                                         const std::string& sha256) const;
     /// What was asked of the machine so far to be changed.
     std::vector<RecordedChange> Changes() const;
     /// The record of what was changed last, by which it can be undone; 0 if nothing was changed.
@@ -115,6 +121,8 @@ class MachineSession {
     std::vector<Turn> turns_;
     bool isGivenUp_ = false;  // the registry of a volume couldn't be written
     std::string hostFolder_;
+    std::vector<SignatureListInfo> addedLists_;
+    std::unique_ptr<InstalledSignatures> signatures_;  // null without added lists
     std::shared_ptr<MemoryLog> log_ = std::make_shared<MemoryLog>();
     LoggerRef logger_ = log_;
     std::unique_ptr<Parts> parts_;

@@ -5,6 +5,7 @@
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
 #include "cli/ProgressLine.h"
+#include "cli/ReportPage.h"
 #include "cli/ScanRecord.h"
 #include "cli/ScanResult.h"
 #include "ui/terminal/PrintableText.h"
@@ -37,10 +38,14 @@ class ScanCommand final : public Command {
         options.AddValue("--name", "NAME", record_.name,
                          "The machine's name in the record, instead of that of its folder");
         options.AddFlag("--times", record_.wantsTimes, "Also say in the record when things were");
+        options.AddValue("--html", "FILE", page_,
+                         "Also write a new file, a page for the browser with all that was found");
         options.Explain(kScanHelp);
     }
 
     int Run(CommandContext& context) override {
+        if (isRecord_ && !page_.empty())
+            throw CommandError("--record and --html don't go together");
         if (isRecord_) return RunForRecord(context);
         if (!record_.name.empty() || record_.wantsTimes) {
             throw CommandError("--name and --times are for --record");
@@ -50,6 +55,9 @@ class ScanCommand final : public Command {
             const ProgressLine progress(context.console, "Looking for parasites");
             return Scan(session, wantsSuspicious_);
         }();
+        if (!page_.empty()) {
+            WriteReportPage(page_, {{"record", MakeRecord(session, result, {{}, true})}});
+        }
         if (context.asJson) {
             Json document = session.NewDocument();
             AddToDocument(result, document);
@@ -92,6 +100,7 @@ class ScanCommand final : public Command {
     bool wantsSuspicious_ = false;
     bool isRecord_ = false;
     RecordOptions record_;
+    std::string page_;
 };
 
 }  // namespace

@@ -124,7 +124,23 @@ bool IsStream(const Text& path) {
     return path.find(u':', name == Text::npos ? 0 : name) != Text::npos;
 }
 
-void AddToFiles(const std::vector<FoundFile>& files, Json& list) {
+Json SignaturesToJson(const MachineSession& session) {
+    Json lists = Json::array();
+    for (const SignatureListInfo& info : session.SignatureLists()) {
+        lists.push_back({{"name", info.name}, {"entries", info.entries}, {"sha256", info.sha256}});
+    }
+    return lists;
+}
+
+Json KnownAs(const MachineSession& session, const FoundFile& file) {
+    const KnownFiles::Row* const row =
+        session.KnownParasite(file.size, file.hash, file.sha256.value_or(""));
+    if (row == nullptr) return nullptr;
+    return {{"name", TextToJson(FromUtf8(row->name))},
+            {"source", TextToJson(FromUtf8(row->source))}};
+}
+
+void AddToFiles(const MachineSession& session, const std::vector<FoundFile>& files, Json& list) {
     for (std::size_t i = 0; i < files.size(); ++i) {
         const Finding& finding = files[i].finding;
         std::set<std::string> techniques;
@@ -136,6 +152,7 @@ void AddToFiles(const std::vector<FoundFile>& files, Json& list) {
             if (place["technique"].is_string()) techniques.insert(place["technique"]);
         }
         list[i]["techniques"] = techniques;
+        list[i]["known"] = KnownAs(session, files[i]);
     }
 }
 
@@ -238,10 +255,11 @@ Json MakeRecord(const MachineSession& session, const ScanResult& result,
     Json record = session.NewDocument();
     if (!options.name.empty()) record["machine"]["name"] = TextToJson(FromHostName(options.name));
     record["program"] = ToUtf8(ProgramVersion());
+    record["signatures"] = SignaturesToJson(session);
     record["input"] = InputToJson(session);
     AddToDocument(result, record);
-    AddToFiles(result.files, record["files"]);
-    AddToFiles(result.suspicious, record["suspicious"]);
+    AddToFiles(session, result.files, record["files"]);
+    AddToFiles(session, result.suspicious, record["suspicious"]);
     AddToHelperObjects(result.bhos, record["bhos"]);
     AddToSettings(result.settings, record["settings"]);
     record["unreadable"] = UnreadableOf(result, session.HostFolder());

@@ -8,6 +8,7 @@
 #include "cli/CommandFiles.h"
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
+#include "cli/ReportPage.h"
 #include "cli/UndoDocument.h"
 #include "services/MAPI.h"
 #include "ui/terminal/PrintableText.h"
@@ -64,6 +65,9 @@ class UndoCommand final : public Command {
         options.AddFlag("--yes", yes_, "Answer OK to the question");
         options.AddValue("--reg", "FILE", regFile_,
                          "Change nothing; write what the registry held before to a new .reg file");
+        options.AddValue(
+            "--html", "FILE", page_,
+            "Change nothing; write a page for the browser that tells what was changed");
         options.AddValue("--forget", "ID", forgotten_, "Remove a record for good");
         options.Explain(kUndoHelp);
     }
@@ -71,11 +75,12 @@ class UndoCommand final : public Command {
     int Run(CommandContext& context) override {
         const bool isChange = (!id_.empty() && regFile_.empty()) || !forgotten_.empty();
         SessionUse use = isChange ? ChangingUse(context, yes_ || isDryRun_) : SessionUse{};
-        use.isDryRun = isDryRun_;
+        use.isDryRun = isDryRun_ || !page_.empty();
         MachineSession session(context, use);
         if (!forgotten_.empty()) return Forget(context, session, NumberOf(forgotten_));
         if (id_.empty()) return List(context, session);
         const RecordId id = ChosenRecord();
+        if (!page_.empty()) return WritePage(context, session, id);
         return regFile_.empty() ? Undo(context, session, id) : WriteReg(context, session, id);
     }
 
@@ -156,6 +161,22 @@ class UndoCommand final : public Command {
         return ExitCode::Done;
     }
 
+    /// What the record tells, and what an undo would do with it now.
+    int WritePage(const CommandContext& context, const MachineSession& session, RecordId id) const {
+        const UndoRecord record = UsableRecord(id);
+        Json document = session.NewDocument();
+        document["operation"] = TextToJson(OperationTitle(record.operation));
+        document["time"] = TextToJson(record.time);
+        document.update(UndoToJson(Reported([&] { return TakeBack(id, {}); })));
+        WriteReportPage(page_, {{"undo", document}});
+        if (context.asJson) {
+            PrintDocument(context, session, {{"file", TextToJson(FromUtf8(page_))}});
+        } else {
+            context.console.out << PrintableText(FromUtf8(page_)) << '\n';
+        }
+        return ExitCode::Done;
+    }
+
     static int Forget(CommandContext& context, const MachineSession& session, RecordId id) {
         (void)Reported([&] { return ReadRecord(id); });
         if (!IsWanted(context, "Are you sure you want to remove record " + std::to_string(id) +
@@ -172,6 +193,7 @@ class UndoCommand final : public Command {
     bool isDryRun_ = false;
     bool yes_ = false;
     std::string regFile_;
+    std::string page_;
     std::string forgotten_;
 };
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/RuntimeError.h"
+#include "detection/AddedSignatures.h"
 #include "detection/CBHOManager.h"
 #include "detection/DetectionPass.h"
 #include "detection/MFileEnum.h"
@@ -107,8 +108,7 @@ bool CPaDetector::IsGoodRunningModule(const Text& file) {
     bool good = false;
     LogErrors(*logger_, LogLevel::SystemFailure, u"CPaDetector.IsGoodRunningModule", [&] {
         good = EqualsIgnoreCase(file, kSessionManager) ||
-               (NamesNoCompany(file) && moGoodSizes.Exists(SignatureKey(GetFileSizeLow(file))) &&
-                moGoodHashes.Exists(HashKey(file)));
+               (NamesNoCompany(file) && HasGoodContent(file));
     });
     return good;
 }
@@ -154,12 +154,23 @@ bool CPaDetector::IsUnknownHelperObject(const Text& file) {
     return true;
 }
 
+bool CPaDetector::HasGoodContent(const Text& file) {
+    if (moGoodSizes.Exists(SignatureKey(GetFileSizeLow(file))) &&
+        moGoodHashes.Exists(HashKey(file))) {
+        return true;
+    }
+    InstalledSignatures* const added = TheAddedSignatures();
+    return added != nullptr && added->Knows(added->Lists().good, file);
+}
+
 bool CPaDetector::HasParasiteContent(const Text& file) {
     const std::int32_t size = GetFileSizeLow(file);
     if (size == 0) return false;  // not there, or nothing in it
     if (moParasiteSizes.Exists(SignatureKey(size)) && moParasiteHashes.Exists(HashKey(file))) {
         return true;
     }
+    InstalledSignatures* const added = TheAddedSignatures();
+    if (added != nullptr && added->Knows(added->Lists().parasites, file)) return true;
     return (EndsWith(file, u"32.exe") || EndsWith(file, u"\\se.dll")) && NamesNoCompany(file);
 }
 

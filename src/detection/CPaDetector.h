@@ -53,7 +53,9 @@ class CPaDetector {
     bool NamesNoCompany(const Text& file);
     /// A helper object that names no company and isn't spared.
     bool IsUnknownHelperObject(const Text& file);
-    /// By listed size and hash, or by the end of its name while it names no company.
+    bool HasGoodContent(const Text& file);
+    /// By listed size and hash, by lists that the user has added, or by the end of its name while
+    /// it names no company.
     bool HasParasiteContent(const Text& file);
     /// The element of one file.
     Text DescribeFile(const Text& file);

@@ -109,5 +109,44 @@ TEST(Record, ExitCodesTellWhetherToTryAgain) {
     EXPECT_EQ(RunOn(MachineCopy("clean-xp"), {"scan", "--times"}).code, 2);
 }
 
+std::size_t Count(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++count;
+    return count;
+}
+
+/// The data between the page's markup.
+nlohmann::json DataOf(const std::string& page) {
+    const std::string mark = R"(id="data">)";
+    const std::size_t start = page.find(mark) + mark.size();
+    return nlohmann::json::parse(page.substr(start, page.find("</script>", start) - start));
+}
+
+TEST(Page, HoldsWhatWasFoundAndWhatWasDone) {
+    const MachineCopy machine("hijacked-xp");
+    machine.Edit([](auto& facts) { facts["servicePack"] = "</script><script>alert(1)</script>"; });
+    const HostFolder out;
+    const CliRun scan = RunOn(machine, {"scan", "--html", out.Path("scan.html")});
+    EXPECT_EQ(scan.code, 1) << scan.err;
+    const std::string page = out.Read("scan.html");
+    EXPECT_EQ(Count(page, "<script"), 2U) << "a text ended the element that it is in";
+    EXPECT_EQ(Count(page, "@"), Count(page, "@media")) << "a mark is left";
+    const auto record = DataOf(page)["record"];
+    EXPECT_EQ(record["files"], RunOn(machine, {"scan", "--record"}).Document()["files"]);
+    EXPECT_THAT(record["machine"]["windows"].dump(), HasSubstr("</script>"));
+
+    EXPECT_EQ(RunOn(machine, {"clean", "--yes"}).code, 0);
+    const auto cleaned = machine.Snapshot();
+    const CliRun undo = RunOn(machine, {"undo", "last", "--html", out.Path("undo.html")});
+    EXPECT_EQ(undo.code, 0) << undo.err;
+    EXPECT_EQ(machine.Snapshot(), cleaned) << "the page takes nothing back";
+    const auto told = DataOf(out.Read("undo.html"))["undo"];
+    EXPECT_EQ(told["operation"], "Automatic cleanup");
+    EXPECT_GT(told["changes"].size(), 20U);
+    EXPECT_EQ(RunOn(machine, {"scan", "--html", out.Path("scan.html")}).code, 2)
+        << "a file that is there is never touched";
+    EXPECT_EQ(out.Read("scan.html"), page);
+}
+
 }  // namespace
 }  // namespace bkfd

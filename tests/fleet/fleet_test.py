@@ -33,7 +33,7 @@ while [ $# -gt 0 ]; do
 done
 [ ! -e "$folder/run" ] || . "$folder/run"
 [ -d "$folder" ] || { echo "brackenfold: $folder is no folder" >&2; exit 2; }
-printf '{"schema":2,"machine":{"kind":"image","name":"%s","windows":"Windows XP","family":"nt","users":[]},"program":"1","input":{"sha256":"ab","files":[]},"verdict":"clean","files":[],"bhos":[],"suspicious":[],"settings":[],"unreadable":[]}\n' "$name"
+printf '{"schema":2,"machine":{"kind":"image","name":"%s","windows":"Windows XP","family":"nt","users":[]},"program":"1","signatures":[],"input":{"sha256":"ab","files":[]},"verdict":"clean","files":[],"bhos":[],"suspicious":[],"settings":[],"unreadable":[]}\n' "$name"
 """
 
 

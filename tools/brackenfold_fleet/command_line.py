@@ -61,6 +61,7 @@ def add_run(parser):
     parser.add_argument("--program", metavar="FILE", help="the brackenfold to use")
     parser.add_argument("--suspicious", action="store_true", help="as of brackenfold scan")
     parser.add_argument("--times", action="store_true", help="as of brackenfold scan --record")
+    parser.add_argument("--signatures", metavar="FOLDER", help="as of brackenfold scan")
     parser.add_argument("--timeout", type=float, default=3600, metavar="SECONDS",
                         help="what one machine may take (3600)")
 
@@ -109,6 +110,8 @@ def run(arguments, tool):
                "scan": [flag for flag, wanted in (("--suspicious", arguments.suspicious),
                                                   ("--times", arguments.times)) if wanted],
                **distribution(arguments, {})}
+    if arguments.signatures:
+        options["scan"] += ["--signatures", os.path.abspath(arguments.signatures)]
     options["piece"] = piece_size(arguments.engine, len(machines), options["jobs"], arguments.piece)
     folder = RunFolder(os.path.abspath(arguments.out))
     folder.lock()

@@ -15,7 +15,7 @@ CREATE TABLE files (
 CREATE TABLE findings (
     id INTEGER PRIMARY KEY, machine_id INTEGER NOT NULL REFERENCES machines, kind TEXT NOT NULL,
     path TEXT NOT NULL, file_id INTEGER REFERENCES files, clsid TEXT, reasons TEXT NOT NULL,
-    techniques TEXT NOT NULL, modified TEXT);
+    techniques TEXT NOT NULL, modified TEXT, known TEXT);
 CREATE TABLE places (
     finding_id INTEGER NOT NULL REFERENCES findings, kind TEXT NOT NULL, name TEXT NOT NULL,
     user TEXT, view TEXT, registry_hive TEXT, registry_key TEXT, registry_value TEXT,
@@ -71,7 +71,7 @@ class Database:
     def add(self, record):
         self._machines += 1
         machine, times = record["machine"], record.get("times", {})
-        signatures = [entry["sha256"] for entry in record.get("signatures", [])]
+        signatures = [entry["sha256"] for entry in record["signatures"]]
         self._insert("machines", (
             self._machines, machine["name"], machine["kind"], machine["windows"],
             machine["family"], json.dumps(machine["users"]), record["verdict"], record["program"],
@@ -82,7 +82,7 @@ class Database:
                 self._add_file(kind, found, modified.get(found["path"]))
         for found in record["bhos"]:
             finding = self._add_finding("helper-object", found["file"], None, found["clsid"],
-                                        "helper-object", found["technique"] or "", None)
+                                        "helper-object", found["technique"] or "", None, None)
             self._add_places(finding, [{**found, "kind": "helper-object",
                                         "name": found["clsid"]}])
         self._insert("settings", *(
@@ -104,7 +104,8 @@ class Database:
                 number = self._files[content] = len(self._files) + 1
                 self._insert("files", (number, *content))
         finding = self._add_finding(kind, found["path"], number, None, " ".join(found["reasons"]),
-                                    " ".join(found["techniques"]), modified)
+                                    " ".join(found["techniques"]), modified,
+                                    found["known"] and found["known"]["name"])
         self._add_places(finding, found["places"])
 
     def _add_finding(self, *cells):

@@ -1,7 +1,6 @@
-#!/usr/bin/python3
 """Mounts the Windows of a disk image, to be read only, for brackenfold-fleet's --open.
 
-    open_image.py raw|qcow2|vmdk open|close IMAGE FOLDER read
+    python3 open_image.py raw|qcow2|vmdk open|close IMAGE FOLDER read
 
 What is needed to take it away again lies in FOLDER.state. The exit code is 2 for an image that can't be
 opened, 4 where something was missing for a while.

@@ -73,9 +73,10 @@ class FleetPage:
             place["technique"]))) for place in places)
 
     def _file(self, kind, found):
+        known = [f"known as {found['known']['name']}"] if found["known"] else []
         return self._findings((
             kind, self._text(found["path"]), self._text(found["sha256"]), found["size"],
-            self._text(found["company"]), -1, self._text(" ".join(found["reasons"])),
+            self._text(found["company"]), -1, self._text(" ".join(found["reasons"] + known)),
             self._text(" ".join(found["techniques"])), self._places(found["places"])))
 
     def _helper_object(self, found):

@@ -135,7 +135,11 @@ class Worker:
             return
         place = tempfile.mkdtemp(prefix="brackenfold-")
         try:
-            self._open("open", machine, place, access)
+            try:
+                self._open("open", machine, place, access)
+            except Stopped:  # half way, perhaps
+                self._open("close", machine, place, access)
+                raise
             try:
                 yield place
             finally:

@@ -198,7 +198,8 @@
         const places = (list) => list.map((place) => [place.kind, place.name, place.user,
             place.registry?.path, place.technique].map(text));
         const file = (kind) => (found) => data.findings.push([kind, text(found.path),
-            text(found.sha256), found.size, text(found.company), -1, text(found.reasons.join(" ")),
+            text(found.sha256), found.size, text(found.company), -1,
+            text([...found.reasons, found.known ? "known as " + found.known.name : ""].join(" ").trim()),
             text(found.techniques.join(" ")), places(found.places)]) - 1;
         const findings = [...record.files.map(file(0)), ...record.suspicious.map(file(1)),
             ...record.bhos.map((found) => data.findings.push([2, text(found.file), -1, 0, -1,
@@ -262,8 +263,9 @@
                 return [mono(all[0]), all.length > 1 ? ` and ${all.length - 1} other names` : ""];
             }},
             {title: "SHA-256", value: (group) => group.first.sha256,
-                show: (group) => make("span", {class: "mono", title: group.first.sha256},
-                    group.first.sha256.slice(0, 16))},
+                show: (group) => make("button", {type: "button", class: "link mono", title: group.first.sha256,
+                    onclick: (event) => event.target.replaceWith(mono(group.first.sha256))},
+                group.first.sha256.slice(0, 16))},
             {title: "Reasons", value: (group) => group.first.reasons},
             {title: "Technique", value: (group) => group.first.techniques},
             {title: "Machines", isNumber: true, value: (group) => group.machines.size,
@@ -396,15 +398,15 @@
     }
 
     function showUndo(undo) {
-        return [`Brackenfold: undo of record ${undo.undone} on ${undo.machine.name}`,
-            make("p", {}, undo.machine.windows),
+        return [`Brackenfold: ${undo.operation} on ${undo.machine.name}`,
+            make("p", {}, `Record ${undo.undone}, ${undo.time}; ${undo.machine.windows}`),
             section("Changes, the latest first", new Table("Changes", [
                 {title: "Kind", value: (row) => row.kind},
                 {title: "Place", value: (row) => row.place, show: (row) => mono(row.place)},
                 {title: "Before", value: (row) => row.before ?? "", show: (row) => mono(row.before ?? "(nothing)")},
                 {title: "After", value: (row) => row.after ?? "", show: (row) => mono(row.after ?? "(nothing)")},
-                {title: "Outcome", value: (row) => row.outcome}], undo.changes).element),
-            undo.failed.length ? section("Failed", new Table("Failed", [
+                {title: "An undo now", value: (row) => row.outcome}], undo.changes).element),
+            undo.failed.length ? section("What an undo could not take back", new Table("What an undo could not take back", [
                 {title: "Kind", value: (row) => row.kind},
                 {title: "Name", value: (row) => row.name, show: (row) => mono(row.name)},
                 {title: "Why", value: (row) => row.error}], undo.failed).element) : null];
