@@ -19,6 +19,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools"))
+from many_machines import wait_for  # noqa: E402
 from brackenfold_fleet import FleetError, machines, merging, page  # noqa: E402
 
 PROGRAM = pathlib.Path(sys.argv.pop(1)).resolve()
@@ -28,7 +29,7 @@ EXAMPLES = ("hijacked-xp", "clean-xp", "hijacked-98")
 QUICK = r"""#!/bin/sh
 name=; folder=
 while [ $# -gt 0 ]; do
-    case $1 in --machine) folder=$2; shift ;; --name) name=$2; shift ;; esac
+    case $1 in --machine) folder=$2; shift ;; --name=*) name=${1#--name=} ;; esac
     shift
 done
 [ ! -e "$folder/run" ] || . "$folder/run"
@@ -74,7 +75,7 @@ class FleetCase(unittest.TestCase):
 
 class RunTest(FleetCase):
     def test_fifty_machines_give_what_a_plain_loop_gives(self):
-        names = [f"pc {number:02d}" for number in range(50)]
+        names = [f"-pc 'ä' {number:02d}" for number in range(50)]
         for number, name in enumerate(names):
             shutil.copytree(ROOT / "examples/machines" / EXAMPLES[number % 3], self.folder / name)
         self.write("list", "\n".join(reversed(names)))
@@ -83,7 +84,7 @@ class RunTest(FleetCase):
         loop.mkdir()
         for name in names[::7]:
             done = subprocess.run([PROGRAM, "--machine", self.folder / name, "scan", "--record",
-                                   "--name", name], capture_output=True, check=True)
+                                   f"--name={name}"], capture_output=True, check=True)
             (loop / f"{name}.json").write_bytes(done.stdout)
         for path in self.records().values():
             name = json.loads(path.read_bytes())["machine"]["name"]
@@ -174,15 +175,13 @@ class RunTest(FleetCase):
                             + "\n[ \"$2\" != closed ] || { echo sealed >&2; exit 2; }\n")
         opener.chmod(0o755)
         self.write("list", "one\nclosed\nstuck\n")
-        self.quick.write_text("#!/bin/sh\nfor word; do case $word in stuck) mkfifo \"$0.ready\" "
-                              "2>/dev/null; echo >\"$0.ready\"; exec sleep 1000;; esac; done\n"
+        self.quick.write_text("#!/bin/sh\nfor word; do case $word in *stuck) : >\"$0.ready\"; "
+                              "sleep 1000;; esac; done\n"
                               + QUICK.removeprefix("#!/bin/sh\n"))
-        os.mkfifo(f"{self.quick}.ready")
         running = subprocess.Popen([FLEET, "run", "list", "--out", "out", "--jobs", "1", "--program",
                                     self.quick, "--open", opener], cwd=self.folder,
                                    stderr=subprocess.PIPE, text=True)
-        with open(f"{self.quick}.ready", "rb") as ready:
-            ready.read()
+        wait_for("the scan", pathlib.Path(f"{self.quick}.ready").exists)
         running.send_signal(signal.SIGTERM)
         _, messages = running.communicate(timeout=60)
         self.assertEqual(running.returncode, 128 + signal.SIGTERM, messages)

@@ -91,7 +91,7 @@ def clean(arguments):
 def clean_one(worker, machine, target, is_wanted):
     with worker.opened(machine, "write" if is_wanted else "read") as place:
         base = [worker.options["program"], "--machine", place]
-        scan = [*base, "scan", "--record", "--name", machine.entry, *worker.options["scan"]]
+        scan = [*base, "scan", "--record", f"--name={machine.entry}", *worker.options["scan"]]
         done = subprocess.run(scan, capture_output=True, stdin=subprocess.DEVNULL)
         try:
             now = target_of(parse_record(done.stdout, machine.entry))

@@ -3,6 +3,7 @@ import contextlib
 import os
 import pathlib
 import shutil
+import signal
 import subprocess
 import tempfile
 import threading
@@ -28,6 +29,12 @@ class Stopped(Exception):
     """The run was asked to end."""
 
 
+def end(process, number):
+    """With what it has started, as a script its commands."""
+    with contextlib.suppress(ProcessLookupError):
+        os.killpg(process.pid, number)
+
+
 class Programs:
     """The programs that were started, so that all of them can be ended at once."""
 
@@ -40,8 +47,7 @@ class Programs:
         # Called by a signal's handler, which may interrupt the thread that holds the lock.
         self.is_stopping = True
         for process in list(self._running):
-            with contextlib.suppress(OSError):
-                process.terminate()
+            end(process, signal.SIGTERM)
 
     def run(self, command, timeout, is_closing=False):
         """(exit code, output, messages); what closes is run to its end also when all is to end."""
@@ -53,11 +59,11 @@ class Programs:
                 with self._lock:
                     self._running.add(process)
                 if self.is_stopping:
-                    process.terminate()
+                    end(process, signal.SIGTERM)
             try:
                 out, err = process.communicate(timeout=timeout)
             except subprocess.TimeoutExpired:
-                process.kill()
+                end(process, signal.SIGKILL)
                 process.communicate()
                 raise MachineFailure(TRY_AGAIN, f"{command[0]} took longer than {timeout:g} s") \
                     from None
@@ -80,6 +86,7 @@ class Worker:
     def __init__(self, folder, pause=time.sleep):
         self.folder = folder
         self.options = folder.options()
+        os.chdir(self.options["cwd"])  # entries and what opens them are meant from there
         self.programs = Programs()
         self._pause = pause
 
@@ -111,7 +118,7 @@ class Worker:
     def _scan(self, machine):
         with self.opened(machine) as place:
             command = [self.options["program"], "--machine", place, "scan", "--record",
-                       "--name", machine.entry, *self.options["scan"]]
+                       f"--name={machine.entry}", *self.options["scan"]]
             code, out, err = self.programs.run(command, self.options["timeout"])
         if code not in (DONE, INCOMPLETE):
             again = code == TRY_AGAIN or code < 0
@@ -131,7 +138,7 @@ class Worker:
         """The folder in which the machine lies while it is worked on."""
         command = self.opener()
         if not command:
-            yield os.path.join(self.options["cwd"], machine.entry)
+            yield os.path.join(self.options["cwd"], machine.entry)  # never like an option
             return
         place = tempfile.mkdtemp(prefix="brackenfold-")
         try:
