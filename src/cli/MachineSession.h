@@ -123,9 +123,10 @@ class MachineSession {
     std::string hostFolder_;
     std::vector<SignatureListInfo> addedLists_;
     std::unique_ptr<InstalledSignatures> signatures_;  // null without added lists
+    std::unique_ptr<Parts> parts_;
+    // Behind the machine, whose files they close first.
     std::shared_ptr<MemoryLog> log_ = std::make_shared<MemoryLog>();
     LoggerRef logger_ = log_;
-    std::unique_ptr<Parts> parts_;
 };
 
 /// The beginning of a document about files of this computer.
