@@ -11,6 +11,7 @@
 #include "platform/files/HostFiles.h"
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
+#include "platform/undo/CommittingKeeper.h"
 #include "platform/undo/UndoMachine.h"
 #include "platform/user/UserMachine.h"
 #include "platform/volume/VolumeMachine.h"
@@ -86,6 +87,7 @@ struct MachineSession::Parts {
     OpenedMachine opened;
     std::unique_ptr<OverlayMachine> overlay;  // of a dry run
     std::unique_ptr<UndoMachine> undo;        // of all others
+    std::optional<CommittingKeeper> keeper;   // of a volume that is changed
     UserMachine user;
     WitnessMachine witness;
     RecordingMachine recorder;
@@ -168,8 +170,13 @@ MachineSession::MachineSession(CommandContext& context, SessionUse use)
         addedLists_ = std::move(files.lists);
         signatures_ = std::make_unique<InstalledSignatures>(std::move(files.signatures));
     }
-    if (parts_->opened.volume && !parts_->opened.volume->Users().empty()) {
-        Become(parts_->opened.volume->Users().front());
+    if (parts_->opened.volume) {
+        const VolumeMachine& volume = *parts_->opened.volume;
+        if (parts_->undo) parts_->keeper.emplace(*parts_->undo, [this] { return TryCommit(); });
+        for (const std::string& note : volume.Notes()) {
+            messages_ << "brackenfold: " << PrintableText(FromHostName(note)) << std::endl;
+        }
+        if (!volume.Users().empty()) Become(volume.Users().front());
     }
     if (!context.console.isInTerminal) parts_->toolkit.ReadKeysFromLines();
     parts_->toolkit.DropTypedAheadBy(context.console.dropTypedAhead);
@@ -208,12 +215,16 @@ MachineSession::~MachineSession() {
               << PrintableText(SysUtil::SystemErrorText(folded.code)) << std::endl;
 }
 
+/// False if the registry can't be written, which `Commit` tells.
+bool MachineSession::TryCommit() {
+    if (!parts_->opened.volume || !failedCommit_.empty()) return failedCommit_.empty();
+    if (const auto error = parts_->opened.volume->Commit(Record())) failedCommit_ = error->message;
+    return failedCommit_.empty();
+}
+
 void MachineSession::Commit() {
-    if (!parts_->opened.volume || isGivenUp_) return;
-    const auto error = parts_->opened.volume->Commit();
-    if (!error) return;
-    isGivenUp_ = true;
-    throw CommandError("the registry could not be written: " + error->message);
+    if (TryCommit() || std::exchange(isCommitFailureTold_, true)) return;
+    throw CommandError("the registry could not be written: " + failedCommit_);
 }
 
 void MachineSession::Become(const VolumeUser& user) {

@@ -62,7 +62,8 @@ class MachineSession {
     explicit MachineSession(CommandContext& context, SessionUse use = {});
     /// Writes what is still to be written; a failure is told as a message.
     ~MachineSession();
-    /// Writes the registry files of a volume. A CommandError if they can't be written.
+    /// Writes the registry files of a volume, as the end of each operation does too. A CommandError
+    /// if they can't be written, or couldn't be then.
     void Commit();
 
     TerminalToolkit& Toolkit();
@@ -110,6 +111,7 @@ class MachineSession {
     static LoggerRef OpenLogFiles(std::ostream& messages);
 
     void Become(const VolumeUser& user);
+    bool TryCommit();
 
     /// From which change on who was the current user.
     struct Turn {
@@ -119,7 +121,8 @@ class MachineSession {
 
     std::ostream& messages_;
     std::vector<Turn> turns_;
-    bool isGivenUp_ = false;  // the registry of a volume couldn't be written
+    std::string failedCommit_;  // why the registry of a volume couldn't be written
+    bool isCommitFailureTold_ = false;
     std::string hostFolder_;
     std::vector<SignatureListInfo> addedLists_;
     std::unique_ptr<InstalledSignatures> signatures_;  // null without added lists

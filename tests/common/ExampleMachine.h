@@ -34,9 +34,9 @@ struct ExampleCopy : HostFolder {
 /// What the machine's folder holds at the durable writes of the work, in their order: what is left
 /// there if the process ends at that point. What two points in a row leave alike is there once; the
 /// last one is of the work's end.
-inline std::list<ExampleCopy> StatesAtWritePoints(const ExampleCopy& machine,
-                                                  const std::function<void()>& work) {
-    std::list<ExampleCopy> states;
+template <class Copy>
+std::list<Copy> StatesAtWritePoints(const Copy& machine, const std::function<void()>& work) {
+    std::list<Copy> states;
     std::map<std::string, std::string> last;
     const auto keep = [&](const char*) {
         auto now = machine.Snapshot();

@@ -19,9 +19,11 @@ class SplittingMachine final : private CallGate, public ForwardMachine {
     SplittingMachine(Machine& target, FaultPlan::Lasting lasting)
         : ForwardMachine(target, static_cast<CallGate&>(*this)), lasting_(lasting) {}
 
-    /// From the next call of that name on; of any name if it is empty.
-    void Begin(std::string from = {}) {
+    /// From the next call of that name on; of any name if it is empty. Of the calls one in `every`
+    /// fails.
+    void Begin(std::string from = {}, std::size_t every = 1) {
         from_ = std::move(from);
+        every_ = every;
         isOn_ = true;
     }
     /// Whether this is such a process; it ends with `EndProcess`.
@@ -41,7 +43,7 @@ class SplittingMachine final : private CallGate, public ForwardMachine {
         }
         if (!isOn_ || testing::Test::HasFailure() || (!from_.empty() && from_ != call)) return {};
         from_.clear();
-        ++count_;
+        if (++count_ % every_ != 0) return {};
         (void)std::fflush(nullptr);
         const pid_t child = fork();
         if (child == 0) {
@@ -59,6 +61,7 @@ class SplittingMachine final : private CallGate, public ForwardMachine {
     std::string failedCall_;
     bool isOn_ = false;
     std::size_t count_ = 0;
+    std::size_t every_ = 1;
 };
 
 /// Runs `work` on the machine, then `check`, once for each call of the work from `Begin` on, which

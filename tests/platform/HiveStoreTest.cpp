@@ -157,6 +157,27 @@ TEST_F(HiveStoreTest, RefusesChangesWhereTheyWouldLoseSomething) {
     EXPECT_EQ(Open("none"), nullptr);
 }
 
+TEST_F(HiveStoreTest, KeysMayHaveNoNameOrTheLongestOne) {
+    const Text longest(255, u'k');
+    const HiveMakerValue value{u"v", 4, {1, 0, 0, 0}};
+    Write("hive", HiveMaker({u"ROOT", {}, {{u"", {value}}, {longest, {value}}}}).File());
+    const auto store = Open("hive");
+    ASSERT_NE(store, nullptr);
+    EXPECT_THAT(store->EnumKeys({}).value, ElementsAre(u"", longest));
+    EXPECT_TRUE(store->QueryValue(longest, u"v").IsOk());
+    EXPECT_TRUE(store->MakeKey(longest + u"\\" + longest).IsOk());
+    EXPECT_EQ(store->MakeKey(longest + u"k").code, SystemError::InvalidParameter);
+}
+
+TEST_F(HiveStoreTest, AHiveThatIsShorterThanItSaysIsTold) {
+    const Bytes whole = HiveMaker(SmallRoot()).File();
+    Write("hive", ByteView(whole).first(whole.size() - 1));
+    const auto store = Open("hive");
+    ASSERT_NE(store, nullptr);
+    EXPECT_TRUE(store->HasFailed());
+    EXPECT_THAT(store->Notes(), ElementsAre("is shorter than it says"));
+}
+
 TEST_F(HiveStoreTest, ADiskErrorIsAnErrorAndNotTheEnd) {
     HiveMakerKey root = SmallRoot();
     root.values.push_back({u"large", 3, Bytes(100'000, 7)});

@@ -2,60 +2,18 @@
 
 #include "common/ExampleMachine.h"
 #include "common/FaultSweep.h"
-#include "platform/RootNames.h"
+#include "common/UndoSweep.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/undo/RecordedOperation.h"
 #include "platform/undo/UndoMachine.h"
-#include "services/RegistryAccess.h"
 #include "undo/TakeBack.h"
-#include "undo/UndoRecords.h"
-#include "undo/UndoText.h"
 
 namespace bkfd {
 namespace {
 
 using Lasting = FaultPlan::Lasting;
-using Outcome = UndoStep::Outcome;
 
 const char* const kExamples[] = {"hijacked-xp", "hijacked-98", "clean-xp"};
-
-/// The whole registry as exports, and all files with name, content and attributes but those in the
-/// program's own folder. Needs an engine.
-std::string StateOf(Machine& machine) {
-    std::string state;
-    for (const RegistryRoot root : {HKLM, HKCU, RegistryRoot::Users}) {
-        const auto keys = machine.RegistryKeys().RegEnumKeyExW(root, u"");
-        for (const Text& key : keys.value) state += ToUtf8(RegistryAccess().ExportKey(root, key));
-    }
-    for (const auto& [path, content] : FilesOf(machine)) {
-        if (path.starts_with(u"c:\\program files\\brackenfold")) continue;
-        FindData data;
-        (void)machine.FileSystem().FindClose(machine.FileSystem().FindFirstFileW(path, data));
-        state += ToUtf8(path) + ' ' + ToUtf8(data.name) + ' ' + std::to_string(data.attributes) +
-                 ' ' + std::string(content.begin(), content.end()) + '\n';
-    }
-    return state;
-}
-
-/// Takes back all that is left to be, as a user does after a failure, and returns what didn't come
-/// back, a line each.
-std::string TakeAllBack() {
-    std::string trouble;
-    for (auto last = LastUndoable(ListUndoRecords()); last;) {
-        const UndoResult result = TakeBack(*last);
-        trouble += ToUtf8(result.failure);
-        for (const UndoStep& step : result.steps) {
-            if (step.outcome == Outcome::Conflict || step.outcome == Outcome::Failed) {
-                trouble += ToUtf8(KindTitle(step.change.kind)) + " " +
-                           ToUtf8(PlaceOf(step.change)) + ": " + ToUtf8(step.error) + '\n';
-            }
-        }
-        const auto next = LastUndoable(ListUndoRecords());
-        if (next == last) break;
-        last = next;
-    }
-    return trouble;
-}
 
 struct KeptEngine {
     explicit KeptEngine(Machine& machine) : undo(machine, u"1.0.0"), engine(undo) {}

@@ -215,15 +215,15 @@ clean_until() {
 }
 
 # The driver is killed while the cleanup works: at its backup, at its record, when a file has its new
-# name, when the registry is to be written. A hive that was half written is told by a scan, which
-# doesn't write; what changes something puts it in order first.
+# name, when the registry is to be written. A scan reads through the journal of a hive that was half
+# written; what changes something puts it in order first.
 driver_is_killed() {
     local pattern own="Program Files/Brackenfold" status
     for pattern in "$own/Backup/*" "$own/Undo/*.undo" 'WINDOWS/system32/parasite_*' "$own/Undo/*.registry"; do
         clean_until "$pattern" || return 1
         timeout 120 "$program" --machine "$disk" scan >"$work/out" 2>&1
         status=$?
-        [ $status -le 1 ] || grep -q "wasn't written to its end" "$work/out" ||
+        [ $status -le 1 ] ||
             { echo "killed at $pattern: scan ended with $status"; cat "$work/out"; return 1; }
         undo_if_recorded && ends_with 1 scan && hives_are_sound && is_as_before ||
             { echo "killed at $pattern"; cat "$work/out"; return 1; }

@@ -185,9 +185,14 @@ std::string HostParent(const std::string& path) {
     return path.substr(0, path.rfind('/'));
 }
 
+void RemoveUnfinishedReplacement(const std::string& path) {
+    unlink((path + kBeside).c_str());
+}
+
 Status ReplaceHostFile(const std::string& path, std::string_view bytes) {
     const std::string beside = path + kBeside;
-    unlink(beside.c_str());  // what a crash left; or a link, which nothing must be written through
+    // What is there may be a link too, which nothing must be written through.
+    RemoveUnfinishedReplacement(path);
     HostFile file(open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!file.IsOpen()) return StatusOfErrno(errno);
     KeepOwnerAndMode(path, file);

@@ -60,6 +60,8 @@ std::optional<std::string> ReadHostFile(const std::string& path);
 Status WriteAll(int descriptor, std::string_view bytes);
 /// Replaces the file's content: written beside, synced, renamed. Owner and mode stay.
 Status ReplaceHostFile(const std::string& path, std::string_view bytes);
+/// Removes what a crash has left beside a file that was to be replaced.
+void RemoveUnfinishedReplacement(const std::string& path);
 Status SyncHostFolder(const std::string& path);
 /// "/a" of "/a/b".
 std::string HostParent(const std::string& path);

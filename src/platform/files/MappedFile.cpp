@@ -109,7 +109,7 @@ bool MappedFile::HasFailed() const {
 bool MappedFile::Open(const std::string& path, std::uint64_t size) {
     *this = MappedFile();
     // Not blocked by a pipe that nobody writes to.
-    file_ = HostFile(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    file_ = HostFile(OpenUntouched(path, 0));
     if (!file_.IsOpen() || fstat(file_.Get(), &facts_) != 0) return false;
     if (!S_ISREG(facts_.st_mode)) {
         errno = S_ISDIR(facts_.st_mode) ? EISDIR : EINVAL;

@@ -77,27 +77,53 @@ HiveStore::Opened HiveStore::Open(const std::string& path, Options options) {
     return store;
 }
 
+/// Of the file as it is read.
+std::size_t HiveStore::SizeOf(const MappedFile& file, const std::string& path) const {
+    const auto former = options_.former.find(path);
+    return former == options_.former.end() ? file.FileSize() : former->second.size;
+}
+
+/// Puts the former pages into the mapping, and zeros behind the former end.
+void HiveStore::ShowFormer(const MappedFile& file, const std::string& path) const {
+    const auto former = options_.former.find(path);
+    if (former == options_.former.end()) return;
+    const auto bytes = file.Bytes();
+    for (const auto& [number, page] : former->second.pages) {
+        std::ranges::copy(page, bytes.begin() + static_cast<std::ptrdiff_t>(number * kFilePage));
+    }
+    for (std::size_t at = former->second.size; at < file.FileSize(); ++at) bytes[at] = 0;
+}
+
+/// Maps a file as it is to be read, with at least so many bytes; false leaves errno.
+bool HiveStore::Map(MappedFile& file, const std::string& path, std::size_t size) const {
+    const auto former = options_.former.find(path);
+    const std::size_t least = former == options_.former.end() ? 0 : former->second.size;
+    if (!file.Open(path, std::max(size, least))) return false;
+    ShowFormer(file, path);
+    return true;
+}
+
 std::optional<RegistryFileError> HiveStore::Load() {
-    if (!file_.Open(path_)) return ErrnoError(path_);
+    if (!Map(file_, path_, 0)) return ErrnoError(path_);
+    const std::size_t fileSize = SizeOf(file_, path_);
     std::vector<MappedFile> logs;
     std::vector<ByteView> views;
     std::vector<std::string> paths;
-    const auto base = ReadHiveBaseBlock(file_.Bytes());
+    const auto base = ReadHiveBaseBlock(file_.Bytes().first(fileSize));
     if (base && base->IsDirty()) {
         for (const std::string& path : FindHiveLogs(path_)) {
             MappedFile log;
-            if (!log.Open(path)) {
+            if (!Map(log, path, 0)) {
                 notes_.push_back("its log " + path + " can't be read: " + std::strerror(errno));
                 continue;
             }
-            views.emplace_back(log.Bytes());
+            views.emplace_back(log.Bytes().first(SizeOf(log, path)));
             paths.push_back(path);
             logs.push_back(std::move(log));
         }
     }
-    const HiveRecovery recovery = PlanHiveRecovery(file_.Bytes(), views);
-    const std::size_t fileSize = file_.FileSize();
-    if (!file_.Open(path_, std::max<std::size_t>(fileSize, recovery.size) + kRoomToGrow)) {
+    const HiveRecovery recovery = PlanHiveRecovery(file_.Bytes().first(fileSize), views);
+    if (!Map(file_, path_, std::max<std::size_t>(fileSize, recovery.size) + kRoomToGrow)) {
         return ErrnoError(path_);
     }
     editor_ = std::make_unique<HiveEditor>(file_.Bytes(), fileSize, options_.clock);
@@ -111,7 +137,9 @@ std::optional<RegistryFileError> HiveStore::Load() {
     if (const auto* const refusal = std::get_if<std::string>(&opened)) {
         return RegistryFileError{SystemError::RegistryCorrupt, path_, *refusal};
     }
-    sequence_ = std::get<Hive>(opened).BaseBlock().primarySequence;
+    const HiveBaseBlock& block = std::get<Hive>(opened).BaseBlock();
+    sequence_ = block.primarySequence;
+    isCut_ = editor_->File().size() < kBaseBlockSize + std::size_t{block.binsSize};
     return std::nullopt;
 }
 
@@ -132,15 +160,17 @@ std::optional<RegistryFileError> HiveStore::Reload() {
 
 std::vector<std::string> HiveStore::Notes() const {
     std::vector<std::string> notes = notes_;
-    if (HasFailed()) notes.emplace_back("has a part that the disk doesn't give");
+    if (file_.HasFailed()) notes.emplace_back("has a part that the disk doesn't give");
+    if (isCut_) notes.emplace_back("is shorter than it says");
     return notes;
 }
 
 std::unique_ptr<RegistryStore> HiveStore::Fork() const {
     std::unique_ptr<HiveStore> fork(new HiveStore(path_, options_));
     if (!fork->file_.OpenAgain(file_)) return nullptr;
+    fork->ShowFormer(fork->file_, path_);
     fork->editor_ =
-        std::make_unique<HiveEditor>(fork->file_.Bytes(), file_.FileSize(), options_.clock);
+        std::make_unique<HiveEditor>(fork->file_.Bytes(), SizeOf(file_, path_), options_.clock);
     const ByteView content = Content();
     for (const std::size_t page : ChangedPages()) {
         const std::size_t at = page * kBinUnit;

@@ -5,6 +5,7 @@
 #include "formats/HiveEditor.h"
 #include "formats/HiveLog.h"
 #include "platform/files/MappedFile.h"
+#include "platform/hive/PagedWrite.h"
 #include "platform/hive/RegistryFileError.h"
 #include "platform/model/RegistryStore.h"
 
@@ -23,6 +24,9 @@ class HiveStore final : public RegistryStore {
         Text mountedAt;
         /// FILETIME; the time of changes.
         HiveEditor::Clock clock = FileTimeNow;
+        /// What the hive and its logs are read as, where a commit of them broke off. It is for
+        /// reading alone.
+        FormerFiles former = {};
     };
     using Opened = std::variant<std::unique_ptr<HiveStore>, RegistryFileError>;
     static Opened Open(const std::string& path, Options options);
@@ -42,8 +46,9 @@ class HiveStore final : public RegistryStore {
     /// Clauses for people about the logs, and where the disk gave an error.
     std::vector<std::string> Notes() const;
     bool IsChanged() const { return isChanged_; }
-    /// Whether a part of the file couldn't be read; zeros stand in its place.
-    bool HasFailed() const { return file_.HasFailed(); }
+    /// Whether a part of the file couldn't be read; zeros stand in its place, or nothing behind an
+    /// end that comes too early.
+    bool HasFailed() const { return file_.HasFailed() || isCut_; }
 
     // For who writes the hive.
 
@@ -62,6 +67,9 @@ class HiveStore final : public RegistryStore {
         : path_(std::move(path)), options_(std::move(options)) {}
 
     std::optional<RegistryFileError> Load();
+    std::size_t SizeOf(const MappedFile& file, const std::string& path) const;
+    bool Map(MappedFile& file, const std::string& path, std::size_t size) const;
+    void ShowFormer(const MappedFile& file, const std::string& path) const;
     void Replay(const HiveRecovery& recovery);
 
     const Hive& View() const { return editor_->Cells().View(); }
@@ -80,6 +88,7 @@ class HiveStore final : public RegistryStore {
     std::vector<std::string> replayedLogs_;
     std::vector<std::string> notes_;
     bool isChanged_ = false;
+    bool isCut_ = false;
 };
 
 /// The logs beside a hive, in the order of their names.

@@ -18,6 +18,13 @@ using Sha256 = std::array<std::uint8_t, 32>;
 /// Contents by the number of the page; the last page of a file may be shorter.
 using FilePages = std::map<std::uint64_t, Bytes>;
 
+/// What a file held before a write that broke off, for who reads it and may not put it back.
+struct FormerFile {
+    FilePages pages;  // in place of the file's own
+    std::uint64_t size = 0;
+};
+using FormerFiles = std::map<std::string, FormerFile>;  // by their paths on the host
+
 /// Tells one content of those pages in a file of that size from another.
 Sha256 HashPages(const FilePages& pages, std::uint64_t size);
 Sha256 HashBytes(ByteView bytes);

@@ -104,5 +104,9 @@ std::vector<std::string> FindUnfinishedJournals(const std::string& folder);
 /// stays.
 std::variant<RegistryRecovery, RegistryFileError> RecoverRegistry(const std::string& root,
                                                                   const std::string& journal);
+/// What the files of one held before it, those of them that hold something else now; none where a
+/// recovery would leave all as it is. Only looks; an error as above.
+std::variant<FormerFiles, RegistryFileError> ReadThroughJournal(const std::string& root,
+                                                                const std::string& journal);
 
 }  // namespace bkfd

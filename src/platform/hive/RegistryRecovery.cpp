@@ -22,11 +22,15 @@ class BrokenOffFile {
     BrokenOffFile(std::string root, const JournalEntry& entry)
         : entry_(entry), path_(std::move(root) + '/' + entry.path) {}
 
+    bool IsBefore() const { return isBefore_; }
     bool IsAfter() const { return isAfter_; }
+    const std::string& Path() const { return path_; }
+    FormerFile Former() const { return {before_, entry_.sizeBefore}; }
 
-    /// Finds out what the file holds; an error if that is nothing that the commit has made.
-    RecoveryError Look(const std::string& root) {
-        file_ = OpenBelow(root, entry_.path, O_RDWR);
+    /// Finds out what the file holds; an error if that is nothing that the commit has made. It is
+    /// opened with `access`, O_RDONLY or O_RDWR.
+    RecoveryError Look(const std::string& root, int access) {
+        file_ = OpenBelow(root, entry_.path, access);
         struct stat facts {};
         if (!file_.IsOpen() || fstat(file_.Get(), &facts) != 0) return ErrnoError(path_);
         size_ = static_cast<std::uint64_t>(facts.st_size);
@@ -42,6 +46,7 @@ class BrokenOffFile {
     }
 
     RecoveryError RollBack() {
+        if (entry_.kind == JournalKind::Whole) RemoveUnfinishedReplacement(path_);
         if (isBefore_) return std::nullopt;
         Status status;
         if (entry_.kind == JournalKind::Whole) {
@@ -126,30 +131,61 @@ bool IsUsable(const JournalEntry& entry) {
     return first != entry.pages.end() && first->second.before.size() >= hive::kBaseBlockUsed;
 }
 
+/// A journal, and what its files hold by now.
+class BrokenOffCommit {
+  public:
+    /// Looks at the files of a commit that isn't finished.
+    RecoveryError Look(const std::string& root, const std::string& journal, int access) {
+        const auto content = ReadHostFile(journal);
+        if (!content) return ErrnoError(journal);
+        auto read = ReadJournal(ViewOf(*content));
+        if (!read || !std::ranges::all_of(read->entries, IsUsable)) {
+            return RegistryFileError{SystemError::InvalidData, journal, "is damaged"};
+        }
+        journal_ = *std::move(read);
+        if (journal_.isFinished) return std::nullopt;
+        for (const JournalEntry& entry : journal_.entries) {
+            files_.emplace_back(root, entry);
+            if (RecoveryError error = files_.back().Look(root, access)) return error;
+        }
+        return std::nullopt;
+    }
+
+    bool IsFinished() const { return journal_.isFinished; }
+    bool AreAllAfter() const { return std::ranges::all_of(files_, &BrokenOffFile::IsAfter); }
+    std::vector<BrokenOffFile>& Files() { return files_; }
+
+  private:
+    Journal journal_;
+    std::vector<BrokenOffFile> files_;
+};
+
 }  // namespace
+
+std::variant<FormerFiles, RegistryFileError> ReadThroughJournal(const std::string& root,
+                                                                const std::string& journal) {
+    BrokenOffCommit commit;
+    if (RecoveryError error = commit.Look(root, journal, O_RDONLY)) return *error;
+    FormerFiles former;
+    if (commit.AreAllAfter()) return former;
+    for (const BrokenOffFile& file : commit.Files()) {
+        if (!file.IsBefore()) former.emplace(file.Path(), file.Former());
+    }
+    return former;
+}
 
 std::variant<RegistryRecovery, RegistryFileError> RecoverJournal(const std::string& root,
                                                                  const std::string& journal,
                                                                  MayFinish mayFinish) {
-    const auto content = ReadHostFile(journal);
-    if (!content) return ErrnoError(journal);
-    const auto read = ReadJournal(ViewOf(*content));
-    if (!read || !std::ranges::all_of(read->entries, IsUsable)) {
-        return RegistryFileError{SystemError::InvalidData, journal, "is damaged"};
-    }
-    if (read->isFinished) return RegistryRecovery::Nothing;
-    std::vector<BrokenOffFile> files;
-    for (const JournalEntry& entry : read->entries) {
-        files.emplace_back(root, entry);
-        if (RecoveryError error = files.back().Look(root)) return *error;
-    }
-    const bool areAfter = std::ranges::all_of(files, &BrokenOffFile::IsAfter);
-    if (areAfter && mayFinish == MayFinish::Yes) {
+    BrokenOffCommit commit;
+    if (RecoveryError error = commit.Look(root, journal, O_RDWR)) return *error;
+    if (commit.IsFinished()) return RegistryRecovery::Nothing;
+    if (commit.AreAllAfter() && mayFinish == MayFinish::Yes) {
         const Status finished = FinishJournalFile(journal);
         if (finished.IsOk()) return RegistryRecovery::Finished;
         return RegistryFileError{finished.code, journal, "can't be written"};
     }
-    for (BrokenOffFile& file : files) {
+    for (BrokenOffFile& file : commit.Files()) {
         if (RecoveryError error = file.RollBack()) return *error;
     }
     if (RecoveryError error = RemoveJournal(journal)) return *error;

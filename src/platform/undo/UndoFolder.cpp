@@ -85,8 +85,10 @@ std::vector<RecordId> ListRecordIds(Machine& machine) {
 std::vector<Text> ListKeptFiles(Machine& machine, RecordId id) {
     const Text folder = UndoFolderPath(machine.System()) + u"\\";
     std::vector<Text> files;
-    ForEachName(machine, folder + DigitsOf(id) + u"-*.kept",
-                [&](const Text& name) { files.push_back(folder + name); });
+    for (const TextView suffix : {u".kept", u".registry"}) {
+        ForEachName(machine, folder + DigitsOf(id) + u"-*" + Text(suffix),
+                    [&](const Text& name) { files.push_back(folder + name); });
+    }
     return files;
 }
 

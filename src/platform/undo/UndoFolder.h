@@ -3,7 +3,8 @@
 #include "platform/undo/UndoRecord.h"
 
 /// Where records lie: the folder `Undo` beside the program, one file a record, "0003.undo", and
-/// beside it the files that were kept for it, "0003-7.kept".
+/// beside it the files that were kept for it, "0003-7.kept", and, where the registry was written as
+/// files, what those held before, "0003-1.registry".
 namespace bkfd {
 
 /// Without a backslash at its end.

@@ -53,9 +53,17 @@ Text BelowDrive(const std::string& path, const std::string& drive) {
     return below;
 }
 
-FoundWindows Found(VolumeKind kind, const std::string& folder, const std::string& drive,
-                   const std::string& windows) {
-    return {kind, folder, drive, BelowDrive(windows, drive), windows};
+/// A link may lead to another folder of the drive, and no further.
+std::variant<FoundWindows, VolumeError> Found(VolumeKind kind, const std::string& folder,
+                                              const std::string& drive,
+                                              const std::string& windows) {
+    std::error_code failure;
+    const std::string top = std::filesystem::canonical(drive, failure).string();
+    const std::string real = std::filesystem::canonical(windows, failure).string();
+    if (failure || !LiesBelow(real, top)) {
+        return VolumeError{windows + " leads out of " + drive + " by a link"};
+    }
+    return FoundWindows{kind, folder, drive, BelowDrive(windows, drive), real};
 }
 
 std::variant<FoundWindows, VolumeError> FindAmong(const std::string& folder,
@@ -63,9 +71,10 @@ std::variant<FoundWindows, VolumeError> FindAmong(const std::string& folder,
     std::vector<FoundWindows> found;
     for (const std::string& path : candidates) {
         VolumeKind kind{};
-        if (IsFolder(path) && IsWindowsFolder(path, kind)) {
-            found.push_back(Found(kind, folder, folder, path));
-        }
+        if (!IsFolder(path) || !IsWindowsFolder(path, kind)) continue;
+        auto one = Found(kind, folder, folder, path);
+        if (const auto* error = std::get_if<VolumeError>(&one)) return *error;
+        found.push_back(std::get<FoundWindows>(std::move(one)));
     }
     if (found.size() > 1) {
         return VolumeError{folder + " holds two Windows folders, " +
@@ -82,6 +91,10 @@ std::variant<FoundWindows, VolumeError> FindAmong(const std::string& folder,
 }
 
 }  // namespace
+
+bool LiesBelow(const std::string& path, const std::string& folder) {
+    return path == folder || path.starts_with(folder == "/" ? folder : folder + '/');
+}
 
 std::string FindInAnyCase(const std::string& folder, std::string_view path) {
     std::string at = folder;

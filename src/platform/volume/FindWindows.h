@@ -29,6 +29,9 @@ struct FoundWindows {
 std::variant<FoundWindows, VolumeError> FindWindows(const std::string& folder,
                                                     const std::string& windowsFolder);
 
+/// Whether a path is that of the folder or of something in it; both are real paths.
+bool LiesBelow(const std::string& path, const std::string& folder);
+
 /// The host's path of what lies at `path` below a folder, components separated by "/", in any case;
 /// empty if there is nothing. The name as it is written is preferred.
 std::string FindInAnyCase(const std::string& folder, std::string_view path);

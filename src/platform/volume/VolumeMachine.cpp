@@ -6,11 +6,14 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 
 #include "platform/RegistryValues.h"
+#include "platform/hive/RegistryCommit.h"
 #include "platform/model/WindowsPath.h"
 #include "platform/volume/CregStore.h"
+#include "platform/volume/JournalFolders.h"
 #include "platform/volume/VolumeRefusals.h"
 #include "platform/volume/VolumeStores.h"
 
@@ -31,13 +34,14 @@ constexpr TextView kClassesFiles[] = {
     u"Local Settings\\Application Data\\Microsoft\\Windows\\UsrClass.dat",
     u"AppData\\Local\\Microsoft\\Windows\\UsrClass.dat"};
 
-/// The host's time; Windows counts as started before the host, since nothing of it runs.
+/// The host's time, and what was waited for besides: nothing runs there that could need the time.
+/// Windows counts as started before the host.
 class HostClock final : public ModelClock {
   public:
     Date Now() override {
         timespec now{};
         clock_gettime(CLOCK_REALTIME, &now);
-        return ToLocalDate(now);
+        return AddSeconds(ToLocalDate(now), static_cast<std::int64_t>(waited_ / 1000));
     }
     std::uint32_t TickCount() override {
         constexpr std::uint64_t kUpBeforeHost = 3'600'000;
@@ -45,15 +49,14 @@ class HostClock final : public ModelClock {
         clock_gettime(CLOCK_BOOTTIME, &up);
         return static_cast<std::uint32_t>(static_cast<std::uint64_t>(up.tv_sec) * 1000 +
                                           static_cast<std::uint64_t>(up.tv_nsec) / 1'000'000 +
-                                          kUpBeforeHost);
+                                          kUpBeforeHost + waited_);
     }
-    void Sleep(std::uint32_t milliseconds) override {
-        const timespec span{milliseconds / 1000,
-                            static_cast<long>(milliseconds % 1000) * 1'000'000};
-        nanosleep(&span, nullptr);
-    }
+    void Sleep(std::uint32_t milliseconds) override { waited_ += milliseconds; }
     /// Nothing runs that could start anew.
     void Restart() override {}
+
+  private:
+    std::uint64_t waited_ = 0;  // milliseconds
 };
 
 /// Lets changes of files through, or none. They need no journal: each is one call of the host, and
@@ -108,6 +111,7 @@ struct VolumeParts {
     std::vector<UserStores> users;
     std::vector<VolumeProblem> problems;
     std::vector<std::string> profiles95;  // the users' registry files of the 95 family
+    std::vector<std::string> notes;
 };
 
 using MaybeError = std::optional<VolumeError>;
@@ -131,6 +135,20 @@ void ReadMachine(VolumeParts& parts) {
     parts.gate.Watch(*parts.volume);
 }
 
+/// Opens a registry file under its real path, which must not lead out of the volume.
+VolumeStores::Opened OpenBelow(
+    const VolumeParts& parts, const std::string& path,
+    const std::function<VolumeStores::Opened(const std::string& real)>& open) {
+    std::error_code failure;
+    const std::string real = std::filesystem::canonical(path, failure).string();
+    if (failure) return RegistryFileError{SystemError::FileNotFound, path, failure.message()};
+    if (!parts.stores.MayWrite(real)) {
+        return RegistryFileError{SystemError::CantResolveFilename, path,
+                                 "leads out of " + parts.found.folder + " by a link"};
+    }
+    return open(real);
+}
+
 // ---------------------------------------------------------------- the NT family
 
 class NTVolume {
@@ -141,7 +159,6 @@ class NTVolume {
         if (auto error = MountMachine()) return error;
         ReadMachine(parts_);
         for (const VolumeUser& user : ReadUsers(*parts_.registry, parts_.facts)) OpenUser(user);
-        parts_.stores.AddProblems(parts_.problems);
         return std::nullopt;
     }
 
@@ -162,7 +179,9 @@ class NTVolume {
                 return VolumeError{parts_.found.windowsHost + " lacks System32/config/" +
                                    hive.file + ", without which nothing can be said"};
             }
-            auto opened = parts_.stores.OpenHive(path, u"\\Registry\\Machine\\" + Text(hive.key));
+            auto opened = OpenBelow(parts_, path, [&](const std::string& real) {
+                return parts_.stores.OpenHive(real, u"\\Registry\\Machine\\" + Text(hive.key));
+            });
             if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
                 return VolumeError{path + ' ' + error->message};
             }
@@ -187,7 +206,9 @@ class NTVolume {
     void MountDefaultUser() {
         const std::string path = ConfigFile("DEFAULT");
         if (path.empty()) return;
-        auto opened = parts_.stores.OpenHive(path, u"\\Registry\\User\\.DEFAULT");
+        auto opened = OpenBelow(parts_, path, [&](const std::string& real) {
+            return parts_.stores.OpenHive(real, u"\\Registry\\User\\.DEFAULT");
+        });
         if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
             parts_.problems.push_back({path, error->message});
             parts_.registry->MountUnreadable(kUsers, kDefaultUser, {error->code});
@@ -275,8 +296,16 @@ MaybeError Open95(VolumeParts& parts) {
         parts.problems.clear();
         for (std::size_t i = 0; i < std::size(k95Files); ++i) {
             const std::string path = FindInAnyCase(parts.found.windowsHost, k95Files[i]);
-            users = OpenCreg(path, codePage, parts.problems);
-            if (users == nullptr) return VolumeError{path + " can't be read"};
+            const auto opened =
+                OpenBelow(parts, path, [&](const std::string& real) -> VolumeStores::Opened {
+                    VolumeRegistry::Store store = OpenCreg(real, codePage, parts.problems);
+                    if (store != nullptr) return store;
+                    return RegistryFileError{SystemError::AccessDenied, real, "can't be read"};
+                });
+            if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
+                return VolumeError{path + ' ' + error->message};
+            }
+            users = std::get<VolumeRegistry::Store>(opened);
             parts.registry->Mount(kRoots[i], {}, users);
         }
         ReadMachine(parts);
@@ -331,7 +360,9 @@ MaybeError OpenWine(VolumeParts& parts) {
     VolumeRegistry::Store last;
     for (const auto& file : files) {
         const std::string path = parts.found.folder + '/' + file.file;
-        auto opened = parts.stores.OpenWine(path, file.linkRoot);
+        auto opened = OpenBelow(parts, path, [&](const std::string& real) {
+            return parts.stores.OpenWine(real, file.linkRoot);
+        });
         if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
             return VolumeError{path + ' ' + error->message};
         }
@@ -343,7 +374,6 @@ MaybeError OpenWine(VolumeParts& parts) {
     const Text name = WineUserName(parts);
     const Text profile = name.empty() ? Text() : u"C:\\users\\" + name;
     parts.users.push_back({{Text(kWineUser), name, profile}, last, {}, nullptr});
-    parts.stores.AddProblems(parts.problems);
     return std::nullopt;
 }
 
@@ -382,7 +412,6 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
     VolumeKind Kind() const override { return parts->found.kind; }
     const std::vector<VolumeUser>& Users() const override { return chosen_; }
     const std::vector<StartPlace>& StartPlaces() const override { return table_.places; }
-    const std::vector<VolumeProblem>& Problems() const override { return parts->problems; }
     Result<std::string> HostPath(TextView path) override { return parts->volume->HostPath(path); }
 
     std::vector<std::string> RegistryFiles() const override {
@@ -394,6 +423,13 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
         std::ranges::copy(parts->profiles95, std::back_inserter(files));
         return files;
     }
+
+    std::vector<VolumeProblem> Problems() const override {
+        std::vector<VolumeProblem> problems = parts->problems;
+        parts->stores.AddProblems(problems);
+        return problems;
+    }
+    const std::vector<std::string>& Notes() const override { return parts->notes; }
 
     MaybeError KeepUser(const Text& wanted) {
         if (wanted.empty()) return std::nullopt;
@@ -441,20 +477,14 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
         return std::nullopt;
     }
 
-    MaybeError Recover() {
-        const auto folder = HostJournals();
-        return folder.empty() ? std::nullopt : parts->stores.Recover(folder);
-    }
-
-    MaybeError Commit() override {
+    MaybeError Commit(std::uint32_t record) override {
         const std::string folder = HostJournals();
         if (!parts->volume->SettleFiles().IsOk()) {
             return VolumeError{folder + ": the undo record can't be written"};
         }
-        return parts->stores.Commit(folder);
+        return parts->stores.Commit(folder, record);
     }
 
-  private:
     /// Beside the records of undo, whether or not the folder is there.
     std::string HostJournals() {
         Text path = facts_.programFolder + u"\\Undo";
@@ -468,6 +498,7 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
         return root.IsOk() ? root.value + below : std::string();
     }
 
+  private:
     Status RestartMachine() override { return {}; }
 
     MachineFacts machineFacts_;
@@ -497,6 +528,23 @@ MaybeError WhyNotToChangeRegistry(const FoundWindows& found) {
                        "clean --plan FOLDER writes files by which that machine does it itself"};
 }
 
+/// Deals with the commits that broke off, on the disk or for reading alone. One that can't be dealt
+/// with is a problem of the latter.
+MaybeError MendRegistry(VolumeParts& parts, const std::vector<std::string>& journals) {
+    for (const std::string& journal : journals) {
+        auto mended = parts.options.mayChange ? parts.stores.Recover(journal)
+                                              : parts.stores.ReadThrough(journal);
+        if (auto* const error = std::get_if<VolumeError>(&mended)) {
+            if (parts.options.mayChange) return *error;
+            parts.problems.push_back(
+                {journal, "tells of a write that broke off: " + error->message});
+        } else if (std::string& note = std::get<std::string>(mended); !note.empty()) {
+            parts.notes.push_back(parts.found.folder + ": " + note);
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::variant<std::unique_ptr<VolumeMachine>, VolumeError> LoadVolume(const FoundWindows& found,
@@ -504,16 +552,26 @@ std::variant<std::unique_ptr<VolumeMachine>, VolumeError> LoadVolume(const Found
     if (options.mayChange) {
         if (auto error = WhyNotToChangeRegistry(found)) return *error;
     }
-    // What a crash has left is put in order first, in a machine of its own that is dropped then.
-    for (const bool isRecovery : {true, false}) {
-        if (isRecovery && !options.mayChange) continue;
+    std::vector<std::string> notes;
+    std::vector<std::string> journals = FindUnfinishedCommits(found, options);
+    for (;;) {
         auto parts = std::make_unique<VolumeParts>(found, options);
+        parts->notes = notes;
+        if (auto error = MendRegistry(*parts, journals)) return *error;
         if (auto error = OpenRegistry(*parts)) return *error;
-        auto machine = std::make_unique<LoadedVolume>(std::move(parts));
-        if (isRecovery) {
-            if (auto error = machine->Recover()) return *error;
-            continue;
+        if (options.mayChange) {
+            journals.clear();
+            notes = parts->notes;
         }
+        auto machine = std::make_unique<LoadedVolume>(std::move(parts));
+        // The registry may name a folder that nothing else leads to.
+        const std::size_t known = journals.size();
+        for (std::string& journal : FindUnfinishedJournals(machine->HostJournals())) {
+            if (std::ranges::find(journals, journal) == journals.end()) {
+                journals.push_back(std::move(journal));
+            }
+        }
+        if (journals.size() > known) continue;
         if (auto error = machine->KeepUser(options.user)) return *error;
         if (options.mayChange) {
             if (auto error = machine->WhyNotToChangeUsers()) return *error;
@@ -522,7 +580,6 @@ std::variant<std::unique_ptr<VolumeMachine>, VolumeError> LoadVolume(const Found
         machine->MakeProcesses();
         return std::unique_ptr<VolumeMachine>(std::move(machine));
     }
-    return VolumeError{found.folder + " can't be opened"};
 }
 
 }  // namespace bkfd

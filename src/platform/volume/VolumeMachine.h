@@ -40,21 +40,25 @@ class VolumeMachine : public ModelMachine {
     /// machine or on an overlay of it.
     virtual void ChooseUser(const VolumeUser& user, ModelMachine& machine) = 0;
     virtual const std::vector<StartPlace>& StartPlaces() const = 0;
-    virtual const std::vector<VolumeProblem>& Problems() const = 0;
     /// The host's paths of the files that hold the registry, with the logs of hives.
     virtual std::vector<std::string> RegistryFiles() const = 0;
     /// Where a file or folder lies on the host.
     virtual Result<std::string> HostPath(TextView path) = 0;
-    /// Writes the registry files that have changed. After an error they hold what they held, unless
-    /// its text says otherwise.
-    virtual std::optional<VolumeError> Commit() = 0;
+    /// What could not be read by now: a disk may fail at any time.
+    virtual std::vector<VolumeProblem> Problems() const = 0;
+    /// What was found of a write that broke off, and what was done about it: clauses for people.
+    virtual const std::vector<std::string>& Notes() const = 0;
+    /// Writes the registry files that have changed; `record` is the record of the operation, 0 for
+    /// none. After an error they hold what they held, unless its text says otherwise.
+    virtual std::optional<VolumeError> Commit(std::uint32_t record) = 0;
 
   protected:
     using ModelMachine::ModelMachine;
 };
 
-/// Opens what was found, any kind but an image. Asked to change, it first finishes or rolls back
-/// what a crash has left of an earlier change, and is an error where nothing may be changed.
+/// Opens what was found, any kind but an image. What a crash has left of an earlier change is first
+/// finished or rolled back, or read as if it were where nothing is to be changed. Asked to change,
+/// it is an error where nothing may be changed.
 std::variant<std::unique_ptr<VolumeMachine>, VolumeError> LoadVolume(const FoundWindows& found,
                                                                      const VolumeOptions& options);
 

@@ -18,24 +18,35 @@ VolumeError ErrorOf(const RegistryFileError& error) {
     return {error.file + ' ' + error.message};
 }
 
-/// Numbered, so that the newest one has the highest number; the newest first.
+/// The record of the operation, and which of its commits: of "0003-2.registry".
+using JournalNumber = std::pair<unsigned long, unsigned long>;
+
+JournalNumber NumberOf(const std::string& journal) {
+    const std::string name = std::filesystem::path(journal).stem().string();
+    const std::size_t dash = name.find('-');
+    return {std::strtoul(name.c_str(), nullptr, 10),
+            dash == std::string::npos ? 0 : std::strtoul(name.c_str() + dash + 1, nullptr, 10)};
+}
+
+/// The newest first.
 std::vector<std::string> JournalsIn(const std::string& folder) {
     std::vector<std::string> journals;
     std::error_code ignored;
     for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
         if (entry.path().extension() == kJournalSuffix) journals.push_back(entry.path().string());
     }
-    std::ranges::sort(journals, std::greater<>());
+    std::ranges::sort(journals, std::greater<>(), NumberOf);
     return journals;
 }
 
-std::string NextJournal(const std::string& folder, const std::vector<std::string>& journals) {
-    unsigned long last = 0;
-    if (!journals.empty()) {
-        last = std::strtoul(std::filesystem::path(journals.front()).stem().c_str(), nullptr, 10);
-    }
-    char name[32];
-    std::snprintf(name, sizeof name, "/%08lu", last + 1);
+/// It follows all that are there, whatever the record's number.
+std::string NextJournal(const std::string& folder, const std::vector<std::string>& journals,
+                        unsigned long record) {
+    const JournalNumber last = journals.empty() ? JournalNumber() : NumberOf(journals.front());
+    const bool isFirst = record > last.first;
+    char name[64];
+    std::snprintf(name, sizeof name, "/%04lu-%lu", isFirst ? record : last.first,
+                  isFirst ? 1 : last.second + 1);
     return (folder + name).append(kJournalSuffix);
 }
 
@@ -44,6 +55,7 @@ std::string NextJournal(const std::string& folder, const std::vector<std::string
 VolumeStores::Opened VolumeStores::OpenHive(const std::string& path, const Text& mountedAt) {
     HiveStore::Options options;
     options.mountedAt = mountedAt;
+    options.former = former_;
     auto opened = HiveStore::Open(path, std::move(options));
     if (auto* error = std::get_if<RegistryFileError>(&opened)) return *error;
     hives_.push_back(std::move(std::get<std::unique_ptr<HiveStore>>(opened)));
@@ -55,8 +67,15 @@ VolumeStores::Opened VolumeStores::OpenWine(const std::string& path, const Text&
     if (!content) {
         return RegistryFileError{StatusOfErrno(errno).code, path, "can't be read"};
     }
+    if (const auto former = former_.find(path); former != former_.end()) {
+        content->clear();
+        for (const auto& [number, page] : former->second.pages) {
+            content->append(page.begin(), page.end());
+        }
+    }
     auto store = std::make_shared<WineStore>(*content, linkRoot, FileTimeNow);
-    wines_.push_back({path, std::move(*content), store});
+    std::string written = store->Content();
+    wines_.push_back({path, std::move(*content), std::move(written), store});
     return VolumeRegistry::Store(store);
 }
 
@@ -87,15 +106,32 @@ void VolumeStores::AddProblems(std::vector<VolumeProblem>& problems) const {
     }
 }
 
-std::optional<VolumeError> VolumeStores::Recover(const std::string& journals) const {
-    for (const std::string& journal : FindUnfinishedJournals(journals)) {
-        const auto recovered = RecoverRegistry(folder_, journal);
-        if (const auto* error = std::get_if<RegistryFileError>(&recovered)) return ErrorOf(*error);
+std::variant<std::string, VolumeError> VolumeStores::Recover(const std::string& journal) const {
+    const auto recovered = RecoverRegistry(folder_, journal);
+    if (const auto* error = std::get_if<RegistryFileError>(&recovered)) return ErrorOf(*error);
+    switch (std::get<RegistryRecovery>(recovered)) {
+        case RegistryRecovery::Finished:
+            return std::string("a write of the registry broke off; all of it was written");
+        case RegistryRecovery::RolledBack:
+            return std::string("a write of the registry broke off; what it held before is back");
+        case RegistryRecovery::Nothing:
+            break;
     }
-    return std::nullopt;
+    return std::string();
 }
 
-std::optional<VolumeError> VolumeStores::Commit(const std::string& journals) {
+std::variant<std::string, VolumeError> VolumeStores::ReadThrough(const std::string& journal) {
+    auto former = ReadThroughJournal(folder_, journal);
+    if (const auto* error = std::get_if<RegistryFileError>(&former)) return ErrorOf(*error);
+    auto& files = std::get<FormerFiles>(former);
+    if (files.empty()) return std::string();
+    former_.merge(files);
+    return std::string(
+        "a write of the registry broke off; it is read as it was before, and the next command that "
+        "changes something puts that back");
+}
+
+std::optional<VolumeError> VolumeStores::Commit(const std::string& journals, std::uint32_t record) {
     const bool isChanged =
         std::ranges::any_of(hives_, [](const auto& hive) { return hive->IsChanged(); }) ||
         std::ranges::any_of(wines_, [](const Wine& wine) { return wine.store->IsChanged(); });
@@ -104,17 +140,22 @@ std::optional<VolumeError> VolumeStores::Commit(const std::string& journals) {
     std::filesystem::create_directories(journals, failure);
     if (failure) return VolumeError{journals + " can't be made: " + failure.message()};
     std::vector<std::string> kept = JournalsIn(journals);
-    RegistryCommit commit(folder_, NextJournal(journals, kept));
+    RegistryCommit commit(folder_, NextJournal(journals, kept, record));
     commit.SetKept(std::move(kept));
     for (const auto& hive : hives_) commit.Add(*hive);
     std::vector<std::pair<Wine*, std::string>> written;
     for (Wine& wine : wines_) {
-        if (!wine.store->IsChanged()) continue;
-        written.emplace_back(&wine, wine.store->Content());
-        commit.AddText(wine.path, wine.before, written.back().second);
+        std::string content = wine.store->IsChanged() ? wine.store->Content() : wine.written;
+        if (content == wine.written) continue;
+        commit.AddText(wine.path, wine.before, content);
+        written.emplace_back(&wine, std::move(content));
     }
     if (const auto error = commit.Run()) return ErrorOf(*error);
-    for (auto& [wine, content] : written) wine->before = std::move(content);
+    for (auto& [wine, content] : written) {
+        // The file may have got the very text that it had before an earlier commit.
+        wine->before = ReadHostFile(wine->path).value_or(content);
+        wine->written = std::move(content);
+    }
     return std::nullopt;
 }
 

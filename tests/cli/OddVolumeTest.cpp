@@ -1,0 +1,192 @@
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "cli/CliFixture.h"
+#include "common/SmallVolume.h"
+
+// Volumes and prefixes on which something is odd, hostile, torn or can't be read.
+namespace bkfd {
+namespace {
+
+namespace fs = std::filesystem;
+using Form = SmallVolume::Form;
+using testing::HasSubstr;
+
+/// As long as it lives, nothing can be done that takes root.
+class AsNobody {
+  public:
+    AsNobody() : before_(geteuid()) {
+        if (before_ == 0) EXPECT_EQ(seteuid(65534), 0);
+    }
+    ~AsNobody() {
+        if (before_ == 0) EXPECT_EQ(seteuid(before_), 0);
+    }
+    AsNobody(const AsNobody&) = delete;
+    AsNobody& operator=(const AsNobody&) = delete;
+
+  private:
+    uid_t before_;
+};
+
+void Link(const SmallVolume& volume, const std::string& name, const std::string& target) {
+    fs::remove_all(volume.Path(name));
+    fs::create_symlink(target, volume.Path(name));
+}
+
+void MakePipe(const SmallVolume& volume, const std::string& name) {
+    fs::remove(volume.Path(name));
+    EXPECT_EQ(mkfifo(volume.Path(name).c_str(), 0666), 0);
+}
+
+/// Moves it out of the volume and puts a link in its place.
+void MoveOut(const SmallVolume& volume, const HostFolder& outside, const std::string& name) {
+    const std::string target = outside.Path(fs::path(name).filename());
+    fs::rename(volume.Path(name), target);
+    Link(volume, name, target);
+}
+
+void Protect(const SmallVolume& volume, const std::string& name) {
+    fs::permissions(volume.Path(name), fs::perms::none);
+}
+
+const std::string kConfig = "WINDOWS/system32/config/";
+const std::string kUserHive = "Kit/NTUSER.DAT";
+
+TEST(OddVolume, EachOddityIsToldByNameAndNothingIsWritten) {
+    const HostFolder outside;
+    fs::permissions(outside.Path(), fs::perms(0755));
+    const struct {
+        const char* what;
+        Form form;
+        std::function<void(const SmallVolume&)> prepare;
+        int code;
+        const char* told;  // on exactly one line
+    } rows[] = {
+        {"nothing odd", Form::Hives, [](const auto&) {}, 0, ""},
+        {"Windows lies outside", Form::Hives,
+         [&](const auto& v) { MoveOut(v, outside, "WINDOWS"); }, 2, "/WINDOWS leads out of"},
+        {"a hive lies outside", Form::Hives,
+         [&](const auto& v) { MoveOut(v, outside, kConfig + "SOFTWARE"); }, 2,
+         "SOFTWARE leads out of"},
+        {"a hive is a device", Form::Hives,
+         [](const auto& v) { Link(v, kConfig + "SYSTEM", "/dev/zero"); }, 2, "SYSTEM leads out of"},
+        {"a hive is a pipe", Form::Hives, [](const auto& v) { MakePipe(v, kConfig + "SYSTEM"); }, 2,
+         "SYSTEM is no regular file"},
+        {"a hive is empty", Form::Hives, [](const auto& v) { v.Write(kConfig + "SOFTWARE", ""); },
+         2, "config/SOFTWARE"},
+        {"a hive is unreadable", Form::Hives,
+         [](const auto& v) { Protect(v, kConfig + "SOFTWARE"); }, 2, "SOFTWARE Permission denied"},
+        {"a user's hive is a device", Form::Hives,
+         [](const auto& v) { Link(v, kUserHive, "/dev/zero"); }, 3, "NTUSER.DAT  can't be reached"},
+        {"a user's hive is a pipe", Form::Hives, [](const auto& v) { MakePipe(v, kUserHive); }, 3,
+         "NTUSER.DAT  isn't there"},
+        {"a user's hive is cut", Form::Hives,
+         [](const auto& v) { fs::resize_file(v.Path(kUserHive), 4200); }, 3, "NTUSER.DAT"},
+        {"a user's hive is unreadable", Form::Hives, [](const auto& v) { Protect(v, kUserHive); },
+         3, "NTUSER.DAT  Permission denied"},
+        {"a profile is unreadable", Form::Hives, [](const auto& v) { Protect(v, "Kit"); }, 3,
+         "NTUSER.DAT  can't be reached"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        const SmallVolume volume(row.form, false);
+        fs::permissions(volume.Path(), fs::perms(0755));
+        row.prepare(volume);
+        const auto before = volume.Others();
+        CliRun run;
+        {
+            const AsNobody nobody;
+            run = RunOn(volume, {"scan"});
+        }
+        EXPECT_EQ(run.code, row.code) << run.out << run.err;
+        const std::string told = run.out + run.err;
+        EXPECT_THAT(told, HasSubstr(row.told));
+        const std::size_t first = told.find(row.told);
+        EXPECT_TRUE(*row.told == 0 || told.find(row.told, first + 1) == std::string::npos);
+        EXPECT_TRUE(volume.Others() == before);
+    }
+}
+
+TEST(OddVolume, NoCutHiveIsCalledClean) {
+    const SmallVolume volume(Form::Hives);
+    for (const std::string& hive : {kConfig + "SOFTWARE", kConfig + "SYSTEM", kUserHive}) {
+        const std::string whole = volume.Read(hive);
+        for (std::size_t length = 0; length < whole.size(); length += 509) {
+            SCOPED_TRACE(hive + ' ' + std::to_string(length));
+            volume.Write(hive, whole.substr(0, length));
+            const CliRun run = RunOn(volume, {"scan"});
+            EXPECT_NE(run.code, 0) << run.out;
+            EXPECT_THAT(run.out + run.err, HasSubstr(fs::path(hive).filename().string()));
+        }
+        volume.Write(hive, whole);
+    }
+}
+
+TEST(OddVolume, ADiskThatFailsWhileItIsReadIsTold) {
+    const SmallVolume volume(Form::Hives);
+    const auto machine = volume.Load(false);
+    EXPECT_TRUE(machine->Problems().empty());
+    ASSERT_EQ(truncate(volume.Path(kUserHive).c_str(), 100), 0);
+    (void)machine->Roots().EnumKeys(RegistryRoot::CurrentUser, u"Software\\Microsoft");
+    ASSERT_EQ(machine->Problems().size(), 1U);
+    EXPECT_THAT(machine->Problems()[0].what, HasSubstr("the disk doesn't give"));
+}
+
+/// Runs the command line in a process that ends when it is to write the first page of a hive for
+/// the last time.
+void RunUntilWrite(const SmallVolume& volume, const Strings& arguments) {
+    const pid_t child = fork();
+    if (child == 0) {
+        SetWritePointHook([](const char* step) {
+            if (std::string_view(step) == "first page") _exit(7);
+        });
+        (void)RunOn(volume, arguments);
+        _exit(0);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST(OddVolume, AWriteThatBrokeOffIsReadThroughAndThenPutBack) {
+    const Strings places[] = {{}, {"--program-folder", "C:\\Deep\\In\\Own"}};
+    for (const Strings& place : places) {
+        const SmallVolume volume(Form::Hives);
+        const std::string scanned = RunOn(volume, {"--json", "scan"}).out;
+        const std::string hive = volume.Read(kConfig + "SOFTWARE");
+        const auto with = [&](Strings arguments) {
+            arguments.insert(arguments.begin(), place.begin(), place.end());
+            return arguments;
+        };
+        RunUntilWrite(volume, with({"clean", "--yes"}));
+        EXPECT_NE(volume.Read(kConfig + "SOFTWARE"), hive);
+        // Where the hive can't be read at all, the journal is found all the same.
+        const auto torn = volume.Snapshot();
+        const CliRun read = RunOn(volume, with({"--json", "settings"}));
+        EXPECT_EQ(read.code, 0) << read.err;
+        EXPECT_THAT(read.err, HasSubstr("a write of the registry broke off; it is read as it was"));
+        EXPECT_TRUE(volume.Snapshot() == torn);
+        const CliRun undone = RunOn(volume, with({"undo", "last", "--yes"}));
+        EXPECT_EQ(undone.code, 0) << undone.err;
+        EXPECT_THAT(undone.err, HasSubstr("broke off; what it held before is back"));
+        EXPECT_TRUE(volume.Read(kConfig + "SOFTWARE") == hive);
+        EXPECT_EQ(RunOn(volume, {"--json", "scan"}).out, scanned);
+    }
+}
+
+TEST(OddVolume, ForgettingARecordRemovesWhatItsHivesHeld) {
+    const SmallVolume volume(Form::Hives);
+    const std::string own = "Program Files/Brackenfold/Undo/";
+    EXPECT_EQ(RunOn(volume, {"clean", "--yes"}).code, 0);
+    EXPECT_EQ(RunOn(volume, {"undo", "1", "--yes"}).code, 0);
+    EXPECT_TRUE(volume.Has(own + "0001-1.registry"));
+    EXPECT_TRUE(volume.Has(own + "0002-1.registry"));
+    EXPECT_EQ(RunOn(volume, {"undo", "--forget", "1", "--yes"}).code, 0);
+    EXPECT_FALSE(volume.Has(own + "0001-1.registry"));
+    EXPECT_TRUE(volume.Has(own + "0002-1.registry"));
+}
+
+}  // namespace
+}  // namespace bkfd
