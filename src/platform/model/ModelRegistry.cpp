@@ -38,21 +38,23 @@ bool ModelRegistry::IsWithin(const std::vector<FoldedKey>& denied, RegistryRoot 
 
 Result<std::vector<ModelRegistry::Place>> ModelRegistry::PlacesOf(RegistryRoot root,
                                                                   TextView subkey) {
+    auto places = OnePlace(root, subkey);
+    if (!places.IsOk()) return places;
+    if (root == RegistryRoot::ClassesRoot) {
+        const Text key = Text(kClasses) + u'\\' + places.value[0].key;
+        places.value.clear();
+        if (facts_.HasUserClasses()) places.value.push_back({RegistryRoot::CurrentUser, key, {}});
+        places.value.push_back({RegistryRoot::LocalMachine, key, {}});
+    }
+    for (Place& place : places.value) place.found = roots_.FindKey(place.root, place.key);
+    return places;
+}
+
+Result<std::vector<ModelRegistry::Place>> ModelRegistry::OnePlace(RegistryRoot root,
+                                                                  TextView subkey) {
     subkey = UpToNul(subkey);
     if (!subkey.empty() && subkey.front() == u'\\') return Status{SystemError::BadPathname};
-    std::vector<Place> places;
-    const auto add = [&](RegistryRoot real, Text key) {
-        const Status found = roots_.FindKey(real, key);
-        places.push_back({real, std::move(key), found});
-    };
-    if (root != RegistryRoot::ClassesRoot) {
-        add(root, Text(subkey));
-        return places;
-    }
-    const Text key = Text(kClasses) + u'\\' + Text(subkey);
-    if (facts_.HasUserClasses()) add(RegistryRoot::CurrentUser, key);
-    add(RegistryRoot::LocalMachine, key);
-    return places;
+    return std::vector<Place>{{root, Text(subkey), {}}};
 }
 
 Result<std::vector<ModelRegistry::Place>> ModelRegistry::FoundPlacesOf(RegistryRoot root,
@@ -70,12 +72,14 @@ Result<std::vector<ModelRegistry::Place>> ModelRegistry::FoundPlacesOf(RegistryR
 Result<std::vector<ModelRegistry::Place>> ModelRegistry::ReadablePlacesOf(RegistryRoot root,
                                                                           TextView subkey) {
     if (IsWithin(deniedReads_, root, UpToNul(subkey))) return Status{SystemError::AccessDenied};
-    const auto places = PlacesOf(root, subkey);
+    // Of a key with one place the call itself tells whether it is there.
+    const bool isOne = root != RegistryRoot::ClassesRoot;
+    const auto places = isOne ? OnePlace(root, subkey) : PlacesOf(root, subkey);
     if (!places.IsOk()) return places;
     for (const Place& place : places.value) {
         if (IsWithin(deniedReads_, place.root, place.key)) return Status{SystemError::AccessDenied};
     }
-    return FoundPlacesOf(root, subkey);
+    return isOne ? places : FoundPlacesOf(root, subkey);
 }
 
 Status ModelRegistry::Note(MachineChange::Kind kind, const Place& place, TextView name,

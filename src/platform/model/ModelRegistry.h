@@ -45,6 +45,8 @@ class ModelRegistry final : public Registry {
     Text InNativeView(RegistryBase base, TextView subkey) const;
     static FoldedKey Fold(RegistryRoot root, TextView key);
     static bool IsWithin(const std::vector<FoldedKey>& denied, RegistryRoot root, TextView key);
+    /// The key itself, not looked up.
+    static Result<std::vector<Place>> OnePlace(RegistryRoot root, TextView subkey);
     /// The places behind a key, the preferred one first.
     Result<std::vector<Place>> PlacesOf(RegistryRoot root, TextView subkey);
     /// The same where the key is there, at least one; what can't be read is an error.
