@@ -51,6 +51,18 @@ void Protect(const SmallVolume& volume, const std::string& name) {
     fs::permissions(volume.Path(name), fs::perms::none);
 }
 
+void SetProfile(const SmallVolume& volume, TextView path) {
+    const auto machine = volume.Load();
+    const auto value = MakeStringValue(path);
+    EXPECT_TRUE(machine->Roots()
+                    .SetValue(RegistryRoot::LocalMachine,
+                              u"Software\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList\\"
+                              u"S-1-5-21-1-2-3-1001",
+                              u"ProfileImagePath", value)
+                    .IsOk());
+    EXPECT_FALSE(machine->Commit(0));
+}
+
 const std::string kConfig = "WINDOWS/system32/config/";
 const std::string kUserHive = "Kit/NTUSER.DAT";
 
@@ -88,6 +100,19 @@ TEST(OddVolume, EachOddityIsToldByNameAndNothingIsWritten) {
          3, "NTUSER.DAT  Permission denied"},
         {"a profile is unreadable", Form::Hives, [](const auto& v) { Protect(v, "Kit"); }, 3,
          "NTUSER.DAT  can't be reached"},
+        {"a profile is a circle", Form::Hives, [](const auto& v) { Link(v, "Kit", "Kit"); }, 3,
+         "NTUSER.DAT  isn't there"},
+        {"a profile is on another drive", Form::Hives,
+         [](const auto& v) { SetProfile(v, u"E:\\Kit"); }, 3, "E:\\Kit\\NTUSER.DAT  isn't there"},
+        {"a profile has no path", Form::Hives,
+         [](const auto& v) { SetProfile(v, u"\\\\.\\pipe\\x"); }, 3, "NTUSER.DAT  isn't there"},
+        {"a prefix's file lies outside", Form::Wine,
+         [&](const auto& v) { MoveOut(v, outside, "user.reg"); }, 2, "user.reg leads out of"},
+        {"a prefix's file is a pipe", Form::Wine, [](const auto& v) { MakePipe(v, "user.reg"); }, 2,
+         "user.reg can't be read"},
+        {"a prefix's file has lines of something else", Form::Wine,
+         [](const auto& v) { v.Write("user.reg", v.Read("user.reg") + "\"x\"=hex:zz\n"); }, 3,
+         "user.reg  line "},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);

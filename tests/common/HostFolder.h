@@ -41,7 +41,8 @@ class HostFolder {
     std::map<std::string, std::string> Snapshot() const {
         std::map<std::string, std::string> files;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(path_)) {
-            if (!entry.is_regular_file()) continue;
+            std::error_code ignored;  // links may lead nowhere
+            if (!entry.is_regular_file(ignored)) continue;
             const std::string name = entry.path().string().substr(path_.size() + 1);
             files[name] = Read(name);
         }
