@@ -64,7 +64,7 @@ TEST_P(ExampleFaultSweep, LosesNothingWhateverCallFails) {
         overlay, lasting,
         [&](SplittingMachine& splitting) {
             Engine engine(splitting);
-            splitting.Begin();
+            splitting.Begin({}, EveryOne(lasting));
             (void)engine.CleanUp();
             log = engine.log->text;
         },

@@ -56,7 +56,7 @@ class UndoFaultSweep : public testing::TestWithParam<std::tuple<std::string, Las
             machine, std::get<1>(GetParam()),
             [&](SplittingMachine& splitting) {
                 KeptEngine kept(splitting);
-                splitting.Begin(from);
+                splitting.Begin(from, EveryOne(std::get<1>(GetParam())));
                 work(kept.engine);
             },
             [&] {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <regex>
 #include <set>
 
@@ -18,11 +17,6 @@ namespace {
 
 using Form = SmallVolume::Form;
 using Lasting = FaultPlan::Lasting;
-
-/// Each call fails in `./test all`; else one of so many.
-std::size_t EveryOne(std::size_t step) {
-    return std::getenv("BKFD_WHOLE_SWEEPS") != nullptr ? 1 : step;
-}
 
 /// The engine on a volume, or on an overlay of it, with records of what it changes.
 class KeptVolume {
