@@ -28,7 +28,7 @@ def configure():
     """The build folder, of clang's since it can't read what GCC precompiles; returns its compile commands."""
     for command in (["cmake", "--preset", "linux", "-B", BUILD, "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_C_COMPILER=clang",
                      "-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=0"],
-                    ["cmake", "--build", BUILD, "--target", "bkfd_resources"]):
+                    ["cmake", "--build", BUILD, "--target", "bkfd_resources", "bkfd_page"]):
         done = subprocess.run(command, cwd=ROOT, capture_output=True, text=True)
         if done.returncode != 0:
             raise SystemExit(done.stdout + done.stderr)

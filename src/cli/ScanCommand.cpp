@@ -44,8 +44,9 @@ class ScanCommand final : public Command {
     }
 
     int Run(CommandContext& context) override {
-        if (isRecord_ && !page_.empty())
+        if (isRecord_ && !page_.empty()) {
             throw CommandError("--record and --html don't go together");
+        }
         if (isRecord_) return RunForRecord(context);
         if (!record_.name.empty() || record_.wantsTimes) {
             throw CommandError("--name and --times are for --record");

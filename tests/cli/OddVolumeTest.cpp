@@ -11,7 +11,7 @@ namespace bkfd {
 namespace {
 
 namespace fs = std::filesystem;
-using Form = SmallVolume::Form;
+using VolumeForm = SmallVolume::Form;
 using testing::HasSubstr;
 
 /// As long as it lives, nothing can be done that takes root.
@@ -71,46 +71,46 @@ TEST(OddVolume, EachOddityIsToldByNameAndNothingIsWritten) {
     fs::permissions(outside.Path(), fs::perms(0755));
     const struct {
         const char* what;
-        Form form;
+        VolumeForm form;
         std::function<void(const SmallVolume&)> prepare;
         int code;
         const char* told;  // on exactly one line
     } rows[] = {
-        {"nothing odd", Form::Hives, [](const auto&) {}, 0, ""},
-        {"Windows lies outside", Form::Hives,
+        {"nothing odd", VolumeForm::Hives, [](const auto&) {}, 0, ""},
+        {"Windows lies outside", VolumeForm::Hives,
          [&](const auto& v) { MoveOut(v, outside, "WINDOWS"); }, 2, "/WINDOWS leads out of"},
-        {"a hive lies outside", Form::Hives,
+        {"a hive lies outside", VolumeForm::Hives,
          [&](const auto& v) { MoveOut(v, outside, kConfig + "SOFTWARE"); }, 2,
          "SOFTWARE leads out of"},
-        {"a hive is a device", Form::Hives,
+        {"a hive is a device", VolumeForm::Hives,
          [](const auto& v) { Link(v, kConfig + "SYSTEM", "/dev/zero"); }, 2, "SYSTEM leads out of"},
-        {"a hive is a pipe", Form::Hives, [](const auto& v) { MakePipe(v, kConfig + "SYSTEM"); }, 2,
-         "SYSTEM is no regular file"},
-        {"a hive is empty", Form::Hives, [](const auto& v) { v.Write(kConfig + "SOFTWARE", ""); },
-         2, "config/SOFTWARE"},
-        {"a hive is unreadable", Form::Hives,
+        {"a hive is a pipe", VolumeForm::Hives,
+         [](const auto& v) { MakePipe(v, kConfig + "SYSTEM"); }, 2, "SYSTEM is no regular file"},
+        {"a hive is empty", VolumeForm::Hives,
+         [](const auto& v) { v.Write(kConfig + "SOFTWARE", ""); }, 2, "config/SOFTWARE"},
+        {"a hive is unreadable", VolumeForm::Hives,
          [](const auto& v) { Protect(v, kConfig + "SOFTWARE"); }, 2, "SOFTWARE Permission denied"},
-        {"a user's hive is a device", Form::Hives,
+        {"a user's hive is a device", VolumeForm::Hives,
          [](const auto& v) { Link(v, kUserHive, "/dev/zero"); }, 3, "NTUSER.DAT  can't be reached"},
-        {"a user's hive is a pipe", Form::Hives, [](const auto& v) { MakePipe(v, kUserHive); }, 3,
-         "NTUSER.DAT  isn't there"},
-        {"a user's hive is cut", Form::Hives,
+        {"a user's hive is a pipe", VolumeForm::Hives,
+         [](const auto& v) { MakePipe(v, kUserHive); }, 3, "NTUSER.DAT  isn't there"},
+        {"a user's hive is cut", VolumeForm::Hives,
          [](const auto& v) { fs::resize_file(v.Path(kUserHive), 4200); }, 3, "NTUSER.DAT"},
-        {"a user's hive is unreadable", Form::Hives, [](const auto& v) { Protect(v, kUserHive); },
-         3, "NTUSER.DAT  Permission denied"},
-        {"a profile is unreadable", Form::Hives, [](const auto& v) { Protect(v, "Kit"); }, 3,
+        {"a user's hive is unreadable", VolumeForm::Hives,
+         [](const auto& v) { Protect(v, kUserHive); }, 3, "NTUSER.DAT  Permission denied"},
+        {"a profile is unreadable", VolumeForm::Hives, [](const auto& v) { Protect(v, "Kit"); }, 3,
          "NTUSER.DAT  can't be reached"},
-        {"a profile is a circle", Form::Hives, [](const auto& v) { Link(v, "Kit", "Kit"); }, 3,
-         "NTUSER.DAT  isn't there"},
-        {"a profile is on another drive", Form::Hives,
+        {"a profile is a circle", VolumeForm::Hives, [](const auto& v) { Link(v, "Kit", "Kit"); },
+         3, "NTUSER.DAT  isn't there"},
+        {"a profile is on another drive", VolumeForm::Hives,
          [](const auto& v) { SetProfile(v, u"E:\\Kit"); }, 3, "E:\\Kit\\NTUSER.DAT  isn't there"},
-        {"a profile has no path", Form::Hives,
+        {"a profile has no path", VolumeForm::Hives,
          [](const auto& v) { SetProfile(v, u"\\\\.\\pipe\\x"); }, 3, "NTUSER.DAT  isn't there"},
-        {"a prefix's file lies outside", Form::Wine,
+        {"a prefix's file lies outside", VolumeForm::Wine,
          [&](const auto& v) { MoveOut(v, outside, "user.reg"); }, 2, "user.reg leads out of"},
-        {"a prefix's file is a pipe", Form::Wine, [](const auto& v) { MakePipe(v, "user.reg"); }, 2,
-         "user.reg can't be read"},
-        {"a prefix's file has lines of something else", Form::Wine,
+        {"a prefix's file is a pipe", VolumeForm::Wine,
+         [](const auto& v) { MakePipe(v, "user.reg"); }, 2, "user.reg can't be read"},
+        {"a prefix's file has lines of something else", VolumeForm::Wine,
          [](const auto& v) { v.Write("user.reg", v.Read("user.reg") + "\"x\"=hex:zz\n"); }, 3,
          "user.reg  line "},
     };
@@ -135,7 +135,7 @@ TEST(OddVolume, EachOddityIsToldByNameAndNothingIsWritten) {
 }
 
 TEST(OddVolume, NoCutHiveIsCalledClean) {
-    const SmallVolume volume(Form::Hives);
+    const SmallVolume volume(VolumeForm::Hives);
     for (const std::string& hive : {kConfig + "SOFTWARE", kConfig + "SYSTEM", kUserHive}) {
         const std::string whole = volume.Read(hive);
         for (std::size_t length = 0; length < whole.size(); length += 509) {
@@ -150,7 +150,7 @@ TEST(OddVolume, NoCutHiveIsCalledClean) {
 }
 
 TEST(OddVolume, ADiskThatFailsWhileItIsReadIsTold) {
-    const SmallVolume volume(Form::Hives);
+    const SmallVolume volume(VolumeForm::Hives);
     const auto machine = volume.Load(false);
     EXPECT_TRUE(machine->Problems().empty());
     ASSERT_EQ(truncate(volume.Path(kUserHive).c_str(), 100), 0);
@@ -178,7 +178,7 @@ void RunUntilWrite(const SmallVolume& volume, const Strings& arguments) {
 TEST(OddVolume, AWriteThatBrokeOffIsReadThroughAndThenPutBack) {
     const Strings places[] = {{}, {"--program-folder", "C:\\Deep\\In\\Own"}};
     for (const Strings& place : places) {
-        const SmallVolume volume(Form::Hives);
+        const SmallVolume volume(VolumeForm::Hives);
         const std::string scanned = RunOn(volume, {"--json", "scan"}).out;
         const std::string hive = volume.Read(kConfig + "SOFTWARE");
         const auto with = [&](Strings arguments) {
@@ -202,7 +202,7 @@ TEST(OddVolume, AWriteThatBrokeOffIsReadThroughAndThenPutBack) {
 }
 
 TEST(OddVolume, ForgettingARecordRemovesWhatItsHivesHeld) {
-    const SmallVolume volume(Form::Hives);
+    const SmallVolume volume(VolumeForm::Hives);
     const std::string own = "Program Files/Brackenfold/Undo/";
     EXPECT_EQ(RunOn(volume, {"clean", "--yes"}).code, 0);
     EXPECT_EQ(RunOn(volume, {"undo", "1", "--yes"}).code, 0);

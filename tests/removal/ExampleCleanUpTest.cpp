@@ -62,9 +62,9 @@ TEST_P(ExampleFaultSweep, LosesNothingWhateverCallFails) {
     std::string log;
     SweepFaults(
         overlay, lasting,
-        [&](SplittingMachine& splitting) {
+        [&, every = EveryOne(lasting)](SplittingMachine& splitting) {
             Engine engine(splitting);
-            splitting.Begin({}, EveryOne(lasting));
+            splitting.Begin({}, every);
             (void)engine.CleanUp();
             log = engine.log->text;
         },

@@ -15,7 +15,7 @@
 namespace bkfd {
 namespace {
 
-using Form = SmallVolume::Form;
+using VolumeForm = SmallVolume::Form;
 using Lasting = FaultPlan::Lasting;
 
 /// The engine on a volume, or on an overlay of it, with records of what it changes.
@@ -82,7 +82,7 @@ std::string Seen(const SmallVolume& volume) {
     return std::regex_replace(RegistryOf(*machine), std::regex("Cleanup Time\"=.*"), "");
 }
 
-class VolumeFaultSweep : public testing::TestWithParam<std::tuple<Form, Lasting>> {
+class VolumeFaultSweep : public testing::TestWithParam<std::tuple<VolumeForm, Lasting>> {
   protected:
     VolumeFaultSweep() : volume_(std::get<0>(GetParam())), machine_(volume_.Load()) {
         const Engine engine(*machine_);
@@ -131,18 +131,18 @@ TEST_P(VolumeFaultSweep, AnUndoCanBeDoneAgain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sweep, VolumeFaultSweep,
-                         testing::Values(std::tuple(Form::Hives, Lasting::Once),
-                                         std::tuple(Form::Hives, Lasting::FromThenOn),
-                                         std::tuple(Form::Wine, Lasting::Once),
-                                         std::tuple(Form::Wine, Lasting::FromThenOn)),
+                         testing::Values(std::tuple(VolumeForm::Hives, Lasting::Once),
+                                         std::tuple(VolumeForm::Hives, Lasting::FromThenOn),
+                                         std::tuple(VolumeForm::Wine, Lasting::Once),
+                                         std::tuple(VolumeForm::Wine, Lasting::FromThenOn)),
                          [](const auto& tested) {
-                             const bool isWine = std::get<0>(tested.param) == Form::Wine;
+                             const bool isWine = std::get<0>(tested.param) == VolumeForm::Wine;
                              return std::string(isWine ? "Wine" : "Hives") +
                                     (std::get<1>(tested.param) == Lasting::Once ? "Once"
                                                                                 : "ForGood");
                          });
 
-class VolumeKillSweep : public testing::TestWithParam<Form> {
+class VolumeKillSweep : public testing::TestWithParam<VolumeForm> {
   protected:
     using Files = std::map<std::string, std::string>;
 
@@ -228,9 +228,11 @@ TEST_P(VolumeKillSweep, TheNextRunFindsTheStateBeforeOrAfter) {
     ReadHives();
 }
 
-INSTANTIATE_TEST_SUITE_P(Sweep, VolumeKillSweep, testing::Values(Form::Hives, Form::Wine),
+INSTANTIATE_TEST_SUITE_P(Sweep, VolumeKillSweep,
+                         testing::Values(VolumeForm::Hives, VolumeForm::Wine),
                          [](const auto& tested) {
-                             return std::string(tested.param == Form::Wine ? "Wine" : "Hives");
+                             return std::string(tested.param == VolumeForm::Wine ? "Wine"
+                                                                                 : "Hives");
                          });
 
 }  // namespace

@@ -18,13 +18,19 @@ PASSING = ("\\software\\microsoft\\windows\\currentversion\\explorer\\sessioninf
            "\\system\\currentcontrolset\\control\\class\\", "\\software\\wine\\")
 
 
+def shown_once(key):
+    """Wine shows the shared classes in the 32-bit view too, and that view's own classes in two places."""
+    key = key.replace("\\software\\wow6432node\\classes", "\\software\\classes\\wow6432node")
+    return re.sub(r"(\\software\\classes)\\wow6432node(?!\\(clsid|directshow|interface|media type|mediafoundation)\b)", r"\1", key)
+
+
 def export(name):
     """The values of an export by key and name, both lower-cased, and the keys."""
     values, keys = {}, set()
     lines = subprocess.run([PROGRAM, "registry", FOLDER / name], check=True, capture_output=True).stdout
     for line in lines.decode().splitlines():
         entry = json.loads(line)
-        key = entry["key"].lower().replace("\\wow6432node", "")  # where Wine shows keys a second time
+        key = shown_once(entry["key"].lower())
         if OWN in key or any(passing in key + "\\" for passing in PASSING):
             continue
         keys.add(key)
