@@ -18,7 +18,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "lint"
-SHORT = "--checks=-*,readability-braces-around-statements,bugprone-unused-return-value,bugprone-use-after-move"
+SHORT = "--checks=-*,readability-braces-around-statements,bugprone-unused-return-value"
 LONG = "--checks=-bugprone-suspicious-include"  # besides what .clang-tidy says: a library includes its sources
 # Bodies of templates that nobody uses, the standard library's above all, aren't looked at.
 USED_TEMPLATES = "--extra-arg=-fdelayed-template-parsing"
