@@ -227,6 +227,10 @@ class MergeTest(FleetCase):
             record["machine"]["name"] = record["files"][0]["path"] = name
             record["settings"][0].update(value=name, status="i")
             record["times"]["files"][0]["path"] = name
+            record["ignored"] = [{"kind": "file", "path": name, "clsid": None, "sha256": "0" * 64,
+                                  "view": None, "user": None, "note": name, "date": "2026-11-20"}]
+            if number == 0:  # an older program knew no such list
+                del record["ignored"]
             (folder / f"{number}.json").write_text(json.dumps(record, separators=(",", ":")) + "\n")
         return folder
 
@@ -252,6 +256,10 @@ class MergeTest(FleetCase):
         self.addCleanup(connection.close)
         names = [row[0] for row in connection.execute("SELECT name FROM machines")]
         self.assertEqual(sorted(names), expected)
+        ignored = connection.execute("SELECT note, path, sha256 FROM ignored").fetchall()
+        self.assertEqual(sorted(ignored), sorted((name, name, "0" * 64) for name in
+                                                 map(merging.storable, HOSTILE[1:])))
+        self.assertEqual([machine[7] for machine in data["machines"]].count([]), 1)
 
     def test_what_is_no_record_is_listed(self):
         folder = self.make_records(["a", "b"])

@@ -26,7 +26,8 @@ CREATE TABLE settings (
     registry_hive TEXT NOT NULL, registry_key TEXT NOT NULL, registry_value TEXT NOT NULL,
     technique TEXT);
 CREATE TABLE ignored (
-    machine_id INTEGER NOT NULL REFERENCES machines, entry TEXT NOT NULL);
+    machine_id INTEGER NOT NULL REFERENCES machines, kind TEXT NOT NULL, path TEXT NOT NULL,
+    clsid TEXT, sha256 TEXT, view TEXT, user TEXT, note TEXT NOT NULL, date TEXT NOT NULL);
 CREATE TABLE unreadable (
     machine_id INTEGER NOT NULL REFERENCES machines, kind TEXT NOT NULL, name TEXT NOT NULL,
     error TEXT NOT NULL);
@@ -89,8 +90,10 @@ class Database:
             (self._machines, found["number"], found["description"], found["value"],
              found["status"], found["user"], *registry_of(found)[:3], found["technique"])
             for found in record["settings"] if found["status"]))
-        self._insert("ignored", *((self._machines, json.dumps(entry))
-                                  for entry in record.get("ignored", [])))
+        self._insert("ignored", *(
+            (self._machines, entry["kind"], entry["path"], entry["clsid"], entry["sha256"],
+             entry["view"], entry["user"], entry["note"], entry["date"])
+            for entry in record.get("ignored", [])))
         self._insert("unreadable", *((self._machines, entry["kind"], entry["name"], entry["error"])
                                      for entry in record["unreadable"]))
 

@@ -13,8 +13,8 @@ def harmless(cell):
 
 
 class Csv:
-    """A line for each place of each finding, for each suspect setting, and for each machine that has
-    neither or no record."""
+    """A line for each place of each finding, for each suspect setting and ignored thing, and for each
+    machine that has none of them or no record."""
 
     def __init__(self, path):
         self._file = open(path, "w", encoding="utf-8", newline="")
@@ -23,7 +23,8 @@ class Csv:
 
     def add(self, record):
         name, verdict = record["machine"]["name"], record["verdict"]
-        rows = [*file_rows(record), *helper_rows(record), *setting_rows(record)]
+        rows = [*file_rows(record), *helper_rows(record), *setting_rows(record),
+                *ignored_rows(record)]
         for row in rows or [{}]:
             row = {"machine": name, "verdict": verdict, **row}
             self._writer.writerow([harmless(row.get(column)) for column in COLUMNS])
@@ -65,6 +66,12 @@ def setting_rows(record):
             yield {"kind": "setting", "path": found["description"], "user": found["user"],
                    "registry.path": found["registry"]["path"], "technique": found["technique"],
                    "value": found["value"]}
+
+
+def ignored_rows(record):
+    for entry in record.get("ignored", []):
+        yield {"kind": f"ignored {entry['kind']}", "path": entry["path"], "sha256": entry["sha256"],
+               "user": entry["user"], "place": entry["clsid"], "value": entry["note"]}
 
 
 class Timesketch:

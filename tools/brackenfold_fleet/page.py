@@ -61,7 +61,7 @@ class FleetPage:
     def __init__(self, path):
         self._path = path
         self._texts, self._findings = Numbered(), Numbered()
-        self._settings, self._unreadable = Numbered(), Numbered()
+        self._settings, self._unreadable, self._ignored = Numbered(), Numbered(), Numbered()
         self._machines, self._missing = [], []
 
     def _text(self, text):
@@ -96,11 +96,14 @@ class FleetPage:
             if found["status"] == "i"]
         unreadable = [self._unreadable(tuple(map(self._text, (
             entry["kind"], entry["name"], entry["error"])))) for entry in record["unreadable"]]
+        ignored = [self._ignored(tuple(map(self._text, (
+            entry["kind"], entry["path"], entry["clsid"], entry["sha256"], entry["user"],
+            entry["note"], entry["date"])))) for entry in record.get("ignored", [])]
         machine = record["machine"]
         self._machines.append((
             machine["name"], VERDICTS.index(record["verdict"]), self._text(machine["windows"]),
             self._text(", ".join(machine["users"])), findings, settings, unreadable,
-            len(record.get("ignored", [])), times.get("scanned", ""),
+            ignored, times.get("scanned", ""),
             min((entry["modified"] for entry in times.get("files", [])), default="")))
 
     def add_missing(self, name, error):
@@ -110,7 +113,8 @@ class FleetPage:
         before, behind = page_around_data()
         data = {"texts": self._texts.all(), "findings": self._findings.all(),
                 "settings": self._settings.all(), "unreadable": self._unreadable.all(),
-                "machines": self._machines, "missing": self._missing}
+                "ignored": self._ignored.all(), "machines": self._machines,
+                "missing": self._missing}
         with open(self._path, "w", encoding="utf-8") as file:
             file.write(before)
             file.write(embedded(data))

@@ -153,6 +153,7 @@
                 description: text(description), value: text(value), status: text(status),
                 user: text(user), registry: text(registry)}));
             this.unreadable = data.unreadable.map((entry) => entry.map(text));
+            this.ignored = data.ignored.map((entry) => entry.map(text));
             this.machines = data.machines.map(([name, verdict, windows, users, findings, settings,
                 unreadable, ignored, scanned, since]) => ({
                 name, verdict: VERDICTS[verdict], windows: text(windows), users: text(users),
@@ -168,6 +169,7 @@
                     parts.push(found.path, found.sha256, found.clsid, found.techniques);
                 }
                 for (const number of machine.settings) parts.push(this.settings[number].value);
+                for (const number of machine.ignored) parts.push(...this.ignored[number]);
                 machine.search = parts.join("\n").toLowerCase();
             }
             return machine.search;
@@ -193,7 +195,8 @@
 
     // The record of one machine, as `scan --record` prints it, in the form of a fleet.
     function fleetOfRecord(record) {
-        const data = {texts: [], findings: [], settings: [], unreadable: [], missing: []};
+        const data = {texts: [], findings: [], settings: [], unreadable: [], ignored: [],
+            missing: []};
         const text = (value) => value == null || value === "" ? -1 : data.texts.push(value) - 1;
         const places = (list) => list.map((place) => [place.kind, place.name, place.user,
             place.registry?.path, place.technique].map(text));
@@ -210,10 +213,12 @@
                 found.registry.path].map(text)) - 1);
         const unreadable = record.unreadable.map((entry) =>
             data.unreadable.push([entry.kind, entry.name, entry.error].map(text)) - 1);
+        const ignored = (record.ignored ?? []).map((entry) => data.ignored.push([entry.kind, entry.path,
+            entry.clsid, entry.sha256, entry.user, entry.note, entry.date].map(text)) - 1);
         const since = (record.times?.files ?? []).map((entry) => entry.modified).sort()[0] ?? "";
         data.machines = [[record.machine.name, VERDICTS.indexOf(record.verdict),
             text(record.machine.windows), text(record.machine.users.join(", ")), findings, settings,
-            unreadable, (record.ignored ?? []).length, record.times?.scanned ?? "", since]];
+            unreadable, ignored, record.times?.scanned ?? "", since]];
         return new Fleet(data);
     }
 
@@ -223,6 +228,11 @@
     const verdict = (machine) => make("span", {class: "verdict " + machine.verdict}, machine.verdict);
     const list = (title, items, show) => items.length === 0 ? [] :
         [make("strong", {}, title), make("ul", {}, items.map((item) => make("li", {}, show(item))))];
+
+    const showIgnored = ([kind, path, clsid, sha256, user, note, date]) => [
+        kind.replace("-", " ") + " ", mono([clsid, path].filter(Boolean).join(" ")), user ? " of " + user : "",
+        make("span", {class: "faint"}, [note, date].filter(Boolean).map((part) => "; " + part).join("")),
+        sha256 ? make("div", {class: "mono faint"}, sha256) : null];
 
     function details(fleet, machine) {
         const findings = machine.findings.map((number) => fleet.findings[number]);
@@ -239,9 +249,8 @@
                 [setting.description + ": ", mono(setting.value), setting.user ? " of " + setting.user : "",
                     make("div", {class: "mono faint"}, setting.registry)]),
             list("Could not be read", machine.unreadable.map((n) => fleet.unreadable[n]),
-                ([kind, name, error]) => [kind + " ", mono(name), ": " + error])].flat();
-        if (machine.ignored) content.push(make("p", {}, count(machine.ignored, "entry", "entries")
-            + " passed over as the list of ignored ones says"));
+                ([kind, name, error]) => [kind + " ", mono(name), ": " + error]),
+            list("Ignored", machine.ignored.map((n) => fleet.ignored[n]), showIgnored)].flat();
         return content.length ? content : [make("p", {}, "Nothing was found.")];
     }
 
@@ -375,6 +384,25 @@
         return content.length ? [section("Could not be read", content)] : [];
     }
 
+    function ignored(fleet, showOnly) {
+        // One entry of a list, whoever's it is and since when.
+        const groups = fleet.group("ignored", fleet.ignored, ([, path, clsid, sha256]) =>
+            (sha256 || path.toLowerCase()) + clsid.toLowerCase());
+        if (!groups.length) return [];
+        return [section("Ignored", make("p", {class: "faint"},
+            "What machines' own lists of ignored things passed over; it counts for no verdict."),
+        new Table("Ignored", [
+            {title: "What", value: ({first: [, path, clsid]}) => path || clsid, show: ({first}) => [
+                first[0].replace("-", " ") + " ", mono([first[2], first[1]].filter(Boolean).join(" "))]},
+            {title: "Notes", value: (group) => [...new Set([...group.others].map((n) =>
+                fleet.ignored[n][5]).filter(Boolean))].join("; ")},
+            {title: "Machines", isNumber: true, value: (group) => group.machines.size,
+                show: (group) => make("button", {type: "button", class: "link",
+                    onclick: () => showOnly(group.machines, "that ignore " + (group.first[1] || group.first[2]))},
+                count(group.machines.size, "machine"))},
+        ], groups).element)];
+    }
+
     // ------------------------------------------------------------ pages
 
     function showFleet(fleet) {
@@ -385,7 +413,8 @@
         const [machines, showOnly] = machineTable(fleet);
         return ["Brackenfold: " + count(fleet.machines.length + fleet.missing.length, "machine"),
             section("Verdicts", chart("Verdicts", rows)), parasites(fleet, showOnly),
-            pages(fleet, showOnly), overTime(fleet), machines, unread(fleet)];
+            pages(fleet, showOnly), overTime(fleet), machines, unread(fleet),
+            ignored(fleet, showOnly)];
     }
 
     function showMachine(fleet) {
