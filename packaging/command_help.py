@@ -1,13 +1,15 @@
 """What `brackenfold --help` and each command's --help tell, as data: the one source of the manual page and
-of the completions. Help of a form that isn't known here is an error, so that nothing gets lost."""
+of the completions. Help of a form that isn't known here is an error, so that nothing gets lost. The same of a
+program that declares its options by argparse."""
+import argparse
 import dataclasses
 import re
 import subprocess
 
 HEADINGS = "Options:", "Positionals:", "Subcommands:"
 ROW = re.compile(r"  (\S(?:.*?\S)?)(?:\s{2,}(\S.*))?$")
-DIRECTORIES = "FOLDER"
-FILES = "FILE"
+DIRECTORIES = ("FOLDER",)
+FILES = ("FILE", "LIST", "PLAN")
 
 
 @dataclasses.dataclass
@@ -15,6 +17,7 @@ class Row:
     """An option, a positional or a command as the help lists it."""
     label: str  # "--machine FOLDER", "FILE ... REQUIRED", "scan"
     meaning: str
+    choices: tuple = ()  # the words that it may be, where it may not be any
 
     @property
     def names(self):
@@ -37,10 +40,11 @@ class Help:
     positionals: list
     text: str  # what stands behind the lists: paragraphs; those that are indented are to stay as they are
     commands: list  # a Help each, with its summary as description
+    program: str = "brackenfold"
 
     @property
     def name(self):
-        return self.path[-1] if self.path else "brackenfold"
+        return self.path[-1] if self.path else self.program
 
     def all(self):
         """This one and all below it."""
@@ -83,3 +87,18 @@ def read_row(line, rows):
         rows[-1].meaning = (rows[-1].meaning + " " + line.strip()).strip()
     else:
         raise ValueError(f"a row that isn't understood: {line}")
+
+
+def read_parser(parser, description, path=()):
+    """The same of an argparse.ArgumentParser, which tells of its commands by private names alone."""
+    found = Help(path, description, "", [], [], "", [], parser.prog.split(" ")[0])
+    for action in parser._actions:
+        if isinstance(action, argparse._SubParsersAction):
+            summaries = {each.dest: each.help for each in action._choices_actions}
+            found.commands = [read_parser(each, summaries[name], (*path, name)) for name, each in action.choices.items()]
+            continue
+        placeholder = (action.metavar or action.dest.upper()) if action.nargs != 0 else ""
+        label = f"{','.join(action.option_strings)} {placeholder}".strip()
+        row = Row(label, action.help or "", tuple(action.choices or ()))
+        (found.options if action.option_strings else found.positionals).append(row)
+    return found

@@ -12,23 +12,29 @@ import sys
 import tempfile
 import termios
 
-SHOW = "brackenfold() { printf '<%s>' \"$@\"; echo .; }\n"
+SHOW = "PROGRAM() { printf '<%s>' \"$@\"; echo .; }\n"
 SHELLS = {
-    "bash": (["bash", "--norc", "-i"], "source FOLDER/brackenfold\n" + SHOW),
+    "bash": (["bash", "--norc", "-i"], "source FOLDER/PROGRAM\n" + SHOW),
     "zsh": (["zsh", "-f", "-i"], "fpath=(FOLDER $fpath); autoload -U compinit; compinit -u -D\n"
             "zstyle ':completion:*' insert-tab false; unsetopt beep\n" + SHOW),
-    "fish": (["fish", "--no-config", "-i"], "source FOLDER/brackenfold.fish\n"
-             "function brackenfold; printf '<%s>' $argv; echo .; end\n"),
+    "fish": (["fish", "--no-config", "-i"], "source FOLDER/PROGRAM.fish\n"
+             "function PROGRAM; printf '<%s>' $argv; echo .; end\n"),
 }
 # What is typed, then the Tab key; what the program is given.
 LINES = (
-    ("sca", "<scan>"),
-    ("clean --dry", "<clean><--dry-run>"),
-    ("scan --mach", "<scan><--machine>"),
-    ("--machine fold", "<--machine><folder>"),
-    ("--machine folder disab", "<--machine><folder><disable>"),
-    ("identify folder/some", "<identify><folder/some.dll>"),
-    ("decode --out fold", "<decode><--out><folder>"),
+    ("brackenfold sca", "<scan>"),
+    ("brackenfold clean --dry", "<clean><--dry-run>"),
+    ("brackenfold scan --mach", "<scan><--machine>"),
+    ("brackenfold --machine fold", "<--machine><folder>"),
+    ("brackenfold --machine folder disab", "<--machine><folder><disable>"),
+    ("brackenfold identify folder/some", "<identify><folder/some.dll>"),
+    ("brackenfold decode --out fold", "<decode><--out><folder>"),
+    ("brackenfold-fleet mer", "<merge>"),
+    ("brackenfold-fleet run --engine slu", "<run><--engine><slurm>"),
+    ("brackenfold-fleet run folder/some", "<run><folder/some.dll>"),
+    ("brackenfold-fleet run folder/some.dll --out fold", "<run><folder/some.dll><--out><folder>"),
+    ("brackenfold-fleet status f", "<status><folder>"),
+    ("brackenfold-fleet clean folder folder/so", "<clean><folder><folder/some.dll>"),
 )
 
 
@@ -51,9 +57,10 @@ def complete(shell, typed, completions, folder):
                                preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
     os.close(other)
     try:
-        os.write(terminal, (preparation.replace("FOLDER", str(completions)) + "echo READ''Y\n").encode())
+        preparation = preparation.replace("FOLDER", str(completions)).replace("PROGRAM", typed.split()[0])
+        os.write(terminal, (preparation + "echo READ''Y\n").encode())
         read_until(terminal, b"READY")
-        os.write(terminal, f"brackenfold {typed}\t".encode())
+        os.write(terminal, f"{typed}\t".encode())
         shown = read_until(terminal, b"nothing like that", 1)
         os.write(terminal, b"\n")
         shown += read_until(terminal, b">.")
@@ -75,7 +82,7 @@ def main():
             for typed, expected in LINES:
                 given = complete(shell, typed, completions, folder)
                 if given != expected:
-                    print(f"{shell}: brackenfold {typed}[Tab] gives {given!r} instead of {expected}")
+                    print(f"{shell}: {typed}[Tab] gives {given!r} instead of {expected}")
                     bad += 1
     sys.exit(1 if bad else 0)
 

@@ -19,8 +19,7 @@ dpkg-deb -x "$deb" "$work/unpacked"
 warnings=$(MANWIDTH=80 LC_ALL=C.UTF-8 man --warnings -l "$work"/unpacked/usr/share/man/man1/*.gz 2>&1 >/dev/null)
 [ -z "$warnings" ] || { echo "$warnings"; exit 1; }
 mkdir "$work/completions"
-cp "$work"/unpacked/usr/share/{bash-completion/completions/brackenfold,zsh/vendor-completions/_brackenfold,fish/vendor_completions.d/brackenfold.fish} \
-    "$work/completions/"
+cp "$work"/unpacked/usr/share/{bash-completion/completions,zsh/vendor-completions,fish/vendor_completions.d}/* "$work/completions/"
 tests/packages/check_completions.py "$work/completions"
 
 # files_in: all paths of the folder but those of package lists, caches and logs.

@@ -53,7 +53,8 @@ def add_run(parser):
     parser.add_argument("--out", required=True, metavar="FOLDER", help="the run's folder")
     parser.add_argument("-0", "--null", action="store_true",
                         help="entries are separated by NUL bytes, not by line ends")
-    parser.add_argument("--engine", choices=ENGINES, default="local")
+    parser.add_argument("--engine", choices=ENGINES, default="local",
+                        help="what works on the list (local)")
     add_distribution(parser)
     parser.add_argument("--open", metavar="CMD", help="`CMD open ENTRY FOLDER read` makes the machine"
                         " lie in FOLDER, `CMD close ...` takes it away; ready ones: "
