@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""check_imports.py FILE...: the 32-bit programs import only what Windows 95 exports.
+"""check_imports.py FILE...: the 32-bit programs, and the setup with its plug-ins, import only what Windows 95
+exports, and ask for no later Windows.
 
 tools/windows95_imports.txt lists what may stand in an import table, as "library function". One
 missing name keeps a program from starting there, so what isn't listed is looked up at run time; a
@@ -11,14 +12,17 @@ import re
 import subprocess
 import sys
 
+OLDEST = "Windows 95 and NT 4", (4, 0)
 LIST = pathlib.Path(__file__).with_name("windows95_imports.txt")
 IMPORT = re.compile(r"\s+[0-9a-f]+\s+\d+\s+(\w+)$")
 
 
-def imports(file):
+def headers(file):
+    return subprocess.run(["i686-w64-mingw32-objdump", "-p", file], capture_output=True, text=True, check=True).stdout
+
+
+def imports(dump):
     """Pairs of library, in lower case, and function."""
-    dump = subprocess.run(["i686-w64-mingw32-objdump", "-p", file], capture_output=True, text=True,
-                          check=True).stdout
     library = None
     for line in dump.splitlines():
         name = re.match(r"\s*DLL Name: (\S+)", line)
@@ -30,18 +34,28 @@ def imports(file):
             yield library, IMPORT.match(line)[1]
 
 
+def oldest_windows(dump):
+    """The version that the file asks for, (4, 0) say."""
+    return tuple(int(re.search(rf"^{part}SubsystemVersion\s+(\d+)", dump, re.M)[1]) for part in ("Major", "Minor"))
+
+
+def complaints(file, allowed):
+    dump = headers(file)
+    seen = [f"{library} {name}" for library, name in imports(dump) if library != "msvcrt.dll"]
+    if not seen:
+        yield "no imports found"
+    if oldest_windows(dump) > OLDEST[1]:
+        yield f"doesn't start on {OLDEST[0]}"
+    yield from (f"Windows 95 may lack {entry}" for entry in seen if entry not in allowed)
+
+
 def main():
     allowed = set(LIST.read_text(encoding="ascii").splitlines())
     bad = 0
     for file in sys.argv[1:]:
-        seen = [f"{library} {name}" for library, name in imports(file) if library != "msvcrt.dll"]
-        if not seen:
-            print(f"{file}: no imports found")
+        for complaint in complaints(file, allowed):
+            print(f"{file}: {complaint}")
             bad += 1
-        for entry in seen:
-            if entry not in allowed:
-                print(f"{file}: Windows 95 may lack {entry}")
-                bad += 1
     return 1 if bad or len(sys.argv) < 2 else 0
 
 

@@ -44,10 +44,23 @@ VIAddVersionKey "LegalCopyright" "Tarnwick Labs. All rights reserved."
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE "English"
 
-; The 64-bit program's folder and registry view, where the processor runs it.
+; Whether the 64-bit program runs here: on its own processors, and on ARM64 since Windows 11, which tells so by a
+; call that those before it lack. There it sees all, as programs of the system's own do.
+Var Runs64
+
+; Answers that, and takes the registry view of the program.
 !macro UseSystem
     SetShellVarContext all
+    StrCpy $Runs64 0
     ${If} ${IsNativeAMD64}
+        StrCpy $Runs64 1
+    ${ElseIf} ${IsNativeARM64}
+        System::Call 'kernel32::GetMachineTypeAttributes(i 0x8664, *i .r1) i .r0'
+        ${If} $0 == 0
+            IntOp $Runs64 $1 & 1  ; programs of users run
+        ${EndIf}
+    ${EndIf}
+    ${If} $Runs64 = 1
         SetRegView 64
     ${EndIf}
 !macroend
@@ -94,7 +107,7 @@ Function .onInit
     ${EndIf}
     ${If} $INSTDIR == ""
         StrCpy $INSTDIR "$PROGRAMFILES\Brackenfold"
-        ${If} ${IsNativeAMD64}
+        ${If} $Runs64 = 1
             StrCpy $INSTDIR "$PROGRAMFILES64\Brackenfold"
         ${EndIf}
     ${EndIf}
@@ -105,7 +118,7 @@ Section
     SetOverwrite try
     ClearErrors
     SetOutPath "$INSTDIR\Setup.new"
-    ${If} ${IsNativeAMD64}
+    ${If} $Runs64 = 1
         File "${FILES}/64-bit/Brackenfold.exe"
         File "${FILES}/64-bit/BKFDCustom.dll"
     ${Else}

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""check_contents.py DIST: the checksums are those of the files, and the SPDX list names what dpkg, unzip and
-7-Zip find in the packages, with the checksums that it then has."""
+"""check_contents.py DIST: the checksums are those of the files, the SPDX list names what dpkg, unzip and 7-Zip
+find in the packages, with the checksums that it then has, and the setup starts wherever the program does."""
 import hashlib
 import json
 import pathlib
@@ -16,10 +16,23 @@ UNPACKERS = {
 }
 
 
-def unpacked(package, folder):
+IMPORTS = pathlib.Path(__file__).parents[2] / "tools/check_imports.py"
+
+
+def unpack(package, folder):
+    command = [part.format(package=package, folder=folder) for part in UNPACKERS[package.suffix][0]]
+    subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
+
+
+def setup_is_for_old_systems(package, folder):
+    """The setup itself, its plug-ins and the removal."""
+    programs = [package, *pathlib.Path(folder).rglob("*Uninstall.exe"), *pathlib.Path(folder).rglob("$PLUGINSDIR/*.dll")]
+    return len(programs) > 2 and subprocess.run([IMPORTS, *programs]).returncode == 0
+
+
+def digests(package, folder):
     """SHA-256 of each file in it by its name."""
-    command, ignored = UNPACKERS[package.suffix]
-    subprocess.run([part.format(package=package, folder=folder) for part in command], check=True, stdout=subprocess.DEVNULL)
+    ignored = UNPACKERS[package.suffix][1]
     files = [path for path in pathlib.Path(folder).rglob("*") if path.is_file() and not path.is_symlink()]
     names = {path.relative_to(folder).as_posix(): hashlib.sha256(path.read_bytes()).hexdigest() for path in files}
     return {name: digest for name, digest in names.items() if not any(part in name for part in ignored)}
@@ -41,7 +54,10 @@ def main():
     packages = [path for path in sorted(dist.iterdir()) if path.suffix in UNPACKERS]
     for package in packages:
         with tempfile.TemporaryDirectory() as folder:
-            inside, told = unpacked(package, folder), listed(document, package)
+            unpack(package, folder)
+            inside, told = digests(package, folder), listed(document, package)
+            if package.suffix == ".exe" and not setup_is_for_old_systems(package, folder):
+                bad = 1
         if package.suffix == ".exe":  # its folders are chosen when it runs
             inside, told = sorted(inside.values()), sorted(told.values())
         if inside != told or not told:
