@@ -80,10 +80,14 @@ void WalkHiveFile(const std::string& path, MappedFile file, const RegistryFileOp
 void WalkRegText(const std::string& path, ByteView file, const RegistryFileOptions& options,
                  RegistryVisitor& visitor) {
     const RegCodePage codePage{options.decode, {}};
-    const auto parsed = ParseRegText(file, codePage);
+    std::vector<RegParseError> passedOver;
+    const auto parsed = ParseRegText(file, codePage, {}, &passedOver);
     if (const auto* const error = std::get_if<RegParseError>(&parsed)) {
         if (error->line == 1) Fail(path, "is no registry file of a known form");
         Fail(path, "line " + std::to_string(error->line) + ": " + error->message);
+    }
+    for (const RegParseError& error : passedOver) {
+        visitor.OnUnreadable({}, "line " + std::to_string(error.line) + ": " + error.message);
     }
     for (const RegSection& section : std::get<RegDocument>(parsed).sections) {
         const Text key = u'\\' + section.key;

@@ -57,13 +57,15 @@ using RegKeyCheck = std::function<std::string(TextView key)>;
 /// Reads a whole file: UTF-16LE with or without its mark; UTF-8 with a mark, or without one for
 /// version 5.00; the code page for REGEDIT4 without a mark. Lines end in CR LF, LF or CR. The first
 /// malformed line is the error, and nothing else is returned then; a key that `check` finds wrong
-/// makes its line malformed.
+/// makes its line malformed. With `passedOver`, malformed lines behind the first are noted there
+/// and left out, as registry editors do, and so are the entries of a malformed key.
 ///
 /// Inside quotes \\ \" \n \r and \0 are escapes (Wine's registry editor writes the last three), and
 /// a line break belongs to the text. What a [-key] section holds is returned with it.
 std::variant<RegDocument, RegParseError> ParseRegText(std::span<const std::uint8_t> file,
                                                       const RegCodePage& codePage,
-                                                      const RegKeyCheck& check = {});
+                                                      const RegKeyCheck& check = {},
+                                                      std::vector<RegParseError>* passedOver = {});
 
 /// The header line with its CR LF; version 5.00 has an empty line behind it, which is left out
 /// here.

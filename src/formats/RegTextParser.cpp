@@ -96,6 +96,18 @@ class Cursor {
         Accept(u'\n');
     }
 
+    /// Goes on behind the line of a position, and behind those that continue it and are no keys.
+    void LeaveLine(std::size_t position) {
+        position_ = position;
+        bool isContinued = true;
+        while (isContinued) {
+            isContinued = TakeLine().ends_with(u'\\');
+            Accept(u'\r');
+            Accept(u'\n');
+            isContinued = isContinued && Peek() != u'[';
+        }
+    }
+
   private:
     TextView text_;
     std::size_t position_ = 0;
@@ -109,6 +121,22 @@ class Parser {
     RegDocument Parse() {
         ReadHeader();
         while (!cursor_.AtEnd()) ReadLine();
+        return std::move(document_);
+    }
+
+    /// Keeps each failure behind the header, with the line that it makes worthless, and goes on
+    /// behind that, so that a text that isn't closed hides no keys.
+    RegDocument ParseWhatIsWhole(std::vector<Failure>& failures) {
+        ReadHeader();
+        while (!cursor_.AtEnd()) {
+            const std::size_t start = cursor_.Position();
+            try {
+                ReadLine();
+            } catch (Failure& failure) {
+                cursor_.LeaveLine(start);
+                failures.push_back({start, std::move(failure.message)});
+            }
+        }
         return std::move(document_);
     }
 
@@ -128,12 +156,10 @@ class Parser {
         cursor_.SkipBlanks();
         switch (cursor_.Peek()) {
             case u'[':
-                ReadKey();
-                break;
+                return ReadKey();
             case u'@':
             case u'"':
-                ReadEntry();
-                break;
+                return ReadEntry();
             case u';':
                 break;
             default:
@@ -144,6 +170,7 @@ class Parser {
 
     void ReadKey() {
         cursor_.Accept(u'[');
+        hasKey_ = false;  // what follows belongs to no other key
         RegSection section;
         section.isDeletion = cursor_.Accept(u'-');
         const TextView rest = cursor_.TakeLine();
@@ -154,17 +181,20 @@ class Parser {
         section.key = rest.substr(0, end);
         std::string wrong = check_ ? check_(section.key) : std::string();
         if (!wrong.empty()) cursor_.Fail(std::move(wrong));
+        cursor_.FinishLine();
         document_.sections.push_back(std::move(section));
+        hasKey_ = true;
     }
 
     void ReadEntry() {
-        if (document_.sections.empty()) cursor_.Fail("a value stands before the first key");
+        if (!hasKey_) cursor_.Fail("a value stands behind no key");
         RegEntry entry;
         if (!cursor_.Accept(u'@')) entry.name = ReadQuoted();
         cursor_.SkipBlanks();
         if (!cursor_.Accept(u'=')) cursor_.Fail("no = behind the value's name");
         cursor_.SkipBlanks();
         ReadData(entry);
+        cursor_.FinishLine();
         document_.sections.back().entries.push_back(std::move(entry));
     }
 
@@ -265,6 +295,7 @@ class Parser {
     const RegCodePage& codePage_;
     const RegKeyCheck& check_;
     RegDocument document_;
+    bool hasKey_ = false;
 };
 
 constexpr std::uint8_t kUtf16Mark[] = {0xFF, 0xFE};
@@ -294,6 +325,19 @@ Text DecodeUtf8(std::string_view bytes) {
     return text;
 }
 
+/// Failures in their order, by lines.
+std::vector<RegParseError> WithLines(TextView text, std::vector<Failure> failures) {
+    std::vector<RegParseError> errors;
+    std::size_t line = 1;
+    std::size_t at = 0;
+    for (Failure& failure : failures) {
+        line += LineOf(text.substr(at), failure.position - at) - 1;
+        at = failure.position;
+        errors.push_back({line, std::move(failure.message)});
+    }
+    return errors;
+}
+
 /// The file as text, without its mark.
 Text DecodeFile(std::span<const std::uint8_t> file, const RegCodePage& codePage) {
     if (BeginsWith(file, kUtf16Mark)) return DecodeUtf16(file.subspan(std::size(kUtf16Mark)));
@@ -309,11 +353,17 @@ Text DecodeFile(std::span<const std::uint8_t> file, const RegCodePage& codePage)
 
 std::variant<RegDocument, RegParseError> ParseRegText(std::span<const std::uint8_t> file,
                                                       const RegCodePage& codePage,
-                                                      const RegKeyCheck& check) {
+                                                      const RegKeyCheck& check,
+                                                      std::vector<RegParseError>* passedOver) {
     try {
         const Text text = DecodeFile(file, codePage);
         try {
-            return Parser(text, codePage, check).Parse();
+            Parser parser(text, codePage, check);
+            if (passedOver == nullptr) return parser.Parse();
+            std::vector<Failure> failures;
+            RegDocument document = parser.ParseWhatIsWhole(failures);
+            *passedOver = WithLines(text, std::move(failures));
+            return document;
         } catch (Failure& failure) {
             return RegParseError{LineOf(text, failure.position), std::move(failure.message)};
         }

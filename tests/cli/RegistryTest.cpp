@@ -151,6 +151,11 @@ TEST(Registry, TellsWhatCouldNotBeRead) {
     EXPECT_EQ(cut.err, "brackenfold: " + folder.Path("cut") +
                            ": could not read: the hive is cut off: its bins go on behind the "
                            "file's end\n");
+    folder.Write("bad.reg", "REGEDIT4\n[A]\n\"b\"=?\n\"c\"=hex:01\n");
+    const CliRun bad = RunCli({"registry", folder.Path("bad.reg")});
+    EXPECT_EQ(bad.code, 3);
+    EXPECT_THAT(bad.err, HasSubstr(": could not read: line 3: unknown kind of data\n"));
+    EXPECT_THAT(bad.out, HasSubstr("\"data\": \"01\"}\n"));
     const CliRun many = RunCli({"registry", folder.Path("wine")});
     EXPECT_EQ(many.code, 3);
     EXPECT_THAT(many.err, HasSubstr("could not read \\A: line 303: it is neither a key"));
@@ -167,7 +172,7 @@ TEST(Registry, RefusesWhatIsNoRegistryFile) {
         Write32(log, 28, 6);
         return AsString(log);
     }());
-    folder.Write("bad.reg", "REGEDIT4\n[A]\n\"b\"=?\n");
+    folder.Write("bad.reg", "Windows Registry Editor Version 5.00\n[A]\n;\xE9\n");
     const std::pair<const char*, const char*> rows[] = {
         {"missing", "No such file or directory"},
         {".", "Is a directory"},
@@ -175,7 +180,7 @@ TEST(Registry, RefusesWhatIsNoRegistryFile) {
         {"text", "is no registry file of a known form"},
         {"creg", "has no tree of keys"},
         {"log", "is the log of a hive, not the hive"},
-        {"bad.reg", "line 3: unknown kind of data"},
+        {"bad.reg", "line 3: malformed UTF-8"},
     };
     for (const auto& [name, error] : rows) {
         const CliRun run = RunCli({"registry", folder.Path(name)});

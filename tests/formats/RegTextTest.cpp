@@ -172,8 +172,24 @@ TEST(RegText, TheFirstMalformedLineIsTheError) {
     for (const char* text : {"", "REGEDIT\r\n", "REGEDIT45\n", "\r\nREGEDIT4\r\n"}) {
         EXPECT_EQ(DescribeFile(Utf8File(text)), noHeader) << text;
     }
-    EXPECT_EQ(DescribeFile(Utf8File("REGEDIT4\n\n\"n\"=-")),
-              "3: a value stands before the first key");
+    EXPECT_EQ(DescribeFile(Utf8File("REGEDIT4\n\n\"n\"=-")), "3: a value stands behind no key");
+}
+
+TEST(RegText, WhatIsWholeIsReadIfMalformedLinesArePassedOver) {
+    const std::string text =
+        "REGEDIT4\n[a]\njunk\n\"1\"=dword:1\n\"path\"=\"C:\\Temp\"\n\"hex\"=hex:01,zz,\\\n 02,\\\n "
+        "03\n"
+        "\"2\"=dword:2\n\"open\"=\"x\n[b]\n\"3\"=\"y\"\n[c\n\"lost\"=dword:4\n\"cut\"=hex:01,\\\n["
+        "d]\n"
+        "\"5\"=dword:5\n\x1A";
+    std::vector<RegParseError> passedOver;
+    EXPECT_EQ(Describe(ParseRegText(Utf8File(text), kCodePage, {}, &passedOver)),
+              "[a]\n1 4:01000000\n2 4:02000000\n[b]\n3 1:79000000\n[d]\n5 4:05000000\n");
+    std::string lines;
+    for (const RegParseError& error : passedOver) lines += std::to_string(error.line) + ' ';
+    EXPECT_EQ(lines, "3 5 6 10 13 14 15 18 ");
+    EXPECT_EQ(passedOver[1].message, "unknown escape in a quoted text");
+    EXPECT_EQ(DescribeFile(Utf8File(text)), "3: neither a key, a value nor a comment");
 }
 
 /// A value "n".
