@@ -4,9 +4,12 @@ A listing is a list of items: ("key", path) and ("value", path, name, type, data
 what our own item looks like in its form (`expected`), since none can express everything; None there
 means that it isn't asked, and a None in an item that it isn't asked for this field.
 """
+import json
+import os
 import re
 import struct
 import subprocess
+import sys
 import urllib.parse
 
 TYPES = {"REG_NONE": 0, "REG_SZ": 1, "REG_EXPAND_SZ": 2, "REG_BINARY": 3,
@@ -15,6 +18,7 @@ TYPES = {"REG_NONE": 0, "REG_SZ": 1, "REG_EXPAND_SZ": 2, "REG_BINARY": 3,
          "REG_RESOURCE_REQUIREMENTS_LIST": 10, "REG_QWORD_LITTLE_ENDIAN": 11, "REG_QWORD": 11}
 SHORT_TYPES = {"NONE": 0, "SZ": 1, "EXPAND_SZ": 2, "BINARY": 3, "DWORD": 4, "DWORD_BE": 5, "LINK": 6,
                "MULTI_SZ": 7, "RSRC_LIST": 8, "RSRC_DESC": 9, "RSRC_REQ_LIST": 10, "QWORD": 11}
+TYPE_OF_A_KEY = 0x7FFFFFFF  # by which reglookup tells keys from values
 TEXT_TYPES = (1, 2, 6, 7)
 LONE_SURROGATE = re.compile("[\ud800-\udfff]")
 LONGEST_RUN = 1800  # seconds
@@ -34,21 +38,35 @@ def run(*command):
         done = subprocess.run(command, capture_output=True, timeout=LONGEST_RUN)
     except subprocess.TimeoutExpired as error:
         raise Refused("takes too long") from error
+    if done.returncode < 0:
+        raise Refused(f"was ended by signal {-done.returncode}")
     return done.returncode, done.stdout, done.stderr
 
 
 class Hivex:
-    """libhivex by its Python binding; hivexml is the same library with less exact data."""
+    """libhivex by its Python binding; hivexml is the same library with less exact data.
+
+    It reads in a process of its own, as the others do, so that it may crash.
+    """
     name = "libhivex"
 
     def read(self, file):
+        code, out, errors = run(sys.executable, __file__, file)
+        if code != 0:
+            told = errors.decode(errors="replace").strip().splitlines()
+            raise Refused(told[-1] if told else "")
+        self.is_partial, *items = (json.loads(line) for line in out.splitlines())
+        return [tuple(item) for item in items]
+
+    def walk(self, file):
         import hivex  # of Debian's Python
         self.is_partial = False
         try:
-            hive = hivex.Hivex(file)
+            # The binding takes no names but UTF-8.
+            hive = hivex.Hivex(f"/dev/fd/{os.open(file, os.O_RDONLY)}")
             root = hive.root()
         except RuntimeError as error:
-            raise Refused(str(error)) from error
+            sys.exit(str(error))
         items = []
         pending = [(root, "")]
         while pending:
@@ -112,6 +130,8 @@ class Reglookup:
     def name_of(field):
         """A name: ASCII, else its bytes in the hive, of which two belong together or not."""
         raw = urllib.parse.unquote_to_bytes(field)
+        if len(raw) % 2 == 1 and 0 in raw:
+            raw = raw[:-1]  # half a unit, behind a name of a wrong length
         if len(raw) % 2 == 0 and raw and not any(raw[1::2]):
             return raw.decode("utf-16-le")
         return raw.decode("latin-1")
@@ -126,6 +146,8 @@ class Reglookup:
         path = "\\".join(self.shown_name(name) for name in item[1].split("\\"))
         if item[0] == "key":
             return ("key", path)
+        if item[3] == TYPE_OF_A_KEY:
+            return ("key", path + "\\" + self.shown_name(item[2]))
         known = item[3] in SHORT_TYPES.values()
         is_exact = item[3] == 3 and item[4] or item[3] == 4 and len(item[4]) == 8
         return ("value", path, self.shown_name(item[2]), item[3] if known else None,
@@ -246,3 +268,15 @@ def same_data(ours, theirs):
 
 HIVE_READERS = (Hivex, Reglookup, Regfexport)
 CREG_READERS = (Cregexport,)
+
+
+def main():
+    """Prints what libhivex reads of a file: whether that is a part only, then an item a line."""
+    reader = Hivex()
+    items = reader.walk(sys.argv[1])
+    for line in (reader.is_partial, *items):
+        print(json.dumps(line))
+
+
+if __name__ == "__main__":
+    main()
