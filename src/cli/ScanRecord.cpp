@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "cli/FileSha256.h"
+#include "cli/HostSha256.h"
 #include "platform/Result.h"
 #include "platform/files/HostFiles.h"
 #include "services/ApplicationState.h"

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "cli/FileSha256.h"
 #include "detection/CPaDetector.h"
 #include "identity/CHashier.h"
+#include "identity/FileSha256.h"
 #include "platform/Machine.h"
 #include "services/FileUtil.h"
 

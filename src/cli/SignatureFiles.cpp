@@ -9,7 +9,8 @@
 #include <string_view>
 
 #include "cli/Command.h"
-#include "cli/FileSha256.h"
+#include "cli/HostSha256.h"
+#include "identity/FileSha256.h"
 #include "resources/SignatureLists.h"
 #include "ui/terminal/PrintableText.h"
 

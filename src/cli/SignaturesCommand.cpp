@@ -2,7 +2,7 @@
 #include <ostream>
 
 #include "cli/Commands.h"
-#include "cli/FileSha256.h"
+#include "cli/HostSha256.h"
 #include "cli/MachineSession.h"
 #include "ui/terminal/PrintableText.h"
 

@@ -69,12 +69,8 @@ void CPaRemover::Check() {
     const Text source = u"CPaRemover.Check";
     ParasitesFound = kFalse;
     LogErrors(*logger_, LogLevel::SystemFailure, source, [&] {
-        CPaDetector detector;
-        detector.Init(logger_, nullptr);
-        KeyedList files;
-        KeyedList bhos;
-        detector.DetectParasites(files, bhos);
-        if (files.Count() + bhos.Count() > 0) ParasitesFound = kTrue;
+        const Detection found = FindParasites();
+        if (!found.files.empty() || !found.bhos.empty()) ParasitesFound = kTrue;
     });
     logger_->Trace(ParasitesFound ? u"True" : u"False", source);
 }
@@ -129,11 +125,17 @@ void CPaRemover::CleanUp() {
     TheToolkit().SetPointer(Pointer::Default);
 }
 
+Detection CPaRemover::FindParasites() {
+    CPaDetector detector;
+    detector.Init(logger_, nullptr);
+    Detection found = detector.Detect(false);
+    ignored_ = PassOver(logger_).TakeFrom(found);
+    return found;
+}
+
 /// The order keeps parasites from restoring one another: first the registrations, then the names of
 /// the files while their holders still run, then all holders in one pass.
 void CPaRemover::RemoveParasites() {
-    CPaDetector detector;
-    detector.Init(logger_, nullptr);
     CBHOManager bhoManager;
     bhoManager.Init(logger_);
     CProcessManager processManager;
@@ -141,7 +143,7 @@ void CPaRemover::RemoveParasites() {
     CStartupManager startupManager;
     startupManager.Init(logger_);
 
-    const Detection found = detector.Detect(false);
+    const Detection found = FindParasites();
     KeyedList files;
     for (const Finding& file : found.files) files.Add(file.path, file.path);
     for (const HelperObject& bho : found.bhos) bhoManager.DeleteBHO(bho.clsid, bho.view);

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "base/Date.h"
+#include "ignore/PassOver.h"
 #include "services/KeyedList.h"
 #include "services/Logger.h"
 #include "services/RegistryAccess.h"
@@ -32,15 +33,20 @@ class CPaRemover {
     /// Puts every setting that parasites are known to change to a fixed value. Asks nothing. A
     /// setting that the system refuses to change stays, with a line in the log.
     void RestoreConfigurationSettings();
+    /// What the last cleanup, or check, has found and left alone, as the ignore list says.
+    const std::vector<PassedOver>& Ignored() const { return ignored_; }
 
   private:
     void Decide();
     void RemoveParasites();
+    /// What is on this machine and isn't on the ignore list.
+    Detection FindParasites();
     [[noreturn]] void StampAndRestart();
     void DeleteStamp();
 
     LoggerRef logger_;
     std::optional<RegistryAccess> registry_;
+    std::vector<PassedOver> ignored_;
 };
 
 }  // namespace bkfd

@@ -37,8 +37,8 @@ Text UndoMachine::UndoFiles::ProgramFolder() {
     return records.substr(0, records.rfind(u'\\') + 1);
 }
 
-/// Logs, backups and records, and temporary files that this run has made: one of such a name that
-/// was there before may be anybody's.
+/// Logs, backups, records and the ignore list, and temporary files that this run has made: one of
+/// such a name that was there before may be anybody's.
 bool UndoMachine::UndoFiles::IsOwn(TextView path) {
     if (recorder_.IsOff()) return true;
     const Text folded = ToLower(UpToNul(path));
@@ -47,7 +47,9 @@ bool UndoMachine::UndoFiles::IsOwn(TextView path) {
     if (!folded.starts_with(program)) return false;
     const TextView below = TextView(folded).substr(program.size());
     const TextView first = below.substr(0, below.find(u'\\'));
-    return first == u"undo" || first == u"backup" || below == u"bkfd.log" || below == u"short.log";
+    constexpr TextView kOwnFiles[] = {u"bkfd.log", u"short.log", u"ignore.txt"};
+    return first == u"undo" || first == u"backup" ||
+           std::ranges::find(kOwnFiles, below) != std::end(kOwnFiles);
 }
 
 /// A temporary file that is gone under its name leaves it to anybody.
@@ -153,7 +155,8 @@ Status UndoMachine::UndoFiles::MoveFileExW(TextView source, TextView target) {
 
 Status UndoMachine::UndoFiles::CreateDirectoryW(TextView path) {
     const auto make = [&] { return target_.CreateDirectoryW(path); };
-    if (IsOwn(path) || target_.GetFileAttributesW(path).IsOk()) return make();
+    const bool isTheirs = ToLower(UpToNul(path)) + u'\\' == ProgramFolder();
+    if (isTheirs || IsOwn(path) || target_.GetFileAttributesW(path).IsOk()) return make();
     const Status noted = recorder_.Note({ChangeOf(Kind::MakeFolder, path)});
     return noted.IsOk() ? recorder_.Tell(make()) : noted;
 }
