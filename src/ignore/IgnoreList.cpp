@@ -15,10 +15,11 @@
 namespace bkfd {
 namespace {
 
-constexpr std::string_view kHead = "Brackenfold ignore list ";
-constexpr std::string_view kFormat = "1";
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::uint64_t kLargestList = 1024 * 1024;
+constexpr TextView kHead = u"Brackenfold ignore list ";
+constexpr TextView kFormat = u"1";
+constexpr TextView kLineEnd = u"\r\n";
+constexpr char16_t kByteOrderMark = 0xFEFF;
+constexpr std::size_t kLargestList = 1024 * 1024;
 constexpr std::size_t kEscapeLength = 6;  // "<0009>"
 
 bool IsControl(char16_t unit) {
@@ -40,19 +41,20 @@ std::optional<char16_t> EscapedUnit(TextView text) {
     return static_cast<char16_t>(unit);
 }
 
-std::string Escaped(TextView text) {
+Text Escaped(TextView text) {
     Text escaped;
     for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool isPair = IsPairAt(text, i);
         const char16_t unit = text[i];
-        if (IsPairAt(text, i)) {
-            escaped += text.substr(i++, 2);
-        } else if (IsControl(unit) || IsSurrogate(unit) || EscapedUnit(text.substr(i))) {
-            escaped += u'<' + ToHex(unit).substr(4) + u'>';
-        } else {
+        const bool isOdd = IsControl(unit) || IsSurrogate(unit) || EscapedUnit(text.substr(i));
+        if (isPair || !isOdd) {
             escaped += unit;
+        } else {
+            escaped += u'<' + ToHex(unit).substr(4) + u'>';
         }
+        if (isPair) escaped += text[++i];
     }
-    return ToUtf8(escaped);
+    return escaped;
 }
 
 Text Unescaped(TextView text) {
@@ -82,18 +84,22 @@ Text ParseDay(const Text& text) {
                                                                          : Text();
 }
 
-std::string LineOf(const IgnoreEntry& entry) {
-    const std::string what =
-        entry.IsByContent() ? entry.sha256 : Escaped(entry.clsid) + '\t' + Escaped(entry.path);
-    return what + '\t' + ToUtf8(entry.date) + '\t' + Escaped(entry.note);
+Text LineOf(const IgnoreEntry& entry) {
+    Text line = entry.sha256;
+    if (!entry.IsByContent()) line += Escaped(entry.clsid) + u'\t' + Escaped(entry.path);
+    return line + u'\t' + entry.date + u'\t' + Escaped(entry.note);
 }
 
-Result<std::string> ReadContent(const Text& path) {
+/// Not of a comment, nor of blanks.
+bool IsEntryLine(const Text& line) {
+    return !line.starts_with(u'#') && line.find_first_not_of(u" \t") != Text::npos;
+}
+
+Result<Bytes> ReadContent(const Text& path) {
     const auto file = TheMachine().FileSystem().CreateFileW(path, FileMode::Read);
     if (!file.IsOk()) return Status(file);
-    std::string content(static_cast<std::size_t>(kLargestList) + 1, '\0');
-    const auto count =
-        file.value->ReadFile(0, {reinterpret_cast<std::uint8_t*>(content.data()), content.size()});
+    Bytes content(kLargestList + 1);
+    const auto count = file.value->ReadFile(0, content);
     if (!count.IsOk()) return Status(count);
     content.resize(count.value);
     return content;
@@ -110,12 +116,12 @@ bool IgnoreEntry::IsSameAs(const IgnoreEntry& other) const {
            EqualsIgnoreCase(path, other.path);
 }
 
-std::string ParseSha256(TextView text) {
+Text ParseSha256(TextView text) {
     constexpr std::size_t kDigits = 64;
-    const Text lower = ToLower(text);
+    Text lower = ToLower(text);
     const bool isHash =
         text.size() == kDigits && lower.find_first_not_of(u"0123456789abcdef") == Text::npos;
-    return isHash ? ToUtf8(lower) : std::string();
+    return isHash ? lower : Text();
 }
 
 bool IsClassInBraces(TextView text) {
@@ -124,7 +130,7 @@ bool IsClassInBraces(TextView text) {
 }
 
 Text TitleOf(const IgnoreEntry& entry) {
-    if (entry.IsByContent()) return u"SHA-256 " + FromAscii(entry.sha256);
+    if (entry.IsByContent()) return u"SHA-256 " + entry.sha256;
     return entry.clsid + u' ' + (entry.path.empty() ? u"(no file)" : entry.path);
 }
 
@@ -136,7 +142,9 @@ Text IgnoreListPath() {
 
 IgnoreList IgnoreList::Read() {
     const auto content = ReadContent(IgnoreListPath());
-    if (content.IsOk()) return Parse(content.value);
+    if (content.IsOk()) {
+        return Parse({reinterpret_cast<const char*>(content.value.data()), content.value.size()});
+    }
     IgnoreList list;
     if (!content.IsNotThere()) list.damage_ = SysUtil::SystemErrorText(content.code);
     return list;
@@ -148,7 +156,16 @@ IgnoreList IgnoreList::Parse(std::string_view content) {
         list.damage_ = u"is larger than " + ToText(kLargestList / 1024) + u" KiB";
         return list;
     }
-    list.ParseLines(content);
+    // Malformed bytes become another character, which has other bytes.
+    const Text text = FromUtf8(content);
+    const std::string again = ToUtf8(text);
+    const auto good = std::ranges::mismatch(content, again).in1;
+    if (good != content.end() || again.size() != content.size()) {
+        const auto line = std::ranges::count(content.begin(), good, '\n') + 1;
+        list.Fail(static_cast<std::size_t>(line), u"isn't UTF-8");
+        return list;
+    }
+    list.ParseLines(text);
     if (!list.damage_.empty()) list.entries_.clear();
     return list;
 }
@@ -157,35 +174,30 @@ void IgnoreList::Fail(std::size_t line, TextView what) {
     damage_ = u"line " + ToText(static_cast<std::int64_t>(line)) + u": " + Text(what);
 }
 
-void IgnoreList::ParseLines(std::string_view content) {
-    if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
-    for (std::size_t number = 1; number == 1 || !content.empty(); ++number) {
-        const std::size_t end = std::min(content.find('\n'), content.size());
-        std::string line(content.substr(0, end));
-        content.remove_prefix(std::min(end + 1, content.size()));
-        if (line.ends_with('\r')) line.pop_back();
-        // Malformed bytes become another character, which has other bytes.
-        if (ToUtf8(FromUtf8(line)) != line) return Fail(number, u"isn't UTF-8");
-        if (number > 1) {
-            const Text wrong = ParseLine(line);
-            if (!wrong.empty()) return Fail(number, wrong);
-        } else if (!line.starts_with(kHead)) {
-            return Fail(number, u"isn't the head of an ignore list");
-        } else if (line != std::string(kHead).append(kFormat)) {
-            return Fail(number, u"is the head of an ignore list of another version");
+void IgnoreList::ParseLines(TextView text) {
+    if (text.starts_with(kByteOrderMark)) text.remove_prefix(1);
+    for (std::size_t number = 1; number == 1 || !text.empty(); ++number) {
+        const std::size_t end = std::min(text.find(u'\n'), text.size());
+        Text line(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+        if (line.ends_with(u'\r')) line.pop_back();
+        if (number == 1) {
+            if (line == Text(kHead).append(kFormat)) continue;
+            return Fail(number, line.starts_with(kHead)
+                                    ? u"is the head of an ignore list of another version"
+                                    : u"isn't the head of an ignore list");
         }
+        const TextView wrong = IsEntryLine(line) ? ParseLine(line) : TextView();
+        if (!wrong.empty()) return Fail(number, wrong);
+        lines_.push_back(std::move(line));
     }
 }
 
-Text IgnoreList::ParseLine(const std::string& line) {
-    const Text text = FromUtf8(line);
-    const bool isEntry = !Trim(Replace(text, u"\t", u" ")).empty() && !text.starts_with(u'#');
-    lines_.push_back({line, isEntry});
-    if (!isEntry) return {};
-    if (std::ranges::any_of(text, [](char16_t it) { return IsControl(it) && it != u'\t'; })) {
+TextView IgnoreList::ParseLine(const Text& line) {
+    if (std::ranges::any_of(line, [](char16_t it) { return IsControl(it) && it != u'\t'; })) {
         return u"holds a control character";
     }
-    std::vector<Text> columns = Columns(text);
+    std::vector<Text> columns = Columns(line);
     IgnoreEntry entry;
     entry.sha256 = ParseSha256(columns[0]);
     const std::size_t dateAt = entry.IsByContent() ? 1 : 2;
@@ -214,7 +226,7 @@ bool IgnoreList::Add(IgnoreEntry entry) {
     CheckIsGood();
     const auto isSame = [&](const IgnoreEntry& known) { return known.IsSameAs(entry); };
     if (std::ranges::any_of(entries_, isSame)) return false;
-    lines_.push_back({LineOf(entry), true});
+    lines_.push_back(LineOf(entry));
     entries_.push_back(std::move(entry));
     return true;
 }
@@ -223,16 +235,16 @@ void IgnoreList::Remove(std::size_t index) {
     CheckIsGood();
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
     for (auto line = lines_.begin(); line != lines_.end(); ++line) {
-        if (!line->isEntry || index-- > 0) continue;
+        if (!IsEntryLine(*line) || index-- > 0) continue;
         lines_.erase(line);
         return;
     }
 }
 
 std::string IgnoreList::Content() const {
-    std::string content = std::string(kHead).append(kFormat) + "\r\n";
-    for (const Line& line : lines_) content += line.text + "\r\n";
-    return content;
+    Text content = Text(kHead).append(kFormat).append(kLineEnd);
+    for (const Text& line : lines_) content.append(line).append(kLineEnd);
+    return ToUtf8(content);
 }
 
 void IgnoreList::Write() const {

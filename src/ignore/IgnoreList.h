@@ -10,10 +10,10 @@
 namespace bkfd {
 
 struct IgnoreEntry {
-    std::string sha256;  // of a file's content, in lower-case hexadecimal; empty for one by class
-    Text clsid;          // of a helper object, with its braces; empty for one by content
-    Text path;           // of the helper object's file, empty for a dead registration
-    Text date;           // local, "2026-11-16 09:39:04"
+    Text sha256;  // of a file's content, in lower-case hexadecimal; empty for one by class
+    Text clsid;   // of a helper object, with its braces; empty for one by content
+    Text path;    // of the helper object's file, empty for a dead registration
+    Text date;    // local, "2026-11-16 09:39:04"
     Text note;
 
     bool IsByContent() const { return !sha256.empty(); }
@@ -25,7 +25,7 @@ struct IgnoreEntry {
 /// What it is for, for people: the hash, or class and path.
 Text TitleOf(const IgnoreEntry& entry);
 /// The SHA-256 of 64 digits of either case in lower case; empty for what is none.
-std::string ParseSha256(TextView text);
+Text ParseSha256(TextView text);
 /// Whether it looks like a class identifier: 38 characters in braces.
 bool IsClassInBraces(TextView text);
 
@@ -60,20 +60,15 @@ class IgnoreList {
     void Write() const;
 
   private:
-    struct Line {
-        std::string text;
-        bool isEntry = false;
-    };
-
     void Fail(std::size_t line, TextView what);
-    void ParseLines(std::string_view content);
+    void ParseLines(TextView text);
     /// What is wrong with it; empty if it is right.
-    Text ParseLine(const std::string& line);
+    TextView ParseLine(const Text& line);
     void CheckIsGood() const;
 
     Text damage_;
     std::vector<IgnoreEntry> entries_;
-    std::vector<Line> lines_;  // behind the head
+    std::vector<Text> lines_;  // behind the head
 };
 
 /// "ignore.txt" beside the program.

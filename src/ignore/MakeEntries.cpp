@@ -16,7 +16,7 @@ IgnoreEntry NewEntry(const Text& note) {
 
 }  // namespace
 
-IgnoreEntry EntryOfContent(const std::string& sha256, const Text& note) {
+IgnoreEntry EntryOfContent(const Text& sha256, const Text& note) {
     IgnoreEntry entry = NewEntry(note);
     entry.sha256 = sha256;
     return entry;
@@ -27,7 +27,7 @@ IgnoreEntry EntryOfFile(const Text& path, const Text& note) {
     if (!sha256) {
         throw RuntimeError(ErrorNumber::PathFileAccess, path + u": the file can't be read");
     }
-    return EntryOfContent(*sha256, note);
+    return EntryOfContent(FromAscii(*sha256), note);
 }
 
 IgnoreEntry EntryOfObject(const HelperObject& object, const Text& note) {

@@ -7,7 +7,7 @@
 /// New entries, dated by the machine's clock.
 namespace bkfd {
 
-IgnoreEntry EntryOfContent(const std::string& sha256, const Text& note);
+IgnoreEntry EntryOfContent(const Text& sha256, const Text& note);
 /// Of what the file holds now. One that can't be read is a RuntimeError.
 IgnoreEntry EntryOfFile(const Text& path, const Text& note);
 /// Of the registration as it is now. One whose file couldn't be found out is a RuntimeError.

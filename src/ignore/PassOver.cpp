@@ -33,10 +33,10 @@ PassOver::PassOver(LoggerRef logger) : logger_(std::move(logger)), list_(IgnoreL
 
 const IgnoreEntry* PassOver::ByContent(const Text& path) {
     if (!hasContents_ || path.empty()) return nullptr;
-    const auto [known, isNew] = hashes_.try_emplace(ToLower(path));
-    if (isNew) known->second = FileSha256(path).value_or(std::string());
-    if (known->second.empty()) return nullptr;
-    const auto entry = std::ranges::find(list_.Entries(), known->second, &IgnoreEntry::sha256);
+    if (!hashes_.Exists(path)) hashes_.Add(FromAscii(FileSha256(path).value_or("")), path);
+    const Text hash = hashes_.Item(path).AsText();
+    if (hash.empty()) return nullptr;
+    const auto entry = std::ranges::find(list_.Entries(), hash, &IgnoreEntry::sha256);
     return entry == list_.Entries().end() ? nullptr : &*entry;
 }
 

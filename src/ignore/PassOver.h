@@ -1,8 +1,5 @@
 #pragma once
 
-#include <map>
-#include <optional>
-
 #include "detection/Finding.h"
 #include "ignore/IgnoreList.h"
 #include "services/Logger.h"
@@ -54,7 +51,7 @@ class PassOver {
     LoggerRef logger_;
     IgnoreList list_;
     bool hasContents_ = false;
-    std::map<Text, std::string> hashes_;  // by lower-cased path; empty for an unreadable file
+    KeyedList hashes_;  // by path; empty for a file that can't be read
 };
 
 /// "2 ignored", empty for none.

@@ -133,7 +133,7 @@ class IgnoreFile : public testing::Test, protected EngineFixture {
         const Bytes bytes = machine.FileContent(kFile);
         return {bytes.begin(), bytes.end()};
     }
-    std::size_t AddOne() { return AddToIgnoreList({EntryOfContent(kHash, u"n")}, *log); }
+    std::size_t AddOne() { return AddToIgnoreList({EntryOfContent(FromUtf8(kHash), u"n")}, *log); }
 };
 
 TEST_F(IgnoreFile, IsWrittenWithItsFolderAndLeavesNoRecord) {
@@ -184,7 +184,7 @@ TEST(DamagedIgnoreFile, IsNeverOverwritten) {
         row.damage(fixture.machine);
         const Bytes before = fixture.machine.FileContent(kFile);
         const std::string files = DumpFiles(fixture.machine);
-        const std::vector entries = {EntryOfContent(kHash, u"n")};
+        const std::vector entries = {EntryOfContent(FromUtf8(kHash), u"n")};
         EXPECT_EQ(ErrorOf([&] { AddToIgnoreList(entries, *fixture.log); }), 75);
         EXPECT_EQ(DumpFiles(fixture.machine), files);
         EXPECT_EQ(fixture.machine.FileContent(kFile), before);
@@ -194,7 +194,7 @@ TEST(DamagedIgnoreFile, IsNeverOverwritten) {
 TEST_F(IgnoreFile, HoldsTheOldOrTheNewListWhateverCallFails) {
     const std::string old = kHead + kHash.substr(1) + "b\t2026-11-16\told\n";
     IgnoreList expected = IgnoreList::Parse(old);
-    expected.Add({kHash, {}, {}, u"2026-11-16 09:39:04", u"n"});
+    expected.Add({FromUtf8(kHash), {}, {}, u"2026-11-16 09:39:04", u"n"});
     for (const auto lasting : {FaultPlan::Lasting::Once, FaultPlan::Lasting::FromThenOn}) {
         for (std::size_t call = 1;; ++call) {
             machine.AddFile(kFile, old);
