@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <vector>
 
@@ -45,6 +47,28 @@ bool IsWindowsFolder(const std::string& path, VolumeKind& kind) {
     return IsFile(FindInAnyCase(path, "SYSTEM.DAT")) && IsFile(FindInAnyCase(path, "USER.DAT"));
 }
 
+/// Why what lies at a path, which may be below a link that leads nowhere, is no file; empty if it is one
+/// or nothing lies there.
+std::string WhyNoFile(const std::string& folder, std::string_view path) {
+    std::string at = folder;
+    while (true) {
+        struct stat facts {};
+        if (stat(at.c_str(), &facts) != 0) {
+            return at + (errno == ENOENT  ? " is a link that leads nowhere"
+                         : errno == ELOOP ? " is a link in a circle"
+                                          : std::string(" can't be read: ") + std::strerror(errno));
+        }
+        if (path.empty()) return S_ISREG(facts.st_mode) ? "" : at + " is no file";
+        if (S_ISDIR(facts.st_mode) && access(at.c_str(), R_OK | X_OK) != 0) {
+            return at + " can't be read: " + std::strerror(errno);
+        }
+        const std::string_view name = path.substr(0, path.find('/'));
+        path.remove_prefix(std::min(name.size() + 1, path.size()));
+        at = FindInAnyCase(at, name);
+        if (at.empty()) return {};
+    }
+}
+
 /// "Windows" or "a\WINNT" of the path below the drive.
 Text BelowDrive(const std::string& path, const std::string& drive) {
     Text below = FromHostName(std::string_view(path).substr(drive.size()));
@@ -82,6 +106,10 @@ std::variant<FoundWindows, VolumeError> FindAmong(const std::string& folder,
                            ToUtf8(found[1].windowsFolder) + ": --windows-folder says which"};
     }
     if (found.empty()) {
+        for (const std::string& path : candidates) {
+            std::string why = WhyNoFile(path, kNTMark);
+            if (!why.empty()) return VolumeError{std::move(why)};
+        }
         return VolumeError{folder +
                            " holds no Windows: looked for machine.json (an image), drive_c and "
                            "system.reg (a Wine prefix), Windows or WINNT with "
@@ -132,10 +160,16 @@ std::variant<FoundWindows, VolumeError> FindWindows(const std::string& givenFold
         if (windows.empty()) return VolumeError{folder + ": drive_c holds no folder windows"};
         return Found(VolumeKind::Wine, folder, driveC, windows);
     }
+    if (IsFolder(driveC)) {
+        std::string why = WhyNoFile(folder, "system.reg");
+        if (!why.empty()) return VolumeError{std::move(why)};
+    }
     if (!windowsFolder.empty()) {
         const std::string path = FindInAnyCase(folder, windowsFolder);
         VolumeKind kind{};
         if (path.empty() || !IsWindowsFolder(path, kind)) {
+            std::string why = path.empty() ? std::string() : WhyNoFile(path, kNTMark);
+            if (!why.empty()) return VolumeError{std::move(why)};
             return VolumeError{folder + ": " + windowsFolder +
                                " is no Windows folder: it has neither " + kNTMark +
                                " nor SYSTEM.DAT and USER.DAT"};

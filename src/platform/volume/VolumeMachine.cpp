@@ -135,18 +135,35 @@ void ReadMachine(VolumeParts& parts) {
     parts.gate.Watch(*parts.volume);
 }
 
+bool IsLink(const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::is_symlink(path, ignored);
+}
+
 /// Opens a registry file under its real path, which must not lead out of the volume.
 VolumeStores::Opened OpenBelow(
     const VolumeParts& parts, const std::string& path,
     const std::function<VolumeStores::Opened(const std::string& real)>& open) {
     std::error_code failure;
     const std::string real = std::filesystem::canonical(path, failure).string();
-    if (failure) return RegistryFileError{SystemError::FileNotFound, path, failure.message()};
+    if (failure) {
+        const bool isMissing = failure == std::errc::no_such_file_or_directory && !IsLink(path);
+        return RegistryFileError{
+            isMissing ? SystemError::FileNotFound : SystemError::CantResolveFilename, path,
+            isMissing ? "isn't there" : "can't be reached: " + failure.message()};
+    }
     if (!parts.stores.MayWrite(real)) {
         return RegistryFileError{SystemError::CantResolveFilename, path,
                                  "leads out of " + parts.found.folder + " by a link"};
     }
     return open(real);
+}
+
+/// Of new users and of the time before a logon: one that isn't there holds nothing.
+void MissDefaultUser(VolumeParts& parts, const std::string& path, const RegistryFileError& error) {
+    if (error.code == SystemError::FileNotFound) return;
+    parts.problems.push_back({path, error.message});
+    parts.registry->MountUnreadable(kUsers, kDefaultUser, {error.code});
 }
 
 // ---------------------------------------------------------------- the NT family
@@ -210,8 +227,7 @@ class NTVolume {
             return parts_.stores.OpenHive(real, u"\\Registry\\User\\.DEFAULT");
         });
         if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
-            parts_.problems.push_back({path, error->message});
-            parts_.registry->MountUnreadable(kUsers, kDefaultUser, {error->code});
+            MissDefaultUser(parts_, path, *error);
         } else {
             parts_.registry->Mount(kUsers, kDefaultUser, std::get<VolumeRegistry::Store>(opened));
         }
@@ -364,7 +380,11 @@ MaybeError OpenWine(VolumeParts& parts) {
             return parts.stores.OpenWine(real, file.linkRoot);
         });
         if (const auto* error = std::get_if<RegistryFileError>(&opened)) {
-            return VolumeError{path + ' ' + error->message};
+            // Wine makes the one of new users anew; it starts nothing.
+            const bool isNeeded = file.key != kDefaultUser;
+            if (isNeeded) return VolumeError{path + ' ' + error->message};
+            MissDefaultUser(parts, path, *error);
+            continue;
         }
         last = std::get<VolumeRegistry::Store>(opened);
         parts.registry->Mount(file.root, file.key, last);

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "formats/WineReg.h"
 #include "platform/files/HostFiles.h"
 #include "platform/hive/RegistryCommit.h"
 #include "platform/volume/VolumeMachine.h"
@@ -72,6 +73,10 @@ VolumeStores::Opened VolumeStores::OpenWine(const std::string& path, const Text&
         for (const auto& [number, page] : former->second.pages) {
             content->append(page.begin(), page.end());
         }
+    }
+    const ByteView bytes(reinterpret_cast<const std::uint8_t*>(content->data()), content->size());
+    if (!WineRegReader::IsWineReg(bytes)) {
+        return RegistryFileError{SystemError::RegistryCorrupt, path, "is no registry text of Wine"};
     }
     auto store = std::make_shared<WineStore>(*content, linkRoot, FileTimeNow);
     std::string written = store->Content();
