@@ -309,7 +309,8 @@ std::vector<Unreadable> MachineSession::CollectUnreadable() {
     }
     if (parts_->opened.volume) {
         for (const VolumeProblem& problem : parts_->opened.volume->Problems()) {
-            unreadable.push_back({u"registry", FromUtf8(problem.file), FromUtf8(problem.what)});
+            unreadable.push_back(
+                {Text(problem.kind), FromUtf8(problem.file), FromUtf8(problem.what)});
         }
     }
     for (const MemoryLog::Line& line : log_->Lines()) {

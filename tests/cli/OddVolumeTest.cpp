@@ -51,6 +51,20 @@ void Protect(const SmallVolume& volume, const std::string& name) {
     fs::permissions(volume.Path(name), fs::perms::none);
 }
 
+/// A drive that the machine has as E:, by what it keeps of it, and a program there that starts.
+void NameDrive(const SmallVolume& volume, const Bytes& device) {
+    const auto machine = volume.Load();
+    const Text run = u"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
+    auto& roots = machine->Roots();
+    EXPECT_TRUE(roots
+                    .SetValue(RegistryRoot::LocalMachine, u"System\\MountedDevices",
+                              u"\\DosDevices\\E:", {RegistryType::Binary, device})
+                    .IsOk());
+    EXPECT_TRUE(roots.SetValue(RegistryRoot::LocalMachine, run, u"x", MakeStringValue(u"E:\\x.exe"))
+                    .IsOk());
+    EXPECT_FALSE(machine->Commit(0));
+}
+
 void SetProfile(const SmallVolume& volume, TextView path) {
     const auto machine = volume.Load();
     const auto value = MakeStringValue(path);
@@ -100,7 +114,8 @@ TEST(OddVolume, EachOddityIsToldByNameAndNothingIsWritten) {
         {"Windows is a circle", VolumeForm::Hives,
          [](const auto& v) { Link(v, "WINDOWS", "WINDOWS"); }, 2, "/WINDOWS is a link in a circle"},
         {"the system folder is unreadable", VolumeForm::Hives,
-         [](const auto& v) { Protect(v, "WINDOWS/system32"); }, 2, "can't be read: Permission denied"},
+         [](const auto& v) { Protect(v, "WINDOWS/system32"); }, 2,
+         "can't be read: Permission denied"},
         {"a hive is a device", VolumeForm::Hives,
          [](const auto& v) { Link(v, kConfig + "SYSTEM", "/dev/zero"); }, 2, "SYSTEM leads out of"},
         {"a hive is a pipe", VolumeForm::Hives,
@@ -123,6 +138,25 @@ TEST(OddVolume, EachOddityIsToldByNameAndNothingIsWritten) {
          3, "NTUSER.DAT  isn't there"},
         {"a profile is on another drive", VolumeForm::Hives,
          [](const auto& v) { SetProfile(v, u"E:\\Kit"); }, 3, "E:\\Kit\\NTUSER.DAT  isn't there"},
+        {"a program is on another disk", VolumeForm::Hives,
+         [](const auto& v) { NameDrive(v, Bytes(12)); }, 3, "--drive E=FOLDER"},
+        {"a program is on another disk with a table of GUIDs", VolumeForm::Hives,
+         [](const auto& v) {
+             NameDrive(v, {'D', 'M', 'I', 'O', ':', 'I', 'D', ':', 1, 2});
+         },
+         3, "--drive E=FOLDER"},
+        {"a program is on a medium", VolumeForm::Hives,
+         [](const auto& v) {
+             NameDrive(v, {'\\', 0, '?', 0, '?', 0, '\\', 0});
+         },
+         0, ""},
+        {"a prefix's program is outside", VolumeForm::Wine,
+         [&](const auto& v) {
+             NameDrive(v, {});
+             fs::create_directory(v.Path("dosdevices"));
+             Link(v, "dosdevices/e:", outside.Path());
+         },
+         3, "--drive E=FOLDER"},
         {"a profile has no path", VolumeForm::Hives,
          [](const auto& v) { SetProfile(v, u"\\\\.\\pipe\\x"); }, 3, "NTUSER.DAT  isn't there"},
         {"a prefix's file lies outside", VolumeForm::Wine,
@@ -132,7 +166,8 @@ TEST(OddVolume, EachOddityIsToldByNameAndNothingIsWritten) {
         {"a prefix's file is empty", VolumeForm::Wine,
          [](const auto& v) { v.Write("user.reg", ""); }, 2, "user.reg is no registry text"},
         {"a prefix's link is broken", VolumeForm::Wine,
-         [](const auto& v) { Link(v, "system.reg", "gone"); }, 2, "system.reg is a link that leads"},
+         [](const auto& v) { Link(v, "system.reg", "gone"); }, 2,
+         "system.reg is a link that leads"},
         {"a prefix has no default user", VolumeForm::Wine,
          [](const auto& v) { fs::remove(v.Path("userdef.reg")); }, 0, ""},
         {"a prefix's default user is a pipe", VolumeForm::Wine,

@@ -244,7 +244,10 @@ Result<DiskVolume::Place> DiskVolume::LocateDrive(char16_t letter) {
         drive = std::move(found.value);
     } else {
         const auto known = letters_.find(upper);
-        if (known == letters_.end()) return Status{SystemError::PathNotFound};
+        if (known == letters_.end()) {
+            missed_.insert(upper);
+            return Status{SystemError::PathNotFound};
+        }
         drive.host = known->second;
         const Status described = Describe(drive);
         if (!described.IsOk()) return described;

@@ -57,6 +57,8 @@ class DiskVolume final : public Volume, private DiskFileOwner {
 
     /// Folders that are there, with those above them, even if nobody made them yet.
     void AssumeFolder(TextView path);
+    /// Drives that are asked for and aren't here: upper-case letters.
+    const std::set<char16_t>& MissedDrives() const { return missed_; }
     /// Where a file or folder lies on the host, links followed.
     Result<std::string> HostPath(TextView path);
     /// Makes a move that a crash may have kept from being made.
@@ -129,8 +131,9 @@ class DiskVolume final : public Volume, private DiskFileOwner {
     Status SettleFilesAt(TextView path);
     void Collect(const VolumeEntry& folder, std::vector<VolumeEntry>& out);
 
-    std::string drives_;                // of an image, else empty
-    DriveFolders letters_;              // of all others
+    std::string drives_;    // of an image, else empty
+    DriveFolders letters_;  // of all others
+    std::set<char16_t> missed_;
     std::vector<std::string> allowed_;  // real folders that links may lead into
     int linksFollowed_ = 0;             // one within the other, at this moment
     DiskJournal& journal_;

@@ -47,8 +47,8 @@ bool IsWindowsFolder(const std::string& path, VolumeKind& kind) {
     return IsFile(FindInAnyCase(path, "SYSTEM.DAT")) && IsFile(FindInAnyCase(path, "USER.DAT"));
 }
 
-/// Why what lies at a path, which may be below a link that leads nowhere, is no file; empty if it is one
-/// or nothing lies there.
+/// Why what lies at a path, which may be below a link that leads nowhere, is no file; empty if it
+/// is one or nothing lies there.
 std::string WhyNoFile(const std::string& folder, std::string_view path) {
     std::string at = folder;
     while (true) {

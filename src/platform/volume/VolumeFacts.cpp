@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "formats/LittleEndian.h"
 #include "platform/RegistryValues.h"
 #include "platform/model/CodePage.h"
 #include "platform/model/WindowsPath.h"
@@ -186,6 +187,24 @@ MachineFacts ReadFacts(RegistryRoots& roots, WindowsFamily family, const Text& w
     facts.programFolder = *facts.Environment(u"ProgramFiles") + u"\\Brackenfold";
     facts.currentFolder = windowsFolder.substr(0, 2) + u"\\";
     return facts;
+}
+
+std::set<char16_t> ReadDiskLetters(RegistryRoots& roots) {
+    constexpr TextView kDevices = u"SYSTEM\\MountedDevices";
+    constexpr TextView kPrefix = u"\\DosDevices\\";
+    constexpr std::size_t kSignatureAndOffset = 12;  // 4 and 8 bytes
+    constexpr std::string_view kPartitionId = "DMIO:ID:";
+    std::set<char16_t> letters;
+    for (const Text& name : roots.EnumValues(kMachine, kDevices).value) {
+        const bool isLetter = name.size() == kPrefix.size() + 2 &&
+                              EqualsIgnoreCase(TextView(name).substr(0, kPrefix.size()), kPrefix);
+        if (!isLetter) continue;
+        const Bytes data = ReadValue(roots, kMachine, kDevices, name).data;
+        const bool isOfDisk = data.size() == kSignatureAndOffset || HasText(data, 0, kPartitionId);
+        if (isOfDisk)
+            letters.insert(static_cast<char16_t>(ToLower(name[kPrefix.size()]) - u'a' + u'A'));
+    }
+    return letters;
 }
 
 std::vector<VolumeUser> ReadUsers(RegistryRoots& roots, const MachineFacts& facts) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,10 @@ MachineFacts ReadFacts(RegistryRoots& roots, WindowsFamily family, const Text& w
 
 /// The letter of the drive that Windows is on: that of its SystemRoot, C where it doesn't say.
 char16_t WindowsDriveLetter(RegistryRoots& roots, WindowsFamily family);
+
+/// The letters, in upper case, of the partitions of disks that Windows of the NT family knows, be
+/// they there or not. Of removable media and drives of the network it is none.
+std::set<char16_t> ReadDiskLetters(RegistryRoots& roots);
 
 /// The users that have a profile, by the registry's order, system accounts left out.
 std::vector<VolumeUser> ReadUsers(RegistryRoots& roots, const MachineFacts& facts);

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 #include <iterator>
+#include <set>
 
 #include "platform/RegistryValues.h"
 #include "platform/hive/RegistryCommit.h"
@@ -112,6 +113,7 @@ struct VolumeParts {
     std::vector<VolumeProblem> problems;
     std::vector<std::string> profiles95;  // the users' registry files of the 95 family
     std::vector<std::string> notes;
+    std::set<char16_t> diskLetters;  // of drives that are the machine's
 };
 
 using MaybeError = std::optional<VolumeError>;
@@ -128,6 +130,9 @@ void ReadMachine(VolumeParts& parts) {
     parts.facts = ReadFacts(*parts.registry, parts.facts.family, windows);
     if (!parts.options.programFolder.empty()) {
         parts.facts.programFolder = parts.options.programFolder;
+    }
+    if (parts.found.kind == VolumeKind::WindowsNT) {
+        parts.diskLetters = ReadDiskLetters(*parts.registry);
     }
     DriveFolders drives = parts.options.drives;
     drives.emplace(windows[0], parts.found.drive);
@@ -358,8 +363,13 @@ void AddWineDrives(VolumeParts& parts) {
         if (name.size() != 2 || name[1] != ':' || name[0] < 'a' || name[0] > 'z') continue;
         std::error_code broken;
         const std::filesystem::path target = std::filesystem::canonical(entry.path(), broken);
-        if (broken || !target.string().starts_with(prefix.string() + '/')) continue;
-        parts.options.drives.emplace(static_cast<char16_t>(name[0] - 'a' + 'A'), target.string());
+        if (broken) continue;
+        const auto letter = static_cast<char16_t>(name[0] - 'a' + 'A');
+        if (target.string().starts_with(prefix.string() + '/')) {
+            parts.options.drives.emplace(letter, target.string());
+        } else {
+            parts.diskLetters.insert(letter);
+        }
     }
 }
 
@@ -447,6 +457,15 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
     std::vector<VolumeProblem> Problems() const override {
         std::vector<VolumeProblem> problems = parts->problems;
         parts->stores.AddProblems(problems);
+        for (const char16_t letter : parts->volume->MissedDrives()) {
+            if (!parts->diskLetters.contains(letter)) continue;
+            const std::string name = ToUtf8(TextView(&letter, 1));
+            problems.push_back(
+                {name + ":\\",
+                 "is a drive of this machine, and something on it is named: --drive " + name +
+                     "=FOLDER says where it is",
+                 u"file"});
+        }
         return problems;
     }
     const std::vector<std::string>& Notes() const override { return parts->notes; }

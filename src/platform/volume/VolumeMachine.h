@@ -24,8 +24,9 @@ struct VolumeOptions {
 
 /// Something of a volume that can't be read, or not to its end.
 struct VolumeProblem {
-    std::string file;  // of the host
-    std::string what;  // a clause for people
+    std::string file;             // of the host, or a drive: "E:\\"
+    std::string what;             // a clause for people
+    TextView kind = u"registry";  // or "file"
 };
 
 /// A Windows that isn't running, on the host's disk: a volume of either family or a Wine prefix.
