@@ -29,6 +29,10 @@ STARTED_ANYWAY = {"iexplore.exe", "explorer.exe", "kernel32.dll", "msgsrv32.exe"
                   "smss.exe", "csrss.exe", "winlogon.exe", "services.exe", "lsass.exe"}
 
 
+# FILETIME of 2004-05-06 07:08:09 and of the same time a day later, in UTC.
+MACHINE_WRITTEN, USER_WRITTEN = 127283008890000000, 127283872890000000
+
+
 class Key:
     """A registry key; names ignore case, and keep the one that they came with."""
 
@@ -118,6 +122,22 @@ def write_hive(path, tree):
 
     fill(hive.root(), tree)
     hive.commit(None)
+    stamp_keys(path, USER_WRITTEN if path.name == "NTUSER.DAT" else MACHINE_WRITTEN)
+
+
+def stamp_keys(path, time):
+    """Gives all keys of a hive the time of their last change, which libhivex leaves out."""
+    hive = bytearray(path.read_bytes())
+    at = 0x1000
+    while hive[at:at + 4] == b"hbin":
+        end = at + struct.unpack_from("<I", hive, at + 8)[0]
+        at += 0x20
+        while at < end:
+            size = struct.unpack_from("<i", hive, at)[0]
+            if size < 0 and hive[at + 4:at + 6] == b"nk":
+                struct.pack_into("<Q", hive, at + 8, time)
+            at += abs(size)
+    path.write_bytes(hive)
 
 
 def empty_hive():

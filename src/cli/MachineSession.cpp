@@ -9,6 +9,7 @@
 #include "identity/CHashier.h"
 #include "platform/curl/CurlHttp.h"
 #include "platform/files/HostFiles.h"
+#include "platform/hive/HiveStore.h"
 #include "platform/image/MachineImage.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/undo/CommittingKeeper.h"
@@ -268,6 +269,22 @@ const KnownFiles::Row* MachineSession::KnownParasite(std::int32_t size, std::int
                                                      const std::string& sha256) const {
     if (signatures_ == nullptr) return nullptr;
     return signatures_->Lists().parasites.Find(size, hash, sha256);
+}
+
+std::optional<std::int64_t> MachineSession::KeyLastWritten(RegistryRoot root, const Text& key,
+                                                           const Text& user) const {
+    if (!parts_->opened.volume) return std::nullopt;
+    const VolumeMachine& volume = *parts_->opened.volume;
+    Text path = key;
+    if (root == RegistryRoot::CurrentUser) {
+        const auto owner = std::ranges::find(volume.Users(), user, ShownName);
+        if (owner == volume.Users().end()) return std::nullopt;
+        root = RegistryRoot::Users;
+        path = KeyBelow(owner->key, key);
+    }
+    const auto time = volume.KeyLastWritten(root, path);
+    if (!time.IsOk() || time.value == 0) return std::nullopt;
+    return UnixTimeOf(time.value);
 }
 
 std::vector<std::string> MachineSession::RegistryFiles() const {

@@ -82,6 +82,10 @@ class MachineSession {
     bool IsRunning() const;
     /// What starts the programs that the machine would run; none for one that has processes.
     std::vector<StartPlace> StartPlaces() const;
+    /// When a key was last written, seconds since 1970; nothing where the machine doesn't say. Of a
+    /// key below HKEY_CURRENT_USER, `user` is whose it is, as `ForEachUser` names him.
+    std::optional<std::int64_t> KeyLastWritten(RegistryRoot root, const Text& key,
+                                               const Text& user) const;
     /// The host's paths of the files that hold the registry, those of an image with machine.json.
     std::vector<std::string> RegistryFiles() const;
     /// Where a file of the machine lies on the host.

@@ -103,15 +103,33 @@ const PlaceRow& RowOf(Place::Kind kind) {
     return *std::ranges::find(kPlaceRows, kind, &PlaceRow::kind);
 }
 
-/// Null for a place that is none of the registry, or whose key isn't known.
+/// With the root, in the native view; empty for a place that is none of the registry, or whose key
+/// isn't known.
+Text KeyOf(const Place& place) {
+    const PlaceRow& row = RowOf(place.kind);
+    if (!place.key.empty()) return NativeName(place.key, place.view);
+    if (row.key.empty()) return {};
+    const Text key = RegistryAccess::KeyName({RegistryRoot::LocalMachine, place.view}, row.key);
+    return row.isSubkey ? key + u'\\' + place.name : key;
+}
+
+/// Null where there is no key.
 Json RegistryOf(const Place& place) {
     const PlaceRow& row = RowOf(place.kind);
-    if (!place.key.empty()) return RegistryToJson(NativeName(place.key, place.view), &place.name);
-    if (row.key.empty()) return nullptr;
-    const Text key = RegistryAccess::KeyName({RegistryRoot::LocalMachine, place.view}, row.key);
-    if (row.isSubkey) return RegistryToJson(key + u'\\' + place.name, nullptr);
-    const Text value = row.value.empty() ? place.name : Text(row.value);
+    const Text key = KeyOf(place);
+    if (key.empty()) return nullptr;
+    const bool tellsItself = !place.key.empty();
+    if (!tellsItself && row.isSubkey) return RegistryToJson(key, nullptr);
+    const Text value = tellsItself || row.value.empty() ? place.name : Text(row.value);
     return RegistryToJson(key, &value);
+}
+
+Place PlaceOf(const HelperObject& object) {
+    return {Place::Kind::HelperObject, object.clsid, {}, {}, object.view};
+}
+
+Text KeyOf(const SettingInfo& setting) {
+    return RegistryAccess::KeyName(setting.place.base, setting.place.key);
 }
 
 Json TechniqueOf(const Place& place) {
@@ -159,9 +177,8 @@ void AddToFiles(const MachineSession& session, const std::vector<FoundFile>& fil
 void AddToSettings(const std::vector<FoundSetting>& settings, Json& list) {
     for (std::size_t i = 0; i < settings.size(); ++i) {
         const SettingInfo& info = settings[i].info;
-        const Text key = RegistryAccess::KeyName(info.place.base, info.place.key);
         const Text value(info.place.name);
-        list[i]["registry"] = RegistryToJson(key, &value);
+        list[i]["registry"] = RegistryToJson(KeyOf(info), &value);
         list[i]["technique"] =
             info.status == SettingStatus::kSuspect ? Json(kModifiedRegistry) : Json();
     }
@@ -169,7 +186,7 @@ void AddToSettings(const std::vector<FoundSetting>& settings, Json& list) {
 
 void AddToHelperObjects(const std::vector<HelperObject>& objects, Json& list) {
     for (std::size_t i = 0; i < objects.size(); ++i) {
-        const Place place{Place::Kind::HelperObject, objects[i].clsid, {}, {}, objects[i].view};
+        const Place place = PlaceOf(objects[i]);
         list[i]["registry"] = RegistryOf(place);
         list[i]["technique"] = TechniqueOf(place);
     }
@@ -213,6 +230,53 @@ std::string UtcText(const timespec& time) {
     return text;
 }
 
+/// A key with its root, and whose it is.
+using OwnedKey = std::pair<Text, Text>;
+
+/// Of all that was found, each once, in the order of the findings.
+std::vector<OwnedKey> KeysOf(const ScanResult& result) {
+    std::vector<OwnedKey> keys;
+    std::set<OwnedKey> known;
+    const auto add = [&](const Text& key, const Text& user) {
+        if (!key.empty() && known.insert({key, user}).second) keys.emplace_back(key, user);
+    };
+    for (const auto* list : {&result.files, &result.suspicious}) {
+        for (const FoundFile& file : *list) {
+            for (const Place& place : file.finding.places) add(KeyOf(place), place.user);
+        }
+    }
+    for (const HelperObject& object : result.bhos) add(KeyOf(PlaceOf(object)), {});
+    for (const FoundSetting& setting : result.settings) {
+        if (setting.info.status == SettingStatus::kSuspect) add(KeyOf(setting.info), setting.user);
+    }
+    return keys;
+}
+
+std::optional<std::int64_t> LastWritten(const MachineSession& session, const OwnedKey& owned) {
+    constexpr RegistryRoot kRoots[] = {RegistryRoot::LocalMachine, RegistryRoot::CurrentUser};
+    const auto& [key, user] = owned;
+    for (const RegistryRoot root : kRoots) {
+        const Text name = RegistryAccess::RootName(root) + u'\\';
+        if (key.starts_with(name)) {
+            return session.KeyLastWritten(root, key.substr(name.size()), user);
+        }
+    }
+    return std::nullopt;
+}
+
+Json KeyTimesToJson(const MachineSession& session, const ScanResult& result) {
+    constexpr std::int64_t kYear10000 = 253'402'300'800;  // has more digits than a time has
+    Json keys = Json::array();
+    for (const OwnedKey& owned : KeysOf(result)) {
+        const auto seconds = LastWritten(session, owned);
+        if (!seconds || *seconds >= kYear10000) continue;
+        keys.push_back({{"path", RegistryToJson(owned.first, nullptr)["path"]},
+                        {"user", owned.second.empty() ? Json() : TextToJson(owned.second)},
+                        {"modified", UtcText({*seconds, 0})}});
+    }
+    return keys;
+}
+
 Json TimesToJson(const MachineSession& session, const ScanResult& result) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -226,7 +290,9 @@ Json TimesToJson(const MachineSession& session, const ScanResult& result) {
                 {{"path", TextToJson(file.finding.path)}, {"modified", UtcText(facts.st_mtim)}});
         }
     }
-    return {{"scanned", UtcText(now)}, {"files", std::move(files)}};
+    return {{"scanned", UtcText(now)},
+            {"files", std::move(files)},
+            {"keys", KeyTimesToJson(session, result)}};
 }
 
 // ---------------------------------------------------------------- what could not be read

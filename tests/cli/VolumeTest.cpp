@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <map>
 #include <set>
 
 #include "cli/CliFixture.h"
@@ -225,6 +226,23 @@ TEST(Volume, AUserOnAnotherDriveIsLookedAtAndNotChanged) {
     EXPECT_THAT(refused.err, HasSubstr("the registry of Bo lies outside of"));
     EXPECT_EQ(volume.Snapshot(), before);
     EXPECT_EQ(RunOn(volume, {"--drive", letter, "--user", "Kit", "clean", "--yes"}).code, 0);
+}
+
+TEST(Volume, TellsWhenKeysOfFindingsWereWritten) {
+    const auto times = RunOn(Volume("hijacked-xp"), {"scan", "--record", "--times"}).Document();
+    std::map<std::string, std::set<std::string>> found;
+    for (const auto& key : times["times"]["keys"]) {
+        const std::string hive = key["path"].get<std::string>().substr(0, 5);
+        found[hive + key["user"].dump()].insert(key["modified"]);
+    }
+    const std::map<std::string, std::set<std::string>> expected = {
+        {"HKLM\\null", {"2004-05-06T07:08:09Z"}}, {"HKCU\\\"Kit\"", {"2004-05-07T07:08:09Z"}}};
+    EXPECT_EQ(found, expected);
+    const std::string keys = times["times"]["keys"].dump();
+    for (const char* part :
+         {"CurrentVersion\\\\Run\"", "Browser Helper Objects\\\\{1A64F7B0", "Main\""}) {
+        EXPECT_THAT(keys, HasSubstr(part));
+    }
 }
 
 TEST(Volume, Of95HasTheUsersOfItsProfiles) {

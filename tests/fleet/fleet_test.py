@@ -216,6 +216,9 @@ HOSTILE = ("</script><script>alert(1)</script>", "<img src=x onerror=alert(1)>",
            "\u202egpj.exe", "a\nb\tc", "&amp;\"'`", "\udce4", "\u2028", "@SUM(1)")
 
 
+WRITTEN = "2004-05-06T07:08:09Z"
+
+
 class MergeTest(FleetCase):
     def make_records(self, names):
         base = subprocess.run([PROGRAM, "--machine", ROOT / "examples/machines/hijacked-xp", "scan",
@@ -229,6 +232,9 @@ class MergeTest(FleetCase):
             record["times"]["files"][0]["path"] = name
             record["ignored"] = [{"kind": "file", "path": name, "clsid": None, "sha256": "0" * 64,
                                   "view": None, "user": None, "note": name, "date": "2026-11-20"}]
+            registry = record["settings"][0]["registry"]
+            record["times"]["keys"] = [{"path": f"{registry['hive']}\\{registry['key']}",
+                                        "user": None, "modified": WRITTEN}]
             if number == 0:  # an older program knew no such list
                 del record["ignored"]
             (folder / f"{number}.json").write_text(json.dumps(record, separators=(",", ":")) + "\n")
@@ -252,10 +258,14 @@ class MergeTest(FleetCase):
                           if cell[:1] in ("=", "+", "-", "@", "\t")], [])
         events = [json.loads(line) for line in (folder / "fleet.jsonl").read_text().splitlines()]
         self.assertEqual({"message", "datetime", "timestamp_desc"} - set(events[0]), set())
+        written = [event["message"] for event in events if event["datetime"] == WRITTEN]
+        self.assertEqual(len(written), len(HOSTILE), "a key that holds much is told once")
+        self.assertRegex(written[0], "^HKCU.*: setting Default_Page_URL, setting Local Page on ")
         connection = sqlite3.connect(folder / "fleet.db")
         self.addCleanup(connection.close)
         names = [row[0] for row in connection.execute("SELECT name FROM machines")]
         self.assertEqual(sorted(names), expected)
+        self.assertIn((WRITTEN,), connection.execute("SELECT DISTINCT key_modified FROM settings"))
         ignored = connection.execute("SELECT note, path, sha256 FROM ignored").fetchall()
         self.assertEqual(sorted(ignored), sorted((name, name, "0" * 64) for name in
                                                  map(merging.storable, HOSTILE[1:])))

@@ -3,6 +3,8 @@ import collections
 import json
 import sqlite3
 
+from .times import Times
+
 # docs/fleet.md explains these tables.
 TABLES = """
 CREATE TABLE machines (
@@ -19,12 +21,12 @@ CREATE TABLE findings (
 CREATE TABLE places (
     finding_id INTEGER NOT NULL REFERENCES findings, kind TEXT NOT NULL, name TEXT NOT NULL,
     user TEXT, view TEXT, registry_hive TEXT, registry_key TEXT, registry_value TEXT,
-    technique TEXT);
+    technique TEXT, key_modified TEXT);
 CREATE TABLE settings (
     machine_id INTEGER NOT NULL REFERENCES machines, number INTEGER NOT NULL,
     description TEXT NOT NULL, value TEXT NOT NULL, status TEXT NOT NULL, user TEXT,
     registry_hive TEXT NOT NULL, registry_key TEXT NOT NULL, registry_value TEXT NOT NULL,
-    technique TEXT);
+    technique TEXT, key_modified TEXT);
 CREATE TABLE ignored (
     machine_id INTEGER NOT NULL REFERENCES machines, kind TEXT NOT NULL, path TEXT NOT NULL,
     clsid TEXT, sha256 TEXT, view TEXT, user TEXT, note TEXT NOT NULL, date TEXT NOT NULL);
@@ -71,16 +73,15 @@ class Database:
 
     def add(self, record):
         self._machines += 1
-        machine, times = record["machine"], record.get("times", {})
+        machine, self._times = record["machine"], Times(record)
         signatures = [entry["sha256"] for entry in record["signatures"]]
         self._insert("machines", (
             self._machines, machine["name"], machine["kind"], machine["windows"],
             machine["family"], json.dumps(machine["users"]), record["verdict"], record["program"],
-            " ".join(signatures), record["input"]["sha256"], times.get("scanned")))
-        modified = {entry["path"]: entry["modified"] for entry in times.get("files", [])}
+            " ".join(signatures), record["input"]["sha256"], self._times.scanned))
         for kind, name in (("file", "files"), ("suspicious", "suspicious")):
             for found in record[name]:
-                self._add_file(kind, found, modified.get(found["path"]))
+                self._add_file(kind, found)
         for found in record["bhos"]:
             finding = self._add_finding("helper-object", found["file"], None, found["clsid"],
                                         "helper-object", found["technique"] or "", None, None)
@@ -88,7 +89,8 @@ class Database:
                                         "name": found["clsid"]}])
         self._insert("settings", *(
             (self._machines, found["number"], found["description"], found["value"],
-             found["status"], found["user"], *registry_of(found)[:3], found["technique"])
+             found["status"], found["user"], *registry_of(found), found["technique"],
+             self._times.of_key(found))
             for found in record["settings"] if found["status"]))
         self._insert("ignored", *(
             (self._machines, entry["kind"], entry["path"], entry["clsid"], entry["sha256"],
@@ -97,7 +99,7 @@ class Database:
         self._insert("unreadable", *((self._machines, entry["kind"], entry["name"], entry["error"])
                                      for entry in record["unreadable"]))
 
-    def _add_file(self, kind, found, modified):
+    def _add_file(self, kind, found):
         content = (found["sha256"], found["size"], found["hash"], found["company"],
                    found["description"])
         number = None
@@ -107,7 +109,8 @@ class Database:
                 number = self._files[content] = len(self._files) + 1
                 self._insert("files", (number, *content))
         finding = self._add_finding(kind, found["path"], number, None, " ".join(found["reasons"]),
-                                    " ".join(found["techniques"]), modified,
+                                    " ".join(found["techniques"]),
+                                    self._times.of_file(found["path"]),
                                     found["known"] and found["known"]["name"])
         self._add_places(finding, found["places"])
 
@@ -120,7 +123,8 @@ class Database:
     def _add_places(self, finding, places):
         self._insert("places", *(
             (finding, place["kind"], place["name"], place["user"], place["view"],
-             *registry_of(place), place["technique"]) for place in places))
+             *registry_of(place), place["technique"], self._times.of_key(place))
+            for place in places))
 
     def add_missing(self, name, error):
         self._insert("missing", (name, error))

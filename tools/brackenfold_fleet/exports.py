@@ -2,6 +2,8 @@
 import csv
 import json
 
+from .times import Times, key_path
+
 COLUMNS = ("machine", "verdict", "kind", "path", "sha256", "size", "reasons", "place", "user",
            "registry.path", "technique", "value")
 
@@ -74,6 +76,19 @@ def ignored_rows(record):
                "user": entry["user"], "place": entry["clsid"], "value": entry["note"]}
 
 
+def registry_places(record):
+    """(what it is, place) of all that was found in the registry."""
+    for found in [*record["files"], *record["suspicious"]]:
+        for place in found["places"]:
+            if place["registry"]:
+                yield f"{place['kind']} {place['name']}", place
+    for found in record["bhos"]:
+        yield f"helper-object {found['clsid']}", found
+    for found in record["settings"]:
+        if found["status"] == "i":
+            yield f"setting {found['registry']['value']}", found
+
+
 class Timesketch:
     """A line of JSON for each time of a record."""
 
@@ -84,24 +99,46 @@ class Timesketch:
         self._file.write(json.dumps(event) + "\n")
 
     def add(self, record):
-        times = record.get("times")
-        if times is None:
+        times, name = Times(record), record["machine"]["name"]
+        if times.scanned is None:
             return
-        name = record["machine"]["name"]
-        self._write(message=f"{name} scanned: {record['verdict']}", datetime=times["scanned"],
+        self._write(message=f"{name} scanned: {record['verdict']}", datetime=times.scanned,
                     timestamp_desc="Scan Time", hostname=name)
-        modified = {entry["path"]: entry["modified"] for entry in times["files"]}
+        self._add_files(record, times, name)
+        self._add_keys(record, times, name)
+
+    def _add_files(self, record, times, name):
         for found in [*record["files"], *record["suspicious"]]:
-            if found["path"] not in modified:
+            path, modified = found["path"], times.of_file(found["path"])
+            if modified is None:
                 continue
-            path = found["path"]
             self._write(message=f"{path} ({', '.join(found['reasons'])}) on {name}",
-                        datetime=modified[found["path"]],
+                        datetime=modified,
                         timestamp_desc="Content Modification Time", hostname=name,
                         **{"file.path": path, "file.hash.sha256": found["sha256"],
                            "registry.path": [place["registry"]["path"]
                                              for place in found["places"] if place["registry"]],
                            "threat.technique.id": found["techniques"]})
+
+    def _add_keys(self, record, times, name):
+        """Each key once: its time is that of the last change of any value in it."""
+        keys = {}
+        for what, place in registry_places(record):
+            key = (key_path(place).lower(), place["user"])
+            keys.setdefault(key, []).append((what, place))
+        for found in keys.values():
+            place = found[0][1]
+            modified = times.of_key(place)
+            if modified is None:
+                continue
+            owner = f" of {place['user']}" if place["user"] else ""
+            techniques = {one["technique"] for _, one in found if one["technique"]}
+            self._write(message=f"{key_path(place)}{owner}: "
+                        f"{', '.join(dict.fromkeys(what for what, _ in found))} on {name}",
+                        datetime=modified, timestamp_desc="Content Modification Time", hostname=name,
+                        **{"registry.path": list(dict.fromkeys(one["registry"]["path"]
+                                                               for _, one in found)),
+                           "threat.technique.id": sorted(techniques)})
 
     def add_missing(self, name, error):
         """Has no time."""

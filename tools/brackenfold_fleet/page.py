@@ -5,6 +5,7 @@ import json
 import pathlib
 
 from . import FleetError
+from .times import Times
 
 HERE = pathlib.Path(__file__).resolve().parent
 # In the sources, and where the package has it.
@@ -86,7 +87,7 @@ class FleetPage:
             self._text("helper-object"), self._text(found["technique"]), self._places([place])))
 
     def add(self, record):
-        times = record.get("times", {})
+        times = Times(record)
         findings = [*(self._file(0, found) for found in record["files"]),
                     *(self._file(1, found) for found in record["suspicious"]),
                     *map(self._helper_object, record["bhos"])]
@@ -103,8 +104,7 @@ class FleetPage:
         self._machines.append((
             machine["name"], VERDICTS.index(record["verdict"]), self._text(machine["windows"]),
             self._text(", ".join(machine["users"])), findings, settings, unreadable,
-            ignored, times.get("scanned", ""),
-            min((entry["modified"] for entry in times.get("files", [])), default="")))
+            ignored, times.scanned or "", times.oldest_file or ""))
 
     def add_missing(self, name, error):
         self._missing.append((name, error))

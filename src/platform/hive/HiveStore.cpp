@@ -45,14 +45,26 @@ std::string LowerCase(std::string text) {
     return text;
 }
 
+constexpr std::uint64_t kSecondsFrom1601 = 11'644'473'600;  // to 1970
+constexpr std::uint64_t kTicksASecond = 10'000'000;         // of FILETIME
+
 }  // namespace
 
 std::uint64_t FileTimeNow() {
-    constexpr std::uint64_t kSecondsFrom1601 = 11'644'473'600;
     timespec now{};
     (void)clock_gettime(CLOCK_REALTIME, &now);
-    return (static_cast<std::uint64_t>(now.tv_sec) + kSecondsFrom1601) * 10'000'000 +
+    return (static_cast<std::uint64_t>(now.tv_sec) + kSecondsFrom1601) * kTicksASecond +
            static_cast<std::uint64_t>(now.tv_nsec) / 100;
+}
+
+std::int64_t UnixTimeOf(std::uint64_t fileTime) {
+    return static_cast<std::int64_t>(fileTime / kTicksASecond) -
+           static_cast<std::int64_t>(kSecondsFrom1601);
+}
+
+std::uint64_t FileTimeOf(std::uint64_t unixTime) {
+    if (unixTime > UINT64_MAX / kTicksASecond - kSecondsFrom1601) return 0;
+    return (unixTime + kSecondsFrom1601) * kTicksASecond;
 }
 
 std::vector<std::string> FindHiveLogs(const std::string& path) {
@@ -268,6 +280,12 @@ Status HiveStore::FindToMake(TextView path, CellOffset& key, std::vector<Text>& 
 }
 
 // ---------------------------------------------------------------- reading
+
+Result<std::uint64_t> HiveStore::LastWritten(TextView key) {
+    const auto found = Find(key);
+    if (!found.IsOk()) return Status(found);
+    return found.value.LastWritten();
+}
 
 Result<RegistryValue> HiveStore::QueryValue(TextView key, TextView name) {
     const auto found = Find(key);

@@ -13,6 +13,10 @@ namespace bkfd {
 
 /// The time of this computer as FILETIME.
 std::uint64_t FileTimeNow();
+/// Seconds since 1970, also from before that.
+std::int64_t UnixTimeOf(std::uint64_t fileTime);
+/// 0 for seconds that it can't hold.
+std::uint64_t FileTimeOf(std::uint64_t unixTime);
 
 /// A hive of the host, with what its logs hold: X.LOG, X.LOG1 and X.LOG2 beside X, in any case.
 /// Nothing is read before it is asked for, and changes are kept in memory, until a `RegistryCommit`
@@ -31,6 +35,7 @@ class HiveStore final : public RegistryStore {
     using Opened = std::variant<std::unique_ptr<HiveStore>, RegistryFileError>;
     static Opened Open(const std::string& path, Options options);
 
+    Result<std::uint64_t> LastWritten(TextView key) override;
     Result<RegistryValue> QueryValue(TextView key, TextView name) override;
     Result<std::vector<Text>> EnumKeys(TextView key) override;
     Result<std::vector<Text>> EnumValues(TextView key) override;

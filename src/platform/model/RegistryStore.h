@@ -24,6 +24,12 @@ class RegistryStore {
 
     /// Success if the key is there and can be read.
     virtual Status FindKey(TextView key) { return EnumValues(key); }
+    /// When the key was last written, FILETIME; 0 where the file doesn't say.
+    virtual Result<std::uint64_t> LastWritten(TextView key) {
+        const Status found = FindKey(key);
+        if (!found.IsOk()) return found;
+        return std::uint64_t{0};
+    }
     virtual Result<RegistryValue> QueryValue(TextView key, TextView name) = 0;
     /// Names of the direct subkeys, in the file's order. One that can't be read stands there as the
     /// place of the damage, "\uFFFDcell 0x1a20", and asking for it is `RegistryCorrupt`, as is

@@ -443,6 +443,9 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
     const std::vector<VolumeUser>& Users() const override { return chosen_; }
     const std::vector<StartPlace>& StartPlaces() const override { return table_.places; }
     Result<std::string> HostPath(TextView path) override { return parts->volume->HostPath(path); }
+    Result<std::uint64_t> KeyLastWritten(RegistryRoot root, TextView key) const override {
+        return static_cast<VolumeRegistry&>(Roots()).LastWritten(root, key);
+    }
 
     std::vector<std::string> RegistryFiles() const override {
         std::vector<std::string> files = parts->stores.Files();

@@ -43,6 +43,8 @@ class VolumeMachine : public ModelMachine {
     virtual const std::vector<StartPlace>& StartPlaces() const = 0;
     /// The host's paths of the files that hold the registry, with the logs of hives.
     virtual std::vector<std::string> RegistryFiles() const = 0;
+    /// When a key was last written, FILETIME; 0 where its file doesn't say.
+    virtual Result<std::uint64_t> KeyLastWritten(RegistryRoot root, TextView key) const = 0;
     /// Where a file or folder lies on the host.
     virtual Result<std::string> HostPath(TextView path) = 0;
     /// What could not be read by now: a disk may fail at any time.

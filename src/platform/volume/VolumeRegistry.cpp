@@ -108,6 +108,12 @@ std::vector<Text> VolumeRegistry::MountsBelow(RegistryRoot root, TextView key) c
     return names;
 }
 
+Result<std::uint64_t> VolumeRegistry::LastWritten(RegistryRoot root, TextView key) const {
+    const Place place = Locate(root, key);
+    if (place.store == nullptr) return place.error;
+    return place.store->LastWritten(place.key);
+}
+
 Status VolumeRegistry::FindKey(RegistryRoot root, TextView key) {
     const Place place = Locate(root, key);
     if (place.store != nullptr) {

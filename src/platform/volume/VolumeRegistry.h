@@ -23,6 +23,9 @@ class VolumeRegistry final : public RegistryRoots {
     /// Nothing is seen at the key any more.
     void Unmount(RegistryRoot root, TextView key);
 
+    /// As of the store that holds the key.
+    Result<std::uint64_t> LastWritten(RegistryRoot root, TextView key) const;
+
     Status FindKey(RegistryRoot root, TextView key) override;
     Result<RegistryValue> QueryValue(RegistryRoot root, TextView key, TextView name) override;
     Result<std::vector<Text>> EnumKeys(RegistryRoot root, TextView key) override;

@@ -6,6 +6,7 @@
 #include "base/Utf16Bytes.h"
 #include "formats/WineReg.h"
 #include "formats/WineRegWriter.h"
+#include "platform/hive/HiveStore.h"
 
 namespace bkfd {
 namespace {
@@ -62,7 +63,8 @@ void WineStore::Parse() {
     Key* key = nullptr;
     while (reader.Next(item)) {
         if (item.kind == WineRegKind::Key) {
-            sections_.push_back({Normal(item.name), {}, 0, false});
+            const std::uint64_t time = item.time == 0 ? 0 : FileTimeOf(item.time);
+            sections_.push_back({Normal(item.name), {}, 0, false, time});
             key = &MakeNode(item.name);
             key->sections.push_back(std::prev(sections_.end()));
         } else if (item.kind == WineRegKind::Malformed) {
@@ -70,6 +72,7 @@ void WineStore::Parse() {
         }
         Section& section = sections_.back();
         if (item.kind == WineRegKind::Link) section.isLink = true;
+        if (item.kind == WineRegKind::Time && item.time != 0) section.time = item.time;
         const bool isHead = item.kind == WineRegKind::Key || item.kind == WineRegKind::Time;
         if (isHead && section.headLines == section.lines.size()) ++section.headLines;
         section.lines.push_back(
@@ -141,6 +144,15 @@ Status WineStore::FindKey(TextView key) {
     return {FindNode(key, true) == nullptr ? SystemError::FileNotFound : SystemError::Success};
 }
 
+/// Of a key that the file repeats, the latest of its times.
+Result<std::uint64_t> WineStore::LastWritten(TextView key) {
+    const Key* node = FindNode(key, true);
+    if (node == nullptr) return Status{SystemError::FileNotFound};
+    std::uint64_t time = 0;
+    for (const Sections::iterator section : node->sections) time = std::max(time, section->time);
+    return time;
+}
+
 Result<RegistryValue> WineStore::QueryValue(TextView key, TextView name) {
     const Key* node = FindNode(key, true);
     const Line* line = node == nullptr ? nullptr : FindValue(*node, name);
@@ -196,8 +208,8 @@ void WineStore::AddSection(Key& key) {
     if (!before.empty() && !IsBlankLine(TextOf(before.back()))) {
         before.push_back({{}, "\n", {}, false});
     }
-    const auto added = sections_.insert(place, {path, {}, 1, false});
-    added->lines.push_back({{}, FormatWineKey(path, clock_()), path, false});
+    const auto added = sections_.insert(place, {path, {}, 1, false, clock_()});
+    added->lines.push_back({{}, FormatWineKey(path, added->time), path, false});
     added->lines.push_back({{}, "\n", {}, false});
     key.sections.push_back(added);
     isChanged_ = true;
@@ -207,7 +219,8 @@ void WineStore::AddSection(Key& key) {
 void WineStore::Touch(Section& section) {
     auto end = std::next(section.lines.begin(), static_cast<std::ptrdiff_t>(section.headLines));
     section.lines.erase(section.lines.begin(), end);
-    section.lines.push_front({{}, FormatWineKey(section.path, clock_()), section.path, false});
+    section.time = clock_();
+    section.lines.push_front({{}, FormatWineKey(section.path, section.time), section.path, false});
     section.headLines = 1;
     isChanged_ = true;
 }

@@ -30,6 +30,7 @@ class WineStore final : public RegistryStore {
     std::string Content() const;
 
     Status FindKey(TextView key) override;
+    Result<std::uint64_t> LastWritten(TextView key) override;
     Result<RegistryValue> QueryValue(TextView key, TextView name) override;
     Result<std::vector<Text>> EnumKeys(TextView key) override;
     Result<std::vector<Text>> EnumValues(TextView key) override;
@@ -54,6 +55,7 @@ class WineStore final : public RegistryStore {
         std::list<Line> lines;
         std::size_t headLines = 0;  // the first ones, which say the key's name and time
         bool isLink = false;
+        std::uint64_t time = 0;  // FILETIME; 0 if the file doesn't say
     };
     using Sections = std::list<Section>;
     /// A key; those above keys of the file may have no section of their own.

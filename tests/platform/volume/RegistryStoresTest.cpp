@@ -122,6 +122,27 @@ std::string DumpOf(const std::string& content) {
 }
 
 /// Names, types and data of all kinds come back from the text, and from a second reading of it.
+TEST(WineStore, TellsWhenKeysWereWritten) {
+    WineStore store = Prefix(
+        "WINE REGISTRY Version 2\n[A] 1700000000\n#time=1da165bc18c9a80\n"
+        "[B\\\\Below] 1700000000\n[A] 1600000000\n[Far] 99999999999999\n");
+    ASSERT_TRUE(store.SetValue(u"New\\Key", u"v", {RegistryType::Dword, Bytes(4)}).IsOk());
+    const struct {
+        TextView key;
+        std::uint64_t time;
+    } rows[] = {{u"a", 0x1da165bc18c9a80},
+                {u"B\\Below", 133444736000000000},
+                {u"B", 0},
+                {u"Far", 0},
+                {u"New\\Key", kNow}};
+    for (const auto& row : rows) {
+        const auto time = store.LastWritten(row.key);
+        EXPECT_TRUE(time.IsOk());
+        EXPECT_EQ(time.value, row.time) << ToUtf8(row.key);
+    }
+    EXPECT_TRUE(store.LastWritten(u"None").IsNotThere());
+}
+
 TEST(WineStore, KeepsWhatItIsGiven) {
     std::mt19937 random(7);
     const auto unit = [&random] {
