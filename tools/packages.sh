@@ -10,7 +10,7 @@ packages_hives="libhivex-bin python3-hivex reglookup libregf-utils libcreg-utils
 packages_packaging="dpkg-dev debhelper dh-python nsis python3-markdown zip git"
 packages_release="debootstrap lintian man-db bash-completion zsh fish p7zip-full"
 packages_volumes="ntfs-3g attr"
-packages_fleet="qemu-utils libnbd-bin dosfstools fdisk parallel openssh-server openssh-client slurm-wlm munge
+packages_fleet="qemu-utils libnbd-bin dosfstools mtools fusefat fdisk parallel openssh-server openssh-client slurm-wlm munge
     chromium"
 
 # need_packages NAME...: installs those that are missing; needs root or sudo for that alone.

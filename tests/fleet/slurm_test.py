@@ -3,6 +3,7 @@
 
     slurm_test.py PROGRAM        takes root
 """
+import json
 import pathlib
 import subprocess
 import sys
@@ -60,7 +61,7 @@ class SlurmTest(ManyMachines):
         self.cluster.stop("controller")
         self.cluster.start_controller()
         wait_for("more records", lambda: self.records() >= 120, 120)
-        self.fill_disk(out / "filler")
+        self.fill_disk(out)
         self.cluster.start_node("node2")
         wait_for("the queue's end", lambda: not self.queue(), 300)
         for _ in range(3):
@@ -70,23 +71,20 @@ class SlurmTest(ManyMachines):
         self.assertIn("500 of 500", self.fleet("status", "out"))
         self.compare_with_loop(names)
 
-    def fill_disk(self, filler):
-        """For as long as some tasks need to fail of it."""
-        before = self.records()
-        with open(filler, "wb", buffering=0) as file, self.assertRaises(OSError):
+    def fill_disk(self, out):
+        """Until a machine has failed of it and of nothing else."""
+        with open(out / "filler", "wb", buffering=0) as file, self.assertRaises(OSError):
             while True:
-                file.write(b"\0" * 65536)
-        try:
-            wait_for("something that failed", lambda: any(
-                "No space left" in path.read_text(errors="replace")
-                for path in (self.folder / "out/failed").glob("*/*.json"))
-                or self.records() == before and not self.running(), 30)
-        except TimeoutError:
-            pass  # what a full disk can't keep is seen by what is missing
-        filler.unlink()
+                file.write(b"\0" * 4096)
+        why = "its record can't be kept: No space left on device; another try may succeed"
 
-    def running(self):
-        return [line for line in self.queue() if line.startswith("RUNNING")]
+        def failed():
+            return [facts["machine"] for facts in map(json.loads, (
+                path.read_text() for path in (out / "failed").glob("*/*.json")))
+                if facts["code"] == 4 and why.startswith(facts["error"] + ";")]
+        wait_for("a machine that failed of the full disk", failed, 120)
+        self.assertIn(why, self.fleet("status", "out", codes=(1,)))
+        (out / "filler").unlink()
 
     def test_a_cancelled_task_closes_what_it_opened(self):
         (self.folder / "one").write_text("pc\n", encoding="ascii")

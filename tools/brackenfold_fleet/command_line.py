@@ -7,7 +7,7 @@ import sys
 from . import FleetError, cleaning, merging
 from .engines import ENGINES, default_jobs, machines_of, piece_size, work
 from .machines import read_list
-from .run_folder import RunFolder, shown
+from .run_folder import NOT_SCANNED, RunFolder, shown
 from .worker import READY_OPENERS, find_program
 
 EPILOG = """
@@ -125,6 +125,7 @@ def resume(arguments, tool):
     options = folder.options()
     folder.lock()
     folder.drop_leftovers()
+    folder.keep_room()
     options.update(distribution(arguments, options))
     options["piece"] = arguments.piece or options["piece"]
     folder.save_options(options)
@@ -155,6 +156,7 @@ def start(folder, options, tool):
 def tell_status(folder, engine):
     machines = folder.machines()
     missing = [(machine, why) for machine in machines if (why := folder.why_missing(machine))]
+    missing.sort(key=lambda pair: pair[1] == NOT_SCANNED)  # what failed comes first
     print(f"{len(machines) - len(missing)} of {len(machines)} machines have a record")
     for machine, why in missing[:20]:
         print(f"  {shown(machine.entry)}: {shown(why)}")

@@ -5,6 +5,7 @@
     records/ab/ID    the record of a machine, as `brackenfold scan --record` printed it
     failed/ab/ID     why a machine has none
     lock             held while an engine of this computer works in the folder
+    room             given up for what must still be written when the disk is full
 """
 import errno
 import fcntl
@@ -17,6 +18,9 @@ from . import FleetError
 from .machines import Machine, identity_of
 
 FORMAT = 1
+ROOM = 64 << 10
+NOT_SCANNED = "wasn't scanned yet"
+TRY_AGAIN = 4  # the code of a failure that may go by
 RECORD_SCHEMA = 2
 
 
@@ -77,6 +81,12 @@ class RunFolder:
         lines = "".join(json.dumps(machine.entry) + "\n" for machine in machines)
         replace_file(self.path / "machines.jsonl", lines.encode("ascii"))
         self.save_options(options)
+        self.keep_room()
+
+    def keep_room(self):
+        if not (self.path / "room").exists():
+            # Random, as some file systems keep nothing for zeros.
+            replace_file(self.path / "room", os.urandom(ROOM))
 
     def save_options(self, options):
         text = json.dumps({"format": FORMAT, **options}, indent=2) + "\n"
@@ -152,7 +162,14 @@ class RunFolder:
 
     def save_failure(self, machine, code, message):
         failure = {"machine": machine.entry, "code": code, "error": message}
-        replace_file(self._file("failed", machine), (json.dumps(failure) + "\n").encode("ascii"))
+        content = (json.dumps(failure) + "\n").encode("ascii")
+        try:
+            replace_file(self._file("failed", machine), content)
+        except OSError as error:
+            if error.errno not in (errno.ENOSPC, errno.EDQUOT):
+                raise
+            (self.path / "room").unlink(missing_ok=True)
+            replace_file(self._file("failed", machine), content)
 
     def failure(self, machine):
         """(code, message) of the last try, or None."""
@@ -169,8 +186,8 @@ class RunFolder:
         try:
             if self.read_record(machine) is not None:
                 return None
-            failure = self.failure(machine)
-            return failure[1] if failure else "wasn't scanned yet"
+            code, message = self.failure(machine) or (None, NOT_SCANNED)
+            return message + "; another try may succeed" * (code == TRY_AGAIN)
         except BadRecord as error:
             return f"its record {error}"
 

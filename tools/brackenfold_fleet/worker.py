@@ -2,6 +2,7 @@
 import contextlib
 import os
 import pathlib
+import shlex
 import shutil
 import signal
 import subprocess
@@ -9,9 +10,9 @@ import tempfile
 import threading
 import time
 
-from .run_folder import BadRecord, parse_record, shown
+from .run_folder import TRY_AGAIN, BadRecord, parse_record, shown
 
-DONE, FAILED, INCOMPLETE, TRY_AGAIN = 0, 2, 3, 4
+DONE, FAILED, INCOMPLETE = 0, 2, 3
 TRIES = 3
 OPENERS = pathlib.Path(__file__).resolve().parent / "open_image.py"
 READY_OPENERS = ("raw", "qcow2", "vmdk")
@@ -49,12 +50,13 @@ class Programs:
         for process in list(self._running):
             end(process, signal.SIGTERM)
 
-    def run(self, command, timeout, is_closing=False):
+    def run(self, command, timeout, is_closing=False, environment=None):
         """(exit code, output, messages); what closes is run to its end also when all is to end."""
         if self.is_stopping and not is_closing:
             raise Stopped
         with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE, start_new_session=True) as process:
+                              stderr=subprocess.PIPE, start_new_session=True,
+                              env=environment) as process:
             if not is_closing:
                 with self._lock:
                     self._running.add(process)
@@ -98,7 +100,7 @@ class Worker:
             return True
         for attempt in range(TRIES):
             try:
-                self.folder.save_record(machine, self._scan(machine))
+                self._keep_record(machine, self._scan(machine))
                 return True
             except MachineFailure as failure:
                 last = failure
@@ -111,8 +113,14 @@ class Worker:
         self._keep_failure(machine, last)
         return last.code == FAILED
 
+    def _keep_record(self, machine, record):
+        try:
+            self.folder.save_record(machine, record)
+        except OSError as error:
+            raise MachineFailure(TRY_AGAIN, f"its record can't be kept: {error.strerror}") from None
+
     def _keep_failure(self, machine, failure):
-        with contextlib.suppress(OSError):  # a full disk keeps neither
+        with contextlib.suppress(OSError):  # then `status` tells that it has no record
             self.folder.save_failure(machine, failure.code, str(failure))
 
     def _scan(self, machine):
@@ -163,7 +171,8 @@ class Worker:
 
     def _open(self, verb, machine, place, access):
         command = [*self.opener(), verb, machine.entry, place, access]
-        code, _, err = self.programs.run(command, self.options["timeout"], verb == "close")
+        environment = {**os.environ, "BRACKENFOLD_SCAN": shlex.join(self.options["scan"])}
+        code, _, err = self.programs.run(command, self.options["timeout"], verb == "close", environment)
         if code != 0:
             again = code == TRY_AGAIN or code < 0
             raise MachineFailure(TRY_AGAIN if again else FAILED,
