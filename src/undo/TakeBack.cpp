@@ -15,15 +15,16 @@ namespace {
 using Kind = UndoChange::Kind;
 using Outcome = UndoStep::Outcome;
 
-/// Undoes of the record that were interrupted, the newest first, up to one that came to its end.
-std::vector<RecordId> InterruptedUndoes(RecordId id) {
-    std::vector<RecordId> interrupted;
+/// Undoes of the record that were interrupted or left something, the newest first, up to one that
+/// took back all.
+std::vector<RecordId> UnfinishedUndoes(RecordId id) {
+    std::vector<RecordId> unfinished;
     for (const UndoSummary& record : ListUndoRecords()) {
         if (record.undoes != id) continue;
-        if (record.state != UndoRecord::State::Interrupted) break;
-        interrupted.push_back(record.id);
+        if (record.state == UndoRecord::State::Complete) break;
+        unfinished.push_back(record.id);
     }
-    return interrupted;
+    return unfinished;
 }
 
 UndoRecord UsableRecord(RecordId id) {
@@ -140,9 +141,9 @@ UndoResult TakeBack(RecordId id, const UndoOptions& options) {
     UndoResult result;
     result.undone = id;
     const RecordedOperation operation(UndoOperation::kUndo, id);
-    for (const RecordId interrupted : InterruptedUndoes(id)) {
+    for (const RecordId unfinished : UnfinishedUndoes(id)) {
         UndoResult ignored;
-        Walk(UndoOptions{}, ignored).TakeBack(UsableRecord(interrupted));
+        Walk(UndoOptions{}, ignored).TakeBack(UsableRecord(unfinished));
         if (Walk::IsStopped()) break;
     }
     Walk walk(options, result);

@@ -11,8 +11,11 @@ using State = UndoPlace::State;
 constexpr std::uint32_t kSettable = FileAttribute::ReadOnly | FileAttribute::Hidden |
                                     FileAttribute::System | FileAttribute::Archive;
 
-bool IsThere(Files& files, const Text& path) {
-    return files.GetFileAttributesW(path).IsOk();
+/// A file that can't be asked for is neither there nor gone.
+Result<bool> IsThere(Files& files, const Text& path) {
+    const auto attributes = files.GetFileAttributesW(path);
+    if (!attributes.IsOk() && !attributes.IsNotThere()) return Status(attributes);
+    return attributes.IsOk();
 }
 
 /// A file that got another name or was put beside the record: from `target` it goes back to `name`.
@@ -22,8 +25,12 @@ class MovedFilePlace final : public UndoPlace {
 
     Status Look() override {
         Files& files = machine_.FileSystem();
-        const bool isBack = IsThere(files, change_.name);
-        const bool isAway = IsThere(files, change_.target);
+        const auto back = IsThere(files, change_.name);
+        if (!back.IsOk()) return back;
+        const auto away = IsThere(files, change_.target);
+        if (!away.IsOk()) return away;
+        const bool isBack = back.value;
+        const bool isAway = away.value;
         if (isBack) now_ = change_.name;
         if (isAway) now_ += (isBack ? u", " : u"") + change_.target;
         isTaken_ = isBack;
@@ -61,7 +68,7 @@ class MovedFilePlace final : public UndoPlace {
     Text NameAside() {
         for (int number = 1;; ++number) {
             Text name = change_.name + u".taken" + ToText(number);
-            if (!IsThere(machine_.FileSystem(), name)) return name;
+            if (!machine_.FileSystem().GetFileAttributesW(name).IsOk()) return name;
         }
     }
 
@@ -100,13 +107,17 @@ class WrittenFilePlace final : public UndoPlace {
 
     Status Look() override {
         Files& files = machine_.FileSystem();
-        isThere_ = IsThere(files, change_.name);
+        const auto found = IsThere(files, change_.name);
+        if (!found.IsOk()) return found;
+        isThere_ = found.value;
         if (isThere_) now_ = change_.name;
         const bool hadContent = !change_.target.empty();
+        const auto kept = hadContent ? IsThere(files, change_.target) : Result<bool>(true);
+        if (!kept.IsOk()) return kept;
         const bool isAsBefore = hadContent ? isThere_ && change_.content &&
                                                  ContentOf(files, change_.name) == change_.content
                                            : !isThere_;
-        canBeForced_ = !hadContent || IsThere(files, change_.target);
+        canBeForced_ = kept.value;
         conflict_ = u"the copy of the file isn't there any more";
         state_ = isAsBefore ? State::AsBefore : canBeForced_ ? State::AsAfter : State::Other;
         return {};

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "common/EngineFixture.h"
+#include "common/FaultSweep.h"
+#include "common/UndoSweep.h"
 #include "platform/RegistryValues.h"
 #include "platform/RootNames.h"
 #include "platform/undo/UndoFolder.h"
@@ -101,7 +103,8 @@ class UndoFixture : public EngineFixture {
         return undo.Record();
     }
 
-    UndoMachine undo{machine, u"4.5.6"};
+    FaultMachine faulty{machine};
+    UndoMachine undo{faulty, u"4.5.6"};
     std::vector<Text> names;
     Registry& registry = undo.RegistryKeys();
     Files& files = undo.FileSystem();
@@ -150,8 +153,8 @@ const struct WorkRow {
      }},
     {"DeleteTree",
      [](UndoFixture&) {
-         EXPECT_TRUE(RegistryAccess().DeleteKey(HKLM, u"SOFTWARE\\tree\\mixed name"));
-         EXPECT_TRUE(RegistryAccess().DeleteKey(HKCU, u"Software\\Odd Values"));
+         (void)RegistryAccess().DeleteKey(HKLM, u"SOFTWARE\\tree\\mixed name");
+         (void)RegistryAccess().DeleteKey(HKCU, u"Software\\Odd Values");
      }},
     {"ViewOfClasses",
      [](UndoFixture& f) {
@@ -202,6 +205,39 @@ TEST_P(EveryWork, IsTakenBackExactlyAndDoneAgain) {
         EXPECT_EQ(fixture.State(), wanted);
         ASSERT_GT(result.record, id);
         id = result.record;
+    }
+}
+
+/// Lets the call fail in the work or in its undo; false if there were fewer calls.
+bool FailsAndComesBack(Work work, bool isUndo, std::size_t call, FaultPlan::Lasting lasting) {
+    UndoFixture fixture;
+    const std::string before = fixture.State();
+    if (isUndo) (void)fixture.Record([&] { work(fixture); });
+    fixture.faulty.FailCall(call, lasting);
+    try {
+        if (isUndo) {
+            (void)TakeBack(1);
+        } else {
+            (void)fixture.Record([&] { work(fixture); });
+        }
+    } catch (const RuntimeError&) {
+        // Told, and nothing done.
+    }
+    const std::string failed = fixture.faulty.FailedCall();
+    fixture.faulty.FailCall(0, lasting);
+    SCOPED_TRACE((isUndo ? "undo, " : "work, ") + std::to_string(call) + ": " + failed);
+    EXPECT_EQ(TakeAllBack(), "");
+    EXPECT_EQ(fixture.State(), before);
+    return !failed.empty() && !testing::Test::HasFailure();
+}
+
+TEST_P(EveryWork, IsTakenBackWhicheverCallFailed) {
+    using enum FaultPlan::Lasting;
+    for (const bool isUndo : {false, true}) {
+        for (const auto lasting : {Once, FromThenOn}) {
+            std::size_t call = 1;
+            while (FailsAndComesBack(GetParam().work, isUndo, call, lasting)) call += EveryOne(23);
+        }
     }
 }
 

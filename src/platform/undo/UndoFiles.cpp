@@ -82,8 +82,9 @@ Status UndoMachine::UndoFiles::SetFileAttributesA(std::string_view path, std::ui
 Status UndoMachine::UndoFiles::DeleteFileW(TextView path) {
     const auto attributes = target_.GetFileAttributesW(path);
     constexpr std::uint32_t kRefused = FileAttribute::Directory | FileAttribute::ReadOnly;
-    const bool isRefused = !attributes.IsOk() || (attributes.value & kRefused) != 0;
+    const bool isRefused = attributes.IsNotThere() || (attributes.value & kRefused) != 0;
     if (isRefused || IsOwn(path)) return Forgotten(path, target_.DeleteFileW(path));
+    if (!attributes.IsOk()) return attributes;
     const Status opened = recorder_.Open();
     if (!opened.IsOk()) return opened;
     const auto spelled = Spelled(path);
@@ -109,6 +110,14 @@ Result<Text> UndoMachine::UndoFiles::Spelled(TextView path) {
     return spelled.substr(0, spelled.rfind(u'\\') + 1) + data.name;
 }
 
+/// Whether there is something to move and nothing in the way; a move that must fail needs no
+/// record. An error where that can't be told, since the move might be made after all.
+Result<bool> UndoMachine::UndoFiles::CanMove(TextView source, TextView target) {
+    const auto from = target_.GetFileAttributesW(source);
+    if (!from.IsOk() && !from.IsNotThere()) return Status(from);
+    return from.IsOk() && !target_.GetFileAttributesW(target).IsOk();
+}
+
 Status UndoMachine::UndoFiles::NoteMove(TextView source, TextView target) {
     const auto spelled = Spelled(source);
     if (!spelled.IsOk()) return spelled;
@@ -121,9 +130,9 @@ Status UndoMachine::UndoFiles::NoteMove(TextView source, TextView target) {
 Status UndoMachine::UndoFiles::MoveFileW(TextView source, TextView target) {
     const auto move = [&] { return Forgotten(source, target_.MoveFileW(source, target)); };
     if (IsOwn(source) && IsOwn(target)) return move();
-    if (!target_.GetFileAttributesW(source).IsOk() || target_.GetFileAttributesW(target).IsOk()) {
-        return move();  // which fails
-    }
+    const auto canMove = CanMove(source, target);
+    if (!canMove.IsOk()) return canMove;
+    if (!canMove.value) return move();
     const Status noted = NoteMove(source, target);
     return noted.IsOk() ? recorder_.Tell(move()) : noted;
 }
@@ -133,18 +142,19 @@ Status UndoMachine::UndoFiles::MoveFileA(std::string_view source, std::string_vi
     const Text to = system_.MultiByteToWideChar(target);
     const auto move = [&] { return Forgotten(from, target_.MoveFileA(source, target)); };
     if (IsOwn(from) && IsOwn(to)) return move();
-    if (!target_.GetFileAttributesW(from).IsOk() || target_.GetFileAttributesW(to).IsOk()) {
-        return move();
-    }
+    const auto canMove = CanMove(from, to);
+    if (!canMove.IsOk()) return canMove;
+    if (!canMove.value) return move();
     const Status noted = NoteMove(from, to);
     return noted.IsOk() ? recorder_.Tell(move()) : noted;
 }
 
 Status UndoMachine::UndoFiles::MoveFileExW(TextView source, TextView target) {
     const auto move = [&] { return Forgotten(source, target_.MoveFileExW(source, target)); };
-    if ((IsOwn(source) && IsOwn(target)) || !target_.GetFileAttributesW(source).IsOk()) {
-        return move();
-    }
+    if (IsOwn(source) && IsOwn(target)) return move();
+    const auto from = target_.GetFileAttributesW(source);
+    if (from.IsNotThere()) return move();
+    if (!from.IsOk()) return from;
     if (!IsOwn(target)) {
         const Status kept = NoteContent(target);
         if (!kept.IsOk()) return kept;
@@ -181,6 +191,7 @@ Status UndoMachine::UndoFiles::KeepCopy(TextView path, const Text& kept) {
 /// Before a file is made, written to or replaced.
 Status UndoMachine::UndoFiles::NoteContent(TextView path) {
     const auto attributes = target_.GetFileAttributesW(path);
+    if (!attributes.IsOk() && !attributes.IsNotThere()) return attributes;
     if (attributes.IsOk() && (attributes.value & FileAttribute::Directory) != 0) return {};
     UndoChange change = ChangeOf(Kind::WriteFile, path);
     Status status = recorder_.Open();

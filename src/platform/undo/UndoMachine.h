@@ -96,6 +96,7 @@ class UndoMachine : public Machine, public UndoKeeper {
         Status Forgotten(TextView path, Status outcome);
         Status NoteAttributes(TextView path, std::uint32_t attributes);
         Result<Text> Spelled(TextView path);
+        Result<bool> CanMove(TextView source, TextView target);
         Status NoteMove(TextView source, TextView target);
         Status NoteContent(TextView path);
         Status KeepCopy(TextView path, const Text& kept);
