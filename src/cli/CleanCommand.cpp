@@ -10,6 +10,7 @@
 #include "cli/Commands.h"
 #include "platform/undo/RecordedOperation.h"
 #include "removal/CPaRemover.h"
+#include "ui/terminal/PrintableText.h"
 
 namespace bkfd {
 namespace {
@@ -19,7 +20,7 @@ constexpr char kCleanHelp[] =
 processes that hold them, puts the browser's settings right and restarts Windows. A backup is
 written first; undo takes back all but ended processes and the restart. Exit code 2 if something
 could not be done, or if the answer was Cancel; 3 if something could not be read, so that parasites
-may be left.
+may be left. On a disk or a prefix a file that has to go and can't be read stops it beforehand.
 
 --plan FOLDER changes nothing. It writes fix.reg, fix.bat and undo.reg, by which that machine does the
 cleanup itself, with its own registry editor and command line: copy them there and run fix.bat; fix
@@ -50,10 +51,9 @@ class CleanCommand final : public Command {
         const int code = run_.Run(
             context, session, StringId::AskCleanUp, "Cleaned up",
             [&](auto& expected) {
-                session.ForEachUser([&](const Text& user) {
-                    expected.ExpectCleanup();
-                    run_.BackUp(user);
-                });
+                session.ForEachUser([&](const Text&) { expected.ExpectCleanup(); });
+                if (!session.IsRunning()) RefuseUnread(session, expected);
+                session.ForEachUser([&](const Text& user) { run_.BackUp(user); });
                 const RecordedOperation operation(UndoOperation::kCleanUp);
                 session.ForEachUser([&](const Text&) { CleanUp(session); });
                 return true;
@@ -69,6 +69,18 @@ class CleanCommand final : public Command {
     }
 
   private:
+    /// A file that can't be read names no company for that reason alone. Windows itself may still
+    /// read one, a disk's encrypted one is locked for good.
+    static void RefuseUnread(MachineSession& session, const ExpectedChanges& expected) {
+        for (const Unreadable& entry : session.CollectUnreadable()) {
+            if (entry.kind != u"file" || !expected.ExpectsFile(entry.name)) continue;
+            throw CommandError("nothing was changed: " + PrintableText(entry.name) +
+                               " would have to go, but can't be read (" +
+                               PrintableText(entry.error) +
+                               "), so that nobody knows what it is; 'disable' takes it by name");
+        }
+    }
+
     /// What the cleanup in memory failed at is no matter, but for its own steps.
     void WritePlan(CleanPlan plan, CleanResult& result) const {
         std::erase_if(result.failed, [](const FailedChange& failed) {

@@ -48,6 +48,11 @@ void ExpectedChanges::AddMissing(const Text& path) {
     missing_.push_back({"file", path, SysUtil::SystemErrorText(SystemError::FileNotFound)});
 }
 
+bool ExpectedChanges::ExpectsFile(const Text& path) const {
+    return std::ranges::any_of(files_,
+                               [&](const Text& file) { return EqualsIgnoreCase(file, path); });
+}
+
 void ExpectedChanges::AddFailuresTo(CleanResult& result) const {
     std::unordered_set<Text> known;
     for (const FailedChange& change : result.failed) known.insert(ToLower(change.name));

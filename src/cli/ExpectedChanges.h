@@ -17,6 +17,7 @@ class ExpectedChanges {
     void ExpectFiles(const KeyedList& paths);
     /// A file that was asked for and isn't there.
     void AddMissing(const Text& path);
+    bool ExpectsFile(const Text& path) const;
 
     /// Adds to the failures what is still there and isn't among them.
     void AddFailuresTo(CleanResult& result) const;

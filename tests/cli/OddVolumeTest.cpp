@@ -196,6 +196,26 @@ TEST(OddVolume, EachOddityIsToldByNameAndNothingIsWritten) {
     }
 }
 
+TEST(OddVolume, WhatCannotBeReadIsNotCleanedUpButByName) {
+    const SmallVolume volume(VolumeForm::Hives);
+    Protect(volume, "WINDOWS/bho.dll");
+    if (geteuid() == 0) {
+        const std::string command = "chown -R 65534 '" + volume.Path() + "'";
+        ASSERT_EQ(std::system(command.c_str()), 0);
+    }
+    const AsNobody nobody;
+    EXPECT_THAT(RunOn(volume, {"scan"}).out, HasSubstr("1 file could not be read"));
+    for (const char* how : {"--yes", "--dry-run"}) {
+        const CliRun run = RunOn(volume, {"clean", how});
+        EXPECT_EQ(run.code, 2);
+        EXPECT_THAT(run.err, HasSubstr("nothing was changed: C:\\WINDOWS\\bho.dll"));
+        EXPECT_EQ(volume.Read("WINDOWS/bad.exe"), "MZbad.exe");
+    }
+    EXPECT_EQ(RunOn(volume, {"disable", "--yes", "C:\\WINDOWS\\bho.dll"}).code, 0);
+    EXPECT_EQ(RunOn(volume, {"clean", "--yes"}).code, 0);
+    EXPECT_EQ(RunOn(volume, {"scan"}).code, 0);
+}
+
 TEST(OddVolume, NoCutHiveIsCalledClean) {
     const SmallVolume volume(VolumeForm::Hives);
     for (const std::string& hive : {kConfig + "SOFTWARE", kConfig + "SYSTEM", kUserHive}) {
