@@ -277,8 +277,22 @@ class MergeTest(FleetCase):
         (folder / "4.json").write_text("{}\n")
         (folder / "5.json").write_bytes((folder / "1.json").read_bytes()[:-3].replace(
             b'"name":"b"', b'"name":"cut"'))
-        output = self.fleet("merge", folder, code=1)
-        for line in ("2 machines:", "3.json: is a second record of a", "4.json: is no record",
+        whole = (folder / "0.json").read_text()
+        os.mkfifo(folder / "6.json")
+        odd = (("size", '"hash":', '"hash":1e30,"-":', "files[0].hash"),
+               ("number", '"hash":', '"hash":99999999999999999999,"-":', "files[0].hash"),
+               ("null", '"windows":"', '"windows":null,"-":"', "machine.windows"),
+               ("lacks", '"known":', '"-":', "files[0].known"),
+               ("verdict", '"verdict":"parasites"', '"verdict":"fine"', "verdict"),
+               ("list", '"unreadable":[', '"unreadable":[[],', "unreadable[0]"))
+        for label, old, new, _ in odd:
+            (folder / f"{label}.json").write_text(
+                whole.replace('"name":"a"', f'"name":"{label}"', 1).replace(old, new, 1))
+        (folder / "upper.json").write_text(whole.replace('"name":"a"', '"name":"\\uD800"', 1))
+        output = self.fleet("merge", folder, "--csv", "--timesketch", code=1)
+        for label, _, _, where in odd:
+            self.assertIn(f"{label}.json: differs from a record's schema at {where}\n", output)
+        for line in ("3 machines:", "6.json: is no file", "3.json: is a second record of a", "4.json: is no record",
                      "5.json: was cut off"):
             self.assertIn(line, output)
 

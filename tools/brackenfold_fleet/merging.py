@@ -10,6 +10,7 @@ from . import FleetError, exports
 from .database import Database
 from .page import FleetPage
 from .run_folder import BadRecord, RunFolder, parse_record, shown
+from .shape import misfit
 
 
 def declare(parser):
@@ -30,6 +31,23 @@ def storable(value):
 
 NAME = re.compile(rb'"machine":\{"kind":"\w+","name":("(?:[^"\\]|\\.)*")')
 HEAD = 65_536  # a record's name stands at its beginning
+SURROGATE = re.compile(rb"\\u[dD][89a-fA-F]")
+
+
+def name_in(path):
+    """The name of the machine whose record a file says it is."""
+    try:
+        if not path.is_file():
+            raise BadRecord("is no file")
+        with open(path, "rb") as file:
+            match = NAME.search(file.read(HEAD))
+        if match:
+            return json.loads(match[1])
+    except OSError as error:
+        raise BadRecord(f"can't be read: {error.strerror}") from None
+    except ValueError:
+        pass
+    raise BadRecord("is no record of a scan")
 
 
 class Records:
@@ -58,12 +76,12 @@ class Records:
     def _find_any(self, folder):
         seen = set()
         for path in sorted(folder.rglob("*.json")):
-            with open(path, "rb") as file:
-                match = NAME.search(file.read(HEAD))
-            name = json.loads(match[1]) if match else None
-            if name is None or name in seen:
-                why = "is no record of a scan" if name is None else f"is a second record of {name}"
-                self.missing.append((str(path.relative_to(folder)), why))
+            try:
+                name = name_in(path)
+                if name in seen:
+                    raise BadRecord(f"is a second record of {name}")
+            except BadRecord as error:
+                self.missing.append((str(path.relative_to(folder)), str(error)))
                 continue
             seen.add(name)
             self._places.append((name, path))
@@ -73,17 +91,21 @@ class Records:
             try:
                 content = path.read_bytes()
                 record = parse_record(content, name)
+                where = misfit(record)
+                if where is not None:
+                    raise BadRecord(f"differs from a record's schema at {where}")
             except (BadRecord, OSError) as error:
                 self.missing.append(self._why(name, path, error))
                 continue
             self.count += 1
             # Only as an escape can a lone surrogate stand in a record.
-            yield storable(record) if b"\\ud" in content else record
+            yield storable(record) if SURROGATE.search(content) else record
         self.missing = sorted(storable(self.missing))
 
     def _why(self, name, path, error):
         if name in self._listed:
-            return name, self._run.why_missing(self._listed[name]) or "was scanned just now"
+            ours = f"its record {error}" if isinstance(error, BadRecord) else "was scanned just now"
+            return name, self._run.why_missing(self._listed[name]) or ours
         return str(path.relative_to(self._path)), str(error)
 
 
@@ -121,7 +143,7 @@ def run(arguments):
     try:
         for record in records:
             for writer in writers:
-                add(writer, record)
+                writer.add(record)
         for name, why in records.missing:
             for writer in writers:
                 writer.add_missing(name, why)
@@ -132,14 +154,6 @@ def run(arguments):
         outputs.drop()
     tell(folder, records)
     return 1 if records.missing else 0
-
-
-def add(writer, record):
-    try:
-        writer.add(record)
-    except (KeyError, TypeError, AttributeError, ValueError):
-        raise FleetError(f"the record of {record['machine']['name']} lacks what its schema asks "
-                         "for; take it away, or scan the machine anew") from None
 
 
 def tell(folder, records):

@@ -5,12 +5,12 @@ import json
 import pathlib
 
 from . import FleetError
+from .shape import VERDICTS
 from .times import Times
 
 HERE = pathlib.Path(__file__).resolve().parent
 # In the sources, and where the package has it.
 PLACES = (HERE.parent.parent / "src/resources/page", HERE.parent / "page")
-VERDICTS = ("parasites", "incomplete", "clean")
 MARK = "\0data\0"  # in none of the page's parts
 
 
@@ -66,7 +66,10 @@ class FleetPage:
         self._machines, self._missing = [], []
 
     def _text(self, text):
-        return -1 if text is None or text == "" else self._texts(text)
+        if not text:
+            return -1
+        texts = self._texts.numbers
+        return texts.setdefault(text, len(texts))
 
     def _places(self, places):
         return tuple(tuple(map(self._text, (

@@ -21,5 +21,7 @@ class Times:
         return self._files.get(path)
 
     def of_key(self, place):
-        return self._keys.get((key_path(place), place["user"])) or \
-            self._keys.get((key_path(place), None))
+        if not self._keys:
+            return None
+        path = key_path(place)
+        return self._keys.get((path, place["user"])) or self._keys.get((path, None))
