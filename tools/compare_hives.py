@@ -229,7 +229,12 @@ def is_hive(file):
 
 
 def is_log(head):
-    return head[:4] == b"regf" and head[28:32] not in (b"", b"\0\0\0\0")
+    if head[:4] != b"regf" or head[28:32] in (b"", b"\0\0\0\0"):
+        return False
+    # SYSTEM.ALT is a hive of type 1, which logs have too.
+    bitmap = 512 * min(max(int.from_bytes(head[44:48], "little"), 1), 8)
+    is_alternate = head[28] == 1 and head[4096:4100] == b"hbin" and head[bitmap:bitmap + 4] != b"DIRT"
+    return not is_alternate
 
 
 def changed_copy(changer, file, scratch):
@@ -268,7 +273,7 @@ def compare_file(program, file, head):
 def head_of(file):
     """What a file begins with; an OSError if it can't be read."""
     with open(file, "rb") as opened:
-        return opened.read(64)
+        return opened.read(4100)
 
 
 def listed(folder, only_hives):

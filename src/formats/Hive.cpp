@@ -14,9 +14,19 @@ constexpr std::uint32_t kSupportsLayers = 2;  // of a base block's flags, in ver
 constexpr std::uint32_t kNewestMinor = 6;
 constexpr std::uint32_t kOldestMinor = 3;
 
+/// The second copy of a hive that Windows NT 4 and 2000 keep (SYSTEM.ALT): it has the type that
+/// logs have later, with bins instead of a bitmap.
+bool IsAlternate(ByteView file, const HiveBaseBlock& base) {
+    constexpr std::size_t kSector = 512;
+    const std::size_t bitmap = kSector * std::clamp<std::uint32_t>(base.clustering, 1, 8);
+    return base.type == kOldLog && HasText(file, kBaseBlockSize, "hbin") &&
+           !HasText(file, bitmap, "DIRT");
+}
+
 /// Why the base block is none of a hive that can be read; empty if it is.
-std::string Refusal(const HiveBaseBlock& base) {
-    if (base.type == kOldLog || base.type == kOldestLog || base.type == kNewLog) {
+std::string Refusal(ByteView file, const HiveBaseBlock& base) {
+    const bool isLog = base.type == kOldLog || base.type == kOldestLog || base.type == kNewLog;
+    if (isLog && !IsAlternate(file, base)) {
         return "is the log of a hive, not the hive";
     }
     const std::string version = std::to_string(base.major) + '.' + std::to_string(base.minor);
@@ -81,7 +91,7 @@ HiveName HiveValue::Name() const {
 std::variant<Hive, std::string> Hive::Open(ByteView file) {
     const auto base = ReadHiveBaseBlock(file);
     if (!base) return "is no hive";
-    std::string refusal = Refusal(*base);
+    std::string refusal = Refusal(file, *base);
     if (!refusal.empty()) return refusal;
     const ByteView behind = file.subspan(std::min(file.size(), kBaseBlockSize));
     // A size that can't be says nothing; the bins end with the file then.

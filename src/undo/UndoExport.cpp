@@ -14,8 +14,16 @@ using Kind = UndoChange::Kind;
 /// Sections in the order in which they were met, each key once.
 class Sections {
   public:
+    static Text KeyOf(const UndoChange& change) {
+        return Text(RegistryRootName(change.root)) + u"\\" + change.name;
+    }
+
+    bool IsKnown(const UndoChange& change) const {
+        return places_.contains(ToLower(KeyOf(change)));
+    }
+
     RegSection& At(const UndoChange& change) {
-        const Text key = Text(RegistryRootName(change.root)) + u"\\" + change.name;
+        const Text key = KeyOf(change);
         const auto [found, isNew] = places_.try_emplace(ToLower(key), sections_.size());
         if (isNew) sections_.push_back({key, false, {}});
         return sections_[found->second];
@@ -46,9 +54,8 @@ class Sections {
                 Put(At(change), change.value, change.before);
                 break;
             case Kind::MakeKey:
-                if (RegSection& section = At(change); section.entries.empty()) {
-                    section.isDeletion = true;
-                }
+                // One that was deleted before was there.
+                if (const bool isNew = !IsKnown(change); isNew) At(change).isDeletion = true;
                 break;
             case Kind::DeleteKey:
                 for (RegSection& section = At(change); const auto& [name, value] : change.values) {

@@ -15,11 +15,14 @@ std::string AsString(const Bytes& bytes) {
     return {bytes.begin(), bytes.end()};
 }
 
-Bytes SampleHive(std::uint8_t number) {
-    return HiveMaker({u"r",
-                      {{Text{u'"', u'\\', 0xD800, 0x202E, 0x1F, 0x436}, 1, {number, 0}}},
-                      {{Text(u"a\0b", 3)}}})
-        .File();
+Bytes SampleHive(std::uint8_t number, std::uint32_t type = 0) {
+    Bytes hive = HiveMaker({u"r",
+                            {{Text{u'"', u'\\', 0xD800, 0x202E, 0x1F, 0x436}, 1, {number, 0}}},
+                            {{Text(u"a\0b", 3)}}})
+                     .File();
+    Write32(hive, 28, type);
+    SealHive(hive);
+    return hive;
 }
 
 TEST(Registry, PrintsEveryFormAsLines) {
@@ -33,6 +36,13 @@ TEST(Registry, PrintsEveryFormAsLines) {
         std::string expected;
     } rows[] = {
         {"hive", AsString(SampleHive(7)),
+         R"({"key": ""})"
+         "\n"
+         R"({"key": "", "name": "\"\\\ud800\u202e\u001fж", "type": 1, "data": "0700"})"
+         "\n"
+         R"({"key": "\\a\u0000b"})"
+         "\n"},
+        {"the second copy of SYSTEM", AsString(SampleHive(7, 1)),
          R"({"key": ""})"
          "\n"
          R"({"key": "", "name": "\"\\\ud800\u202e\u001fж", "type": 1, "data": "0700"})"
@@ -167,11 +177,7 @@ TEST(Registry, RefusesWhatIsNoRegistryFile) {
     folder.Write("empty", "");
     folder.Write("text", "some text\n");
     folder.Write("creg", "CREG" + std::string(60, '\0'));
-    folder.Write("log", [] {
-        Bytes log = SampleHive(1);
-        Write32(log, 28, 6);
-        return AsString(log);
-    }());
+    folder.Write("log", AsString(SampleHive(1, 6)));
     folder.Write("bad.reg", "Windows Registry Editor Version 5.00\n[A]\n;\xE9\n");
     const std::pair<const char*, const char*> rows[] = {
         {"missing", "No such file or directory"},

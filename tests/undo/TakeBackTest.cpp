@@ -501,6 +501,9 @@ TEST(UndoExport, TellsWhatWasThere) {
         (void)fixture.registry.RegSetValueExW(HKCU, kKey, u"", MakeDwordValue(2));
         (void)fixture.registry.RegSetValueExW(HKCU, u"Software\\New", u"n", MakeDwordValue(2));
         (void)RegistryAccess().DeleteKey(HKLM, u"Software\\Tree\\Mixed Name\\Deep");
+        // It was there and empty, so it isn't new.
+        (void)fixture.registry.RegSetValueExW(HKLM, u"Software\\Tree\\Mixed Name\\Deep", u"n",
+                                              MakeDwordValue(2));
     });
     EXPECT_EQ(
         ToUtf8(ExportBefore(ReadRecord(id))),
@@ -510,7 +513,8 @@ TEST(UndoExport, TellsWhatWasThere) {
         "[HKEY_CURRENT_USER\\Software\\Odd Values]\r\n\"v\"=-\r\n@=\"default\"\r\n\r\n"
         "[-HKEY_CURRENT_USER\\Software\\New]\r\n\r\n"
         "[HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep\\er]\r\n\"z\"=\"1\"\r\n"
-        "\"A\"=\"2\"\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed Name\\Deep]\r\n\r\n");
+        "\"A\"=\"2\"\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Tree\\Mixed "
+        "Name\\Deep]\r\n\"n\"=-\r\n\r\n");
 }
 
 }  // namespace
