@@ -11,6 +11,7 @@
 #include "platform/files/HostFiles.h"
 #include "platform/hive/HiveStore.h"
 #include "platform/image/MachineImage.h"
+#include "platform/model/WindowsPath.h"
 #include "platform/overlay/OverlayMachine.h"
 #include "platform/undo/CommittingKeeper.h"
 #include "platform/undo/UndoMachine.h"
@@ -115,6 +116,18 @@ DriveFolders DrivesOf(const std::vector<std::string>& given) {
     return drives;
 }
 
+/// Empty if none is given. Not a drive's root, whose files are everybody's.
+Text ProgramFolderOf(const std::string& given) {
+    if (given.empty()) return {};
+    auto full = WindowsPath::Full(FromUtf8(given), u"");
+    while (full.value.ends_with(u'\\')) full.value.pop_back();
+    if (!full.IsOk() || full.value.size() <= 3 || full.value[1] != u':') {
+        throw CommandError(
+            "--program-folder takes a folder as that Windows names it, C:\\FOLDER: " + given);
+    }
+    return full.value;
+}
+
 OpenedMachine OpenImage(const CommandContext& context) {
     if (!context.options.IsEmpty()) {
         throw CommandError(
@@ -135,7 +148,7 @@ OpenedMachine OpenMachine(const CommandContext& context, const SessionUse& use) 
     const FoundWindows& found = std::get<FoundWindows>(what);
     if (found.kind == VolumeKind::Image) return OpenImage(context);
     const VolumeOptions options{DrivesOf(context.options.drives), FromUtf8(context.options.user),
-                                FromUtf8(context.options.programFolder),
+                                ProgramFolderOf(context.options.programFolder),
                                 use.changes && !use.isDryRun};
     auto loaded = LoadVolume(found, options);
     if (const auto* error = std::get_if<VolumeError>(&loaded)) throw CommandError(error->message);

@@ -283,6 +283,20 @@ TEST(OddVolume, AWriteThatBrokeOffIsReadThroughAndThenPutBack) {
     }
 }
 
+TEST(OddVolume, TheProgramsFolderIsOneOfThatWindows) {
+    const SmallVolume volume(VolumeForm::Hives);
+    const auto before = volume.Snapshot();
+    for (const char* folder : {"C:", "C:\\", "C:\\a\\..", "a", "/tmp", "C:\\a|b", "\\\\a\\b"}) {
+        const CliRun run = RunOn(volume, {"--program-folder", folder, "clean", "--yes"});
+        EXPECT_EQ(run.code, 2) << folder;
+        EXPECT_THAT(run.err, HasSubstr("--program-folder takes a folder")) << folder;
+    }
+    EXPECT_TRUE(volume.Snapshot() == before);
+    EXPECT_EQ(RunOn(volume, {"--program-folder", "C:/Own/", "clean", "--yes"}).code, 0);
+    EXPECT_TRUE(volume.Has("Own/Undo/0001.undo"));
+    EXPECT_FALSE(volume.Has("Own/Undo/0002.undo"));
+}
+
 TEST(OddVolume, ForgettingARecordRemovesWhatItsHivesHeld) {
     const SmallVolume volume(VolumeForm::Hives);
     const std::string own = "Program Files/Brackenfold/Undo/";

@@ -77,6 +77,12 @@ Text BelowDrive(const std::string& path, const std::string& drive) {
     return below;
 }
 
+/// "WINDOWS" of "C:\WINDOWS", which people write too.
+std::string WithoutDrive(std::string path) {
+    std::ranges::replace(path, '\\', '/');
+    return path.size() > 2 && path[1] == ':' ? path.substr(2) : path;
+}
+
 /// A link may lead to another folder of the drive, and no further.
 std::variant<FoundWindows, VolumeError> Found(VolumeKind kind, const std::string& folder,
                                               const std::string& drive,
@@ -165,7 +171,7 @@ std::variant<FoundWindows, VolumeError> FindWindows(const std::string& givenFold
         if (!why.empty()) return VolumeError{std::move(why)};
     }
     if (!windowsFolder.empty()) {
-        const std::string path = FindInAnyCase(folder, windowsFolder);
+        const std::string path = FindInAnyCase(folder, WithoutDrive(windowsFolder));
         VolumeKind kind{};
         if (path.empty() || !IsWindowsFolder(path, kind)) {
             std::string why = path.empty() ? std::string() : WhyNoFile(path, kNTMark);

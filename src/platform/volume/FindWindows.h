@@ -24,8 +24,9 @@ struct FoundWindows {
 };
 
 /// Says what lies in a folder: a machine image, a Windows volume of either family, a Wine prefix.
-/// `windowsFolder` is empty or the path of the Windows folder below it, where names alone don't
-/// tell. Names of folders and files that Windows made are found in any case.
+/// `windowsFolder` is empty or the path of the Windows folder below it ("a/WINNT", "C:\a\WINNT"),
+/// where names alone don't tell. Names of folders and files that Windows made are found in any
+/// case.
 std::variant<FoundWindows, VolumeError> FindWindows(const std::string& folder,
                                                     const std::string& windowsFolder);
 
