@@ -317,6 +317,40 @@ class CleanTest(FleetCase):
         self.assertIn("hijacked-xp: cleaned; undo 1 takes it back", output)
         self.assertEqual([self.verdict(name) for name in names], ["clean", "clean", "parasites"])
 
+    def test_a_cleanup_that_was_ended_goes_on(self):
+        for name in ("a", "b", "c"):
+            shutil.copytree(ROOT / "examples/machines/hijacked-xp", self.folder / name)
+        self.write("list", "a\nb\nc\n")
+        # On a the run is asked to end; on b it is killed, and its machine half done.
+        program = self.write("program", f"""#!/bin/sh
+case "$3 $4" in
+"--json clean")
+    case $2-$([ -e ended ] && echo again) in
+    */a-) : >ended; kill -TERM $PPID ;;
+    */b-again) [ -e killed ] || {{ : >killed; {PROGRAM} --machine "$2" disable \
+        'C:\\WINDOWS\\system32\\hpjk.dll' --yes >/dev/null 2>&1; kill -KILL $PPID; exit 1; }} ;;
+    esac ;;
+esac
+exec {PROGRAM} "$@"
+""")
+        program.chmod(0o755)
+        self.fleet("run", "list", "--out", "out", "--program", program)
+        self.fleet("plan", "out", "plan")
+        rows = ((128 + signal.SIGTERM, ["a: cleaned; undo 1 takes it back", "goes on with it"], "cpp"),
+                (-signal.SIGKILL, ["a: was cleaned before; undo 1 takes"], "cpp"),
+                (0, ["a: was cleaned before; undo 1 takes", "b: cleaned; undo 2, then 1 take it back",
+                     "c: cleaned; undo 1 takes it back"], "ccc"))
+        for code, lines, verdicts in rows:
+            with self.subTest(code):
+                output = self.fleet("clean", "out", "plan", "--yes-clean-all", code=code)
+                self.assertEqual([line for line in lines if line not in output], [], output)
+                self.assertEqual("".join(self.verdict(name)[0] for name in "abc"), verdicts)
+        for number in ("2", "1"):
+            subprocess.run([PROGRAM, "--machine", self.folder / "b", "undo", number, "--yes"], check=True,
+                           capture_output=True)
+        self.assertIn("b: was cleaned before, and has parasites again",
+                      self.fleet("clean", "out", "plan", code=1))
+
     def verdict(self, name):
         done = subprocess.run([PROGRAM, "--machine", self.folder / name, "scan", "--record"],
                               capture_output=True, check=True)

@@ -3,12 +3,13 @@ plan's machines are cleaned one after the other, those that are still as the pla
 import json
 import os
 import pathlib
-import subprocess
+import signal
 
 from . import FleetError
+from .engines import TERMINATED
 from .machines import Machine, identity_of
-from .run_folder import BadRecord, RunFolder, parse_record, shown
-from .worker import MachineFailure, Worker, last_line
+from .run_folder import BadRecord, RunFolder, parse_record, replace_file, shown
+from .worker import DONE, INCOMPLETE, MachineFailure, Worker, last_line
 
 PLAN = "brackenfold-fleet plan"
 FORMAT = 1
@@ -71,14 +72,20 @@ def clean(arguments):
     worker = Worker(folder)
     listed = {machine.entry for machine in folder.machines()}
     folder.lock()
-    failed = 0
     for target in targets:
         if target["machine"] not in listed:
             raise FleetError(f"{shown(target['machine'])} of the plan is none of this run's machines")
+    stopped = []
+    for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+        signal.signal(number, lambda *_: stopped.append(True))
+    failed = 0
     for target in targets:
+        if stopped:
+            print("Ended before its time; the same command goes on with it.")
+            return TERMINATED
         machine = Machine(0, target["machine"], identity_of(target["machine"]))
         try:
-            outcome = clean_one(worker, machine, target, arguments.yes_clean_all)
+            outcome = Cleanup(worker, machine, target).run(arguments.yes_clean_all)
         except MachineFailure as failure:
             failed += 1
             outcome = str(failure)
@@ -88,27 +95,89 @@ def clean(arguments):
     return 1 if failed else 0
 
 
-def clean_one(worker, machine, target, is_wanted):
-    with worker.opened(machine, "write" if is_wanted else "read") as place:
-        base = [worker.options["program"], "--machine", place]
-        scan = [*base, "scan", "--record", f"--name={machine.entry}", *worker.options["scan"]]
-        done = subprocess.run(scan, capture_output=True, stdin=subprocess.DEVNULL)
+class Cleanup:
+    """That of one machine. What was begun is written down before, so that a run that was killed can be
+    done again: a machine that has lost a part of what was planned, and nothing else, is cleaned on."""
+
+    def __init__(self, worker, machine, target):
+        self._worker, self._machine, self._target = worker, machine, target
+        self._path = worker.folder.path / "cleaned" / f"{machine.identity}.json"
+
+    def run(self, is_wanted):
+        before = self._kept()
+        with self._worker.opened(self._machine, "write" if is_wanted else "read") as place:
+            self._place = place
+            now = self._target_now()
+            was_begun = before["state"] == "begun" and is_part(now, self._target)
+            if now != self._target and not was_begun:
+                if before["state"] == "cleaned":
+                    if now["files"] or now["bhos"]:
+                        raise MachineFailure(2, "was cleaned before, and has parasites again: a new run "
+                                             "and a new plan are for that")
+                    return "was cleaned before; " + undo_of(before["records"])
+                raise MachineFailure(2, "isn't as the plan says any more, and was left alone")
+            if not is_wanted:
+                return (f"as planned, {len(self._target['files'])} files, {len(self._target['bhos'])} "
+                        "helper objects" if now == self._target else "was cleaned in part")
+            return self._clean(before["earlier"] if was_begun else self._records())
+
+    def _clean(self, earlier):
+        self._keep(state="begun", earlier=earlier)
+        options = self._worker.options["scan"]
+        lists = options[options.index("--signatures"):][:2] if "--signatures" in options else []
+        code, out, err = self._brackenfold("--json", "clean", "--yes", *lists)
+        records = [number for number in self._records() if number not in earlier]
+        document = json.loads(out) if code in (DONE, INCOMPLETE) else None
+        self._keep(state="cleaned" if document else "begun", earlier=earlier, records=records,
+                   document=document)
+        if document is None:
+            raise MachineFailure(2, last_line(err) or "the cleanup failed")
+        missed = ", but not all of it could be read" if code == INCOMPLETE else ""
+        return f"cleaned{missed}; {undo_of(records)}"
+
+    def _brackenfold(self, *words):
+        """Is never interrupted."""
+        command = [self._worker.options["program"], "--machine", self._place, *words]
+        return self._worker.programs.run(command, None, is_closing=True)
+
+    def _target_now(self):
+        options = self._worker.options["scan"]
+        _, out, _ = self._brackenfold("scan", "--record", f"--name={self._machine.entry}", *options)
         try:
-            now = target_of(parse_record(done.stdout, machine.entry))
+            return target_of(parse_record(out, self._machine.entry))
         except BadRecord:
             raise MachineFailure(2, "can't be scanned any more") from None
-        if now != target:
-            raise MachineFailure(2, "isn't as the plan says any more, and was left alone")
-        if not is_wanted:
-            return f"as planned, {len(target['files'])} files, {len(target['bhos'])} helper objects"
-        signatures = worker.options["scan"]
-        extra = signatures[signatures.index("--signatures"):][:2] if "--signatures" in signatures else []
-        done = subprocess.run([*base, "--json", "clean", "--yes", *extra], capture_output=True,
-                              stdin=subprocess.DEVNULL)
-    kept = worker.folder.path / "cleaned" / f"{machine.identity}.json"
-    kept.parent.mkdir(exist_ok=True)
-    kept.write_bytes(done.stdout)
-    if done.returncode not in (0, 3):
-        raise MachineFailure(2, last_line(done.stderr) or "the cleanup failed")
-    record = json.loads(done.stdout)["record"]
-    return f"cleaned; undo {record} takes it back"
+
+    def _records(self):
+        """The numbers of the undo records on the machine, the latest first."""
+        code, out, err = self._brackenfold("--json", "undo")
+        if code != DONE:
+            raise MachineFailure(2, last_line(err) or "its undo records can't be read")
+        return [item["record"] for item in json.loads(out)["items"]]
+
+    def _kept(self):
+        try:
+            return {"state": None, **json.loads(self._path.read_bytes())}
+        except FileNotFoundError:
+            return {"state": None}
+        except (OSError, ValueError, TypeError):
+            raise MachineFailure(2, f"{self._path} is damaged; it tells what was done") from None
+
+    def _keep(self, **facts):
+        text = json.dumps({"machine": self._machine.entry, **facts}) + "\n"
+        replace_file(self._path, text.encode("ascii"))
+
+
+def is_part(now, target):
+    """A file that is gone may still be found by what starts it, without a hash."""
+    planned = {path for path, _ in target["files"]}
+    return set(now["bhos"]) <= set(target["bhos"]) and all(
+        [path, sha256] in target["files"] or (path in planned and sha256 is None)
+        for path, sha256 in now["files"])
+
+
+def undo_of(records):
+    if not records:
+        return "nothing had to be changed"
+    takes = "takes" if len(records) == 1 else "take"
+    return f"undo {', then '.join(map(str, records))} {takes} it back"
