@@ -283,6 +283,26 @@ TEST(OddVolume, AWriteThatBrokeOffIsReadThroughAndThenPutBack) {
     }
 }
 
+TEST(OddVolume, APrefixWhoseDriveLiesElsewhereIsCleanedAndUndone) {
+    const SmallVolume volume(VolumeForm::Wine);
+    const HostFolder elsewhere;
+    fs::create_directories(volume.Path("drive_c/users/kit"));
+    MoveOut(volume, elsewhere, "drive_c");
+    const auto files = [&] {
+        auto all = volume.Snapshot();
+        all.merge(elsewhere.Snapshot());
+        std::erase_if(all, [](const auto& file) {
+            return file.first.find("Program Files") != std::string::npos;
+        });
+        return all;
+    };
+    const auto before = files();
+    EXPECT_EQ(RunOn(volume, {"clean", "--yes"}).code, 0);
+    EXPECT_EQ(RunOn(volume, {"scan"}).code, 0);
+    EXPECT_EQ(RunOn(volume, {"undo", "last", "--yes"}).code, 0);
+    EXPECT_TRUE(files() == before);
+}
+
 TEST(OddVolume, TheProgramsFolderIsOneOfThatWindows) {
     const SmallVolume volume(VolumeForm::Hives);
     const auto before = volume.Snapshot();

@@ -22,7 +22,7 @@ class TreeMaker final : public RegistryVisitor {
     }
 
     void OnUnreadable(TextView path, const std::string& what) override {
-        problems_.push_back(ToUtf8(path) + ": " + what);
+        problems_.push_back(path.empty() ? what : ToUtf8(path) + ": " + what);
     }
 
     void OnDeletion(TextView, const Text*) override {}

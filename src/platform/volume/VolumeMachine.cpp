@@ -506,8 +506,10 @@ class LoadedVolume final : private PartsHolder, public VolumeMachine {
             [&](const Text& path) { return IsThere(path, machine.FileSystem()); });
     }
 
-    /// The journal of a change lies in the volume and names files of it alone.
+    /// The journal of a change names files of the volume alone. Those of a prefix lie in it,
+    /// wherever its drive and the profiles do.
     MaybeError WhyNotToChangeUsers() {
+        if (Kind() == VolumeKind::Wine) return std::nullopt;
         for (const VolumeUser& user : chosen_) {
             if (user.profile.empty()) continue;
             const auto host = parts->volume->HostPath(user.profile);
