@@ -14,6 +14,7 @@ FILES = (
     ("registry.journal", "Changes of an image that aren't folded into its registry files yet."),
     ("BKFD.log, short.log", "What was found and done on the machine; the start and the failures of the last run. They and "
      "all below lie in the program's folder on the machine, C:\\Program Files\\Brackenfold unless it says otherwise."),
+    ("ignore.txt", "The ignore list: what scan, clean and the Windows program pass over. A text that can be edited."),
     ("Backup/*.reg", "Backups of what a cleanup may change in the registry; the registry editor imports them."),
     ("Undo/*.undo", "Records of what was changed, by which undo takes it back, with what they need beside them."),
     ("/usr/share/doc/brackenfold/examples/machines", "Example machines. Work on a copy."),

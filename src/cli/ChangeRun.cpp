@@ -18,7 +18,7 @@ namespace bkfd {
 
 const char kChangeDocumentHelp[] =
     R"(With --json: {"record": for undo, "changes": [{"kind", "place", "before", "after", "done"}],
-"removedFiles": [paths], "deletedBhos": [classes], "deletedStartup": [{"key",
+"ignored": as scan has them, "removedFiles": [paths], "deletedBhos": [classes], "deletedStartup": [{"key",
 "valueName", "data"}], "endedProcesses": [{"id", "path"}], "changedSettings": [{"key",
 "valueName", "before", "after"}], "failed": [{"kind", "name", "error"}]}. Without --yes
 it changes nothing, since nobody is asked.)";

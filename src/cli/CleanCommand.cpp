@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iterator>
 #include <optional>
+#include <ostream>
 #include <string>
 
 #include "base/ProgramEnd.h"
@@ -8,6 +9,7 @@
 #include "cli/CleanPlan.h"
 #include "cli/CommandFiles.h"
 #include "cli/Commands.h"
+#include "cli/IgnoredThings.h"
 #include "platform/undo/RecordedOperation.h"
 #include "removal/CPaRemover.h"
 #include "ui/terminal/PrintableText.h"
@@ -21,6 +23,7 @@ processes that hold them, puts the browser's settings right and restarts Windows
 written first; undo takes back all but ended processes and the restart. Exit code 2 if something
 could not be done, or if the answer was Cancel; 3 if something could not be read, so that parasites
 may be left. On a disk or a prefix a file that has to go and can't be read stops it beforehand.
+What is on the machine's ignore list (see ignore) stays.
 
 --plan FOLDER changes nothing. It writes fix.reg, fix.bat and undo.reg, by which that machine does the
 cleanup itself, with its own registry editor and command line: copy them there and run fix.bat; fix
@@ -48,6 +51,12 @@ class CleanCommand final : public Command {
             session.ExpectOneUser("a plan");
             planner.emplace();
         }
+        // Before the question: what the list was to spare will go.
+        if (const Text damage = IgnoreList::Read().Damage(); !damage.empty()) {
+            context.console.err << "brackenfold: nothing is ignored: "
+                                << PrintableText(IgnoreListPath() + u": " + damage) << std::endl;
+        }
+        std::vector<PassedOver> ignored;
         const int code = run_.Run(
             context, session, StringId::AskCleanUp, "Cleaned up",
             [&](auto& expected) {
@@ -55,10 +64,11 @@ class CleanCommand final : public Command {
                 if (!session.IsRunning()) RefuseUnread(session, expected);
                 session.ForEachUser([&](const Text& user) { run_.BackUp(user); });
                 const RecordedOperation operation(UndoOperation::kCleanUp);
-                session.ForEachUser([&](const Text&) { CleanUp(session); });
+                session.ForEachUser([&](const Text&) { CleanUp(session, ignored); });
                 return true;
             },
             [&](CleanResult& result) {
+                result.ignored = std::move(ignored);
                 if (planner) WritePlan(planner->Make(session.Changes()), result);
             });
         if (code != ExitCode::Done) return code;
@@ -95,14 +105,17 @@ class CleanCommand final : public Command {
     }
 
     /// On a machine that isn't running the restart isn't the end: the next user follows.
-    static void CleanUp(const MachineSession& session) {
+    static void CleanUp(const MachineSession& session, std::vector<PassedOver>& ignored) {
         CPaRemover remover;
         remover.Init(session.Log());
+        bool isEnd = false;
         try {
             remover.CleanUp();
         } catch (const ProgramEnd&) {
-            if (session.IsRunning()) throw;
+            isEnd = session.IsRunning();
         }
+        AddIgnored(ignored, remover.Ignored());
+        if (isEnd) throw ProgramEnd();
     }
 
     std::string planFolder_;

@@ -5,6 +5,7 @@
 #include "cli/PlanBatch.h"
 #include "cli/PlanRegistry.h"
 #include "detection/CPaDetector.h"
+#include "ignore/PassOver.h"
 #include "platform/Machine.h"
 #include "platform/RegistryValues.h"
 #include "platform/model/WindowsPath.h"
@@ -37,10 +38,13 @@ RecordedChange AsCurrentUser(RecordedChange change) {
 }  // namespace
 
 CleanPlanner::CleanPlanner() {
+    const auto log = std::make_shared<MemoryLog>();
     CPaDetector detector;
-    detector.Init(std::make_shared<MemoryLog>(), nullptr);
+    detector.Init(log, nullptr);
+    Detection detection = detector.Detect();
+    (void)PassOver(log).TakeFrom(detection);
     Files& disk = TheMachine().FileSystem();
-    for (const Finding& finding : detector.Detect().files) {
+    for (const Finding& finding : detection.files) {
         const Text path = FileOf(finding.path);
         FindData data;
         const Handle search = disk.FindFirstFileW(path, data);

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "cli/IgnoredThings.h"
 #include "detection/HelperObjects.h"
 #include "detection/StartupItems.h"
 #include "platform/RegistryValues.h"
@@ -40,7 +41,8 @@ class Summary {
     void AddFailedSteps(const std::vector<MemoryLog::Line>& log) {
         if (failures_ > 0) return;
         for (const MemoryLog::Line& line : log) {
-            if (line.level != LogLevel::Trace) Fail("step", line.source, line.message);
+            const bool isFailure = line.level != LogLevel::Trace && line.source != kPassOverSource;
+            if (isFailure) Fail("step", line.source, line.message);
         }
     }
 
@@ -263,6 +265,7 @@ void AddToDocument(const CleanResult& result, Json& document) {
     document["record"] = result.record == 0 ? Json(nullptr) : Json(result.record);
     document["changes"] = std::move(changes);
     document["failed"] = std::move(failed);
+    document["ignored"] = IgnoredToJson(result.ignored);
     document["removedFiles"] = TextsToJson(result.removedFiles);
     document["deletedBhos"] = TextsToJson(result.deletedBhos);
     document["deletedStartup"] = std::move(startup);

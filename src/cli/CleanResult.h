@@ -6,6 +6,7 @@
 
 #include "cli/Json.h"
 #include "cli/MemoryLog.h"
+#include "ignore/PassOver.h"
 #include "platform/record/RecordingMachine.h"
 #include "platform/undo/UndoRecord.h"
 
@@ -57,6 +58,7 @@ struct CleanResult {
     std::vector<ChangedSetting> changedSettings;
     std::vector<ToldChange> changes;
     std::vector<FailedChange> failed;
+    std::vector<PassedOver> ignored;  // found, and on the machine's ignore list
     bool isRestarted = false;
     bool isRunning = true;          // Windows, so that it can be restarted
     RecordId record = 0;            // by which it can be undone; 0 if nothing was kept

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "cli/IgnoredThings.h"
 #include "cli/TextTable.h"
 #include "ui/terminal/PrintableText.h"
 
@@ -88,6 +89,8 @@ void PrintClean(const Console& console, const CleanResult& result, const char* d
     PrintProcesses(console, result.endedProcesses);
     PrintSettings(console, result.changedSettings);
     PrintFailed(console, result.failed);
+    PrintIgnored(console, result.ignored);
+    if (!result.ignored.empty()) console.out << '\n';
     std::string end = done;
     if (!result.failed.empty()) end += " in part";
     end += !result.isRunning    ? "; Windows isn't running there, so nothing was restarted"
@@ -97,7 +100,7 @@ void PrintClean(const Console& console, const CleanResult& result, const char* d
     if (!result.plan.empty()) {
         end = "Plan: nothing of this was done yet; on that machine run fix.bat";
     }
-    console.out << console.Bold(end + ".") << '\n';
+    console.out << console.Bold(end + IgnoredClause(result.ignored) + ".") << '\n';
     for (const std::string& file : result.plan) {
         console.out << "  " << PrintableText(FromUtf8(file)) << '\n';
     }

@@ -18,6 +18,11 @@ void CommandOptions::AddNames(const char* placeholder, std::vector<std::string>&
     app_.add_option(placeholder, names, meaning)->required()->type_name("");
 }
 
+void CommandOptions::AddOptionalNames(const char* placeholder, std::vector<std::string>& names,
+                                      const char* meaning) {
+    app_.add_option(placeholder, names, meaning)->type_name("");
+}
+
 void CommandOptions::AddName(const char* placeholder, std::string& name, const char* meaning) {
     app_.add_option(placeholder, name, meaning)->required()->type_name("");
 }

@@ -22,6 +22,9 @@ class CommandOptions {
                   const char* meaning);
     /// One or more names without an option before them.
     void AddNames(const char* placeholder, std::vector<std::string>& names, const char* meaning);
+    /// Any number of names, none too.
+    void AddOptionalNames(const char* placeholder, std::vector<std::string>& names,
+                          const char* meaning);
     /// Exactly one name without an option before it.
     void AddName(const char* placeholder, std::string& name, const char* meaning);
     /// At most one name without an option before it.

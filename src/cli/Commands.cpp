@@ -7,8 +7,9 @@ CommandList MakeCommands() {
     for (const auto make :
          {MakeScanCommand, MakeCleanCommand, MakeBhosCommand, MakeStartupCommand,
           MakeProcessesCommand, MakeSettingsCommand, MakeBackupCommand, MakeDisableCommand,
-          MakeRestoreCommand, MakeUndoCommand, MakeIdentifyCommand, MakeSignaturesCommand,
-          MakeRegistryCommand, MakeReportCommand, MakeDecodeCommand, MakeStartCommand}) {
+          MakeRestoreCommand, MakeUndoCommand, MakeIgnoreCommand, MakeIdentifyCommand,
+          MakeSignaturesCommand, MakeRegistryCommand, MakeReportCommand, MakeDecodeCommand,
+          MakeStartCommand}) {
         commands.push_back(make());
     }
     return commands;

@@ -17,6 +17,7 @@ std::unique_ptr<Command> MakeSettingsCommand();
 std::unique_ptr<Command> MakeBackupCommand();
 std::unique_ptr<Command> MakeRestoreCommand();
 std::unique_ptr<Command> MakeUndoCommand();
+std::unique_ptr<Command> MakeIgnoreCommand();
 std::unique_ptr<Command> MakeIdentifyCommand();
 std::unique_ptr<Command> MakeRegistryCommand();
 std::unique_ptr<Command> MakeSignaturesCommand();

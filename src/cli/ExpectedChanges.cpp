@@ -5,6 +5,7 @@
 
 #include "cli/MemoryLog.h"
 #include "detection/CPaDetector.h"
+#include "ignore/PassOver.h"
 #include "platform/model/WindowsPath.h"
 #include "services/ApplicationState.h"
 #include "services/FileUtil.h"
@@ -33,9 +34,11 @@ Text HelperObjectPath(const HelperObject& object) {
 }  // namespace
 
 void ExpectedChanges::ExpectCleanup() {
+    const auto log = std::make_shared<MemoryLog>();
     CPaDetector detector;
-    detector.Init(std::make_shared<MemoryLog>(), nullptr);
-    const Detection detection = detector.Detect();
+    detector.Init(log, nullptr);
+    Detection detection = detector.Detect();
+    (void)PassOver(log).TakeFrom(detection);
     for (const Finding& file : detection.files) files_.push_back(file.path);
     for (const HelperObject& object : detection.bhos) helperObjects_.push_back(object);
 }

@@ -12,7 +12,8 @@ namespace bkfd {
 /// what is there then: the engine passes over what it can't find.
 class ExpectedChanges {
   public:
-    /// All that a detection lists: files, and registrations of helper objects.
+    /// All that a detection lists and the ignore list doesn't: files, and registrations of helper
+    /// objects.
     void ExpectCleanup();
     void ExpectFiles(const KeyedList& paths);
     /// A file that was asked for and isn't there.

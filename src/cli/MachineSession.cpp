@@ -7,6 +7,7 @@
 
 #include "identity/ApplicationStart.h"
 #include "identity/CHashier.h"
+#include "ignore/PassOver.h"
 #include "platform/curl/CurlHttp.h"
 #include "platform/files/HostFiles.h"
 #include "platform/hive/HiveStore.h"
@@ -333,7 +334,9 @@ void MachineSession::ConnectToNetwork() {
 
 std::vector<Unreadable> MachineSession::CollectUnreadable() {
     std::vector<Unreadable> unreadable;
+    const Text ignoreList = IgnoreListPath();  // told below by whoever needed it
     for (const UnreadableItem& item : parts_->witness.Unreadable()) {
+        if (EqualsIgnoreCase(item.name, ignoreList)) continue;
         unreadable.push_back(
             {item.kind, item.name, SysUtil::SystemErrorText(item.error), item.error});
     }
@@ -345,7 +348,12 @@ std::vector<Unreadable> MachineSession::CollectUnreadable() {
     }
     for (const MemoryLog::Line& line : log_->Lines()) {
         if (line.level == LogLevel::Trace) continue;
-        unreadable.push_back({u"step", line.source, line.message});
+        if (line.source != kPassOverSource) {
+            unreadable.push_back({u"step", line.source, line.message});
+        } else if (std::ranges::find(unreadable, u"ignore-list", &Unreadable::kind) ==
+                   unreadable.end()) {
+            unreadable.push_back({u"ignore-list", ignoreList, line.message});
+        }
     }
     return unreadable;
 }

@@ -32,13 +32,14 @@ class InstalledEngine {
 
 /// Something that could not be read, so that results may lack something.
 struct Unreadable {
-    Text kind;  // as the witness says, or "step" for a failed operation of the engine
+    Text kind;  // as the witness says, "step" for a failed operation of the engine, "ignore-list"
     Text name;
     Text error;
     std::uint32_t code = 0;  // of `SystemError`; 0 where only the text is known
 
     /// A process that can't be opened is usual and takes nothing from the results.
-    bool MakesIncomplete() const { return kind != u"process"; }
+    /// Without a list nothing is passed over, so that nothing is missing.
+    bool MakesIncomplete() const { return kind != u"process" && kind != u"ignore-list"; }
 };
 
 /// What a command does with its machine.

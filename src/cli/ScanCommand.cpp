@@ -15,11 +15,13 @@ namespace {
 
 constexpr char kScanHelp[] =
     R"(Prints the files to disable and the helper objects to delete, and why. Exit code 1 if
-there are any, 3 if none was found but something could not be read.
+there are any, 3 if none was found but something could not be read. What is on the machine's ignore
+list (see ignore) is told apart and doesn't count.
 
 With --json: {"verdict": "clean", "parasites" or "incomplete",
 "files": [{"path", "reasons", "places", "exists", "size", "hash", "sha256",
 "company", "description"}], "bhos", "suspicious": as files, "settings",
+"ignored": [{"kind", "path", "clsid", "sha256", "view", "user", "note", "date"}],
 "unreadable": [{"kind", "name", "error"}]}
 
 --record prints one line of JSON that is complete in itself, for one of many machines;

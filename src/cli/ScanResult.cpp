@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "cli/IgnoredThings.h"
 #include "detection/CPaDetector.h"
 #include "identity/CHashier.h"
 #include "identity/FileSha256.h"
@@ -171,14 +172,19 @@ void AddNew(std::vector<Item>& list, Item item) {
 /// What the passes of all users have found together.
 class AllUsers {
   public:
-    explicit AllUsers(bool wantsSuspicious) : wantsSuspicious_(wantsSuspicious) {}
+    AllUsers(const LoggerRef& logger, bool wantsSuspicious)
+        : wantsSuspicious_(wantsSuspicious), passOver_(logger) {}
 
     void Look(const LoggerRef& logger, const Text& user) {
         CPaDetector detector;
         detector.Init(logger, nullptr);
         Detection detection = detector.Detect();
-        if (wantsSuspicious_) Merge(suspicious_, detector.FindSuspicious(detection), user);
+        std::vector<Finding> suspicious;
+        if (wantsSuspicious_) suspicious = detector.FindSuspicious(detection);
         Count(detection);
+        AddIgnored(result_.ignored, passOver_.TakeFrom(detection));
+        AddIgnored(result_.ignored, passOver_.TakeFrom(suspicious, detection.helperObjects));
+        Merge(suspicious_, std::move(suspicious), user);
         Merge(files_, std::move(detection.files), user);
         for (HelperObject& object : detection.bhos) AddHelperObject(std::move(object));
         AddSettings(user);
@@ -204,6 +210,7 @@ class AllUsers {
         std::erase_if(suspicious_, [this](const Finding& finding) {
             return FindPath(files_, finding.path) != files_.end();
         });
+        DropFoundFromIgnored();
         result_.files = DescribeFiles(std::move(files_), logger);
         result_.suspicious = DescribeFiles(std::move(suspicious_), logger);
         result_.verdict = VerdictOf(result_);
@@ -292,6 +299,16 @@ class AllUsers {
         if (!isKnown) result_.bhos.push_back(std::move(object));
     }
 
+    /// What one user's place speaks for, another's may speak against.
+    void DropFoundFromIgnored() {
+        std::erase_if(result_.ignored, [this](const PassedOver& it) {
+            if (it.kind == PassedOver::Kind::File) return FindPath(files_, it.path) != files_.end();
+            return std::ranges::any_of(result_.bhos, [&](const HelperObject& object) {
+                return object.view == it.view && EqualsIgnoreCase(object.clsid, it.clsid);
+            });
+        });
+    }
+
     void AddSettings(const Text& user) {
         RegistryAccess registry;
         for (const auto& [number, view] : AllSettings()) {
@@ -305,6 +322,7 @@ class AllUsers {
 
     bool wantsSuspicious_;
     bool isFirst_ = true;
+    PassOver passOver_;
     std::vector<Finding> files_;
     std::vector<Finding> suspicious_;
     ScanResult result_;
@@ -313,7 +331,7 @@ class AllUsers {
 }  // namespace
 
 ScanResult Scan(const ScanSources& sources, bool wantsSuspicious) {
-    AllUsers all(wantsSuspicious);
+    AllUsers all(sources.logger, wantsSuspicious);
     sources.forEachUser([&](const Text& user) { all.Look(sources.logger, user); });
     all.AddStartPlaces(sources.startPlaces);
     // Before more is read for the description only.
@@ -352,6 +370,7 @@ void AddToDocument(const ScanResult& result, Json& document) {
     }
     document["suspicious"] = FilesToJson(result.suspicious);
     document["settings"] = SettingsToJson(result.settings);
+    document["ignored"] = IgnoredToJson(result.ignored);
     document["unreadable"] = UnreadableToJson(result.unreadable);
 }
 

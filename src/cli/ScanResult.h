@@ -6,6 +6,7 @@
 
 #include "cli/MachineSession.h"
 #include "detection/Finding.h"
+#include "ignore/PassOver.h"
 #include "panels/SettingInfo.h"
 
 namespace bkfd {
@@ -36,6 +37,7 @@ struct ScanResult {
     std::vector<HelperObject> bhos;      // to delete
     std::vector<FoundFile> suspicious;   // those that aren't among the files to disable
     std::vector<FoundSetting> settings;  // all, by number from 1; of each user in turn
+    std::vector<PassedOver> ignored;     // found, and on the machine's ignore list
     std::vector<Unreadable> unreadable;
     std::size_t helperObjectsSeen = 0;
     std::size_t startupItemsSeen = 0;

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "cli/IgnoredThings.h"
 #include "cli/ScanResult.h"
 #include "cli/StartedBy.h"
 #include "cli/TextTable.h"
@@ -158,6 +159,7 @@ std::string UnreadText(const std::vector<Unreadable>& unreadable) {
                   {u"process", "process", "processes"},
                   {u"registry", "registry key", "registry keys"},
                   {u"file", "file", "files"},
+                  {u"ignore-list", "ignore list", "ignore lists"},
                   {u"step", "step of the search", "steps of the search"}};
     std::vector<std::string> counts;
     for (const auto& kind : kKinds) {
@@ -174,15 +176,16 @@ std::string UnreadText(const std::vector<Unreadable>& unreadable) {
 
 std::string VerdictText(const ScanResult& result) {
     const std::string unread = UnreadText(result.unreadable);
+    const std::string end = IgnoredClause(result.ignored) + '.';
     if (result.verdict == Verdict::Parasites) {
         return "Parasites found: " +
                Counted(result.files.size(), "file to disable, ", "files to disable, ") +
                Counted(result.bhos.size(), "helper object to delete", "helper objects to delete") +
-               (unread.empty() ? "." : "; " + unread + ".");
+               (unread.empty() ? end : "; " + unread + end);
     }
     const char* const verdict = result.verdict == Verdict::Clean ? "Clean" : "Incomplete";
     return verdict + std::string(": no parasite found") +
-           (unread.empty() ? "." : ", but " + unread + ".");
+           (unread.empty() ? end : ", but " + unread + end);
 }
 
 /// Cleanups put them right, but they are no parasites and don't count for the verdict.
@@ -208,6 +211,8 @@ void PrintScan(const Console& console, const Text& windowsText, const ScanResult
     PrintFiles(console, result.files);
     PrintHelpers(console, result.bhos);
     PrintSuspicious(console, result.suspicious);
+    if (!result.ignored.empty()) console.out << '\n';
+    PrintIgnored(console, result.ignored);
     PrintSettings(console, result.settings);
     PrintUnreadableTable(console, result.unreadable);
     console.out << '\n' << console.Bold(VerdictText(result)) << '\n';

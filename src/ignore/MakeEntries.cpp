@@ -55,4 +55,21 @@ std::size_t AddToIgnoreList(std::vector<IgnoreEntry> entries, Logger& logger) {
     return added.size();
 }
 
+void RemoveFromIgnoreList(const std::vector<IgnoreEntry>& entries, Logger& logger) {
+    IgnoreList list = IgnoreList::Read();
+    std::vector<Text> removed;
+    for (const IgnoreEntry& entry : entries) {
+        for (std::size_t i = list.Entries().size(); i-- > 0;) {
+            if (!list.Entries()[i].IsSameAs(entry)) continue;
+            removed.push_back(TitleOf(entry));
+            list.Remove(i);
+        }
+    }
+    if (removed.empty() && list.Damage().empty()) return;
+    list.Write();
+    for (const Text& title : removed) {
+        logger.Trace(u"No longer ignored: " + title, u"IgnoreList.Remove");
+    }
+}
+
 }  // namespace bkfd

@@ -4,7 +4,7 @@
 #include "ignore/IgnoreList.h"
 #include "services/Logger.h"
 
-/// New entries, dated by the machine's clock.
+/// New entries, dated by the machine's clock, and changes of its list.
 namespace bkfd {
 
 IgnoreEntry EntryOfContent(const Text& sha256, const Text& note);
@@ -16,5 +16,7 @@ IgnoreEntry EntryOfObject(const HelperObject& object, const Text& note);
 /// Adds them to the machine's list and writes it, with a line in the log for each; how many weren't
 /// there yet. A damaged list, or one that can't be written, is a RuntimeError and stays as it is.
 std::size_t AddToIgnoreList(std::vector<IgnoreEntry> entries, Logger& logger);
+/// Removes those that are there, whatever their dates and notes; else likewise.
+void RemoveFromIgnoreList(const std::vector<IgnoreEntry>& entries, Logger& logger);
 
 }  // namespace bkfd

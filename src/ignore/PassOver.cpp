@@ -27,8 +27,8 @@ bool IsHelperObjectOnly(const Finding& file, bool isSuspicion) {
 PassOver::PassOver(LoggerRef logger) : logger_(std::move(logger)), list_(IgnoreList::Read()) {
     hasContents_ = std::ranges::any_of(list_.Entries(), &IgnoreEntry::IsByContent);
     if (list_.Damage().empty()) return;
-    logger_->Write(0, u"Nothing is ignored: " + IgnoreListPath() + u": " + list_.Damage(),
-                   LogLevel::WindowFailure, kPassOverSource);
+    logger_->Write(0, u"nothing is ignored: " + list_.Damage(), LogLevel::WindowFailure,
+                   kPassOverSource);
 }
 
 const IgnoreEntry* PassOver::ByContent(const Text& path) {

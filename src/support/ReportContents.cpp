@@ -1,6 +1,7 @@
 #include "support/ReportContents.h"
 
 #include "detection/CPaDetector.h"
+#include "ignore/IgnoreList.h"
 #include "platform/RegistryViews.h"
 #include "resources/StringTable.h"
 #include "services/ApplicationState.h"
@@ -24,6 +25,15 @@ Text SuspiciousFiles(const LoggerRef& logger) {
     CPaDetector detector;
     detector.Init(logger, nullptr);
     return detector.MakeSuspiciousFilesXML();
+}
+
+/// What a cleanup passes over, byte for byte; why it passes nothing over if the list is damaged.
+/// Empty where nothing is on it.
+Text IgnoredThings() {
+    const IgnoreList list = IgnoreList::Read();
+    if (list.Entries().empty()) return list.Damage();
+    const std::string content = list.Content();
+    return FromBytes({reinterpret_cast<const std::uint8_t*>(content.data()), content.size()});
 }
 
 /// HKEY_LOCAL_MACHINE in each view that has the key for itself.
@@ -102,6 +112,8 @@ void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& rep
     Text processes = MakeProcessReport(files, logger);
     addEncoded(u"Processes", std::move(processes));
     addEncoded(u"ProcessFileInfo", std::move(files));
+    Text ignored = IgnoredThings();
+    if (!ignored.empty()) addEncoded(u"IgnoreList", std::move(ignored));
 }
 
 }  // namespace bkfd

@@ -149,7 +149,7 @@ TEST(PassOver, OfADamagedListTakesNothingAndSaysSo) {
     fixture.machine.AddFile(IgnoreListPath(), list);
     EXPECT_EQ(Look(fixture), kAll);
     EXPECT_EQ(fixture.log->text,
-              "4 PassOver: Nothing is ignored: C:\\Program Files\\Brackenfold\\ignore.txt: line 2: "
+              "4 PassOver: nothing is ignored: line 2: "
               "begins with no SHA-256 and no {class}\n");
 }
 

@@ -4,6 +4,7 @@
 
 #include "cli/decode/ReportDecoder.h"
 #include "common/EngineFixture.h"
+#include "ignore/IgnoreList.h"
 #include "support/cl.h"
 
 namespace bkfd {
@@ -47,6 +48,23 @@ TEST(ReportContents, TakesTheSiblingsLogFromTheFirstFileThatHasText) {
         const DecodedReport report = Gather(fixture);
         EXPECT_EQ(Content(report, "FNHWLog"), row.content) << row.label;
         EXPECT_EQ(Content(report, "ZoneMap.reg"), "REGEDIT4\r\n") << row.label;
+    }
+}
+
+TEST(ReportContents, TellsTheIgnoreListOnlyWhereSomethingIsOnIt) {
+    const std::string head = "Brackenfold ignore list 1\r\n";
+    const std::string entry = std::string(64, 'a') + "\t2026-11-16\t\xC3\xA4\r\n";
+    const struct {
+        std::string list;
+        std::string content;
+    } rows[] = {{"", "not there"},
+                {head, "not there"},
+                {head + entry, head + entry},
+                {head + "x", "line 2: begins with no SHA-256 and no {class}"}};
+    for (const auto& row : rows) {
+        EngineFixture fixture;
+        if (!row.list.empty()) fixture.machine.AddFile(IgnoreListPath(), row.list);
+        EXPECT_EQ(Content(Gather(fixture), "IgnoreList"), row.content);
     }
 }
 

@@ -17,7 +17,7 @@
 namespace bkfd {
 namespace {
 
-// Reports have twelve entries, and each entry becomes a file.
+// Reports have thirteen entries, and each entry becomes a file.
 constexpr std::size_t kMostEntries = 1000;
 constexpr std::size_t kPiece = 64 * 1024;  // whole groups of base64
 
@@ -37,6 +37,7 @@ constexpr EntryForm kEntries[] = {
     {"FNHWLog", "FNHWLog", Form::Bytes},
     {"Processes", "Processes.xml", Form::Xml},
     {"ProcessFileInfo", "ProcessFileInfo.xml", Form::Xml},
+    {"IgnoreList", "IgnoreList", Form::Bytes},
 };
 
 std::string_view AsText(std::span<const std::uint8_t> bytes) {
