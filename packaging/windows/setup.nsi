@@ -36,7 +36,7 @@ VIAddVersionKey "LegalCopyright" "Tarnwick Labs. All rights reserved."
 !define MUI_FINISHPAGE_SHOWREADME "$INSTDIR\Guide\guide.html"
 !define MUI_FINISHPAGE_SHOWREADME_TEXT "Show the guide"
 !define MUI_FINISHPAGE_SHOWREADME_NOTCHECKED
-!define MUI_UNCONFIRMPAGE_TEXT_TOP "The program is removed. Backups, undo records, the log and disabled files stay where they are."
+!define MUI_UNCONFIRMPAGE_TEXT_TOP "The program is removed. Backups, undo records, the log, the ignore list and disabled files stay where they are."
 !insertmacro MUI_PAGE_DIRECTORY
 !insertmacro MUI_PAGE_INSTFILES
 !insertmacro MUI_PAGE_FINISH

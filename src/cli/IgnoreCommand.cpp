@@ -88,6 +88,7 @@ class IgnoreCommand final : public Command {
         if (action_ != "add" && !note_.empty()) throw CommandError("--note is for ignore add");
         SessionUse use;
         use.changes = !isList;
+        use.keepsRegistry = true;
         MachineSession session(context, use);
         if (isList) {
             List(context, session);

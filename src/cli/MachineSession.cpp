@@ -150,7 +150,7 @@ OpenedMachine OpenMachine(const CommandContext& context, const SessionUse& use) 
     if (found.kind == VolumeKind::Image) return OpenImage(context);
     const VolumeOptions options{DrivesOf(context.options.drives), FromUtf8(context.options.user),
                                 ProgramFolderOf(context.options.programFolder),
-                                use.changes && !use.isDryRun};
+                                use.changes && !use.isDryRun, use.keepsRegistry};
     auto loaded = LoadVolume(found, options);
     if (const auto* error = std::get_if<VolumeError>(&loaded)) throw CommandError(error->message);
     return {nullptr, std::move(std::get<std::unique_ptr<VolumeMachine>>(loaded))};

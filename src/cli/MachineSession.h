@@ -49,6 +49,8 @@ struct SessionUse {
     TerminalToolkit::Answers answers = TerminalToolkit::Answers::SafeChoice;
     /// All changes stay in memory and are gone afterwards.
     bool isDryRun = false;
+    /// Changes files alone, as may be done where no registry can be written.
+    bool keepsRegistry = false;
 };
 
 /// The use of a command that changes the machine: `yes` answers every question, and a document is

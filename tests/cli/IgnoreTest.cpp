@@ -186,6 +186,19 @@ TEST(Ignore, HoldsOnVolumesAndPrefixesForBothViewsAndUsers) {
         EXPECT_EQ(RunOn(volume, {"clean", "--yes"}).code, 0);
         EXPECT_EQ(RunOn(volume, {"scan"}).code, 0);
     }
+    const HostFolder old;
+    std::filesystem::remove(old.Path());
+    const std::string make = "/usr/bin/python3 '" BKFD_SOURCE_DIR
+                             "/tools/make_volume.py' '" BKFD_SOURCE_DIR
+                             "/examples/machines/hijacked-98' '" +
+                             old.Path() + "'";
+    ASSERT_EQ(std::system(make.c_str()), 0);
+    const auto found = RunOn(old, {"--json", "scan"}).Document();
+    const auto registry = old.Read("WINDOWS/SYSTEM.DAT");
+    const CliRun onOld = RunOn(old, {"ignore", "add", found["bhos"][0]["clsid"]});
+    EXPECT_EQ(onOld.code, 0) << onOld.err << "only a file is written";
+    EXPECT_GT(RunOn(old, {"--json", "scan"}).Document()["ignored"].size(), 0U);
+    EXPECT_EQ(old.Read("WINDOWS/SYSTEM.DAT"), registry);
     const MachineCopy wide("clean-xp");
     AddParasiteOf32Bits(wide);
     wide.Edit([](auto& facts) { facts["architecture"] = "x64"; });

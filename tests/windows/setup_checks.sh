@@ -67,8 +67,8 @@ stopped() {
 removes() {
     local kept
     mkdir -p "$install/Undo"
-    echo kept | tee "$install/Undo/0001.undo" "$drive/windows/parasite_x.dll.parasite" >/dev/null
-    kept=$(cd "$install" && sha256sum BKFD.log Backup/* Undo/*)
+    echo kept | tee "$install/Undo/0001.undo" "$install/ignore.txt" "$drive/windows/parasite_x.dll.parasite" >/dev/null
+    kept=$(cd "$install" && sha256sum BKFD.log ignore.txt Backup/* Undo/*)
     remove
     [ "$(cd "$install" && find . -type f | wc -l)" -eq "$(($(wc -l <<<"$kept") + $(compgen -G "$install/short.log" | wc -l)))" ] ||
         { find "$install"; return 1; }

@@ -594,7 +594,8 @@ MaybeError MendRegistry(VolumeParts& parts, const std::vector<std::string>& jour
 std::variant<std::unique_ptr<VolumeMachine>, VolumeError> LoadVolume(const FoundWindows& found,
                                                                      const VolumeOptions& options) {
     if (options.mayChange) {
-        if (auto error = WhyNotToChangeRegistry(found)) return *error;
+        auto error = options.keepsRegistry ? WhyNotToChange(found) : WhyNotToChangeRegistry(found);
+        if (error) return *error;
     }
     std::vector<std::string> notes;
     std::vector<std::string> journals = FindUnfinishedCommits(found, options);

@@ -20,6 +20,7 @@ struct VolumeOptions {
     Text user;            // the only one to look at, by name or key; empty for all
     Text programFolder;   // empty for the usual one
     bool mayChange = false;
+    bool keepsRegistry = false;  // changes files alone
 };
 
 /// Something of a volume that can't be read, or not to its end.
