@@ -155,6 +155,9 @@ class RunTest(FleetCase):
             (["run", os.devnull, "--out", "new", "--program", self.quick], "names no machine"),
             (["run", binary, "--out", "new", "--program", self.quick], "-0 reads lists"),
             (["run", "list", "--out", "new", "--program", "nothing"], "nothing isn't here"),
+            (["run", "list", "--out", "new", "--program", self.quick, "--timeout=0"], "more than 0"),
+            (["run", "list", "--out", "new", "--program", self.quick, "--open", "no"], "no of --open isn't"),
+            (["run", "list", "--out", "new", "--program", self.quick, "--signatures", "no"], "no folder"),
             (["resume", "new"], "holds no run"), (["merge", "none"], "none is no folder"),
             (["merge", "a"], "holds no records"), (["work", "out", "x"], "no piece of a list"),
             (["clean", "out", "list"], "no whole plan"),
@@ -318,9 +321,10 @@ class CleanTest(FleetCase):
         self.assertEqual([self.verdict(name) for name in names], ["clean", "clean", "parasites"])
 
     def test_a_cleanup_that_was_ended_goes_on(self):
-        for name in ("a", "b", "c"):
-            shutil.copytree(ROOT / "examples/machines/hijacked-xp", self.folder / name)
-        self.write("list", "a\nb\nc\n")
+        for name in ("a", "b", "c", "old"):
+            example = "hijacked-98" if name == "old" else "hijacked-xp"
+            shutil.copytree(ROOT / "examples/machines" / example, self.folder / name)
+        self.write("list", "a\nb\nc\nold\n")
         # On a the run is asked to end; on b it is killed, and its machine half done.
         program = self.write("program", f"""#!/bin/sh
 case "$3 $4" in
@@ -338,7 +342,8 @@ exec {PROGRAM} "$@"
         self.fleet("plan", "out", "plan")
         rows = ((128 + signal.SIGTERM, ["a: cleaned; undo 1 takes it back", "goes on with it"], "cpp"),
                 (-signal.SIGKILL, ["a: was cleaned before; undo 1 takes"], "cpp"),
-                (0, ["a: was cleaned before; undo 1 takes", "b: cleaned; undo 2, then 1 take it back",
+                (1, ["old: cleaned, but 2 things could not be done, such as C:\\WINDOWS\\SYSTEM\\",
+                     "a: was cleaned before; undo 1 takes", "b: cleaned; undo 2, then 1 take it back",
                      "c: cleaned; undo 1 takes it back"], "ccc"))
         for code, lines, verdicts in rows:
             with self.subTest(code):

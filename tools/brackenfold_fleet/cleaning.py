@@ -127,11 +127,15 @@ class Cleanup:
         lists = options[options.index("--signatures"):][:2] if "--signatures" in options else []
         code, out, err = self._brackenfold("--json", "clean", "--yes", *lists)
         records = [number for number in self._records() if number not in earlier]
-        document = json.loads(out) if code in (DONE, INCOMPLETE) else None
+        document = json.loads(out) if out else None
         self._keep(state="cleaned" if document else "begun", earlier=earlier, records=records,
                    document=document)
         if document is None:
             raise MachineFailure(2, last_line(err) or "the cleanup failed")
+        if document["failed"]:
+            first = document["failed"][0]
+            raise MachineFailure(2, f"cleaned, but {len(document['failed'])} things could not be done, such "
+                                 f"as {first['name']}: {first['error']} ({undo_of(records)})")
         missed = ", but not all of it could be read" if code == INCOMPLETE else ""
         return f"cleaned{missed}; {undo_of(records)}"
 

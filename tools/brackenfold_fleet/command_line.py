@@ -2,6 +2,7 @@
 import argparse
 import os
 import pathlib
+import shutil
 import sys
 
 from . import FleetError, cleaning, merging
@@ -101,10 +102,22 @@ def read_machines(arguments):
     return machines
 
 
+def check_run(arguments):
+    """What would fail in the same way for each machine."""
+    if not arguments.timeout > 0:
+        raise FleetError("--timeout takes seconds, more than 0")
+    command = arguments.open
+    if command and command not in READY_OPENERS and shutil.which(command) is None:
+        raise FleetError(f"{command} of --open isn't here, or is no program")
+    if arguments.signatures and not os.path.isdir(arguments.signatures):
+        raise FleetError(f"{arguments.signatures} of --signatures is no folder")
+
+
 def run(arguments, tool):
     program = find_program(arguments.program, tool)
     if program is None:
         raise FleetError(f"{arguments.program or 'brackenfold'} isn't here, or is no program")
+    check_run(arguments)
     machines = read_machines(arguments)
     options = {"program": program, "cwd": os.getcwd(), "open": arguments.open,
                "timeout": arguments.timeout, "engine": arguments.engine,
