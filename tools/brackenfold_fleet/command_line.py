@@ -80,9 +80,9 @@ def add_distribution(parser):
 
 def distribution(arguments, before):
     """The options of add_distribution, those of a run before where nothing is said."""
-    jobs = arguments.jobs or before.get("jobs") or default_jobs()
-    if jobs < 1 or (arguments.piece or 1) < 1:
+    if any(number is not None and number < 1 for number in (arguments.jobs, arguments.piece)):
         raise FleetError("--jobs and --piece take a number from 1 on")
+    jobs = arguments.jobs or before.get("jobs") or default_jobs()
     hosts = before.get("hosts", []) if arguments.hosts is None else arguments.hosts.split(",")
     sbatch = before.get("sbatch", []) if arguments.sbatch is None else arguments.sbatch
     return {"jobs": jobs, "hosts": hosts, "sbatch": sbatch, "wait": arguments.wait}

@@ -2,6 +2,7 @@
 import csv
 import json
 
+from .run_folder import shown
 from .times import Times, key_path
 
 COLUMNS = ("machine", "verdict", "kind", "path", "sha256", "size", "reasons", "place", "user",
@@ -9,9 +10,10 @@ COLUMNS = ("machine", "verdict", "kind", "path", "sha256", "size", "reasons", "p
 
 
 def harmless(cell):
-    """A spreadsheet takes what begins so for a formula; an apostrophe in front makes it a text."""
-    text = "" if cell is None else str(cell)
-    return "'" + text if text[:1] in ("=", "+", "-", "@", "\t", "\r", "\n") else text
+    """A spreadsheet takes what begins so for a formula; an apostrophe in front makes it a text. What
+    steers a terminal or turns the writing direction becomes an escape."""
+    text = "" if cell is None else shown(cell)
+    return "'" + text if text[:1] in ("=", "+", "-", "@") else text
 
 
 class Csv:

@@ -26,8 +26,10 @@ RECORD_SCHEMA = 2
 
 def shown(text):
     """For a terminal: what isn't printable as escapes."""
-    return "".join(c if c.isprintable() else c.encode("unicode_escape").decode("ascii")
-                   for c in str(text))
+    text = str(text)
+    if text.isprintable():
+        return text
+    return "".join(c if c.isprintable() else c.encode("unicode_escape").decode("ascii") for c in text)
 
 
 def replace_file(path, content):
