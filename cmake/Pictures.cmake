@@ -2,6 +2,9 @@
 find_program(RSVG_CONVERT rsvg-convert REQUIRED)
 find_program(ICOTOOL icotool REQUIRED)
 find_program(CONVERT convert REQUIRED)
+# The same pixels in fewer bytes than the drawing program writes, and no dates.
+set(BKFD_SMALL_PNG -define png:compression-level=9 -define png:compression-strategy=0
+  -define png:compression-filter=1 -define png:exclude-chunks=all)
 set(BKFD_PICTURES ${PROJECT_SOURCE_DIR}/src/resources/pictures)
 set(BKFD_DRAWN ${PROJECT_BINARY_DIR}/generated/resources/windows)
 
@@ -24,6 +27,7 @@ function(bkfd_icon name)
       endif()
       list(APPEND draw COMMAND ${RSVG_CONVERT} ${options} ${source} -o ${picture})
       if(look STREQUAL "LARGE")
+        list(APPEND draw COMMAND ${CONVERT} ${picture} ${BKFD_SMALL_PNG} PNG32:${picture})
         list(APPEND pictures --raw=${picture})
       else()
         list(APPEND pictures ${picture})
