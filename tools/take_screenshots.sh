@@ -152,6 +152,7 @@ take_all() {
     xdotool click 3
     take main-menu
     xdotool key Escape
+    ignore_selected
     key ctrl+Tab
     take main-settings
     key ctrl+Tab
@@ -177,6 +178,23 @@ take_all() {
     take about
     close_window
     take_progress
+}
+
+# ignore_selected: the selected helper object is on the list while the pictures of that are taken.
+ignore_selected() {
+    local list
+    key Menu i
+    choose alt+t i
+    wait_for_window "Ignore List"
+    list=$window
+    take ignore
+    key alt+s
+    wait_for_window "question"
+    key Return
+    wait_until 10 is_gone_window "$window" || give_up "the question stays"
+    window=$list
+    close_window
+    window=$main
 }
 
 clean_up_and_undo() {

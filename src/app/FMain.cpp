@@ -1,5 +1,6 @@
 #include "app/FMain.h"
 
+#include "app/FIgnoreList.h"
 #include "app/FSplash.h"
 #include "app/MMain.h"
 #include "app/OtherProgram.h"
@@ -69,6 +70,7 @@ void FMain::Form_Initialize() {
     step([] { TheToolkit().SetPointer(Pointer::Default); });
     splash.reset();
     step([&] { TellOfOtherProgram(*logger_); });
+    step([&] { TellOfDamagedIgnoreList(); });
     step([&] { remover.Perform(); });
 }
 
@@ -111,6 +113,11 @@ void FMain::LogPendingError(ContinueOnError& step) {
     if (!pending) return;
     step([&] { logger_->Failure(*pending, LogLevel::SystemFailure, kInitialize); });
     (void)step.TakePending();
+}
+
+void FMain::TellOfDamagedIgnoreList() {
+    const Text message = DamageMessage(IgnoreList::Read());
+    if (!message.empty()) ShowMessage(message, MessageStyle::Exclamation);
 }
 
 LoggerRef FMain::CastToLogger(const Variant& variable) {

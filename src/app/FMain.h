@@ -38,6 +38,8 @@ class FMain : public Form, public Object {
     void RunCustomObject(ContinueOnError& step);
     void RequireComponents(ContinueOnError& step);
     void LogPendingError(ContinueOnError& step);
+    /// Before anything is offered, so that nothing is cleaned up which the user thinks is ignored.
+    void TellOfDamagedIgnoreList();
     /// A TypeMismatch for what is no logger.
     static LoggerRef CastToLogger(const Variant& variable);
 
@@ -59,6 +61,7 @@ class FMain : public Form, public Object {
     void mnuSafeRemover_Click();
     void mnuRestoreDisabledFiles_Click();
     void mnuUndoChanges_Click();
+    void mnuIgnoreList_Click();
     void mnuAbout_Click();
 
     LoggerRef logger_;
@@ -77,6 +80,7 @@ class FMain : public Form, public Object {
     MenuItem mnuRestoreDisabledFiles{mnuTools, u"mnuRestoreDisabledFiles",
                                      u"Restore Removed &Programs..."};
     MenuItem mnuUndoChanges{mnuTools, u"mnuUndoChanges", u"&Undo Changes..."};
+    MenuItem mnuIgnoreList{mnuTools, u"mnuIgnoreList", u"&Ignore List..."};
     MenuItem mnuHelp{*this, u"mnuHelp", u"&Help"};
     MenuItem mnuVisitWebsite{mnuHelp, u"mnuVisitWebsite", u"Brackenfold &Home Page"};
     MenuItem mnuHelp1{mnuHelp, u"mnuHelp1", u"-"};

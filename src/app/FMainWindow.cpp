@@ -1,5 +1,6 @@
 // The main window's tabs, menus and keys.
 #include "app/FAbout.h"
+#include "app/FIgnoreList.h"
 #include "app/FMain.h"
 #include "app/FUndoChanges.h"
 #include "app/HomePage.h"
@@ -28,11 +29,15 @@ Variant Call(const Variant& object, TextView member, Variant argument) {
     return object.AsObject()->Invoke(member, {&argument, 1});
 }
 
+/// Its name is that of the object alone; the row may say ", ignored" behind it.
 Text HelperObjectLine(const ListItem& row) {
     const Variant node = row.Tag();
     const Variant id = node.AsObject()->Invoke(u"Id", {});
-    const Variant file = Call(Call(node, u"params", u"DLL"), u"Values", std::int32_t{1});
-    return SysUtil::FormatTemplate(u"BHO: %1, '%2', '%3'", {id, row.GetText(), file});
+    const auto parameter = [&](TextView name) {
+        return Call(Call(node, u"params", Text(name)), u"Values", std::int32_t{1});
+    };
+    return SysUtil::FormatTemplate(u"BHO: %1, '%2', '%3'",
+                                   {id, parameter(u"Name"), parameter(u"DLL")});
 }
 
 Text SettingLine(const ListItem& row) {
@@ -59,6 +64,7 @@ void FMain::ConnectWindow() {
     mnuSafeRemover.onClick = [this] { mnuSafeRemover_Click(); };
     mnuRestoreDisabledFiles.onClick = [this] { mnuRestoreDisabledFiles_Click(); };
     mnuUndoChanges.onClick = [this] { mnuUndoChanges_Click(); };
+    mnuIgnoreList.onClick = [this] { mnuIgnoreList_Click(); };
     mnuVisitWebsite.onClick = OpenHomePage;
     mnuAbout.onClick = [this] { mnuAbout_Click(); };
     // Should a panel fail to start, the others don't cover the first.
@@ -164,12 +170,19 @@ Variant FMain::Invoke(TextView name, std::span<Variant> arguments) {
     return {};
 }
 
+/// Only a list with entries makes it look before it asks.
 void FMain::AskForCleanUp() {
-    const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
-    if (ShowMessage(ResourceString(StringId::AskCleanUp), style) != MessageResult::Ok) return;
-    TheToolkit().SetPointer(Pointer::Hourglass);
     CPaRemover remover;
     remover.Init(logger_);
+    if (!IgnoreList::Read().Entries().empty()) {
+        TheToolkit().SetPointer(Pointer::Hourglass);
+        remover.Check();
+        TheToolkit().SetPointer(Pointer::Default);
+    }
+    const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
+    const Text question = remover.WithIgnored(ResourceString(StringId::AskCleanUp));
+    if (ShowMessage(question, style) != MessageResult::Ok) return;
+    TheToolkit().SetPointer(Pointer::Hourglass);
     remover.CleanUp();
     mnuRefresh_Click();
 }
@@ -239,6 +252,20 @@ void FMain::mnuUndoChanges_Click() {
             window.ShowModal(this);
         } else {
             ShowMessage(ResourceString(StringId::NothingToUndo), MessageStyle::Information);
+        }
+        ContinueOnError()([&] { window.Unload(); });
+    });
+}
+
+void FMain::mnuIgnoreList_Click() {
+    LogErrors(*logger_, LogLevel::SystemFailure, u"FMain.mnuIgnoreList_Click", [this] {
+        FIgnoreList window;
+        const Text message = window.Init(logger_);
+        window.Changed = [this] { ucBHO1.RefreshList(); };
+        if (message.empty()) {
+            window.ShowModal(this);
+        } else {
+            ShowMessage(message, MessageStyle::Information);
         }
         ContinueOnError()([&] { window.Unload(); });
     });

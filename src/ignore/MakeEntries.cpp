@@ -50,8 +50,9 @@ std::size_t AddToIgnoreList(std::vector<IgnoreEntry> entries, Logger& logger) {
     }
     if (added.empty()) return 0;
     list.Write();
-    for (const Text& title : added)
+    for (const Text& title : added) {
         logger.Trace(u"From now on ignored: " + title, u"IgnoreList.Add");
+    }
     return added.size();
 }
 

@@ -26,7 +26,7 @@ bool IsHelperObjectOnly(const Finding& file, bool isSuspicion) {
 
 PassOver::PassOver(LoggerRef logger) : logger_(std::move(logger)), list_(IgnoreList::Read()) {
     hasContents_ = std::ranges::any_of(list_.Entries(), &IgnoreEntry::IsByContent);
-    if (list_.Damage().empty()) return;
+    if (list_.Damage().empty() || logger_ == nullptr) return;
     logger_->Write(0, u"nothing is ignored: " + list_.Damage(), LogLevel::WindowFailure,
                    kPassOverSource);
 }
@@ -101,6 +101,14 @@ std::vector<PassedOver> PassOver::TakeFrom(std::vector<Finding>& suspicious,
     std::vector<PassedOver> taken = TakeFiles(suspicious, objects, true);
     Log(taken);
     return taken;
+}
+
+std::vector<IgnoreEntry> PassOver::EntriesOf(const HelperObject& object) {
+    std::vector<IgnoreEntry> entries;
+    for (const IgnoreEntry* entry : {ByClass(object), ByContent(object.file)}) {
+        if (entry != nullptr) entries.push_back(*entry);
+    }
+    return entries;
 }
 
 void PassOver::Log(const std::vector<PassedOver>& passedOver) {

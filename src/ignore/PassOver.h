@@ -27,6 +27,7 @@ extern const Text kPassOverSource;
 /// and nothing is passed over.
 class PassOver {
   public:
+    /// A null logger is for who only asks, and logs nothing.
     explicit PassOver(LoggerRef logger);
 
     const IgnoreList& List() const { return list_; }
@@ -38,6 +39,10 @@ class PassOver {
     /// The same with files that merely look wrong. `objects` are all helper objects that were seen.
     std::vector<PassedOver> TakeFrom(std::vector<Finding>& suspicious,
                                      const std::vector<HelperObject>& objects);
+
+    /// The entries that hold for a registration, by its class or by its file's content, whatever
+    /// else may be found of it.
+    std::vector<IgnoreEntry> EntriesOf(const HelperObject& object);
 
   private:
     /// Null where nothing on the list is meant.

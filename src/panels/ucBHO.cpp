@@ -4,6 +4,8 @@
 
 #include "detection/CPaDetector.h"
 #include "detection/HelperObjects.h"
+#include "ignore/PassOver.h"
+#include "panels/IgnoreChanges.h"
 #include "panels/MFileProps.h"
 #include "platform/RegistryViews.h"
 #include "platform/undo/RecordedOperation.h"
@@ -23,9 +25,16 @@ namespace {
 
 constexpr int kDeleteWidth = 2700;
 constexpr int kFilenameLabelWidth = 1050;
+constexpr TextView kListLabel = u"Detected Browser Helper Objects";
+constexpr TextView kIgnoredSuffix = u", ignored";
 
 const ItemNode& NodeOf(const ListItem& row) {
     return dynamic_cast<const ItemNode&>(*row.Tag());
+}
+
+/// As it is without what the row says of the ignore list.
+Text NameOf(const ListItem& row) {
+    return NodeOf(row).params(u"Name").Values(1).AsText();
 }
 
 Text FileOf(const ListItem& row) {
@@ -34,6 +43,14 @@ Text FileOf(const ListItem& row) {
 
 RegistryView ViewOf(const ListItem& row) {
     return NodeOf(row).params().Exists(u"View") ? RegistryView::Bits32 : RegistryView::Native;
+}
+
+HelperObject ObjectOf(const ListItem& row) {
+    return {NodeOf(row).Id, NameOf(row), FileOf(row), ViewOf(row)};
+}
+
+bool IsIgnored(const ListItem& row) {
+    return row.GetText() != NameOf(row);
 }
 
 }  // namespace
@@ -45,6 +62,8 @@ ucBHO::ucBHO(Container& parent, Text name) : TabPanel(parent, std::move(name)) {
     lv.onMouseUp = [this](int button, int, int, int) { lv_MouseUp(button); };
     cmdDelete.onClick = [this] { cmdDelete_Click(); };
     mnuDelete.onClick = [this] { mnuDelete_Click(); };
+    mnuIgnore.onClick = [this] { mnuIgnore_Click(); };
+    mnuStopIgnoring.onClick = [this] { mnuStopIgnoring_Click(); };
     mnuProperties.onClick = [this] { mnuProperties_Click(); };
     onResize = [this] { UserControl_Resize(); };
 }
@@ -108,7 +127,25 @@ void ucBHO::RefreshList() {
         lv.SetSelectedIndex(1);
         lv_ItemClick();
     });
+    ShowIgnored();
     cmdDelete.SetEnabled(lv.Count() > 0);
+}
+
+void ucBHO::ShowIgnored() {
+    Guarded(u"ShowIgnored", [&] {
+        PassOver passOver(nullptr);
+        std::size_t ignored = 0;
+        for (std::size_t index = 1; index <= lv.Count(); ++index) {
+            ListItem& row = *lv.Item(index);
+            const bool isIgnored = !passOver.EntriesOf(ObjectOf(row)).empty();
+            if (isIgnored) ++ignored;
+            if (isIgnored != IsIgnored(row)) {
+                row.SetText(NameOf(row) + Text(isIgnored ? kIgnoredSuffix : TextView()));
+            }
+        }
+        const Text count = ignored == 0 ? Text() : u" (" + IgnoredText(ignored) + u")";
+        Label4.SetCaption(Text(kListLabel) + count + u":");
+    });
 }
 
 void ucBHO::lv_ItemClick() {
@@ -140,6 +177,8 @@ void ucBHO::lv_MouseUp(int button) {
         const bool hasFile = !FileOf(*contextItem_).empty();
         mnuContext1.SetVisible(hasFile);
         mnuProperties.SetVisible(hasFile);
+        mnuIgnore.SetVisible(!IsIgnored(*contextItem_));
+        mnuStopIgnoring.SetVisible(IsIgnored(*contextItem_));
         HostForm()->PopupMenu(mnuContext);
     });
 }
@@ -161,6 +200,26 @@ void ucBHO::mnuProperties_Click() {
     });
 }
 
+// ---------------------------------------------------------------- the ignore list
+
+void ucBHO::mnuIgnore_Click() {
+    Guarded(u"mnuIgnore_Click", [&] {
+        if (contextItem_ == nullptr) return;
+        StartIgnoring(ObjectOf(*contextItem_), *logger_, u"ucBHO.mnuIgnore_Click");
+        ShowIgnored();
+    });
+}
+
+/// All that holds for it goes, by class and by content.
+void ucBHO::mnuStopIgnoring_Click() {
+    Guarded(u"mnuStopIgnoring_Click", [&] {
+        if (contextItem_ == nullptr) return;
+        const auto entries = PassOver(nullptr).EntriesOf(ObjectOf(*contextItem_));
+        StopIgnoring(NameOf(*contextItem_), entries, *logger_, u"ucBHO.mnuStopIgnoring_Click");
+        ShowIgnored();
+    });
+}
+
 // ---------------------------------------------------------------- deletion
 
 void ucBHO::cmdDelete_Click() {
@@ -168,7 +227,7 @@ void ucBHO::cmdDelete_Click() {
         const ListItemRef row = lv.SelectedItem();
         if (row == nullptr) return;
         const Text question = SysUtil::FormatTemplate(
-            ResourceString(StringId::AskDeleteHelperObject), {row->GetText()});
+            ResourceString(StringId::AskDeleteHelperObject), {NameOf(*row)});
         const int style = MessageStyle::Exclamation | MessageStyle::OkCancel;
         if (ShowMessage(question, style) != MessageResult::Ok) return;
         DeleteHelperObject(*row);
@@ -178,7 +237,7 @@ void ucBHO::cmdDelete_Click() {
 
 /// The file of a known parasite is put out of action first, even if the deletion is then refused.
 void ucBHO::DeleteHelperObject(const ListItem& row) {
-    const Text& name = row.GetText();
+    const Text name = NameOf(row);
     const Text& clsid = NodeOf(row).Id;
     const Text file = FileOf(row);
     const RecordedOperation operation(UndoOperation::kDeleteHelperObject);

@@ -16,7 +16,8 @@
 namespace bkfd {
 
 /// The panel of step 1: the registered browser helper objects, each with the file behind it, and
-/// the deletion of one. The list is the registry's as of the last refresh.
+/// the deletion of one; those on the ignore list say so. The list is the registry's as of the last
+/// refresh.
 class ucBHO : public TabPanel {
   public:
     ucBHO(Container& parent, Text name);
@@ -35,10 +36,15 @@ class ucBHO : public TabPanel {
     void lv_KeyUp(int keyCode, int shift);
     void lv_MouseUp(int button);
     void mnuDelete_Click();
+    void mnuIgnore_Click();
+    void mnuStopIgnoring_Click();
     void mnuProperties_Click();
     void UserControl_Resize();
 
     void DeleteHelperObject(const ListItem& row);
+    /// Puts ", ignored" behind the names that the ignore list holds, and their number into the
+    /// label. The selection stays.
+    void ShowIgnored();
     /// Runs a body whose failure is logged and otherwise passed over.
     template <class Body>
     void Guarded(TextView operation, Body&& body);
@@ -55,6 +61,8 @@ class ucBHO : public TabPanel {
 
     MenuItem mnuContext{u"mnuContext", u"Context"};
     MenuItem mnuDelete{mnuContext, u"mnuDelete", u"&Delete"};
+    MenuItem mnuIgnore{mnuContext, u"mnuIgnore", u"&Ignore"};
+    MenuItem mnuStopIgnoring{mnuContext, u"mnuStopIgnoring", u"Stop &Ignoring"};
     MenuItem mnuContext1{mnuContext, u"mnuContext1", u"-"};
     MenuItem mnuProperties{mnuContext, u"mnuProperties", u"&Properties"};
 };

@@ -33,9 +33,12 @@ constexpr Date kLastBitsOfADate = 1e-9;
 constexpr std::int16_t kTrue = -1;
 constexpr std::int16_t kFalse = 0;
 
+bool Ask(const Text& question, int icon) {
+    return ShowMessage(question, icon | MessageStyle::OkCancel) == MessageResult::Ok;
+}
+
 bool Ask(StringId question, int icon) {
-    return ShowMessage(ResourceString(question), icon | MessageStyle::OkCancel) ==
-           MessageResult::Ok;
+    return Ask(ResourceString(question), icon);
 }
 
 /// Runs the steps; a failure stops them, is logged and shown.
@@ -89,7 +92,10 @@ void CPaRemover::Decide() {
         isStamped && std::abs(boot - stampedBoot) < kSameBoot - kLastBitsOfADate;
 
     if (!isStamped) {
-        if (ParasitesFound && Ask(StringId::ParasitesFound, MessageStyle::Exclamation)) CleanUp();
+        if (ParasitesFound &&
+            Ask(WithIgnored(ResourceString(StringId::ParasitesFound)), MessageStyle::Exclamation)) {
+            CleanUp();
+        }
         return;
     }
     if (!isSameBoot) {
@@ -97,8 +103,9 @@ void CPaRemover::Decide() {
         if (!ParasitesFound) DeleteStamp();
         return;
     }
-    if (!Ask(ParasitesFound ? StringId::ParasitesStillFound : StringId::RestartStillNeeded,
-             MessageStyle::Exclamation)) {
+    const Text offer = ParasitesFound ? WithIgnored(ResourceString(StringId::ParasitesStillFound))
+                                      : ResourceString(StringId::RestartStillNeeded);
+    if (!Ask(offer, MessageStyle::Exclamation)) {
         DeleteStamp();
         return;
     }
@@ -107,6 +114,11 @@ void CPaRemover::Decide() {
     } else {
         RestartWindowsAndEnd(*logger_, u"CPaRemover.Perform");
     }
+}
+
+Text CPaRemover::WithIgnored(const Text& question) const {
+    if (ignored_.empty()) return question;
+    return question + u"\r\n \r\n" + IgnoredText(ignored_.size()) + u'.';
 }
 
 void CPaRemover::CleanUp() {

@@ -35,6 +35,8 @@ class CPaRemover {
     void RestoreConfigurationSettings();
     /// What the last cleanup, or check, has found and left alone, as the ignore list says.
     const std::vector<PassedOver>& Ignored() const { return ignored_; }
+    /// The question, and how much that was at its end, if there was any.
+    Text WithIgnored(const Text& question) const;
 
   private:
     void Decide();

@@ -22,6 +22,7 @@ inline constexpr int ContextMenu = 93;
 inline constexpr int F1 = 112;
 inline constexpr int F5 = 116;
 inline constexpr int F6 = 117;
+inline constexpr int F10 = 121;
 inline constexpr int F12 = 123;
 }  // namespace Key
 

@@ -48,6 +48,7 @@ TEST(FMain, IsShownAfterTheStartUpAndDescribesTheMachine) {
         "    menu mnuSafeRemover \"&Safe Remover...\"\n"
         "    menu mnuRestoreDisabledFiles \"Restore Removed &Programs...\"\n"
         "    menu mnuUndoChanges \"&Undo Changes...\"\n"
+        "    menu mnuIgnoreList \"&Ignore List...\"\n"
         "  menu mnuHelp \"&Help\"\n    menu mnuVisitWebsite \"Brackenfold &Home Page\"\n    -\n"
         "    menu mnuAbout \"&About Brackenfold...\"\n"
         "  tabs ts (focus)\n    > help \"Help\"\n"

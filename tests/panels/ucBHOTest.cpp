@@ -6,6 +6,7 @@
 #include "common/BrowserKeys.h"
 #include "common/EngineFixture.h"
 #include "formats/VersionSamples.h"
+#include "ignore/MakeEntries.h"
 #include "testing/Describe.h"
 #include "ui/Keys.h"
 
@@ -118,8 +119,8 @@ TEST(ucBHO, TheContextMenuFollowsTheSelection) {
     it.List().UserSelect(3);
     it.List().MouseUp(MouseButton::Right);
     it.host->PressKey(Key::Enter, Shift::Alt);
-    const std::vector<Text> whole = {u"&Delete", u"-", u"&Properties"};
-    const std::vector<std::vector<Text>> popups = {whole, whole, {u"&Delete"}};
+    const std::vector<Text> whole = {u"&Delete", u"&Ignore", u"-", u"&Properties"};
+    const std::vector<std::vector<Text>> popups = {whole, whole, {u"&Delete", u"&Ignore"}};
     EXPECT_EQ(it.toolkit.Popups(), popups);
     const std::vector<Text> launched(2, u"properties C:\\plain.dll (window 1)");
     EXPECT_EQ(it.machine.Launched(), launched);
@@ -178,6 +179,69 @@ TEST(ucBHO, DeletesTheRegistrationAndRenamesParasites) {
             ToUtf8(row.server) + "')\n"))
             << it.log->text;
     }
+}
+
+class Ignoring : public Helpers {
+  public:
+    Ignoring() {
+        machine.AddFile(u"C:\\plain.dll", "bytes");
+        Add(u'1', u"Plain", u"C:\\plain.dll");
+        Add(u'2', u"Dead");
+        Open();
+    }
+    /// By the keyboard, in the menu of that row. The first answer is the menu's question's.
+    void Pick(std::size_t row, const Text& entry, std::initializer_list<MessageResult> answers) {
+        List().UserSelect(row);
+        toolkit.Answer(answers);
+        toolkit.Pick({entry});
+        host->PressKey(Key::ContextMenu);
+        EXPECT_EQ(List().SelectedIndex(), row);
+    }
+    /// The label and the names.
+    std::string Shown() {
+        std::string shown = ToUtf8(dynamic_cast<Label&>(*host->FindControl(u"Label4")).Caption());
+        for (std::size_t row = 1; row <= List().Count(); ++row) {
+            shown += '|' + ToUtf8(List().Item(row)->GetText());
+        }
+        return shown;
+    }
+};
+
+TEST(ucBHO, IgnoresAnObjectAndStopsIgnoringIt) {
+    Ignoring it;
+    const std::string none = "Detected Browser Helper Objects:|Plain|Dead";
+    EXPECT_EQ(it.Shown(), none);
+    it.Pick(2, u"mnuIgnore", {});
+    EXPECT_EQ(it.Shown(), "Detected Browser Helper Objects (1 ignored):|Plain|Dead, ignored");
+    EXPECT_EQ(AddToIgnoreList({EntryOfFile(u"C:\\plain.dll", u"by content")}, *it.log), 1u);
+    it.host->panel.RefreshList();
+    const std::string both =
+        "Detected Browser Helper Objects (2 ignored):|Plain, ignored|Dead, ignored";
+    EXPECT_EQ(it.Shown(), both);
+    it.Delete({MessageResult::Cancel});  // is asked for by the name alone
+    it.Pick(1, u"mnuStopIgnoring", {MessageResult::Cancel});
+    EXPECT_EQ(it.Shown(), both);
+    it.Pick(1, u"mnuStopIgnoring", {MessageResult::Ok});
+    it.Pick(2, u"mnuStopIgnoring", {MessageResult::Ok});
+    EXPECT_EQ(it.Shown(), none);
+    EXPECT_TRUE(IgnoreList::Read().Entries().empty());
+    const std::string stop = "49 Are you sure you want to stop ignoring 'Plain'?\n";
+    EXPECT_EQ(it.Messages(), "49 Are you sure you want to delete 'Plain' browser helper object?\n" +
+                                 stop + stop +
+                                 "49 Are you sure you want to stop ignoring 'Dead'?\n");
+    EXPECT_EQ(it.toolkit.Popups().back(), (std::vector<Text>{u"&Delete", u"Stop &Ignoring"}));
+}
+
+TEST(ucBHO, ADamagedIgnoreListStaysAndIsTold) {
+    Ignoring it;
+    it.machine.AddFile(IgnoreListPath(), "damaged");
+    it.host->panel.RefreshList();
+    it.Pick(2, u"mnuIgnore", {MessageResult::Ok});
+    EXPECT_EQ(it.Shown(), "Detected Browser Helper Objects:|Plain|Dead");
+    EXPECT_EQ(IgnoreList::Read().Damage(), u"line 1: isn't the head of an ignore list");
+    EXPECT_TRUE(it.Messages().starts_with("48 Cannot change the ignore list. C:\\"))
+        << it.Messages();
+    EXPECT_TRUE(it.Logged(" 4 ucBHO.mnuIgnore_Click: ")) << it.log->text;
 }
 
 TEST(ucBHO, FailuresAreLoggedAndShowNothing) {

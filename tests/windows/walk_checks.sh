@@ -472,6 +472,60 @@ END
     return $outcome
 }
 
+# By keys alone; what was ignored is spared by the program's next run, until its entry is taken off.
+ignores_helper() {
+    local menu=Menu outcome=0
+    [ "$family" = win10 ] || menu=shift+F10
+    set_values <<END || return 1
+$(helper 1)||Search helper
+END
+    start_program
+    steps <<END || outcome=1
+click-splash
+cancel $found_box
+tab 2
+shows row> Search helper
+keys Tab
+keys $menu i
+shows row> Search helper, ignored
+shows label Detected Browser Helper Objects (1 ignored):
+keys alt+f e
+gone Brackenfold
+END
+    end_program
+    start_program
+    steps <<END && spares_ignored || outcome=1
+click-splash
+shows tab 1
+keys F12
+ok ...2 ignored.
+cancel $complete_box
+tab 2
+shows row> Search helper, ignored
+keys alt+t i
+window Ignore List
+keys alt+s
+ok
+shows button Stop Ignoring (grey)
+keys Escape
+gone Ignore List
+shows row> Search helper
+keys alt+f e
+gone Brackenfold
+END
+    end_program
+    echo "[-$helpers_key]" | import_text
+    return $outcome
+}
+
+spares_ignored() {
+    value_is "$(helper 1)|" 'Search helper' && logged "PassOver: Ignored: $windows_folder\\Search.dll" &&
+        files_are <<<'Search.dll
+one.exe
+reader.exe
+two.dll'
+}
+
 # The program and the driver are started here, so that all checks have them.
 walk_checks() {
     use_folders "$1" walk Finds
@@ -494,5 +548,6 @@ walk_checks() {
     check "$1: second instance" second_instance
     check "$1: backup by the menu, imported by the registry editor" backup_is_imported
     check "$1: exit by the menu" exits
+    check "$1: a helper object ignored by keys" ignores_helper
     end_driver
 }

@@ -58,6 +58,12 @@ bool NativeForm::HandleKeyDown(MSG& message) {
     // A command's key that is held down asks once.
     constexpr LPARAM kWasDown = 1 << 30;
     if (IsCommandKey(code) && (message.lParam & kWasDown) != 0) return true;
+    if (code == Key::F10 && shift == Shift::Shift) {
+        // What keyboards without a key for the context menu have; the system would open the bar's.
+        int menuKey = Key::ContextMenu;
+        target_->KeyUp(menuKey, Shift::None);
+        return true;
+    }
     target_->KeyDown(code, shift);
     if (code == 0 || !target_) return true;
     message.wParam = static_cast<WPARAM>(code);
