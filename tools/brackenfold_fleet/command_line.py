@@ -1,7 +1,6 @@
 """The command line of brackenfold-fleet."""
 import argparse
 import os
-import pathlib
 import shutil
 import sys
 

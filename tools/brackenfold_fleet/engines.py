@@ -14,7 +14,7 @@ import time
 
 from . import FleetError
 from .run_folder import replace_file
-from .worker import Programs, Worker
+from .worker import Worker
 
 TERMINATED = 128 + signal.SIGTERM
 # So many pieces for each job, so that they end at about the same time.
