@@ -153,7 +153,8 @@ Function un.onInit
     !insertmacro UseSystem
 FunctionEnd
 
-; Takes away what the setup has put there, and nothing else: the log, Backup, Undo and disabled files stay.
+; Takes away what the setup has put there, and nothing else: the log, the ignore list, Backup, Undo and
+; disabled files stay.
 Section un.
     !insertmacro WaitForEnd
     ClearErrors
