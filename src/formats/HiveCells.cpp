@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "formats/HiveChecker.h"
+
 namespace bkfd {
 
 using namespace hive;
@@ -185,6 +187,22 @@ CellOffset HiveCells::EndOfBin(CellOffset cell) const {
     return *std::ranges::upper_bound(bins_, cell);
 }
 
+/// Bins behind the end are what a hive has left that became smaller. But if cells still point
+/// there, its length is wrong, and a new bin would give them cells of somebody else.
+void HiveCells::CheckEnd() {
+    if (isEndChecked_) return;
+    if (HasText(File(), kBaseBlockSize + bins_.back(), "hbin")) {
+        constexpr std::size_t kMost = 1000;
+        const std::vector<HiveFinding> findings = CheckHive(File(), kMost);
+        for (const HiveFinding& finding : findings) {
+            if (finding.fault.rule == HiveRule::CellOutside)
+                throw HiveStop{HiveOutcome::Damaged, finding.fault};
+        }
+        if (findings.size() == kMost) Stop(HiveRule::BinsSize, kNoCell);
+    }
+    isEndChecked_ = true;
+}
+
 /// Another bin behind the last one, free as a whole, with room for a cell of that size.
 void HiveCells::Grow(std::size_t cellSize) {
     const std::size_t size = (kBinHeaderSize + cellSize + kBinUnit - 1) / kBinUnit * kBinUnit;
@@ -193,6 +211,7 @@ void HiveCells::Grow(std::size_t cellSize) {
     if (start + size >= kMostBins || at > room_.size() || size > room_.size() - at) {
         throw HiveStop{HiveOutcome::Full, {}};
     }
+    CheckEnd();
     fileSize_ = std::max(fileSize_, at + size);
     Bytes bin(size);  // over what may lie behind the bins
     std::ranges::copy(std::string_view("hbin"), bin.begin());

@@ -69,6 +69,7 @@ class HiveCells {
     void Prepare();
     void AddBin(CellOffset at, std::size_t size);
     void Grow(std::size_t cellSize);
+    void CheckEnd();
     CellOffset EndOfBin(CellOffset cell) const;
     void AddFree(CellOffset cell, std::uint32_t size);
     void RemoveFree(CellOffset cell);
@@ -83,6 +84,7 @@ class HiveCells {
     std::size_t fileSizeBefore_ = 0;
 
     bool isPrepared_ = false;
+    bool isEndChecked_ = false;
     std::vector<CellOffset> bins_;              // where they begin, and the end of the last
     std::map<CellOffset, std::uint32_t> free_;  // sizes by place
     std::set<std::pair<std::uint32_t, CellOffset>> bySize_;

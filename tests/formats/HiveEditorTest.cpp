@@ -102,6 +102,30 @@ TEST(HiveEditor, TouchesFewPagesAndUsesFreeCells) {
     EXPECT_LE(editor.Cells().ChangedPages().size(), 4U);
 }
 
+TEST(HiveEditor, GrowsOverWhatIsLeftBehindTheEndUnlessCellsPointThere) {
+    const Bytes small = HiveMaker(SmallRoot()).File();
+    const auto add = [](const Bytes& file, TextView name, Bytes& after) {
+        HiveRoom room(file, kSpare);
+        HiveEditor editor = room.Edit();
+        const auto root = editor.Cells().View().BaseBlock().root;
+        const auto outcome = editor.SetValue(root, {}, name, 3, Bytes(6000)).outcome;
+        after = Sealed(editor.File());
+        return outcome;
+    };
+    Bytes large;
+    Bytes after;
+    ASSERT_EQ(add(small, u"first", large), HiveOutcome::Done);
+    Bytes left = large;
+    std::ranges::copy(small, left.begin());
+    EXPECT_EQ(add(left, u"second", after), HiveOutcome::Done);
+    EXPECT_EQ(Told(CheckHive(after)), "");
+    Bytes cut = large;
+    Write32(cut, 40, Read32(small, 40));
+    cut = Sealed(cut);
+    EXPECT_EQ(add(cut, u"second", after), HiveOutcome::Damaged);
+    EXPECT_EQ(after, cut);
+}
+
 TEST(HiveEditor, RefusesWhatTheFormCantHoldAndLeavesNothingOfIt) {
     const HiveMaker made(SmallRoot());
     HiveRoom room(made.File(), 64 * 1024);

@@ -80,7 +80,8 @@ TEST(Hive, RefusesWhatIsNoneByName) {
         std::vector<std::pair<std::size_t, std::uint32_t>> changes;  // of the base block
     } rows[] = {
         {"is no hive", {{0, 0x66676573}}},
-        {"is the log of a hive, not the hive", {{28, 1}}},
+        {"is the log of a hive, not the hive", {{28, 1}, {512, 0x54524944}}},  // "DIRT"
+        {"is the log of a hive, not the hive", {{28, 1}, {4096, 0}}},
         {"is the log of a hive, not the hive", {{28, 6}}},
         {"is a hive of version 1.2; known are 1.3 to 1.6", {{24, 2}}},
         {"is a hive of version 2.5; known are 1.3 to 1.6", {{20, 2}}},
