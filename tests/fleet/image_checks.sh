@@ -34,7 +34,7 @@ fill() {
 # disk NAME LABEL MACHINE TYPE PARTITION: an image with an empty partition before that of Windows.
 disk() {
     truncate -s 40M "$1"
-    printf 'label: %s\nstart=2048, size=2048\nstart=8192, type=%s\n' "$2" "$5" | sfdisk --quiet --wipe-partitions never "$1" && fill "$1" 8192 "$4" "$3"
+    printf 'label: %s\nstart=2048, size=2048\nstart=8192, type=%s\n' "$2" "$5" | sfdisk --quiet "$1" && fill "$1" 8192 "$4" "$3"
 }
 disk images/mbr.raw dos hijacked-xp ntfs 7 &&
     disk images/gpt.raw gpt clean-xp ntfs EBD0A0A2-B9E5-4433-87C0-68B6B72699C7 &&
@@ -47,7 +47,7 @@ dd if=images/mbr.raw of=images/logical.raw bs=512 skip=8192 seek=8192 count=6000
 cp images/fat.raw images/two.raw
 truncate -s 80M images/two.raw
 dd if=images/mbr.raw of=images/two.raw bs=512 skip=8192 seek=81920 count=60000 conv=notrunc status=none
-printf 'label: dos\nstart=8192, size=60000, type=c\nstart=81920, size=60000, type=7\n' | sfdisk --quiet --wipe-partitions never images/two.raw
+printf 'label: dos\nstart=8192, size=60000, type=c\nstart=81920, size=60000, type=7\n' | sfdisk --quiet images/two.raw >/dev/null 2>&1
 truncate -s 40M images/none.raw
 printf 'label: dos\nstart=2048, size=2048\nstart=8192, type=7\n' | sfdisk --quiet images/none.raw
 mkfs.vfat --offset 2048 images/none.raw 1024 >/dev/null 2>&1
