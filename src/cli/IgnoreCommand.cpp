@@ -72,7 +72,8 @@ class IgnoreCommand final : public Command {
     void Declare(CommandOptions& options) override {
         options.AddName("ACTION", action_, "add, remove or list");
         options.AddOptionalNames("WHAT", what_, "A file of the machine, a class or a SHA-256");
-        options.AddValue("--note", "TEXT", note_, "Why it is ignored, for people");
+        options.AddValue("--note", "TEXT", note_,
+                         "Why it is ignored, for people; else a file's path");
         options.Explain(kIgnoreHelp);
     }
 

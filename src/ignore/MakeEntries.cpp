@@ -27,7 +27,7 @@ IgnoreEntry EntryOfFile(const Text& path, const Text& note) {
     if (!sha256) {
         throw RuntimeError(ErrorNumber::PathFileAccess, path + u": the file can't be read");
     }
-    return EntryOfContent(FromAscii(*sha256), note);
+    return EntryOfContent(FromAscii(*sha256), note.empty() ? path : note);
 }
 
 IgnoreEntry EntryOfObject(const HelperObject& object, const Text& note) {

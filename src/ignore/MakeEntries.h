@@ -8,7 +8,8 @@
 namespace bkfd {
 
 IgnoreEntry EntryOfContent(const Text& sha256, const Text& note);
-/// Of what the file holds now. One that can't be read is a RuntimeError.
+/// Of what the file holds now; its path is the note where there is no other. One that can't be read
+/// is a RuntimeError.
 IgnoreEntry EntryOfFile(const Text& path, const Text& note);
 /// Of the registration as it is now. One whose file couldn't be found out is a RuntimeError.
 IgnoreEntry EntryOfObject(const HelperObject& object, const Text& note);

@@ -147,7 +147,7 @@ TEST_F(IgnoreFile, IsWrittenWithItsFolderAndLeavesNoRecord) {
     EXPECT_EQ(AddToIgnoreList(entries, *log), 0U);
     EXPECT_EQ(Describe(IgnoreList::Read()),
               "SHA-256 ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad|2026-11-16 "
-              "09:39:04|\n" +
+              "09:39:04|c:\\A.DLL\n" +
                   kClass + " C:\\a.dll|2026-11-16 09:39:04|\n");
     EXPECT_EQ(log->text,
               "5 IgnoreList.Add: From now on ignored: SHA-256 "
