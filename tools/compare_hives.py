@@ -42,6 +42,7 @@ import hive_readers
 
 MOST_LINES = 20  # of differences, for one file and reader
 FOREIGN_MARKS = {b"regf": hive_readers.HIVE_READERS, b"CREG": hive_readers.CREG_READERS}
+LOG_TYPES = (1, 2, 6)  # of base blocks
 EXPORT_MARKS = ("REGEDIT4", "Windows Registry Editor")
 OWN_MARKS = (b"WINE REGISTRY Version 2",
              *(mark.encode(form) for mark in EXPORT_MARKS for form in ("utf-8", "utf-8-sig", "utf-16-le")),
@@ -229,7 +230,7 @@ def is_hive(file):
 
 
 def is_log(head):
-    if head[:4] != b"regf" or head[28:32] in (b"", b"\0\0\0\0"):
+    if head[:4] != b"regf" or int.from_bytes(head[28:32], "little") not in LOG_TYPES:
         return False
     # SYSTEM.ALT is a hive of type 1, which logs have too.
     bitmap = 512 * min(max(int.from_bytes(head[44:48], "little"), 1), 8)
