@@ -334,7 +334,7 @@ case "$3 $4" in
     case $2-$([ -e ended ] && echo again) in
     */a-) : >ended; kill -TERM $PPID ;;
     */b-again) [ -e killed ] || {{ : >killed; {PROGRAM} --machine "$2" disable \
-        'C:\\WINDOWS\\system32\\hpjk.dll' --yes >/dev/null 2>&1; kill -KILL $PPID; exit 1; }} ;;
+        'C:\\WINDOWS\\system32\\srchast.dll' --yes >/dev/null 2>&1; kill -KILL $PPID; exit 1; }} ;;
     esac ;;
 esac
 exec {PROGRAM} "$@"

@@ -107,8 +107,9 @@ class Cleanup:
         before = self._kept()
         with self._worker.opened(self._machine, "write" if is_wanted else "read") as place:
             self._place = place
-            now = self._target_now()
-            was_begun = before["state"] == "begun" and is_part(now, self._target)
+            record = self._record_now()
+            now = target_of(record)
+            was_begun = before["state"] == "begun" and is_part(record, self._target)
             if now != self._target and not was_begun:
                 if before["state"] == "cleaned":
                     if now["files"] or now["bhos"]:
@@ -144,11 +145,11 @@ class Cleanup:
         command = [self._worker.options["program"], "--machine", self._place, *words]
         return self._worker.programs.run(command, None, is_closing=True)
 
-    def _target_now(self):
+    def _record_now(self):
         options = self._worker.options["scan"]
         _, out, _ = self._brackenfold("scan", "--record", f"--name={self._machine.entry}", *options)
         try:
-            return target_of(parse_record(out, self._machine.entry))
+            return parse_record(out, self._machine.entry)
         except BadRecord:
             raise MachineFailure(2, "can't be scanned any more") from None
 
@@ -172,12 +173,12 @@ class Cleanup:
         replace_file(self._path, text.encode("ascii"))
 
 
-def is_part(now, target):
-    """A file that is gone may still be found by what starts it, without a hash."""
-    planned = {path for path, _ in target["files"]}
-    return set(now["bhos"]) <= set(target["bhos"]) and all(
-        [path, sha256] in target["files"] or (path in planned and sha256 is None)
-        for path, sha256 in now["files"])
+def is_part(record, target):
+    """Whether nothing is left but what was planned. A file that is gone may still be found by what
+    starts it, as that spells it."""
+    return all(found["clsid"] in target["bhos"] for found in record["bhos"]) and all(
+        [found["path"], found["sha256"]] in target["files"] or not found["exists"]
+        for found in record["files"])
 
 
 def undo_of(records):
