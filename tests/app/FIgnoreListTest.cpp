@@ -16,7 +16,7 @@ const Text kSecond = u"{22222222-2222-2222-2222-222222222222}";
 constexpr char kFound[] =
     "49 Brackenfold detected about:blank parasites which can be deleted automatically. Press OK to "
     "clean up.";
-constexpr char kCleanUp[] = "49 Are you sure you want to start automatic parasite cleanup?";
+constexpr char kAskCleanUp[] = "49 Are you sure you want to start automatic parasite cleanup?";
 constexpr char kIgnored[] = "\r\n \r\n1 ignored.\n";
 
 /// The program on a machine with two dead helper objects, of which the list may hold some.
@@ -66,7 +66,7 @@ TEST_F(IgnoreListTest, TheOfferAndTheCleanUpTellWhatTheyPassOver) {
     EXPECT_TRUE(Logged("BHO: " + ToUtf8(kSecond) + ", 'Second', ''")) << log->text;
     toolkit.Answer({Ok, Cancel});
     main->PressKey(Key::F12);
-    EXPECT_NE(Messages().find(kCleanUp + std::string(kIgnored)), std::string::npos) << Messages();
+    EXPECT_NE(Messages().find(kAskCleanUp + std::string(kIgnored)), std::string::npos) << Messages();
     EXPECT_FALSE(machine.HasKey(HKLM, kHelperObjects + kFirst));
     EXPECT_TRUE(machine.HasKey(HKLM, kHelperObjects + kSecond));
     EXPECT_EQ(Label(), "Detected Browser Helper Objects (1 ignored):");
@@ -129,7 +129,7 @@ TEST_F(IgnoreListTest, ADamagedListIsToldBeforeTheOfferAndNothingIsIgnored) {
     EXPECT_EQ(Window(u"FIgnoreList"), nullptr);
     toolkit.Answer({Cancel});
     main->PressKey(Key::F12);
-    EXPECT_TRUE(Messages().ends_with(std::string(kCleanUp) + '\n')) << Messages();
+    EXPECT_TRUE(Messages().ends_with(std::string(kAskCleanUp) + '\n')) << Messages();
 }
 
 TEST_F(IgnoreListTest, AListThatIsDamagedMeanwhileStays) {
