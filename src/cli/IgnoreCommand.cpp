@@ -3,10 +3,10 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "base/RuntimeError.h"
 #include "cli/Commands.h"
 #include "cli/IgnoredThings.h"
 #include "cli/MachineSession.h"
+#include "cli/Reported.h"
 #include "detection/CBHOManager.h"
 #include "identity/FileSha256.h"
 #include "ignore/MakeEntries.h"
@@ -30,16 +30,6 @@ that can be edited; while a line of it can't be read nothing is ignored, and not
 With --json: add {"added", "already"}, remove {"removed"}, list {"items"}: entries of {"sha256", "clsid",
 "path", "date", "note"}, in items also "number" and "holds": whether the helper object is registered
 with that file now, null for an entry by SHA-256.)";
-
-/// Errors of the engine are the command's.
-template <class Work>
-auto Reported(const Work& work) {
-    try {
-        return work();
-    } catch (const RuntimeError& error) {
-        throw CommandError(PrintableText(error.Description()));
-    }
-}
 
 IgnoreList ReadList() {
     IgnoreList list = IgnoreList::Read();

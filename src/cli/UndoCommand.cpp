@@ -3,12 +3,12 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "base/RuntimeError.h"
 #include "base/Utf16Bytes.h"
 #include "cli/CommandFiles.h"
 #include "cli/Commands.h"
 #include "cli/MachineSession.h"
 #include "cli/ReportPage.h"
+#include "cli/Reported.h"
 #include "cli/UndoDocument.h"
 #include "services/MAPI.h"
 #include "ui/terminal/PrintableText.h"
@@ -35,16 +35,6 @@ With --json: without ID {"schema", "machine", "items": [{"record", "time", "oper
 "notUndoable", "state", "undoes", "canBeUndone"}]}; with ID {"schema", "machine", "record": of this
 undo, "undone": ID, "changes": [{"kind", "place", "before", "after", "now", "outcome", "done"}],
 "failed": [{"kind", "name", "error"}]}. Without --yes it changes nothing, since nobody is asked.)";
-
-/// Errors of the engine are the command's.
-template <class Work>
-auto Reported(const Work& work) {
-    try {
-        return work();
-    } catch (const RuntimeError& error) {
-        throw CommandError(ToUtf8(error.Description()));
-    }
-}
 
 RecordId NumberOf(const std::string& typed) {
     RecordId id = 0;

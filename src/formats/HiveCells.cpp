@@ -195,8 +195,9 @@ void HiveCells::CheckEnd() {
         constexpr std::size_t kMost = 1000;
         const std::vector<HiveFinding> findings = CheckHive(File(), kMost);
         for (const HiveFinding& finding : findings) {
-            if (finding.fault.rule == HiveRule::CellOutside)
+            if (finding.fault.rule == HiveRule::CellOutside) {
                 throw HiveStop{HiveOutcome::Damaged, finding.fault};
+            }
         }
         if (findings.size() == kMost) Stop(HiveRule::BinsSize, kNoCell);
     }

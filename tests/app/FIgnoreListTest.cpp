@@ -66,7 +66,8 @@ TEST_F(IgnoreListTest, TheOfferAndTheCleanUpTellWhatTheyPassOver) {
     EXPECT_TRUE(Logged("BHO: " + ToUtf8(kSecond) + ", 'Second', ''")) << log->text;
     toolkit.Answer({Ok, Cancel});
     main->PressKey(Key::F12);
-    EXPECT_NE(Messages().find(kAskCleanUp + std::string(kIgnored)), std::string::npos) << Messages();
+    EXPECT_NE(Messages().find(kAskCleanUp + std::string(kIgnored)), std::string::npos)
+        << Messages();
     EXPECT_FALSE(machine.HasKey(HKLM, kHelperObjects + kFirst));
     EXPECT_TRUE(machine.HasKey(HKLM, kHelperObjects + kSecond));
     EXPECT_EQ(Label(), "Detected Browser Helper Objects (1 ignored):");

@@ -71,7 +71,7 @@ inline std::size_t EveryOne(std::size_t step) {
 }
 /// What fails for good fails much the same from one call to the next.
 inline std::size_t EveryOne(FaultPlan::Lasting lasting) {
-    return lasting == FaultPlan::Lasting::Once ? 1 : EveryOne(3);
+    return lasting == FaultPlan::Lasting::Once ? 1 : EveryOne(7);
 }
 
 /// Runs `work` on the machine, then `check`, once for each call that `Begin` lets fail, and once

@@ -236,7 +236,7 @@ TEST_P(EveryWork, IsTakenBackWhicheverCallFailed) {
     for (const bool isUndo : {false, true}) {
         for (const auto lasting : {Once, FromThenOn}) {
             std::size_t call = 1;
-            while (FailsAndComesBack(GetParam().work, isUndo, call, lasting)) call += EveryOne(23);
+            while (FailsAndComesBack(GetParam().work, isUndo, call, lasting)) call += EveryOne(47);
         }
     }
 }

@@ -201,8 +201,9 @@ std::set<char16_t> ReadDiskLetters(RegistryRoots& roots) {
         if (!isLetter) continue;
         const Bytes data = ReadValue(roots, kMachine, kDevices, name).data;
         const bool isOfDisk = data.size() == kSignatureAndOffset || HasText(data, 0, kPartitionId);
-        if (isOfDisk)
+        if (isOfDisk) {
             letters.insert(static_cast<char16_t>(ToLower(name[kPrefix.size()]) - u'a' + u'A'));
+        }
     }
     return letters;
 }
