@@ -1,5 +1,7 @@
 #include "platform/model/MachineFacts.h"
 
+#include <algorithm>
+
 namespace bkfd {
 
 MachineFacts::MachineFacts(WindowsFamily windowsFamily)
@@ -32,6 +34,22 @@ void MachineFacts::SetEnvironment(TextView name, Text value) {
     environment.emplace_back(name, std::move(value));
 }
 
+Text MachineFacts::ExpandVariables(TextView text) const {
+    Text out;
+    while (!text.empty()) {
+        const std::size_t start = std::min(text.find(u'%'), text.size());
+        out += text.substr(0, start);
+        text.remove_prefix(start);
+        const std::size_t end = text.empty() ? Text::npos : text.find(u'%', 1);
+        if (end == Text::npos) break;
+        const Text* value = Environment(text.substr(1, end - 1));
+        // The closing sign of a name that isn't set may open the next one.
+        out += value != nullptr ? TextView(*value) : text.substr(0, end);
+        text.remove_prefix(value != nullptr ? end + 1 : end);
+    }
+    return out.append(text);
+}
+
 Text MachineFacts::WindowsFolder() const {
     const Text* folder = Environment(u"windir");
     Text path = folder != nullptr ? *folder : Text(u"C:\\WINDOWS");
@@ -41,6 +59,20 @@ Text MachineFacts::WindowsFolder() const {
 
 Text MachineFacts::SystemFolder() const {
     return WindowsFolder() + (IsNT() ? u"\\system32" : u"\\system");
+}
+
+std::vector<Text> MachineFacts::FoldersBehindSystem() const {
+    std::vector<Text> folders;
+    if (IsNT()) folders.push_back(WindowsFolder() + u"\\system");
+    folders.push_back(WindowsFolder());
+    const Text* path = Environment(u"PATH");
+    TextView rest = path == nullptr ? TextView() : TextView(*path);
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find(u';'), rest.size());
+        if (end > 0) folders.emplace_back(rest.substr(0, end));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return folders;
 }
 
 }  // namespace bkfd

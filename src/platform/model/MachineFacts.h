@@ -20,6 +20,8 @@ struct MachineFacts {
     /// Null for a variable that isn't set; names ignore case.
     const Text* Environment(TextView name) const;
     void SetEnvironment(TextView name, Text value);
+    /// Replaces each %name% whose variable is set.
+    Text ExpandVariables(TextView text) const;
 
     /// "C:\WINDOWS", without a backslash at its end.
     Text WindowsFolder() const;
@@ -27,6 +29,8 @@ struct MachineFacts {
     Text SystemFolder() const;
     /// The system folder of 32-bit programs, where there are two.
     Text SystemFolder32() const { return WindowsFolder() + u"\\SysWOW64"; }
+    /// Where programs are looked for behind the system folder: the folders of Windows, and PATH.
+    std::vector<Text> FoldersBehindSystem() const;
     /// Since Windows 2000 the classes are the user's as well as the machine's.
     bool HasUserClasses() const { return IsNT() && major >= 5; }
     bool IsNT() const { return family == WindowsFamily::NT; }

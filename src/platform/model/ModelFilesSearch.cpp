@@ -1,6 +1,7 @@
 // The search order of the file calls, and long names.
 
 #include <algorithm>
+#include <iterator>
 
 #include "platform/model/ModelFiles.h"
 #include "platform/model/WindowsPath.h"
@@ -41,15 +42,7 @@ SearchPathResult DeliverFound(std::basic_string_view<Unit> path, std::span<Unit>
 std::vector<Text> ModelFiles::SearchFolders() const {
     const MachineFacts& facts = parts_.facts;
     std::vector<Text> folders{facts.programFolder, facts.currentFolder, facts.SystemFolder()};
-    if (facts.IsNT()) folders.push_back(facts.WindowsFolder() + u"\\system");
-    folders.push_back(facts.WindowsFolder());
-    const Text* path = facts.Environment(u"PATH");
-    TextView rest = path == nullptr ? TextView() : TextView(*path);
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find(u';'), rest.size());
-        if (end > 0) folders.emplace_back(rest.substr(0, end));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
+    std::ranges::move(facts.FoldersBehindSystem(), std::back_inserter(folders));
     return folders;
 }
 

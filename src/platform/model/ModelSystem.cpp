@@ -102,19 +102,7 @@ Result<WindowsVersion> ModelSystem::GetVersionExW() {
 }
 
 Text ModelSystem::ExpandEnvironmentStringsW(TextView text) {
-    Text out;
-    while (!text.empty()) {
-        const std::size_t start = std::min(text.find(u'%'), text.size());
-        out += text.substr(0, start);
-        text.remove_prefix(start);
-        const std::size_t end = text.empty() ? Text::npos : text.find(u'%', 1);
-        if (end == Text::npos) break;
-        const Text* value = facts_.Environment(text.substr(1, end - 1));
-        // The closing sign of a name that isn't set may open the next one.
-        out += value != nullptr ? TextView(*value) : text.substr(0, end);
-        text.remove_prefix(value != nullptr ? end + 1 : end);
-    }
-    return out.append(text);
+    return facts_.ExpandVariables(text);
 }
 
 Text ModelSystem::GetTempPathW() {

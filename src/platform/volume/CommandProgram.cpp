@@ -89,16 +89,8 @@ Text CommandPrograms::SystemFolder(CommandUse use) const {
 }
 
 std::vector<Text> CommandPrograms::SearchFolders(CommandUse use) const {
-    std::vector<Text> folders{SystemFolder(use)};
-    if (facts_.IsNT()) folders.push_back(facts_.WindowsFolder() + u"\\system");
-    folders.push_back(facts_.WindowsFolder());
-    const Text* path = facts_.Environment(u"PATH");
-    TextView rest = path == nullptr ? TextView() : TextView(*path);
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find(u';'), rest.size());
-        if (end > 0) folders.emplace_back(rest.substr(0, end));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
+    std::vector<Text> folders = facts_.FoldersBehindSystem();
+    folders.insert(folders.begin(), SystemFolder(use));
     return folders;
 }
 

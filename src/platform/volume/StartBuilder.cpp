@@ -97,7 +97,7 @@ void StartBuilder::AddPlace(const StartReason& reason, const Text& file) {
 
 bool StartBuilder::Start(StartAccount& account, TextView line, const StartReason& reason,
                          CommandUse use) {
-    const auto started = account.programs.Of(ExpandVariables(line, account.facts), use);
+    const auto started = account.programs.Of(account.facts.ExpandVariables(line), use);
     if (!started) return false;
     ProcessRecord& process = Process(started->path);
     if (started->library) AddModule(process, *started->library);
@@ -131,7 +131,7 @@ void StartBuilder::StartDebugger(StartAccount& account, const Text& program) {
     const Text key = KeyBelow(StartKey::CurrentNT, u"Image File Execution Options\\" + Text(name));
     const Text line = String(Machine(), key, u"Debugger");
     if (line.empty()) return;
-    const auto started = account.programs.Of(ExpandVariables(line, account.facts));
+    const auto started = account.programs.Of(account.facts.ExpandVariables(line));
     if (!started) return;
     (void)Process(started->path);
     AddPlace({Kind::Debugger, name}, started->path);
@@ -146,7 +146,7 @@ void StartBuilder::StartAtLogon(StartAccount& account, TextView line, StartReaso
 void StartBuilder::Load(StartAccount& account, const std::optional<Text>& program, TextView library,
                         const StartReason& reason, bool isFor32) {
     const auto file =
-        account.programs.File(ExpandVariables(library, account.facts), u".dll", {false, isFor32});
+        account.programs.File(account.facts.ExpandVariables(library), u".dll", {false, isFor32});
     if (!file || !program) return;
     AddPlace(reason, *file);
     AddModule(Process(*program), *file);

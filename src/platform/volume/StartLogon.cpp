@@ -92,7 +92,7 @@ bool StartLink(StartBuilder& start, StartAccount& account, const VolumeEntry& en
 /// `owner` is whose folder it is, `account` who is logged on.
 void StartFolder(StartBuilder& start, StartAccount& owner, StartAccount& account,
                  const Text& folder) {
-    for (const VolumeEntry& entry : start.List(ExpandVariables(folder, account.facts))) {
+    for (const VolumeEntry& entry : start.List(account.facts.ExpandVariables(folder))) {
         if (entry.isFolder) continue;
         const Text name(WindowsPath::Name(entry.path));
         const StartReason reason{Kind::StartFolder, name, owner.user};

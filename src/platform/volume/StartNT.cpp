@@ -38,7 +38,7 @@ void StartService(StartBuilder& start, const Text& name) {
         (void)start.Start(machine, line, {Kind::Service, name});
         return;
     }
-    const auto host = machine.programs.Of(ExpandVariables(line, machine.facts));
+    const auto host = machine.programs.Of(machine.facts.ExpandVariables(line));
     if (host) start.Load(machine, host->path, library, {Kind::Service, name});
 }
 
@@ -70,7 +70,7 @@ bool HasWindows(const ProcessRecord& process) {
 
 void LoadIntoAll(StartBuilder& start, const Text& library, const StartReason& reason) {
     StartAccount& machine = start.Machine();
-    const auto file = machine.programs.File(ExpandVariables(library, machine.facts), u".dll");
+    const auto file = machine.programs.File(machine.facts.ExpandVariables(library), u".dll");
     if (!file) return;
     start.AddPlace(reason, *file);
     for (ProcessRecord& process : start.Processes()) {

@@ -84,7 +84,7 @@ void ReadVariables(RegistryRoots& roots, RegistryRoot root, const Text& key, Mac
             const bool isExpanded = value.type == RegistryType::ExpandString;
             if (isExpanded != wantsExpanded) continue;
             if (!isExpanded && value.type != RegistryType::String) continue;
-            Text text = ExpandVariables(TextOfValue(value), facts);
+            Text text = facts.ExpandVariables(TextOfValue(value));
             const Text* before = facts.Environment(name);
             const bool isAddedTo = root == RegistryRoot::Users && EqualsIgnoreCase(name, u"PATH");
             if (isAddedTo && before != nullptr && !before->empty()) text = *before + u';' + text;
@@ -115,26 +115,11 @@ bool IsPersonsAccount(TextView sid) {
 
 }  // namespace
 
-Text ExpandVariables(TextView text, const MachineFacts& facts) {
-    Text out;
-    while (!text.empty()) {
-        const std::size_t start = std::min(text.find(u'%'), text.size());
-        out += text.substr(0, start);
-        text.remove_prefix(start);
-        const std::size_t end = text.empty() ? Text::npos : text.find(u'%', 1);
-        if (end == Text::npos) break;
-        const Text* value = facts.Environment(text.substr(1, end - 1));
-        out += value != nullptr ? TextView(*value) : text.substr(0, end);
-        text.remove_prefix(value != nullptr ? end + 1 : end);
-    }
-    return out.append(text);
-}
-
 Text ReadText(RegistryRoots& roots, const MachineFacts& facts, RegistryRoot root, TextView key,
               TextView name) {
     const RegistryValue value = ReadValue(roots, root, key, name);
     if (value.type == RegistryType::ExpandString) {
-        return ExpandVariables(TextOfValue(value), facts);
+        return facts.ExpandVariables(TextOfValue(value));
     }
     return value.type == RegistryType::String ? TextOfValue(value) : Text();
 }
@@ -216,7 +201,7 @@ std::vector<VolumeUser> ReadUsers(RegistryRoots& roots, const MachineFacts& fact
         if (facts.IsNT() && !IsPersonsAccount(key)) continue;
         const RegistryValue path =
             ReadValue(roots, kMachine, KeyBelow(list, key), u"ProfileImagePath");
-        Text profile = ExpandVariables(TextOfValue(path), facts);
+        Text profile = facts.ExpandVariables(TextOfValue(path));
         while (profile.size() > 3 && profile.back() == u'\\') profile.pop_back();
         if (profile.empty()) continue;
         const Text name(facts.IsNT() ? WindowsPath::Name(profile) : TextView(key));

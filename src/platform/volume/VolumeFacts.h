@@ -34,9 +34,6 @@ std::vector<VolumeUser> ReadUsers(RegistryRoots& roots, const MachineFacts& fact
 /// Adds what a user's own environment has: variables of the registry, the names of folders.
 void AddUserEnvironment(RegistryRoots& roots, const VolumeUser& user, MachineFacts& facts);
 
-/// Replaces each %name% whose variable is set.
-Text ExpandVariables(TextView text, const MachineFacts& facts);
-
 /// "KEY\\BELOW"
 inline Text KeyBelow(TextView key, TextView below) {
     return Text(key).append(1, u'\\').append(below);
