@@ -7,6 +7,7 @@
 #include "services/ErrorMode.h"
 #include "services/SysUtil.h"
 #include "ui/Keys.h"
+#include "ui/ListFormLayout.h"
 #include "ui/Metrics.h"
 
 namespace bkfd {
@@ -15,7 +16,6 @@ namespace {
 constexpr int kDateWidth = 1800;
 constexpr int kWhatWidth = 6600;
 constexpr int kStopButtonWidth = 1500;
-constexpr int kCloseButtonWidth = 1200;
 
 }  // namespace
 
@@ -73,20 +73,9 @@ void FIgnoreList::cmdStop_Click() {
 
 void FIgnoreList::Form_Resize() {
     using namespace Metrics;
-    const int width = Width() - 2 * kMargin;
-    const int textLeft = kMargin + kPictureSize + kGap;
-    const int promptTop = kMargin + kPictureSize + kGap;
-    const int listTop = promptTop + kLabelHeight + kLabelGap;
-    const int buttonTop = Height() - kMargin - kButtonHeight;
-    const int closeLeft = Width() - kMargin - kCloseButtonWidth;
-    Image1.SetBounds({kMargin, kMargin, kPictureSize, kPictureSize});
-    Label1.SetBounds({textLeft, kMargin, Width() - kMargin - textLeft, kPictureSize});
-    Label2.SetBounds({kMargin, promptTop, width, kLabelHeight});
-    lv.SetBounds({kMargin, listTop, width, buttonTop - kGap - listTop});
-    lv.SetColumnWidth(3, std::max(0, width - kDateWidth - kWhatWidth - kScrollBarWidth));
-    cmdStop.SetBounds(
-        {closeLeft - kGap - kStopButtonWidth, buttonTop, kStopButtonWidth, kButtonHeight});
-    cmdClose.SetBounds({closeLeft, buttonTop, kCloseButtonWidth, kButtonHeight});
+    LayOutListForm(*this, {Image1, Label1, Label2, lv, cmdStop, kStopButtonWidth, cmdClose});
+    const int noteWidth = Width() - 2 * kMargin - kDateWidth - kWhatWidth - kScrollBarWidth;
+    lv.SetColumnWidth(3, std::max(0, noteWidth));
 }
 
 }  // namespace bkfd

@@ -7,6 +7,7 @@
 #include "services/ErrorMode.h"
 #include "services/MAPI.h"
 #include "services/SysUtil.h"
+#include "ui/ListFormLayout.h"
 #include "ui/Metrics.h"
 #include "undo/UndoText.h"
 
@@ -19,7 +20,6 @@ constexpr int kTimeWidth = 1800;
 constexpr int kOperationWidth = 2700;
 constexpr int kChangesWidth = 1050;
 constexpr int kUndoWidth = 1500;
-constexpr int kCloseWidth = 1200;
 
 constexpr TextView kSource = u"FUndoChanges.cmdUndo_Click";
 
@@ -176,20 +176,9 @@ UndoResult FUndoChanges::TakeBackAndLog(RecordId id, const UndoOptions& options)
 
 void FUndoChanges::Form_Resize() {
     using namespace Metrics;
-    const int width = Width() - 2 * kMargin;
-    const int textLeft = kMargin + kPictureSize + kGap;
-    const int promptTop = kMargin + kPictureSize + kGap;
-    const int listTop = promptTop + kLabelHeight + kLabelGap;
-    const int buttonTop = Height() - kMargin - kButtonHeight;
-    const int closeLeft = Width() - kMargin - kCloseWidth;
+    LayOutListForm(*this, {Image1, Label1, Label2, lv, cmdUndo, kUndoWidth, cmdClose});
     constexpr int kOtherColumns = kTimeWidth + kOperationWidth + kChangesWidth;
-    Image1.SetBounds({kMargin, kMargin, kPictureSize, kPictureSize});
-    Label1.SetBounds({textLeft, kMargin, Width() - kMargin - textLeft, kPictureSize});
-    Label2.SetBounds({kMargin, promptTop, width, kLabelHeight});
-    lv.SetBounds({kMargin, listTop, width, buttonTop - kGap - listTop});
-    lv.SetColumnWidth(4, std::max(0, width - kOtherColumns - kScrollBarWidth));
-    cmdUndo.SetBounds({closeLeft - kGap - kUndoWidth, buttonTop, kUndoWidth, kButtonHeight});
-    cmdClose.SetBounds({closeLeft, buttonTop, kCloseWidth, kButtonHeight});
+    lv.SetColumnWidth(4, std::max(0, Width() - 2 * kMargin - kOtherColumns - kScrollBarWidth));
 }
 
 }  // namespace bkfd

@@ -9,6 +9,7 @@
 #include "services/MAPI.h"
 #include "services/RegistryAccess.h"
 #include "services/SysUtil.h"
+#include "ui/ListFormLayout.h"
 #include "ui/Metrics.h"
 #include "undo/KeptChanges.h"
 
@@ -16,7 +17,6 @@ namespace bkfd {
 namespace {
 
 constexpr int kRestoreWidth = 2400;
-constexpr int kCloseWidth = 1200;
 
 Text Named(StringId message, const Text& file) {
     return SysUtil::FormatTemplate(ResourceString(message), {file});
@@ -87,20 +87,11 @@ void FRestoreFiles::Restore(const Text& file) {
 
 void FRestoreFiles::Form_Resize() {
     using namespace Metrics;
-    const int width = Width() - 2 * kMargin;
-    const int textLeft = kMargin + kPictureSize + kGap;
-    const int promptTop = kMargin + kPictureSize + kGap;
-    const int listTop = promptTop + kLabelHeight + kLabelGap;
-    const int buttonTop = Height() - kMargin - kButtonHeight;
-    const int closeLeft = Width() - kMargin - kCloseWidth;
-    Image1.SetBounds({kMargin, kMargin, kPictureSize, kPictureSize});
-    Label1.SetBounds({textLeft, kMargin + (kPictureSize - kLabelHeight) / 2,
-                      Width() - kMargin - textLeft, kLabelHeight});
-    Label2.SetBounds({kMargin, promptTop, width, kLabelHeight});
-    lstFiles.SetBounds({kMargin, listTop, width, buttonTop - kGap - listTop});
-    cmdRestoreFile.SetBounds(
-        {closeLeft - kGap - kRestoreWidth, buttonTop, kRestoreWidth, kButtonHeight});
-    cmdClose.SetBounds({closeLeft, buttonTop, kCloseWidth, kButtonHeight});
+    LayOutListForm(*this,
+                   {Image1, Label1, Label2, lstFiles, cmdRestoreFile, kRestoreWidth, cmdClose});
+    // One line of text stands at the middle of the picture.
+    Label1.SetBounds(
+        {Label1.Left(), kMargin + (kPictureSize - kLabelHeight) / 2, Label1.Width(), kLabelHeight});
 }
 
 }  // namespace bkfd
