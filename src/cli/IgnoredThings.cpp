@@ -39,7 +39,6 @@ Json IgnoredToJson(const std::vector<PassedOver>& ignored) {
                         {"clsid", TextOrNull(isFile ? it.entry.clsid : it.clsid)},
                         {"sha256", TextOrNull(it.entry.sha256)},
                         {"view", ViewToJson(it.view)},
-                        {"user", nullptr},
                         {"note", TextToJson(it.entry.note)},
                         {"date", TextToJson(it.entry.date)}});
     }

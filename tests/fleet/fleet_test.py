@@ -235,7 +235,7 @@ class MergeTest(FleetCase):
             record["settings"][0].update(value=name, status="i")
             record["times"]["files"][0]["path"] = name
             record["ignored"] = [{"kind": "file", "path": name, "clsid": None, "sha256": "0" * 64,
-                                  "view": None, "user": None, "note": name, "date": "2026-11-20"}]
+                                  "view": None, "note": name, "date": "2026-11-20"}]
             registry = record["settings"][0]["registry"]
             record["times"]["keys"] = [{"path": f"{registry['hive']}\\{registry['key']}",
                                         "user": None, "modified": WRITTEN}]

@@ -107,7 +107,7 @@ class PageTest(unittest.TestCase):
                 found.update(value=HOSTILE[1], status="i")
             record["unreadable"] = [{"kind": "file", "name": text, "error": text} for text in HOSTILE]
             record["ignored"] = [{"kind": "file", "path": text, "clsid": text, "sha256": None, "view": None,
-                                  "user": text, "note": text, "date": text} for text in HOSTILE]
+                                  "note": text, "date": text} for text in HOSTILE]
         self.open(self.merge(self.named(HOSTILE), "hostile"))
         self.browser.evaluate("document.querySelectorAll('[aria-expanded]').forEach(b => b.click())")
         text = self.browser.evaluate(TEXT)

@@ -29,7 +29,7 @@ CREATE TABLE settings (
     technique TEXT, key_modified TEXT);
 CREATE TABLE ignored (
     machine_id INTEGER NOT NULL REFERENCES machines, kind TEXT NOT NULL, path TEXT NOT NULL,
-    clsid TEXT, sha256 TEXT, view TEXT, user TEXT, note TEXT NOT NULL, date TEXT NOT NULL);
+    clsid TEXT, sha256 TEXT, view TEXT, note TEXT NOT NULL, date TEXT NOT NULL);
 CREATE TABLE unreadable (
     machine_id INTEGER NOT NULL REFERENCES machines, kind TEXT NOT NULL, name TEXT NOT NULL,
     error TEXT NOT NULL);
@@ -94,7 +94,7 @@ class Database:
             for found in record["settings"] if found["status"]))
         self._insert("ignored", *(
             (self._machines, entry["kind"], entry["path"], entry["clsid"], entry["sha256"],
-             entry["view"], entry["user"], entry["note"], entry["date"])
+             entry["view"], entry["note"], entry["date"])
             for entry in record.get("ignored", [])))
         self._insert("unreadable", *((self._machines, entry["kind"], entry["name"], entry["error"])
                                      for entry in record["unreadable"]))

@@ -75,7 +75,7 @@ def setting_rows(record):
 def ignored_rows(record):
     for entry in record.get("ignored", []):
         yield {"kind": f"ignored {entry['kind']}", "path": entry["path"], "sha256": entry["sha256"],
-               "user": entry["user"], "place": entry["clsid"], "value": entry["note"]}
+               "place": entry["clsid"], "value": entry["note"]}
 
 
 def registry_places(record):

@@ -101,8 +101,8 @@ class FleetPage:
         unreadable = [self._unreadable(tuple(map(self._text, (
             entry["kind"], entry["name"], entry["error"])))) for entry in record["unreadable"]]
         ignored = [self._ignored(tuple(map(self._text, (
-            entry["kind"], entry["path"], entry["clsid"], entry["sha256"], entry["user"],
-            entry["note"], entry["date"])))) for entry in record.get("ignored", [])]
+            entry["kind"], entry["path"], entry["clsid"], entry["sha256"], entry["note"],
+            entry["date"])))) for entry in record.get("ignored", [])]
         machine = record["machine"]
         self._machines.append((
             machine["name"], VERDICTS.index(record["verdict"]), self._text(machine["windows"]),

@@ -17,7 +17,7 @@ RECORD = {
                   "user": ANY_TEXT, "registry": {**REGISTRY, "value": TEXT}, "technique": ANY_TEXT}],
     "unreadable": [{"kind": TEXT, "name": TEXT, "error": TEXT}],
     "ignored?": [{"kind": TEXT, "path": TEXT, "clsid": ANY_TEXT, "sha256": ANY_TEXT, "view": ANY_TEXT,
-                  "user": ANY_TEXT, "note": TEXT, "date": TEXT}],
+                  "note": TEXT, "date": TEXT}],
     "times?": {"scanned": TEXT, "files": [{"path": TEXT, "modified": TEXT}],
                "keys?": [{"path": TEXT, "user": ANY_TEXT, "modified": TEXT}]}}
 

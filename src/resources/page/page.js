@@ -214,7 +214,7 @@
         const unreadable = record.unreadable.map((entry) =>
             data.unreadable.push([entry.kind, entry.name, entry.error].map(text)) - 1);
         const ignored = (record.ignored ?? []).map((entry) => data.ignored.push([entry.kind, entry.path,
-            entry.clsid, entry.sha256, entry.user, entry.note, entry.date].map(text)) - 1);
+            entry.clsid, entry.sha256, entry.note, entry.date].map(text)) - 1);
         const since = (record.times?.files ?? []).map((entry) => entry.modified).sort()[0] ?? "";
         data.machines = [[record.machine.name, VERDICTS.indexOf(record.verdict),
             text(record.machine.windows), text(record.machine.users.join(", ")), findings, settings,
@@ -229,8 +229,8 @@
     const list = (title, items, show) => items.length === 0 ? [] :
         [make("strong", {}, title), make("ul", {}, items.map((item) => make("li", {}, show(item))))];
 
-    const showIgnored = ([kind, path, clsid, sha256, user, note, date]) => [
-        kind.replace("-", " ") + " ", mono([clsid, path].filter(Boolean).join(" ")), user ? " of " + user : "",
+    const showIgnored = ([kind, path, clsid, sha256, note, date]) => [
+        kind.replace("-", " ") + " ", mono([clsid, path].filter(Boolean).join(" ")),
         make("span", {class: "faint"}, [note, date].filter(Boolean).map((part) => "; " + part).join("")),
         sha256 ? make("div", {class: "mono faint"}, sha256) : null];
 
@@ -395,7 +395,7 @@
             {title: "What", value: ({first: [, path, clsid]}) => path || clsid, show: ({first}) => [
                 first[0].replace("-", " ") + " ", mono([first[2], first[1]].filter(Boolean).join(" "))]},
             {title: "Notes", value: (group) => [...new Set([...group.others].map((n) =>
-                fleet.ignored[n][5]).filter(Boolean))].join("; ")},
+                fleet.ignored[n][4]).filter(Boolean))].join("; ")},
             {title: "Machines", isNumber: true, value: (group) => group.machines.size,
                 show: (group) => make("button", {type: "button", class: "link",
                     onclick: () => showOnly(group.machines, "that ignore " + (group.first[1] || group.first[2]))},
