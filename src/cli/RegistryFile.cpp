@@ -56,6 +56,7 @@ void WalkHiveFile(const std::string& path, MappedFile file, const RegistryFileOp
     std::vector<MappedFile> logs;
     if (options.replaysLogs) logs = OpenLogs(path, onNote);
     std::vector<ByteView> views;
+    views.reserve(logs.size());
     for (const MappedFile& log : logs) views.emplace_back(log.Bytes());
     const HiveRecovery recovery = PlanHiveRecovery(file.Bytes(), views);
     if (recovery.state == HiveState::Recovered) {

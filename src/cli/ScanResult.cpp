@@ -35,6 +35,7 @@ std::vector<FoundFile> DescribeFiles(std::vector<Finding> findings, const Logger
     CFileInfoManager information;
     information.Init(logger);
     std::vector<FoundFile> files;
+    files.reserve(findings.size());
     for (Finding& finding : findings) {
         files.push_back(DescribeFile(std::move(finding), information));
     }

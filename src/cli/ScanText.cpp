@@ -76,7 +76,7 @@ std::string TextOf(const Place& place) {
     return "module of " + LastComponent(place.name);
 }
 
-std::string WithUser(std::string text, const Text& user) {
+std::string WithUser(const std::string& text, const Text& user) {
     return user.empty() ? text : text + ", user " + PrintableText(user);
 }
 

@@ -88,7 +88,7 @@ void CPaDetector::FillGoodHashes() {
     Fill(moGoodHashes, kGoodHashes);
 }
 
-void CPaDetector::Init(LoggerRef logger, std::shared_ptr<CFileInfoManager> fileInfoManager) {
+void CPaDetector::Init(LoggerRef logger, const std::shared_ptr<CFileInfoManager>& fileInfoManager) {
     logger_ = std::move(logger);
     if (fileInfoManager != nullptr) return;  // ignored, on purpose
     fileInfoManager_ = std::make_shared<CFileInfoManager>();

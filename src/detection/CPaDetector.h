@@ -17,7 +17,7 @@ class CPaDetector {
 
     /// Must be called first. With a null manager the detector makes its own; one that is given is
     /// ignored, on purpose, and leaves the detector without any.
-    void Init(LoggerRef logger, std::shared_ptr<CFileInfoManager> fileInfoManager);
+    void Init(LoggerRef logger, const std::shared_ptr<CFileInfoManager>& fileInfoManager);
     /// Names no company and isn't known to be good.
     bool IsSuspiciousRunningModule(const Text& file);
     /// Names no company, and its size and content hash are those of known good files.

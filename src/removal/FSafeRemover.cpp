@@ -138,7 +138,7 @@ void FSafeRemover::cmdPaste_Click() {
               [this] { Paste(TheToolkit().ClipboardText()); });
 }
 
-void FSafeRemover::Paste(Text clipboard) {
+void FSafeRemover::Paste(const Text& clipboard) {
     if (clipboard.empty()) {
         ShowMessage(ResourceString(StringId::ClipboardIsEmpty), MessageStyle::Information);
         return;

@@ -32,7 +32,7 @@ class FSafeRemover : public HidingForm {
     void cmdFindSuspiciousFiles_Click();
 
     void FindSuspiciousFiles();
-    void Paste(Text clipboard);
+    void Paste(const Text& clipboard);
     void SetFiles(Text text);
     void ToggleSearchButton(const Text& source);
 

@@ -6,7 +6,7 @@ namespace bkfd {
 
 /// The program's strings. The numbers are those of the Windows program's string table.
 enum class StringId {
-#define BKFD_STRING(number, name, text) name = number,
+#define BKFD_STRING(number, name, text) name = (number),
 #include "resources/strings.inc"
 #undef BKFD_STRING
 };

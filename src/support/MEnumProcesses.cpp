@@ -27,7 +27,7 @@ bool IsSystemModule(const Text& path) {
 }
 
 /// The document in the encoding of the machine's family.
-Text Finished(Text document) {
+Text Finished(const Text& document) {
     return gIsNT ? WideDocument(document) : Text(kDeclaration) + document;
 }
 
@@ -134,7 +134,7 @@ Text DescribeFiles(const KeyedList& files) {
 
 }  // namespace
 
-Text MakeProcessReport(Text& filesDocument, LoggerRef logger) {
+Text MakeProcessReport(Text& filesDocument, const LoggerRef& logger) {
     KeyedList seenFiles;
     Text processes = Finished(DescribeProcesses(logger, seenFiles));
     filesDocument = Finished(DescribeFiles(seenFiles));

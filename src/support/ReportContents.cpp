@@ -80,9 +80,9 @@ std::optional<StringId> WhatIsMissing(const SupportRequest& request) {
     return std::nullopt;
 }
 
-void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& report) {
-    // A text goes as soon as its encoded form is there: some are large.
-    const auto addEncoded = [&report](const Text& name, Text text) {
+void GatherReport(const SupportRequest& request, const LoggerRef& logger, ValueBag& report) {
+    const auto addEncoded = [&report](const Text& name, Text&& given) {
+        const Text text = std::move(given);  // goes with its encoded form there: some are large
         report.Add(name, SysUtil::EncodeText(text));
     };
     report.Add(u"name", request.name);

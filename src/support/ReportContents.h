@@ -25,6 +25,6 @@ inline constexpr TextView kSupportCategory = u"BKFD\\SupportRequest";
 /// Gathers the report's entries into an empty bag, in the order in which they are sent. Pending
 /// messages are let run in between. A missing source gives an empty entry; an error goes to the
 /// caller.
-void GatherReport(const SupportRequest& request, LoggerRef logger, ValueBag& report);
+void GatherReport(const SupportRequest& request, const LoggerRef& logger, ValueBag& report);
 
 }  // namespace bkfd

@@ -93,7 +93,8 @@ Text NewArchiveName() {
 
 }  // namespace
 
-void cl::Do1(LoggerRef, const Text& category, ValueBag& values, Text& errorText, bool& success) {
+void cl::Do1(const LoggerRef&, const Text& category, ValueBag& values, Text& errorText,
+             bool& success) {
     errorText.clear();
     success = false;
     PackedReport report;

@@ -24,7 +24,7 @@ class cl {
     /// ended or 300 seconds have passed. `success` tells whether the endpoint took the report,
     /// `errorText` why not. The two temporary files stay after an exchange, whatever its end, and
     /// are deleted after any other failure. `logger` is accepted for the callers' sake.
-    void Do1(LoggerRef logger, const Text& category, ValueBag& values, Text& errorText,
+    void Do1(const LoggerRef& logger, const Text& category, ValueBag& values, Text& errorText,
              bool& success);
 
   private:
